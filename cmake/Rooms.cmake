@@ -1,0 +1,30 @@
+# lingrelay_room(NAME SOURCES ... [LINK ...]): one static library a room. A room sees only what it links.
+# Sources may be empty while a room holds headers alone.
+add_library(lingrelay_options INTERFACE)
+target_compile_options(lingrelay_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow=local -Wnon-virtual-dtor
+    -Woverloaded-virtual -Werror=return-type)
+target_include_directories(lingrelay_options INTERFACE ${CMAKE_SOURCE_DIR})
+
+# GCC 12 warns falsely about std::string inside inlined coroutines and variants.
+target_compile_options(lingrelay_options INTERFACE
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized -Wno-dangling-pointer>)
+
+set(LINGRELAY_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, such as address,undefined or thread")
+if(LINGRELAY_SANITIZE)
+    target_compile_options(lingrelay_options INTERFACE -fsanitize=${LINGRELAY_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=undefined)
+    target_link_options(lingrelay_options INTERFACE -fsanitize=${LINGRELAY_SANITIZE})
+    target_compile_definitions(lingrelay_options INTERFACE LINGRELAY_SANITIZED=1)
+endif()
+
+function(lingrelay_room name)
+    cmake_parse_arguments(ROOM "" "" "SOURCES;LINK;PRIVATE" ${ARGN})
+    if(ROOM_SOURCES)
+        add_library(lingrelay_${name} STATIC ${ROOM_SOURCES})
+        target_link_libraries(lingrelay_${name} PUBLIC lingrelay_options ${ROOM_LINK} PRIVATE ${ROOM_PRIVATE})
+        target_precompile_headers(lingrelay_${name} PRIVATE ${CMAKE_SOURCE_DIR}/base/Prefix.h)
+    else()
+        add_library(lingrelay_${name} INTERFACE)
+        target_link_libraries(lingrelay_${name} INTERFACE lingrelay_options ${ROOM_LINK})
+    endif()
+endfunction()

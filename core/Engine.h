@@ -1,0 +1,109 @@
+#pragma once
+
+#include "base/AtomicShared.h"
+#include "config/AppSettings.h"
+#include "context/ContextProfile.h"
+#include "speech/ClauseTrace.h"
+#include "speech/SonioxStream.h"
+#include "speech/TTSPipeline.h"
+#include "speech/TTSPlayer.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace lingrelay {
+
+/// One translation direction: a recogniser stream, and behind it a clause pipeline and a player, joined by `deliver`.
+///
+/// `start` and `stop` are called on one thread (main). Streams, their timers and all text callbacks live on the stream
+/// scheduler, the pipeline on its own; both outlive the engine. The player and the pipeline outlive streams: a restart
+/// leaves queued speech playing. Made by `create`; callbacks are set before the first `start`.
+class Engine : public std::enable_shared_from_this<Engine> {
+public:
+    /// What an engine stands on.
+    struct Services {
+        Network& network;
+        Scheduler& streamScheduler;
+        Scheduler& pipelineScheduler;
+        Scheduler& background; ///< player reports
+        AudioOutputs& outputs;
+    };
+
+    static std::shared_ptr<Engine> create(Services services);
+    ~Engine();
+
+    std::string tag; ///< "listen" or "speak"; set once, before the first start
+    bool useRollingContext = true; ///< for the next stream; main
+    std::optional<ContextProfile> contextProfile; ///< for the next stream; main
+
+    /// kind "original" or "translation"; on the stream scheduler.
+    std::function<void(std::string const& kind, std::string const& text)> onCaption;
+    /// One finished transcript line; on the stream scheduler.
+    std::function<void(std::string const& source, std::string const& translation, std::string const& speaker)> onLine;
+    /// kind "ready", "reconnecting" or "error"; on the stream scheduler, the pipeline's, or the caller's of `start`.
+    std::function<void(std::string const& kind, std::optional<std::string> const& message)> onStatus;
+    /// The first sound of a clause was handed to the player and will be heard in `delay`; on the pipeline scheduler.
+    std::function<void(TTSPipeline::Job const& job, Duration delay)> onSpeech;
+    /// What the provider says of its progress; on the stream scheduler.
+    std::function<void(SonioxStream::Progress const& progress)> onProgress;
+    /// Stamps of every clause; set when tracing is on. Any thread.
+    ClauseTrace onTrace;
+    /// Types a finished clause into the focused field; until it is set, typed clauses are captions and lines only.
+    std::function<void(std::string const& text)> typeText;
+
+    /// Begins or restarts the direction with this direction's record (languages and rate already in it).
+    void start(AppSettings settings);
+    /// Ends the stream and drops queued speech; settings and counters stay.
+    void stop();
+
+    /// 16-bit mono PCM at the record's rate, any thread. Never blocks, never buffers: without a live socket the bytes
+    /// are dropped.
+    void sendAudio(std::string pcm);
+
+    /// No more audio will come: asks the provider for its remaining answers. Any thread.
+    void finishAudio();
+
+    /// The live stream, or null; any thread. For feeders that wait for the socket.
+    std::shared_ptr<SonioxStream> stream() const { return m_stt.load(); }
+
+    /// The record in use; replaced without a restart by `applySettings`. Any thread.
+    std::shared_ptr<AppSettings const> settings() const { return m_settings.load(); }
+    void applySettings(AppSettings settings);
+
+    TTSPlayer& player() { return *m_player; }
+    /// True when no clause is queued, being synthesised or waiting to be heard. Any thread.
+    bool speechFinished() const;
+
+    std::string lastSpokenText() const;
+    std::string lastSpokenLanguage() const;
+
+private:
+    explicit Engine(Services services);
+    TTSPipeline& pipeline();
+    void deliver(std::string const& text, int seq);
+    void speak(std::string const& text, int seq, bool dropStale);
+    void wireStream(SonioxStream& stream);
+    void warmAhead(std::vector<std::string> languages);
+    std::string clauseLanguage() const;
+    int nextSeq();
+    bool claimIfFresh(int seq);
+    void resetSeq();
+
+    Services m_services;
+    AtomicShared<SonioxStream> m_stt;
+    std::shared_ptr<TTSPlayer> m_player;
+    AtomicShared<AppSettings const> m_settings;
+    mutable std::mutex m_mutex; ///< the fields down to the blank line
+    std::shared_ptr<TTSPipeline> m_pipeline;
+    int m_finalSeq = 0;
+    int m_lastDoneSeq = 0;
+    std::string m_lastSpokenText;
+    std::string m_lastSpokenLanguage;
+
+    std::string m_lastSource; ///< stream scheduler
+    std::string m_lastSourceForPolish; ///< stream scheduler
+};
+
+} // namespace lingrelay

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace lingrelay {
+
+/// Told when clause `seq` of a direction passes a hop: "preview", "final", "delivered", "enqueued", "socket", "sent",
+/// "firstAudio", "playing", "heard", "spoken", "skipped", "failed". The receiver takes the time. Any thread.
+using ClauseTrace = std::function<void(int seq, std::string_view hop)>;
+
+} // namespace lingrelay
