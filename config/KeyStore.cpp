@@ -1,0 +1,13 @@
+#include "config/KeyStore.h"
+
+#include "base/Registry.h"
+#include "base/Text.h"
+#include "platform/Defaults.h"
+
+namespace lingrelay {
+
+Defaults& KeyStore::d() { return Registry::get<Defaults>(); }
+
+std::string KeyStore::str(std::string const& key) { return std::string(trimWhitespace(d().string(key).value_or(""))); }
+
+} // namespace lingrelay
