@@ -9,8 +9,7 @@ namespace lingrelay {
 ///
 /// What std::atomic<std::shared_ptr> is in GCC 12, with the release order on its unlock that thread sanitizers need.
 /// The flag is held for a copy of a pointer and an increment, never for anything that can wait.
-template<class T>
-class AtomicShared {
+template <class T> class AtomicShared {
 public:
     AtomicShared() = default;
     explicit AtomicShared(std::shared_ptr<T> value) : m_value(std::move(value)) { }

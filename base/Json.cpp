@@ -52,9 +52,6 @@ std::optional<bool> jsonBool(Json const& object, char const* key)
     return member->get<bool>();
 }
 
-std::string jsonPrinted(Json const& value)
-{
-    return value.is_string() ? value.get<std::string>() : jsonText(value);
-}
+std::string jsonPrinted(Json const& value) { return value.is_string() ? value.get<std::string>() : jsonText(value); }
 
 } // namespace lingrelay

@@ -16,9 +16,8 @@ public:
     static void setSink(Sink sink);
     static void write(std::string_view line);
 
-    template<class... Args>
-    static void write(fmt::format_string<Args...> format, Args&&... args)
-        requires(sizeof...(Args) > 0)
+    template <class... Args>
+    static void write(fmt::format_string<Args...> format, Args&&... args) requires(sizeof...(Args) > 0)
     {
         write(std::string_view(fmt::format(format, std::forward<Args>(args)...)));
     }

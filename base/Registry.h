@@ -7,8 +7,8 @@
 
 namespace lingrelay {
 
-/// Holds the objects that the program shares (`X::shared()`), one of a type. The composition root fills one and makes it
-/// current; a test makes a fresh one for every case. Filled before other threads start, then only read; any thread.
+/// Holds the objects that the program shares (`X::shared()`), one of a type. The composition root fills one and makes
+/// it current; a test makes a fresh one for every case. Filled before other threads start, then only read; any thread.
 class Registry {
 public:
     Registry() : m_previous(current()) { current() = this; }
@@ -16,8 +16,7 @@ public:
     Registry(Registry const&) = delete;
     Registry& operator=(Registry const&) = delete;
 
-    template<class T>
-    T& put(std::shared_ptr<T> object)
+    template <class T> T& put(std::shared_ptr<T> object)
     {
         auto& reference = *object;
         m_objects[typeid(T)] = std::move(object);
@@ -25,8 +24,7 @@ public:
     }
 
     /// The shared T of the current registry. Asking for one that was not put is a programming error.
-    template<class T>
-    static T& get()
+    template <class T> static T& get()
     {
         assert(current());
         return *static_cast<T*>(current()->m_objects.at(typeid(T)).get());

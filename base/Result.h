@@ -25,13 +25,13 @@ struct Error {
 
     Kind kind = Kind::other;
     std::string message;
+    int code = 0; ///< the other side's own number, where it gave one
 
     bool operator==(Error const&) const = default;
 };
 
 /// A value or an Error.
-template<class T>
-class [[nodiscard]] Result {
+template <class T> class [[nodiscard]] Result {
 public:
     Result(T value) : m_state(std::in_place_index<0>, std::move(value)) { }
     Result(Error error) : m_state(std::in_place_index<1>, std::move(error)) { }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include <unicode/brkiter.h>
 #include <unicode/uchar.h>
@@ -17,7 +18,8 @@ UChar32 nextCodePoint(std::string_view text, std::size_t& offset)
 {
     auto position = static_cast<std::int64_t>(offset);
     UChar32 point = 0;
-    U8_NEXT_OR_FFFD(reinterpret_cast<std::uint8_t const*>(text.data()), position, static_cast<std::int64_t>(text.size()), point);
+    U8_NEXT_OR_FFFD(
+        reinterpret_cast<std::uint8_t const*>(text.data()), position, static_cast<std::int64_t>(text.size()), point);
     offset = static_cast<std::size_t>(position);
     return point;
 }
@@ -35,8 +37,7 @@ bool isSimple(UChar32 point)
 }
 
 /// Calls `found(bytes)` for every character of a text that is not all simple.
-template<class F>
-void segment(std::string_view text, F found)
+template <class F> void segment(std::string_view text, F found)
 {
     thread_local std::unique_ptr<icu::BreakIterator> const iterator = [] {
         UErrorCode status = U_ZERO_ERROR;

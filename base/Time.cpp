@@ -10,7 +10,7 @@ namespace lingrelay {
 std::string iso8601(Date date)
 {
     auto const time = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(date));
-    std::tm utc {};
+    std::tm utc{};
     gmtime_r(&time, &utc);
     return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday,
         utc.tm_hour, utc.tm_min, utc.tm_sec);
@@ -93,8 +93,8 @@ std::optional<Date> parseIso8601(std::string_view text)
             return {};
     }
     auto const offset = takeOffset(text);
-    year_month_day const day { year(*yearPart), month(static_cast<unsigned>(*monthPart)),
-        std::chrono::day(static_cast<unsigned>(*dayPart)) };
+    year_month_day const day{
+        year(*yearPart), month(static_cast<unsigned>(*monthPart)), std::chrono::day(static_cast<unsigned>(*dayPart))};
     if (!offset || !text.empty() || !day.ok() || *hourPart > 23 || *minutePart > 59 || *secondPart > 60)
         return {};
     return sys_days(day) + hours(*hourPart) + minutes(*minutePart - *offset) + std::chrono::seconds(*secondPart)
@@ -104,7 +104,7 @@ std::optional<Date> parseIso8601(std::string_view text)
 std::string clockTime(Date date)
 {
     auto const time = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(date));
-    std::tm local {};
+    std::tm local{};
     localtime_r(&time, &local);
     return fmt::format("{:02}:{:02}:{:02}", local.tm_hour, local.tm_min, local.tm_sec);
 }

@@ -31,7 +31,7 @@ bool isHostName(std::string_view host)
 
 bool isAddress6(std::string const& host)
 {
-    in6_addr address {};
+    in6_addr address{};
     return inet_pton(AF_INET6, host.c_str(), &address) == 1;
 }
 
@@ -41,10 +41,10 @@ bool Url::loopback() const
 {
     if (host == "localhost")
         return true;
-    in_addr address {};
+    in_addr address{};
     if (inet_pton(AF_INET, host.c_str(), &address) == 1)
         return (ntohl(address.s_addr) >> 24) == 127;
-    in6_addr address6 {};
+    in6_addr address6{};
     return inet_pton(AF_INET6, host.c_str(), &address6) == 1 && IN6_IS_ADDR_LOOPBACK(&address6);
 }
 

@@ -11,7 +11,7 @@ namespace lingrelay {
 std::string newUuid()
 {
     thread_local std::random_device device;
-    std::array<std::uint32_t, 4> word {device(), device(), device(), device()};
+    std::array<std::uint32_t, 4> word{device(), device(), device(), device()};
     word[1] = (word[1] & 0xFFFF'0FFFu) | 0x0000'4000u; // version 4
     word[2] = (word[2] & 0x3FFF'FFFFu) | 0x8000'0000u; // variant 1
     return fmt::format("{:08X}-{:04X}-{:04X}-{:04X}-{:04X}{:08X}", word[0], word[1] >> 16, word[1] & 0xFFFFu,

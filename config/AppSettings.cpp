@@ -53,11 +53,7 @@ void read(Defaults const& store, std::string const& key, std::map<std::string, s
 }
 
 Json stored(AppSettings::Mode mode) { return rawValue(mode); }
-template<class T>
-Json stored(T const& value)
-{
-    return value;
-}
+template <class T> Json stored(T const& value) { return value; }
 
 } // namespace
 

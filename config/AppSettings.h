@@ -50,8 +50,7 @@ struct AppSettings {
     bool echoGuard = false;
 
     /// Calls `visit(name, member)` for every field, in order; `member` is a pointer to member.
-    template<class F>
-    static void forEachField(F&& visit);
+    template <class F> static void forEachField(F&& visit);
 
     /// Reads the shared store; absent keys give the defaults above. Nothing is clamped or repaired.
     static AppSettings load();
@@ -70,8 +69,7 @@ struct AppSettings {
 /// "listen", "speak" or "both".
 char const* rawValue(AppSettings::Mode mode);
 
-template<class F>
-void AppSettings::forEachField(F&& visit)
+template <class F> void AppSettings::forEachField(F&& visit)
 {
     visit("sourceLang", &AppSettings::sourceLang);
     visit("targetLang", &AppSettings::targetLang);

@@ -26,8 +26,13 @@ constexpr Text table[] = {
     {"install", "Install", "Cài đặt"},
     {"later", "Later", "Để sau"},
     {"driver.title", "Install the “Lingrelay” audio device?", "Cài thiết bị âm thanh “Lingrelay”?"},
-    {"driver.body", "To send your translated voice into Meet/Zoom/Zalo as a microphone, Lingrelay installs one virtual audio device. One time only, needs your Mac password.", "Để gửi giọng dịch vào Meet/Zoom/Zalo làm micro, Lingrelay cần cài 1 thiết bị âm thanh ảo. Chỉ làm 1 lần, cần mật khẩu máy."},
-    {"driver.done", "✓ Installed “Lingrelay” — pick it as the Microphone in Meet/Zalo", "✓ Đã cài “Lingrelay” — chọn nó làm Microphone trong Meet/Zalo"},
+    {"driver.body",
+        "To send your translated voice into Meet/Zoom/Zalo as a microphone, Lingrelay installs one virtual audio "
+        "device. One time only, needs your Mac password.",
+        "Để gửi giọng dịch vào Meet/Zoom/Zalo làm micro, Lingrelay cần cài 1 thiết bị âm thanh ảo. Chỉ làm 1 lần, cần "
+        "mật khẩu máy."},
+    {"driver.done", "✓ Installed “Lingrelay” — pick it as the Microphone in Meet/Zalo",
+        "✓ Đã cài “Lingrelay” — chọn nó làm Microphone trong Meet/Zalo"},
     {"driver.fail", "⚠ Device install failed", "⚠ Cài thiết bị thất bại"},
 };
 
@@ -95,8 +100,7 @@ constexpr Text languageTable[] = {
     {"cy", "Welsh", "Tiếng Wales"},
 };
 
-template<std::size_t N>
-Text const* find(Text const (&rows)[N], std::string_view key)
+template <std::size_t N> Text const* find(Text const (&rows)[N], std::string_view key)
 {
     auto const* found = std::find_if(std::begin(rows), std::end(rows), [&](Text const& row) { return row.key == key; });
     return found == std::end(rows) ? nullptr : found;

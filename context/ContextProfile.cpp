@@ -117,7 +117,7 @@ struct Reader {
 std::optional<ContextProfile::Glossary> readGlossary(Json const& stored)
 {
     ContextProfile::Glossary entry;
-    Reader reader {stored};
+    Reader reader{stored};
     reader.uuid("id", entry.id);
     reader.text("source", entry.source);
     reader.text("target", entry.target);
@@ -127,7 +127,7 @@ std::optional<ContextProfile::Glossary> readGlossary(Json const& stored)
 std::optional<ContextProfile> readProfile(Json const& stored)
 {
     ContextProfile profile;
-    Reader reader {stored};
+    Reader reader{stored};
     reader.uuid("id", profile.id);
     reader.text("name", profile.name);
     reader.text("domain", profile.domain);
@@ -153,7 +153,7 @@ std::optional<ContextProfile> readProfile(Json const& stored)
 
 Json storedForm(ContextProfile const& profile)
 {
-    Json stored {{"id", profile.id}, {"name", profile.name}, {"domain", profile.domain}, {"topic", profile.topic},
+    Json stored{{"id", profile.id}, {"name", profile.name}, {"domain", profile.domain}, {"topic", profile.topic},
         {"participants", profile.participants}, {"notes", profile.notes}, {"terms", profile.terms},
         {"glossary", Json::array()}};
     if (profile.autoTerms)

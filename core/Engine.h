@@ -8,10 +8,12 @@
 #include "speech/TTSPipeline.h"
 #include "speech/TTSPlayer.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace lingrelay {
 
@@ -48,6 +50,10 @@ public:
     std::function<void(TTSPipeline::Job const& job, Duration delay)> onSpeech;
     /// What the provider says of its progress; on the stream scheduler.
     std::function<void(SonioxStream::Progress const& progress)> onProgress;
+    /// After `finishAudio`: the provider has given all its answers, or will give none; on the stream scheduler.
+    std::function<void()> onFinished;
+    /// The recogniser failed for good (ninth failure in a row), after its "error" status; on the stream scheduler.
+    std::function<void()> onFailed;
     /// Stamps of every clause; set when tracing is on. Any thread.
     ClauseTrace onTrace;
     /// Types a finished clause into the focused field; until it is set, typed clauses are captions and lines only.
@@ -59,8 +65,8 @@ public:
     void stop();
 
     /// 16-bit mono PCM at the record's rate, any thread. Never blocks, never buffers: without a live socket the bytes
-    /// are dropped.
-    void sendAudio(std::string pcm);
+    /// are dropped. `sent` is called (on the stream scheduler) once the block was handed to the operating system.
+    void sendAudio(std::string pcm, std::function<void()> sent = {});
 
     /// No more audio will come: asks the provider for its remaining answers. Any thread.
     void finishAudio();
@@ -81,14 +87,23 @@ public:
 
 private:
     explicit Engine(Services services);
-    TTSPipeline& pipeline();
+    std::shared_ptr<TTSPipeline> pipeline();
+    TTSPipeline::Callbacks pipelineCallbacks();
+    void onPipeline(std::function<void(TTSPipeline&)> operation);
+    std::shared_ptr<SonioxStream> makeStream(AppSettings const& settings);
+    void wireStream(SonioxStream& stream);
     void deliver(std::string const& text, int seq);
     void speak(std::string const& text, int seq, bool dropStale);
-    void wireStream(SonioxStream& stream);
-    void warmAhead(std::vector<std::string> languages);
+    void warm(std::string language);
+    void clauseStarts(TTSPipeline::Job const& job);
+    void feed(std::string const& pcm, bool dropOld);
     std::string clauseLanguage() const;
+    bool speaks() const { return tag == "speak"; }
+    void report(std::string const& kind, std::optional<std::string> const& message = {});
+    void trace(int seq, std::string_view hop) const;
     int nextSeq();
     bool claimIfFresh(int seq);
+    bool isStale(int seq) const;
     void resetSeq();
 
     Services m_services;
@@ -102,6 +117,8 @@ private:
     std::string m_lastSpokenText;
     std::string m_lastSpokenLanguage;
 
+    std::atomic<int> m_handedOver = 0; ///< clauses on their way to the pipeline
+    std::optional<TTSPipeline::Job> m_starting; ///< started, nothing fed yet; pipeline scheduler
     std::string m_lastSource; ///< stream scheduler
     std::string m_lastSourceForPolish; ///< stream scheduler
 };

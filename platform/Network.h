@@ -32,8 +32,7 @@ public:
     virtual std::shared_ptr<WebSocket> connect(WebSocketRequest request, Scheduler& scheduler) = 0;
 
     /// One exchange, without redirects or cookies. Any status is a response. At most 16 MiB are read.
-    virtual void exchange(
-        HttpRequest request, Scheduler& scheduler, std::function<void(Result<HttpResponse>)> done)
+    virtual void exchange(HttpRequest request, Scheduler& scheduler, std::function<void(Result<HttpResponse>)> done)
         = 0;
 };
 

@@ -59,8 +59,8 @@ struct WebSocketRequest {
     std::string url; ///< ws or wss
     std::string bearer; ///< for `Authorization: Bearer`; none when empty
     Duration connectTimeout = std::chrono::seconds(60); ///< until the upgrade is answered
-    Duration idleTimeout {}; ///< longest time without any frame, pongs included; zero: no limit
-    Duration lifetime {}; ///< longest life of the connection; zero: no limit
+    Duration idleTimeout{}; ///< longest time without any frame, pongs included; zero: no limit
+    Duration lifetime{}; ///< longest life of the connection; zero: no limit
     /// Most bytes of binary messages that wait, the operating system's send buffer included. The oldest waiting
     /// message goes first, and `onDropped` is told its bytes (on the scheduler). Text is never dropped. Zero: no limit.
     std::size_t maxQueuedBytes = 0;

@@ -9,8 +9,7 @@ namespace lingrelay {
 
 /// Carries one value from a callback to one waiting task, both on the same scheduler. Copies share the value, so the
 /// callback may come after the waiting task has been cancelled and is gone.
-template<class T>
-class OneShot {
+template <class T> class OneShot {
 public:
     /// The first value counts; later ones are dropped.
     void set(T value) const

@@ -38,7 +38,10 @@ private:
 class Scope final : public Cancellable {
 public:
     explicit Scope(Scheduler& scheduler) : m_scheduler(scheduler) { }
-    explicit Scope(Scope& parent) : m_scheduler(parent.m_scheduler), m_parent(&parent), m_cancelled(parent.m_cancelled) { parent.add(*this); }
+    explicit Scope(Scope& parent) : m_scheduler(parent.m_scheduler), m_parent(&parent), m_cancelled(parent.m_cancelled)
+    {
+        parent.add(*this);
+    }
     ~Scope()
     {
         assert(m_members.empty());
@@ -78,8 +81,10 @@ struct PromiseBase {
 
     struct FinalAwaiter {
         bool await_ready() const noexcept { return false; }
-        template<class P>
-        std::coroutine_handle<> await_suspend(std::coroutine_handle<P> self) noexcept { return self.promise().continuation; }
+        template <class P> std::coroutine_handle<> await_suspend(std::coroutine_handle<P> self) noexcept
+        {
+            return self.promise().continuation;
+        }
         void await_resume() const noexcept { }
     };
 
@@ -88,23 +93,20 @@ struct PromiseBase {
     void unhandled_exception() { error = std::current_exception(); }
 };
 
-template<class T>
-struct ResultOf : PromiseBase {
+template <class T> struct ResultOf : PromiseBase {
     std::optional<T> value;
     void return_value(T v) { value.emplace(std::move(v)); }
     T take() { return std::move(*value); }
 };
 
-template<>
-struct ResultOf<void> : PromiseBase {
+template <> struct ResultOf<void> : PromiseBase {
     void return_void() const noexcept { }
     void take() const noexcept { }
 };
 
 /// A lazy coroutine: runs when awaited, on the awaiter's scheduler and within its scope.
 /// Once started it always runs to its end; to end it early, cancel its scope.
-template<class T = void>
-class [[nodiscard]] Task {
+template <class T = void> class [[nodiscard]] Task {
 public:
     struct promise_type : ResultOf<T> {
         Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
@@ -119,8 +121,7 @@ public:
     }
 
     bool await_ready() const noexcept { return false; }
-    template<class P>
-    std::coroutine_handle<> await_suspend(std::coroutine_handle<P> waiting)
+    template <class P> std::coroutine_handle<> await_suspend(std::coroutine_handle<P> waiting)
     {
         return begin(*waiting.promise().scope, waiting);
     }
@@ -148,8 +149,7 @@ private:
 class Wait : public Cancellable {
 public:
     bool await_ready() const noexcept { return false; }
-    template<class P>
-    bool await_suspend(std::coroutine_handle<P> waiting)
+    template <class P> bool await_suspend(std::coroutine_handle<P> waiting)
     {
         m_scope = waiting.promise().scope;
         if (m_scope->cancelled() || !arm(m_scope->scheduler()))
@@ -163,7 +163,7 @@ public:
         // Also for a wait that was woken before the cancel but runs after it: the loser of a race
         // must not go on and take what it waited for.
         if (m_scope->cancelled())
-            throw Cancelled {};
+            throw Cancelled{};
     }
 
 protected:
@@ -212,7 +212,7 @@ private:
 /// `co_await sleep(5s)`: resumes after `duration` on the clock of the current scheduler.
 inline Sleep sleep(Duration duration) { return Sleep(duration); }
 
-/// A one-shot flag that tasks of one scheduler wait for with `co_await event.wait()`.
+/// A flag that tasks of one scheduler wait for with `co_await event.wait()`.
 class Event {
 public:
     class Waiter final : public Wait {
@@ -236,6 +236,8 @@ public:
 
     Waiter wait() { return Waiter(*this); }
     bool isSet() const { return m_set; }
+    /// Lets later waits wait again.
+    void reset() { m_set = false; }
     void set()
     {
         m_set = true;
@@ -259,8 +261,11 @@ inline Task<void> waitFor(Event& event) { co_await event.wait(); }
 struct CurrentScope {
     Scope* scope = nullptr;
     bool await_ready() const noexcept { return false; }
-    template<class P>
-    bool await_suspend(std::coroutine_handle<P> self) noexcept { scope = self.promise().scope; return false; }
+    template <class P> bool await_suspend(std::coroutine_handle<P> self) noexcept
+    {
+        scope = self.promise().scope;
+        return false;
+    }
     Scope& await_resume() const noexcept { return *scope; }
 };
 
@@ -287,14 +292,14 @@ public:
         void await_resume() const noexcept { }
     };
     /// Waits until every task has ended. Not cancellable itself; cancelling the group ends it.
-    Join join() { return { *this }; }
+    Join join() { return {*this}; }
 
 private:
     struct Root {
         struct promise_type {
             promise_type(TaskGroup& group, Task<void> const&) : scope(&group.m_scope) { }
             Scope* scope;
-            Root get_return_object() { return { std::coroutine_handle<promise_type>::from_promise(*this) }; }
+            Root get_return_object() { return {std::coroutine_handle<promise_type>::from_promise(*this)}; }
             std::suspend_always initial_suspend() const noexcept { return {}; }
             std::suspend_never final_suspend() const noexcept { return {}; }
             void return_void() const noexcept { }
@@ -318,21 +323,18 @@ private:
     int m_running = 0;
 };
 
-template<class T>
-using Lifted = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
+template <class T> using Lifted = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
 
 namespace detail {
 
-template<class Outcome>
-struct Race {
+template <class Outcome> struct Race {
     explicit Race(Scope& parent) : branches(parent) { }
     TaskGroup branches;
     std::optional<Outcome> winner;
     std::exception_ptr error;
 };
 
-template<std::size_t I, class T, class Outcome>
-Task<void> runBranch(Race<Outcome>& race, Task<T> task)
+template <std::size_t I, class T, class Outcome> Task<void> runBranch(Race<Outcome>& race, Task<T> task)
 {
     std::optional<Outcome> value;
     std::exception_ptr error;
@@ -357,13 +359,14 @@ Task<void> runBranch(Race<Outcome>& race, Task<T> task)
 
 /// Runs the tasks side by side. The first to end - with a value or an error - decides the outcome;
 /// the others are cancelled, and race() returns only after all have ended.
-template<class... T>
-Task<std::variant<Lifted<T>...>> race(Task<T>... tasks)
+template <class... T> Task<std::variant<Lifted<T>...>> race(Task<T>... tasks)
 {
-    detail::Race<std::variant<Lifted<T>...>> state(co_await CurrentScope {});
-    [&]<std::size_t... I>(std::index_sequence<I...>) {
+    detail::Race<std::variant<Lifted<T>...>> state(co_await CurrentScope{});
+    [&]<std::size_t... I>(std::index_sequence<I...>)
+    {
         (state.branches.spawn(detail::runBranch<I>(state, std::move(tasks))), ...);
-    }(std::index_sequence_for<T...> {});
+    }
+    (std::index_sequence_for<T...>{});
     co_await state.branches.join();
     if (state.error)
         std::rethrow_exception(state.error);
@@ -371,8 +374,7 @@ Task<std::variant<Lifted<T>...>> race(Task<T>... tasks)
 }
 
 /// The task's value, or nothing when it took longer than `limit` and was cancelled.
-template<class T>
-Task<std::optional<Lifted<T>>> withTimeout(Duration limit, Task<T> task)
+template <class T> Task<std::optional<Lifted<T>>> withTimeout(Duration limit, Task<T> task)
 {
     auto outcome = co_await race(std::move(task), sleepFor(limit));
     if (outcome.index() == 1)

@@ -14,7 +14,8 @@ VirtualScheduler& VirtualTime::pick()
     }
     VirtualScheduler* oldest = nullptr;
     for (auto* scheduler : m_schedulers) {
-        if (!scheduler->m_ready.empty() && (!oldest || scheduler->m_ready.front().order < oldest->m_ready.front().order))
+        if (!scheduler->m_ready.empty()
+            && (!oldest || scheduler->m_ready.front().order < oldest->m_ready.front().order))
             oldest = scheduler;
     }
     return *oldest;
@@ -70,7 +71,7 @@ Scheduler::TimerId VirtualScheduler::startTimer(Instant when, Job job)
 {
     auto const id = ++m_time.m_lastTimer;
     when = std::max(when, now());
-    m_time.m_timers.emplace(VirtualTime::TimerKey {when, id}, VirtualTime::Timer {this, std::move(job)});
+    m_time.m_timers.emplace(VirtualTime::TimerKey{when, id}, VirtualTime::Timer{this, std::move(job)});
     m_time.m_timerInstants.emplace(id, when);
     return id;
 }

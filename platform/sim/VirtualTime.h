@@ -38,8 +38,7 @@ public:
     /// Moves the clock forward, stopping at each instant that has a timer.
     void advance(Duration duration);
     /// Advances in steps until `done` is true; false when `limit` has passed first.
-    template<class F>
-    bool advanceUntil(F done, Duration limit, Duration step = std::chrono::milliseconds(10))
+    template <class F> bool advanceUntil(F done, Duration limit, Duration step = std::chrono::milliseconds(10))
     {
         runReady();
         for (auto const end = m_now + limit; !done() && m_now < end;)
@@ -60,7 +59,7 @@ private:
 
     VirtualScheduler& pick();
 
-    Instant m_now {};
+    Instant m_now{};
     Date m_epoch = std::chrono::sys_days(std::chrono::year(2026) / 3 / 1);
     std::optional<std::mt19937> m_random;
     std::vector<VirtualScheduler*> m_schedulers;

@@ -1,0 +1,332 @@
+#include "core/Engine.h"
+
+#include "base/Log.h"
+#include "config/L10n.h"
+#include "core/shared/FarEndEcho.h"
+
+namespace lingrelay {
+
+namespace {
+
+constexpr double synthesisRate = 24000;
+
+} // namespace
+
+std::shared_ptr<Engine> Engine::create(Services services) { return std::shared_ptr<Engine>(new Engine(services)); }
+
+Engine::Engine(Services services)
+    : m_services(services)
+    , m_player(TTSPlayer::create(services.outputs, services.background))
+    , m_settings(std::make_shared<AppSettings const>())
+{
+}
+
+Engine::~Engine()
+{
+    if (auto const stt = m_stt.exchange(nullptr))
+        stt->stop();
+    if (m_pipeline)
+        m_services.pipelineScheduler.post([pipeline = m_pipeline] { pipeline->shutdown(); });
+}
+
+void Engine::start(AppSettings settings)
+{
+    auto const record = std::make_shared<AppSettings const>(std::move(settings));
+    m_settings.store(record);
+    m_player->onUnderrun = [weak = weak_from_this()] {
+        if (auto const self = weak.lock())
+            self->onPipeline([](TTSPipeline& pipeline) { pipeline.growLeadIn(); });
+    };
+    resetSeq();
+    // The old stream stays in place until the new one is connected; nothing behind the stream is touched.
+    if (auto const old = m_stt.load())
+        old->stop();
+    auto const stream = makeStream(*record);
+    stream->connect();
+    m_stt.store(stream);
+    report("ready");
+    if (!record->tts)
+        return;
+    warm(record->targetLang);
+    if (record->twoWay())
+        warm(record->sourceLang);
+}
+
+std::shared_ptr<SonioxStream> Engine::makeStream(AppSettings const& settings)
+{
+    auto stream = SonioxStream::create(
+        m_services.network, m_services.streamScheduler, settings.sourceLang, settings.targetLang, settings.sampleRate);
+    stream->contextProfile = contextProfile;
+    stream->twoWay = settings.twoWay();
+    stream->diarization = settings.diarization;
+    stream->endpointDetection = settings.endpointDetection;
+    stream->endpointSensitivity = settings.endpointSensitivity;
+    stream->latencyAdjustment = settings.latencyAdjustment;
+    stream->useRollingTranscript = useRollingContext;
+    wireStream(*stream);
+    return stream;
+}
+
+void Engine::wireStream(SonioxStream& stream)
+{
+    auto const weak = weak_from_this();
+    stream.onOriginal = [weak](std::string const& text, bool isFinal) {
+        auto const self = weak.lock();
+        if (!self)
+            return;
+        if (self->onCaption)
+            self->onCaption("original", text);
+        if (!isFinal)
+            return;
+        self->m_lastSource = text;
+        if (self->tag == "listen")
+            FarEndEcho::shared().note(text);
+    };
+    stream.onTranslation = [weak](std::string const& text, bool isFinal) {
+        auto const self = weak.lock();
+        if (!self)
+            return;
+        if (isFinal)
+            return self->deliver(text, self->nextSeq());
+        if (self->onCaption)
+            self->onCaption("translation", text);
+        if (self->settings()->tts)
+            self->warm(self->clauseLanguage());
+    };
+    stream.onError = [weak](std::string const& message) {
+        Log::write("[stt] ERROR {}", message);
+        if (auto const self = weak.lock())
+            self->report("error", message);
+    };
+    stream.onReconnecting = [weak] {
+        Log::write("[stt] RECONNECTING");
+        if (auto const self = weak.lock())
+            self->report("reconnecting");
+    };
+    stream.onReconnected = [weak] {
+        Log::write("[stt] RECONNECTED");
+        if (auto const self = weak.lock())
+            self->report("ready");
+    };
+    stream.onProgress = [weak](SonioxStream::Progress const& progress) {
+        auto const self = weak.lock();
+        if (self && self->onProgress)
+            self->onProgress(progress);
+    };
+    stream.onFinished = [weak] {
+        auto const self = weak.lock();
+        if (self && self->onFinished)
+            self->onFinished();
+    };
+    stream.onDead = [weak] {
+        auto const self = weak.lock();
+        if (self && self->onFailed)
+            self->onFailed();
+    };
+}
+
+void Engine::deliver(std::string const& text, int seq)
+{
+    trace(seq, "final");
+    bool const dropStale = !speaks();
+    if (dropStale && !claimIfFresh(seq))
+        return;
+    if (speaks() && FarEndEcho::shared().looksLikeEcho(m_lastSource)) {
+        Log::write("[echo] dropped far-end leak: {}", m_lastSource);
+        m_lastSource.clear();
+        return;
+    }
+    if (onCaption)
+        onCaption("translation", text);
+    auto const stt = m_stt.load();
+    if (onLine)
+        onLine(m_lastSource, text, stt ? stt->lastSpeaker() : "");
+    m_lastSourceForPolish = std::exchange(m_lastSource, {});
+    trace(seq, "delivered");
+    auto const settings = this->settings();
+    if (settings->typeIntoChat && speaks()) {
+        if (typeText)
+            typeText(text + " ");
+    } else if (settings->tts) {
+        speak(text, seq, dropStale);
+    }
+}
+
+void Engine::speak(std::string const& text, int seq, bool dropStale)
+{
+    ++m_handedOver;
+    TTSPipeline::Job job{seq, text, clauseLanguage(), dropStale, m_services.streamScheduler.now()};
+    onPipeline([this, self = shared_from_this(), job = std::move(job)](TTSPipeline& pipeline) {
+        pipeline.enqueue(job);
+        --m_handedOver;
+    });
+}
+
+std::string Engine::clauseLanguage() const
+{
+    auto const stt = m_stt.load();
+    auto language = stt ? stt->lastTranslationLanguage() : std::string();
+    return language.empty() ? settings()->targetLang : language;
+}
+
+void Engine::warm(std::string language)
+{
+    if (language.empty() || language == "auto")
+        return;
+    onPipeline([language = std::move(language)](TTSPipeline& pipeline) { pipeline.warm(language); });
+}
+
+void Engine::clauseStarts(TTSPipeline::Job const& job)
+{
+    {
+        std::lock_guard const lock(m_mutex);
+        m_lastSpokenText = job.text;
+        m_lastSpokenLanguage = job.language;
+    }
+    m_starting = job;
+}
+
+void Engine::feed(std::string const& pcm, bool dropOld)
+{
+    if (auto const job = std::exchange(m_starting, {}); job && onSpeech)
+        onSpeech(*job, seconds(m_player->queuedSeconds()));
+    m_player->enqueuePCM(pcm, synthesisRate, dropOld);
+}
+
+TTSPipeline::Callbacks Engine::pipelineCallbacks()
+{
+    auto const weak = weak_from_this();
+    TTSPipeline::Callbacks callbacks;
+    callbacks.voice = [weak] {
+        auto const self = weak.lock();
+        return self ? self->settings()->voiceName : std::string("Daniel");
+    };
+    callbacks.speed = [weak] {
+        auto const self = weak.lock();
+        return self ? self->settings()->voiceSpeed : 1.15;
+    };
+    callbacks.feed = [weak](std::string const& pcm, bool dropOld) {
+        if (auto const self = weak.lock())
+            self->feed(pcm, dropOld);
+    };
+    callbacks.isStale = [weak](int seq) {
+        auto const self = weak.lock();
+        return !self || self->isStale(seq);
+    };
+    callbacks.onStart = [weak](TTSPipeline::Job const& job) {
+        if (auto const self = weak.lock())
+            self->clauseStarts(job);
+    };
+    callbacks.onError = [weak](std::string const& message) {
+        if (auto const self = weak.lock())
+            self->report("error", T("Voice: ", "Giọng nói: ") + message);
+    };
+    callbacks.streaming = [weak](bool streaming) {
+        if (auto const self = weak.lock())
+            self->m_player->setClipStreaming(streaming);
+    };
+    callbacks.trace = onTrace;
+    return callbacks;
+}
+
+std::shared_ptr<TTSPipeline> Engine::pipeline()
+{
+    std::lock_guard const lock(m_mutex);
+    if (!m_pipeline)
+        m_pipeline
+            = std::make_shared<TTSPipeline>(m_services.pipelineScheduler, m_services.network, pipelineCallbacks());
+    return m_pipeline;
+}
+
+void Engine::onPipeline(std::function<void(TTSPipeline&)> operation)
+{
+    m_services.pipelineScheduler.post(
+        [pipeline = pipeline(), operation = std::move(operation)] { operation(*pipeline); });
+}
+
+void Engine::sendAudio(std::string pcm, std::function<void()> sent)
+{
+    if (auto const stt = m_stt.load())
+        stt->send(std::move(pcm), std::move(sent));
+}
+
+void Engine::finishAudio()
+{
+    if (auto const stt = m_stt.load())
+        stt->finish();
+}
+
+void Engine::stop()
+{
+    if (auto const stt = m_stt.exchange(nullptr))
+        stt->stop();
+    onPipeline([](TTSPipeline& pipeline) { pipeline.cancelAll(); });
+}
+
+void Engine::applySettings(AppSettings settings)
+{
+    m_settings.store(std::make_shared<AppSettings const>(std::move(settings)));
+}
+
+bool Engine::speechFinished() const
+{
+    std::shared_ptr<TTSPipeline> pipeline;
+    {
+        std::lock_guard const lock(m_mutex);
+        pipeline = m_pipeline;
+    }
+    return m_handedOver == 0 && (!pipeline || pipeline->queued() == 0) && m_player->queuedSeconds() == 0;
+}
+
+std::string Engine::lastSpokenText() const
+{
+    std::lock_guard const lock(m_mutex);
+    return m_lastSpokenText;
+}
+
+std::string Engine::lastSpokenLanguage() const
+{
+    std::lock_guard const lock(m_mutex);
+    return m_lastSpokenLanguage;
+}
+
+void Engine::report(std::string const& kind, std::optional<std::string> const& message)
+{
+    if (onStatus)
+        onStatus(kind, message);
+}
+
+void Engine::trace(int seq, std::string_view hop) const
+{
+    if (onTrace)
+        onTrace(seq, hop);
+}
+
+int Engine::nextSeq()
+{
+    std::lock_guard const lock(m_mutex);
+    return ++m_finalSeq;
+}
+
+bool Engine::claimIfFresh(int seq)
+{
+    std::lock_guard const lock(m_mutex);
+    if (seq < m_lastDoneSeq)
+        return false;
+    m_lastDoneSeq = seq;
+    return true;
+}
+
+bool Engine::isStale(int seq) const
+{
+    std::lock_guard const lock(m_mutex);
+    return seq < m_lastDoneSeq;
+}
+
+void Engine::resetSeq()
+{
+    std::lock_guard const lock(m_mutex);
+    m_finalSeq = m_lastDoneSeq = 0;
+}
+
+} // namespace lingrelay

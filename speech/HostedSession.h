@@ -1,0 +1,88 @@
+#pragma once
+
+#include "base/Json.h"
+#include "base/async/Task.h"
+#include "speech/Net.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace lingrelay {
+
+/// The client of the backend's session protocol: short-lived provider keys, metered time, a budget for synthesis.
+///
+/// Shared; used on main, but for the keys and budgets, which any thread may read. `shutdown` before main ends.
+class HostedSession : public std::enable_shared_from_this<HostedSession> {
+public:
+    struct Failure {
+        std::string message;
+        std::string code; ///< the backend's word, "unknown" without one, or empty when the network failed
+    };
+    struct Budget {
+        std::int64_t ttsRpm = 0; ///< synthesis sockets a minute; 0 means none known
+        std::int64_t ttsConcurrent = 0; ///< synthesis streams at a time; 0 means none known
+
+        bool operator==(Budget const&) const = default;
+    };
+
+    /// `clientToken` identifies the caller to the backend in every call; empty when there is none.
+    HostedSession(Scheduler& main, Net& net, std::string clientToken);
+    static HostedSession& shared();
+
+    /// Opens a session; nothing on success. Allowed again after an end, and replaces everything.
+    Task<std::optional<Failure>> start();
+    /// Reports the last use without waiting for an answer. Does nothing when not active.
+    void end();
+    Task<void> refreshBalance();
+
+    bool active() const { return m_active; }
+    std::int64_t remainingSeconds() const { return m_remainingSeconds; }
+    /// The server stopped the session during a tick.
+    std::function<void()> onExhausted;
+
+    std::string sttKey() const;
+    std::string ttsKey() const;
+    Budget budget() const;
+
+    /// Cancels what runs, the report of an `end` included.
+    void shutdown();
+    /// True when no call is under way.
+    bool idle() const { return m_tasks.running() == 0; }
+
+    /// "0 min", "59 min", "1 h", "1 h 1 min" in the interface language.
+    static std::string format(std::int64_t seconds);
+
+private:
+    enum class Ending { no, yes };
+
+    Task<Result<Json>> post(char const* path, Json body);
+    Task<void> report(std::shared_ptr<HostedSession> self, Ending ending);
+    void began(Json const& response);
+    void scheduleTick();
+    void setRemaining(Json const& response);
+    void setKeys(Json const& response);
+    void readBudget(Json const& response);
+
+    Scheduler& m_main;
+    Net& m_net;
+    std::string const m_clientToken;
+    TaskGroup m_tasks;
+    std::int64_t m_remainingSeconds = 0;
+    bool m_active = false;
+    std::string m_sessionId;
+    Date m_expiresAt;
+    Scheduler::TimerId m_timer = 0;
+    Instant m_lastReport;
+    std::int64_t m_carried = 0; ///< seconds of use not yet accepted by the backend
+
+    mutable std::mutex m_keyLock; ///< held for a copy; guards all below
+    std::string m_sttKey;
+    std::string m_ttsKey;
+    Budget m_budget;
+};
+
+} // namespace lingrelay

@@ -1,0 +1,470 @@
+#include "speech/SonioxStream.h"
+
+#include "base/Log.h"
+#include "config/Hosts.h"
+#include "config/KeyStore.h"
+#include "config/L10n.h"
+#include "speech/HostedSession.h"
+
+#include <algorithm>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr Duration keepAliveInterval = seconds(5.0);
+constexpr Duration idleFlushDelay = seconds(0.9);
+constexpr int attempts = 8;
+constexpr std::size_t rollingLimit = 12000;
+constexpr std::size_t punctuatedClause = 23; ///< a clause may end at a comma beyond this many characters
+constexpr std::size_t longestClause = 89;
+constexpr int closeGoingAway = 1001;
+/// Six unanswered pings: the connection is dead although nobody closed it.
+constexpr Duration deadAfter = seconds(30.0);
+constexpr Duration finishQuiet = seconds(5.0);
+constexpr std::int64_t waitingSeconds = 2;
+
+bool isOneOf(std::string_view character, std::initializer_list<std::string_view> marks)
+{
+    return std::find(marks.begin(), marks.end(), character) != marks.end();
+}
+
+/// Decides whether the buffer is a finished clause.
+bool isClause(CharacterText const& buffer)
+{
+    auto const last = buffer.lastTrimmedCharacter();
+    if (last.empty())
+        return false;
+    if (isOneOf(last, {".", "!", "?", "。", "！", "？", "…"}))
+        return true;
+    auto const count = buffer.trimmedCount();
+    if (count > punctuatedClause && isOneOf(last, {",", ";", ":", "،", "、", "；", "："}))
+        return true;
+    return count > longestClause;
+}
+
+/// Markers such as "<end>" tell about the speech and are no text.
+bool isMarker(std::string_view text)
+{
+    auto const trimmed = trimBlanks(text);
+    return trimmed.size() >= 3 && trimmed.front() == '<' && trimmed.back() == '>';
+}
+
+std::string_view textOf(Json const& object, char const* key)
+{
+    auto const* member = jsonMember(object, key);
+    return member && member->is_string() ? std::string_view(member->get_ref<std::string const&>()) : std::string_view();
+}
+
+Duration reconnectDelay(int failures) { return seconds(std::min(failures * 0.4, 2.5)); }
+
+} // namespace
+
+/// What folding one message found.
+struct SonioxStream::Folded {
+    std::string nonFinalOriginal;
+    std::string nonFinalTranslation;
+    bool flushOriginal = false;
+    bool flushTranslation = false;
+};
+
+std::shared_ptr<SonioxStream> SonioxStream::create(
+    Network& network, Scheduler& scheduler, std::string sourceLang, std::string targetLang, std::int64_t sampleRate)
+{
+    return std::shared_ptr<SonioxStream>(
+        new SonioxStream(network, scheduler, std::move(sourceLang), std::move(targetLang), sampleRate));
+}
+
+SonioxStream::SonioxStream(
+    Network& network, Scheduler& scheduler, std::string sourceLang, std::string targetLang, std::int64_t sampleRate)
+    : m_network(network)
+    , m_scheduler(scheduler)
+    , m_sourceLang(std::move(sourceLang))
+    , m_targetLang(std::move(targetLang))
+    , m_sampleRate(sampleRate)
+{
+}
+
+SonioxStream::~SonioxStream() = default;
+
+void SonioxStream::connect()
+{
+    m_scheduler.post([weak = weak_from_this()] {
+        if (auto const self = weak.lock())
+            self->connectNow();
+    });
+}
+
+void SonioxStream::connectNow()
+{
+    if (m_stopped)
+        return;
+    auto const key = Secrets::byokActive() ? Secrets::key() : HostedSession::shared().sttKey();
+    WebSocketRequest request;
+    request.url = Hosts::shared().sttUrl();
+    request.bearer = key;
+    request.idleTimeout = deadAfter;
+    request.maxQueuedBytes = static_cast<std::size_t>(m_sampleRate * 2 * waitingSeconds);
+    request.onDropped = [](std::size_t bytes) { Log::write("[stt] provider is not reading: {} bytes dropped", bytes); };
+    auto const socket = m_network.connect(std::move(request), m_scheduler);
+    m_task.store(socket);
+    ++m_connections;
+    sendConfig(*socket, key);
+    armReceive();
+    startKeepAlive();
+    if (m_stopped) { // by another thread since the test above
+        socket->cancel(closeGoingAway);
+        m_task.store(nullptr);
+        stopTimers();
+    }
+}
+
+Json SonioxStream::configuration(std::string const& key) const
+{
+    Json config{{"api_key", key}, {"model", "stt-rt-v5"}, {"audio_format", "pcm_s16le"}, {"sample_rate", m_sampleRate},
+        {"num_channels", 1}, {"enable_endpoint_detection", endpointDetection}};
+    if (twoWay)
+        config["translation"] = {{"type", "two_way"}, {"language_a", m_sourceLang}, {"language_b", m_targetLang}};
+    else
+        config["translation"] = {{"type", "one_way"}, {"target_language", m_targetLang}};
+    if (endpointDetection && endpointSensitivity != 0)
+        config["endpoint_sensitivity"] = std::clamp(endpointSensitivity, -1.0, 1.0);
+    if (latencyAdjustment >= 1)
+        config["endpoint_latency_adjustment"] = latencyAdjustment;
+    if (diarization)
+        config["enable_speaker_diarization"] = true;
+    auto hints = Json::array();
+    if (!m_sourceLang.empty() && m_sourceLang != "auto")
+        hints.push_back(m_sourceLang);
+    if (!m_targetLang.empty())
+        hints.push_back(m_targetLang);
+    if (!hints.empty())
+        config["language_hints"] = std::move(hints);
+    if (auto context = contextPayload())
+        config["context"] = std::move(*context);
+    return config;
+}
+
+std::optional<Json> SonioxStream::contextPayload() const
+{
+    if (!contextProfile)
+        return {};
+    return contextProfile->payload(useRollingTranscript ? rollingTranscript() : std::string());
+}
+
+void SonioxStream::sendConfig(WebSocket& socket, std::string const& key)
+{
+    auto const config = configuration(key);
+    if (auto const* context = jsonMember(config, "context"))
+        Log::write("[ctx] sent to Soniox with config ({} chars)", characterCount(jsonText(*context)));
+    socket.sendText(jsonText(config), [weak = weak_from_this()](std::optional<Error> error) {
+        auto const self = weak.lock();
+        if (self && error)
+            self->fail("soniox config: " + error->message);
+    });
+}
+
+void SonioxStream::send(std::string pcm, std::function<void()> sent)
+{
+    auto const task = m_stopped ? nullptr : m_task.load();
+    if (!task || task->state() == WebSocket::State::closed)
+        return;
+    task->sendBinary(std::move(pcm), [weak = weak_from_this(), sent = std::move(sent)](std::optional<Error> error) {
+        if (!error && sent)
+            sent();
+        auto const self = weak.lock();
+        if (self && error)
+            self->fail("soniox send: " + error->message);
+    });
+}
+
+void SonioxStream::finish()
+{
+    m_scheduler.post([weak = weak_from_this()] {
+        auto const self = weak.lock();
+        if (!self || self->m_stopped || self->m_finishing)
+            return;
+        self->m_finishing = true;
+        auto const task = self->m_task.load();
+        if (!task || task->state() == WebSocket::State::closed)
+            return self->finished();
+        task->sendText("", {});
+        self->watchFinish();
+    });
+}
+
+void SonioxStream::watchFinish()
+{
+    stopTimer(m_finishTimer);
+    m_finishTimer = m_scheduler.startTimer(m_scheduler.now() + finishQuiet, [weak = weak_from_this()] {
+        if (auto const self = weak.lock())
+            self->finished();
+    });
+}
+
+void SonioxStream::finished()
+{
+    if (m_stopped || !m_finishing)
+        return;
+    stopTimers();
+    flushOriginal();
+    flushTranslation();
+    if (auto const task = m_task.exchange(nullptr))
+        task->cancel(closeGoingAway);
+    if (auto const done = std::exchange(onFinished, {}))
+        done();
+}
+
+void SonioxStream::stop()
+{
+    if (m_stopped.exchange(true))
+        return;
+    if (auto const task = m_task.exchange(nullptr)) {
+        task->sendText("", {});
+        task->cancel(closeGoingAway);
+    }
+    {
+        std::lock_guard const lock(m_bufLock);
+        m_finalOriginal.clear();
+        m_finalTranslation.clear();
+    }
+    m_scheduler.post([self = shared_from_this()] { self->stopTimers(); });
+}
+
+bool SonioxStream::open() const
+{
+    auto const task = m_stopped ? nullptr : m_task.load();
+    return task && task->state() == WebSocket::State::open;
+}
+
+std::size_t SonioxStream::queuedBytes() const
+{
+    auto const task = m_task.load();
+    return task ? task->queuedBytes() : 0;
+}
+
+void SonioxStream::armReceive()
+{
+    auto const task = m_task.load();
+    if (!task)
+        return;
+    task->receive([weak = weak_from_this()](Result<WebSocket::Message> message) {
+        if (auto const self = weak.lock())
+            self->received(std::move(message));
+    });
+}
+
+void SonioxStream::received(Result<WebSocket::Message> message)
+{
+    if (m_stopped)
+        return;
+    if (!message)
+        return fail(message.error().message);
+    handle(message->data);
+    armReceive();
+}
+
+void SonioxStream::startKeepAlive()
+{
+    stopTimer(m_keepAlive);
+    m_keepAlive = m_scheduler.startTimer(m_scheduler.now() + keepAliveInterval, [weak = weak_from_this()] {
+        auto const self = weak.lock();
+        if (!self || self->m_stopped)
+            return;
+        if (auto const task = self->m_task.load())
+            task->ping();
+        self->startKeepAlive();
+    });
+}
+
+void SonioxStream::fail(std::string const& message)
+{
+    if (m_stopped)
+        return;
+    if (m_finishing)
+        return finished();
+    if (m_reconnects > attempts)
+        return;
+    stopTimer(m_keepAlive);
+    ++m_reconnects;
+    if (m_reconnects > attempts) {
+        if (onError)
+            onError(message);
+        if (onDead)
+            onDead();
+        return;
+    }
+    if (onReconnecting)
+        onReconnecting();
+    auto const id = std::make_shared<Scheduler::TimerId>(0);
+    *id = m_scheduler.startTimer(m_scheduler.now() + reconnectDelay(m_reconnects), [weak = weak_from_this(), id] {
+        auto const self = weak.lock();
+        if (!self)
+            return;
+        self->m_reconnectTimers.erase(*id);
+        self->connectNow();
+    });
+    m_reconnectTimers.insert(*id);
+}
+
+void SonioxStream::handle(std::string_view frame)
+{
+    auto const message = parseJson(frame);
+    if (!message || !message->is_object())
+        return;
+    if (m_finishing)
+        watchFinish();
+    if (auto const* code = jsonMember(*message, "error_code")) {
+        if (onError)
+            onError(T("Speech service: ", "Dịch vụ giọng nói: ") + jsonPrinted(*code) + " "
+                + std::string(textOf(*message, "error_message")));
+        return;
+    }
+    if (m_reconnects >= 1) {
+        m_reconnects = 0;
+        if (onReconnected)
+            onReconnected();
+    }
+    reportProgress(*message);
+    auto const* tokens = jsonMember(*message, "tokens");
+    auto const isObject = [](Json const& token) { return token.is_object(); };
+    if (tokens && tokens->is_array() && std::all_of(tokens->begin(), tokens->end(), isObject))
+        foldTokens(*tokens);
+    if (m_finishing && jsonBool(*message, "finished").value_or(false))
+        finished();
+}
+
+void SonioxStream::reportProgress(Json const& message)
+{
+    if (!onProgress)
+        return;
+    onProgress({jsonInteger(message, "final_audio_proc_ms"), jsonInteger(message, "total_audio_proc_ms"),
+        jsonBool(message, "finished").value_or(false)});
+}
+
+void SonioxStream::foldTokens(Json const& tokens)
+{
+    Folded folded;
+    std::string originalPreview;
+    std::string translationPreview;
+    {
+        std::lock_guard const lock(m_bufLock);
+        fold(tokens, folded);
+        originalPreview = trimBlanks(std::string(m_finalOriginal.text()) + folded.nonFinalOriginal);
+        translationPreview = trimBlanks(std::string(m_finalTranslation.text()) + folded.nonFinalTranslation);
+    }
+    if (!originalPreview.empty() && onOriginal && !m_stopped)
+        onOriginal(originalPreview, false);
+    if (!translationPreview.empty() && onTranslation && !m_stopped)
+        onTranslation(translationPreview, false);
+    if (folded.flushOriginal)
+        flushOriginal();
+    if (folded.flushTranslation)
+        flushTranslation();
+    scheduleIdleFlush();
+}
+
+void SonioxStream::fold(Json const& tokens, Folded& folded)
+{
+    for (auto const& token : tokens) {
+        auto const text = textOf(token, "text");
+        bool const isFinal = jsonBool(token, "is_final").value_or(false);
+        if (isMarker(text)) {
+            if (isFinal) {
+                folded.flushTranslation |= m_finalTranslation.trimmedCount() > 0;
+                folded.flushOriginal |= m_finalOriginal.trimmedCount() > 0;
+            }
+            continue;
+        }
+        bool const translated = textOf(token, "translation_status") == "translation";
+        if (!isFinal) {
+            (translated ? folded.nonFinalTranslation : folded.nonFinalOriginal) += text;
+            continue;
+        }
+        auto& buffer = translated ? m_finalTranslation : m_finalOriginal;
+        buffer.append(text);
+        if (translated) {
+            if (auto const language = textOf(token, "language"); !language.empty())
+                m_lastTranslationLanguage = language;
+        } else if (auto const* speaker = jsonMember(token, "speaker");
+                   speaker && (speaker->is_string() || speaker->is_number_integer())) {
+            if (auto label = jsonPrinted(*speaker); !label.empty())
+                m_lastSpeaker = std::move(label);
+        }
+        if (isClause(buffer))
+            (translated ? folded.flushTranslation : folded.flushOriginal) = true;
+    }
+}
+
+void SonioxStream::flushOriginal()
+{
+    std::string text;
+    {
+        std::lock_guard const lock(m_bufLock);
+        text = trimBlanks(m_finalOriginal.text());
+        m_finalOriginal.clear();
+        if (text.empty())
+            return;
+        m_rollingTranscript.append(text);
+        m_rollingTranscript.append(" ");
+        m_rollingTranscript.keepLast(rollingLimit);
+    }
+    if (onOriginal && !m_stopped)
+        onOriginal(text, true);
+}
+
+void SonioxStream::flushTranslation()
+{
+    std::string text;
+    {
+        std::lock_guard const lock(m_bufLock);
+        text = trimBlanks(m_finalTranslation.text());
+        m_finalTranslation.clear();
+    }
+    if (!text.empty() && onTranslation && !m_stopped)
+        onTranslation(text, true);
+}
+
+void SonioxStream::scheduleIdleFlush()
+{
+    stopTimer(m_idleTimer);
+    if (m_stopped)
+        return;
+    // Only the translation: it feeds the voice. The original waits for its own end.
+    m_idleTimer = m_scheduler.startTimer(m_scheduler.now() + idleFlushDelay, [weak = weak_from_this()] {
+        auto const self = weak.lock();
+        if (self && !self->m_stopped)
+            self->flushTranslation();
+    });
+}
+
+void SonioxStream::stopTimer(Scheduler::TimerId& timer) { m_scheduler.stopTimer(std::exchange(timer, 0)); }
+
+void SonioxStream::stopTimers()
+{
+    stopTimer(m_keepAlive);
+    stopTimer(m_idleTimer);
+    stopTimer(m_finishTimer);
+    for (auto const id : std::exchange(m_reconnectTimers, {}))
+        m_scheduler.stopTimer(id);
+}
+
+std::string SonioxStream::lastSpeaker() const
+{
+    std::lock_guard const lock(m_bufLock);
+    return m_lastSpeaker;
+}
+
+std::string SonioxStream::lastTranslationLanguage() const
+{
+    std::lock_guard const lock(m_bufLock);
+    return m_lastTranslationLanguage;
+}
+
+std::string SonioxStream::rollingTranscript() const
+{
+    std::lock_guard const lock(m_bufLock);
+    return std::string(m_rollingTranscript.text());
+}
+
+} // namespace lingrelay

@@ -1,0 +1,271 @@
+#include "speech/TTSPlayer.h"
+
+#include "core/shared/EchoGuard.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr double keptWhenBehind = 8.0; ///< seconds
+constexpr float decay = 0.98F;
+constexpr float inaudible = 0.00001F;
+constexpr Duration reportInterval = seconds(0.1);
+
+/// 5 milliseconds, at the least 48 samples.
+int rampLength(double rate) { return std::max(static_cast<int>(rate / 200), 48); }
+
+} // namespace
+
+std::shared_ptr<TTSPlayer> TTSPlayer::create(AudioOutputs& outputs, Scheduler& background)
+{
+    std::shared_ptr<TTSPlayer> player(new TTSPlayer(outputs, background));
+    player->m_defaultWatch = outputs.watchDefault([weak = std::weak_ptr(player)] {
+        auto const self = weak.lock();
+        if (self && !self->device() && self->hasOutput())
+            self->rebuild();
+    });
+    return player;
+}
+
+TTSPlayer::TTSPlayer(AudioOutputs& outputs, Scheduler& background)
+    : m_outputs(outputs)
+    , m_background(background)
+    , m_reading(m_blocks.end())
+{
+}
+
+TTSPlayer::~TTSPlayer()
+{
+    m_defaultWatch.reset();
+    teardown();
+}
+
+void TTSPlayer::setDevice(std::optional<std::uint32_t> device)
+{
+    std::lock_guard const lock(m_unitMutex);
+    m_device = device;
+}
+
+std::optional<std::uint32_t> TTSPlayer::device() const
+{
+    std::lock_guard const lock(m_unitMutex);
+    return m_device;
+}
+
+bool TTSPlayer::hasOutput() const
+{
+    std::lock_guard const lock(m_unitMutex);
+    return m_unit != nullptr;
+}
+
+double TTSPlayer::rate() const
+{
+    std::lock_guard const lock(m_lock);
+    return m_rate;
+}
+
+double TTSPlayer::queuedSeconds() const
+{
+    std::lock_guard const lock(m_lock);
+    return static_cast<double>(m_queued) / m_rate;
+}
+
+void TTSPlayer::rebuild()
+{
+    std::lock_guard const unitLock(m_unitMutex);
+    m_unit.reset();
+    dropQueue();
+    build();
+}
+
+void TTSPlayer::build()
+{
+    m_unit = m_outputs.open(m_device, *this);
+    {
+        std::lock_guard const lock(m_lock);
+        m_rate = m_unit ? m_unit->sampleRate() : 48000;
+    }
+}
+
+void TTSPlayer::teardown()
+{
+    std::lock_guard const unitLock(m_unitMutex);
+    m_unit.reset();
+    m_background.stopTimer(std::exchange(m_reportTimer, 0));
+    dropQueue();
+}
+
+void TTSPlayer::dropQueue()
+{
+    Blocks dropped; // released outside the lock
+    std::lock_guard const lock(m_lock);
+    dropped.swap(m_blocks);
+    m_reading = m_blocks.end();
+    m_readIdx = 0;
+    m_queued = 0;
+}
+
+void TTSPlayer::enqueuePCM(std::string_view pcm, double sourceRate, bool dropOld)
+{
+    if (pcm.empty())
+        return;
+    {
+        std::lock_guard const unitLock(m_unitMutex);
+        if (!m_unit)
+            build();
+        if (m_unit && m_reportTimer == 0 && (onUnderrun || onLevel))
+            startReports();
+    }
+    Blocks incoming;
+    incoming.push_back(resample(pcm, sourceRate, rate()));
+    if (incoming.front().empty())
+        return;
+    Blocks played; // released outside the lock
+    double queuedSeconds = 0;
+    {
+        std::lock_guard const lock(m_lock);
+        if (dropOld)
+            dropOldest(static_cast<std::size_t>(m_rate * keptWhenBehind));
+        // A moved list keeps its elements, so its iterators stay good; nothing here depends on how much is queued.
+        m_queued += incoming.front().size();
+        bool const wasEmpty = m_reading == m_blocks.end();
+        auto const first = incoming.begin();
+        m_blocks.splice(m_blocks.end(), incoming);
+        if (wasEmpty)
+            m_reading = first;
+        played.splice(played.end(), m_blocks, m_blocks.begin(), m_reading);
+        queuedSeconds = static_cast<double>(m_queued) / m_rate;
+    }
+    if (m_gatesMic)
+        EchoGuard::shared().bump(queuedSeconds);
+}
+
+/// Moves the reading place forward so that exactly `keep` samples remain.
+void TTSPlayer::dropOldest(std::size_t keep)
+{
+    if (m_queued <= keep)
+        return;
+    auto excess = m_queued - keep;
+    m_queued = keep;
+    m_discontinuity = true;
+    while (excess > 0) {
+        auto const step = std::min(excess, m_reading->size() - m_readIdx);
+        m_readIdx += step;
+        excess -= step;
+        skipEmpty();
+    }
+}
+
+void TTSPlayer::skipEmpty()
+{
+    if (m_readIdx < m_reading->size())
+        return;
+    ++m_reading;
+    m_readIdx = 0;
+}
+
+/// A plain linear interpolator, good enough for speech.
+TTSPlayer::Block TTSPlayer::resample(std::string_view pcm, double sourceRate, double targetRate)
+{
+    auto const count = pcm.size() / 2;
+    auto const sample = [&](std::size_t index) {
+        std::int16_t value = 0;
+        std::memcpy(&value, pcm.data() + 2 * std::min(index, count - 1), 2);
+        return std::max(static_cast<float>(value) / 32768.0F, -1.0F);
+    };
+    Block result;
+    if (count == 0)
+        return result;
+    if (std::abs(sourceRate - targetRate) < 1.0) {
+        result.resize(count);
+        for (std::size_t i = 0; i < count; ++i)
+            result[i] = sample(i);
+        return result;
+    }
+    auto const ratio = sourceRate / targetRate;
+    result.resize(static_cast<std::size_t>(static_cast<double>(count) / ratio));
+    for (std::size_t i = 0; i < result.size(); ++i) {
+        auto const position = static_cast<double>(i) * ratio;
+        auto const index = static_cast<std::size_t>(position);
+        auto const fraction = static_cast<float>(position - static_cast<double>(index));
+        result[i] = sample(index) + (sample(index + 1) - sample(index)) * fraction;
+    }
+    return result;
+}
+
+float TTSPlayer::next()
+{
+    if (m_wasStarved || m_discontinuity) {
+        m_rampIn = rampLength(m_rate);
+        m_wasStarved = m_discontinuity = false;
+    }
+    auto value = (*m_reading)[m_readIdx++];
+    --m_queued;
+    skipEmpty();
+    if (m_rampIn >= 1)
+        value *= 1.0F - static_cast<float>(m_rampIn--) / static_cast<float>(rampLength(m_rate));
+    return value;
+}
+
+void TTSPlayer::render(float* out, std::size_t frames)
+{
+    if (!out)
+        return;
+    std::lock_guard const lock(m_lock);
+    bool newlyStarved = false;
+    float peak = 0;
+    for (std::size_t i = 0; i < frames; ++i) {
+        if (starved()) {
+            newlyStarved |= !std::exchange(m_wasStarved, true);
+            m_lastOut *= decay;
+            if (std::abs(m_lastOut) < inaudible)
+                m_lastOut = 0;
+        } else {
+            m_lastOut = next();
+        }
+        out[i] = m_lastOut;
+        peak = std::max(peak, std::abs(m_lastOut));
+    }
+    if (newlyStarved && m_clipStreaming)
+        ++m_underruns;
+    m_levelTick += frames;
+    if (m_levelTick >= static_cast<std::size_t>(m_rate / 10)) {
+        m_levelTick = 0;
+        m_peak = peak;
+        ++m_levels;
+    }
+}
+
+/// Nothing can be posted from the real-time thread, so what it counts is looked at from here, while there is sound.
+void TTSPlayer::startReports()
+{
+    m_reportTimer = m_background.startTimer(m_background.now() + reportInterval, [weak = weak_from_this()] {
+        auto const self = weak.lock();
+        if (!self)
+            return;
+        self->report();
+        std::lock_guard const lock(self->m_unitMutex);
+        bool const sounding = self->queuedSeconds() > 0 || self->m_clipStreaming || self->m_peak > 0;
+        bool const again = self->m_reportTimer != 0 && self->m_unit && sounding;
+        self->m_reportTimer = 0;
+        if (again)
+            self->startReports();
+    });
+}
+
+void TTSPlayer::report()
+{
+    for (; m_reportedUnderruns < m_underruns; ++m_reportedUnderruns) {
+        if (onUnderrun)
+            onUnderrun();
+    }
+    if (auto const levels = m_levels.load(); levels != std::exchange(m_reportedLevels, levels) && onLevel)
+        onLevel(m_peak);
+}
+
+} // namespace lingrelay
