@@ -105,6 +105,7 @@ void TTSPlayer::dropQueue()
     Blocks dropped; // released outside the lock
     std::lock_guard const lock(m_lock);
     dropped.swap(m_blocks);
+    m_discontinuity |= m_queued > 0;
     m_reading = m_blocks.end();
     m_readIdx = 0;
     m_queued = 0;
