@@ -1,0 +1,57 @@
+#pragma once
+
+#include "base/async/Scheduler.h"
+
+#include <memory>
+
+namespace boost::asio {
+class io_context;
+}
+
+namespace lingrelay {
+
+/// The program's worker threads: sockets are served here, and serial schedulers run here on whichever thread is free.
+/// Any thread. Made first; outlives its schedulers and sockets.
+///
+/// To end: stop(), then destroy what uses the schedulers, then the schedulers, then this.
+class AsioRuntime {
+public:
+    explicit AsioRuntime(int threads = 2);
+    ~AsioRuntime();
+
+    std::unique_ptr<Scheduler> makeScheduler();
+
+    /// Lets the running jobs end, begins no other and joins the threads. Not from a job.
+    void stop();
+
+    /// For platform/linux alone.
+    boost::asio::io_context& context();
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+/// The scheduler of the thread that calls run(), for a program without a window.
+class AsioMainLoop final : public Scheduler {
+public:
+    AsioMainLoop();
+    ~AsioMainLoop() override;
+
+    /// Runs jobs until quit(). May be called again.
+    void run();
+    /// Any thread. The job that runs now is the last one of this run(); called before run(), it returns at once.
+    void quit();
+
+    Instant now() const override;
+    Date date() const override;
+    void post(Job job) override;
+    TimerId startTimer(Instant when, Job job) override;
+    void stopTimer(TimerId id) override;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+} // namespace lingrelay
