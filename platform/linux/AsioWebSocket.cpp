@@ -261,8 +261,10 @@ private:
                 co_return failed;
         }
         websocket::response_type response;
-        auto const [code] = co_await m_stream.async_handshake(
-            response, m_url.authority(), m_url.target.empty() ? "/" : m_url.target, token);
+        // Named: GCC 12 destroys a conditional temporary of a co_await expression that it never made.
+        auto const authority = m_url.authority();
+        auto const target = m_url.target.empty() ? std::string("/") : m_url.target;
+        auto const [code] = co_await m_stream.async_handshake(response, authority, target, token);
         if (code)
             co_return upgradeError(code, response);
         co_return std::nullopt;
