@@ -1,0 +1,478 @@
+#include "tests/platform/LoopbackServer.h"
+
+#include "base/Base64.h"
+
+#include <future>
+#include <mutex>
+#include <thread>
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/ssl.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/websocket.hpp>
+#include <boost/beast/websocket/ssl.hpp>
+#include <fmt/format.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+namespace websocket = boost::beast::websocket;
+using asio::ip::tcp;
+using boost::system::error_code;
+
+namespace lingrelay {
+
+namespace {
+
+constexpr auto token = asio::as_tuple(asio::use_awaitable);
+
+template<class F>
+std::string pem(F write)
+{
+    BIO* const memory = BIO_new(BIO_s_mem());
+    write(memory);
+    char* data = nullptr;
+    auto const size = BIO_get_mem_data(memory, &data);
+    std::string text(data, static_cast<std::size_t>(size));
+    BIO_free(memory);
+    return text;
+}
+
+std::string lowered(std::string_view text)
+{
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(), [](unsigned char c) { return std::tolower(c); });
+    return result;
+}
+
+} // namespace
+
+TestCertificate TestCertificate::make(std::string const& names)
+{
+    EVP_PKEY* const key = EVP_EC_gen("P-256");
+    X509* const certificate = X509_new();
+    X509_set_version(certificate, 2);
+    ASN1_INTEGER_set(X509_get_serialNumber(certificate), static_cast<long>(std::hash<std::string>()(names) & 0xFFFFFF));
+    X509_gmtime_adj(X509_getm_notBefore(certificate), -3600);
+    X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
+    X509_set_pubkey(certificate, key);
+    auto* const name = X509_get_subject_name(certificate);
+    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<unsigned char const*>("test"), -1, -1, 0);
+    X509_set_issuer_name(certificate, name);
+    for (auto const& [kind, value] : {std::pair(NID_subject_alt_name, names), {NID_basic_constraints, "critical,CA:TRUE"}}) {
+        auto* const extension = X509V3_EXT_conf_nid(nullptr, nullptr, kind, value.c_str());
+        X509_add_ext(certificate, extension, -1);
+        X509_EXTENSION_free(extension);
+    }
+    X509_sign(certificate, key, EVP_sha256());
+    TestCertificate result {pem([&](BIO* out) { PEM_write_bio_X509(out, certificate); }),
+        pem([&](BIO* out) { PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); })};
+    X509_free(certificate);
+    EVP_PKEY_free(key);
+    return result;
+}
+
+struct LoopbackServer::Impl {
+    struct Session {
+        virtual ~Session() = default;
+        virtual void send(WebSocket::Message message) = 0;
+        virtual void close(int code) = 0;
+        virtual void drop() = 0;
+        virtual void wake() = 0;
+        virtual int descriptor() = 0;
+        bool stalled = false;
+    };
+    template<class Transport>
+    struct SessionOver;
+
+    explicit Impl(std::optional<TestCertificate> certificate) : acceptor(io, {asio::ip::address_v4::loopback(), 0})
+    {
+        encrypted = certificate.has_value();
+        if (certificate) {
+            tls.use_certificate(asio::buffer(certificate->certificate), asio::ssl::context::pem);
+            tls.use_private_key(asio::buffer(certificate->key), asio::ssl::context::pem);
+        }
+        asio::co_spawn(io, accept(), asio::detached);
+        thread = std::thread([this] { io.run(); });
+    }
+
+    ~Impl()
+    {
+        io.stop();
+        thread.join();
+    }
+
+    asio::awaitable<void> accept();
+
+    void onSession(std::size_t connection, std::function<void(Session&)> job)
+    {
+        asio::post(io, [this, connection, job = std::move(job)] {
+            if (connection < sessions.size())
+                job(*sessions[connection]);
+        });
+    }
+
+    asio::io_context io;
+    asio::ssl::context tls {asio::ssl::context::tls_server};
+    bool encrypted = false;
+    tcp::acceptor acceptor;
+    std::vector<std::shared_ptr<Session>> sessions; ///< io thread
+
+    std::mutex mutex;
+    std::vector<Seen> seen;
+    Answer answer = Answer::accept;
+    Duration delay {};
+    std::function<HttpAnswer(HttpSeen const&)> httpAnswer;
+    std::thread thread;
+};
+
+template<class Transport>
+struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_from_this<SessionOver<Transport>> {
+    template<class... Context>
+    SessionOver(Impl& owner, tcp::socket socket, Context&... tls)
+        : impl(owner), stream(std::move(socket), tls...), timer(owner.io)
+    {
+    }
+
+    Impl& impl;
+    websocket::stream<Transport> stream;
+    asio::steady_timer timer;
+    std::size_t index = 0;
+    bool isSocket = false;
+    std::deque<WebSocket::Message> outbox;
+
+    template<class F>
+    void record(F change)
+    {
+        std::lock_guard const lock(impl.mutex);
+        change(impl.seen[index]);
+    }
+
+    asio::awaitable<void> run([[maybe_unused]] std::shared_ptr<SessionOver> self)
+    {
+        if constexpr (std::is_same_v<Transport, asio::ssl::stream<tcp::socket>>) {
+            auto const [failed] = co_await stream.next_layer().async_handshake(asio::ssl::stream_base::server, token);
+            if (failed)
+                co_return;
+        }
+        beast::flat_buffer buffer;
+        http::request_parser<http::string_body> parser;
+        parser.body_limit(64 << 20);
+        auto const [failed, read] = co_await http::async_read(stream.next_layer(), buffer, parser, token);
+        if (failed)
+            co_return;
+        auto const request = parser.release();
+        if (websocket::is_upgrade(request))
+            co_await serveSocket(request);
+        else
+            co_await serveHttp(request);
+        error_code ignored;
+        beast::get_lowest_layer(stream).close(ignored);
+    }
+
+    asio::awaitable<void> pause(Duration time)
+    {
+        if (time >= Duration())
+            timer.expires_after(time);
+        else
+            timer.expires_at(Instant::max());
+        co_await timer.async_wait(token);
+    }
+
+    asio::awaitable<void> serveHttp(http::request<http::string_body> request)
+    {
+        HttpSeen seen {std::string(request.method_string()), std::string(request.target()), request.body(), {}};
+        for (auto const& field : request)
+            seen.headers.emplace_back(lowered(field.name_string()), std::string(field.value()));
+        auto const handler = [this] {
+            std::lock_guard const lock(impl.mutex);
+            return impl.httpAnswer;
+        }();
+        auto const answer = handler(seen);
+        co_await pause(answer.delay);
+        http::response<http::string_body> response(static_cast<http::status>(answer.response.status), 11);
+        for (auto const& [name, value] : answer.response.headers)
+            response.insert(name, value);
+        response.body() = answer.response.body;
+        response.prepare_payload();
+        co_await http::async_write(stream.next_layer(), response, token);
+    }
+
+    asio::awaitable<void> serveSocket(http::request<http::string_body> request)
+    {
+        Answer answer;
+        Duration delay;
+        {
+            std::lock_guard const lock(impl.mutex);
+            index = impl.seen.size();
+            impl.seen.push_back({std::string(request.target()), std::string(request[http::field::authorization]), {}, {}, {}});
+            answer = impl.answer;
+            delay = impl.delay;
+        }
+        impl.sessions.push_back(this->shared_from_this());
+        isSocket = true;
+        co_await pause(answer == Answer::never ? Duration(-1) : delay);
+        if (answer == Answer::refuse) {
+            http::response<http::string_body> response(http::status::unauthorized, 11);
+            response.prepare_payload();
+            co_await http::async_write(stream.next_layer(), response, token);
+            co_return;
+        }
+        stream.read_message_max(64 << 20);
+        stream.auto_fragment(false);
+        stream.control_callback([this](websocket::frame_type kind, beast::string_view) {
+            if (kind == websocket::frame_type::ping)
+                record([](Seen& seen) { seen.frames.push_back("ping"); });
+        });
+        auto const [failed] = co_await stream.async_accept(request, token);
+        if (!failed)
+            co_await readAll();
+        record([this](Seen& seen) {
+            if (stream.reason().code != websocket::close_code::none)
+                seen.closeCode = stream.reason().code;
+            seen.gone = true;
+        });
+    }
+
+    asio::awaitable<void> readAll()
+    {
+        for (;;) {
+            while (stalled)
+                co_await pause(Duration(-1));
+            beast::flat_buffer buffer;
+            auto const [failed, read] = co_await stream.async_read(buffer, token);
+            if (failed)
+                co_return;
+            record([&](Seen& seen) {
+                seen.frames.push_back((stream.got_binary() ? "binary " : "text ") + beast::buffers_to_string(buffer.cdata()));
+            });
+        }
+    }
+
+    void send(WebSocket::Message message) override
+    {
+        outbox.push_back(std::move(message));
+        if (outbox.size() == 1)
+            write();
+    }
+
+    void write()
+    {
+        stream.binary(outbox.front().binary);
+        stream.async_write(asio::buffer(outbox.front().data), [self = this->shared_from_this()](error_code failed, std::size_t) {
+            self->outbox.pop_front();
+            if (!failed && !self->outbox.empty())
+                self->write();
+        });
+    }
+
+    void close(int code) override
+    {
+        stream.async_close(websocket::close_reason(static_cast<std::uint16_t>(code)), [self = this->shared_from_this()](error_code) { });
+    }
+    void drop() override
+    {
+        error_code ignored;
+        beast::get_lowest_layer(stream).close(ignored);
+    }
+    void wake() override { timer.cancel(); }
+    int descriptor() override { return beast::get_lowest_layer(stream).native_handle(); }
+};
+
+asio::awaitable<void> LoopbackServer::Impl::accept()
+{
+    for (;;) {
+        auto [failed, socket] = co_await acceptor.async_accept(token);
+        if (failed)
+            co_return;
+        if (encrypted) {
+            auto const session = std::make_shared<SessionOver<asio::ssl::stream<tcp::socket>>>(*this, std::move(socket), tls);
+            asio::co_spawn(io, session->run(session), asio::detached);
+        } else {
+            auto const session = std::make_shared<SessionOver<tcp::socket>>(*this, std::move(socket));
+            asio::co_spawn(io, session->run(session), asio::detached);
+        }
+    }
+}
+
+LoopbackServer::LoopbackServer(std::optional<TestCertificate> certificate)
+    : m_impl(std::make_unique<Impl>(std::move(certificate)))
+{
+}
+LoopbackServer::~LoopbackServer() = default;
+
+std::uint16_t LoopbackServer::port() const { return m_impl->acceptor.local_endpoint().port(); }
+
+void LoopbackServer::useSmallWindow() { m_impl->acceptor.set_option(asio::socket_base::receive_buffer_size(4096)); }
+
+void LoopbackServer::answerWith(Answer answer, Duration delay)
+{
+    std::lock_guard const lock(m_impl->mutex);
+    m_impl->answer = answer;
+    m_impl->delay = delay;
+}
+
+void LoopbackServer::answerHttp(std::function<HttpAnswer(HttpSeen const&)> answer)
+{
+    std::lock_guard const lock(m_impl->mutex);
+    m_impl->httpAnswer = std::move(answer);
+}
+
+std::string LoopbackServer::url(std::string const& scheme, std::string const& target) const
+{
+    return fmt::format("{}{}://localhost:{}{}", scheme, m_impl->encrypted ? "s" : "", port(), target);
+}
+
+std::vector<TestServer::Seen> LoopbackServer::seen()
+{
+    std::lock_guard const lock(m_impl->mutex);
+    return m_impl->seen;
+}
+
+void LoopbackServer::send(std::size_t connection, WebSocket::Message message)
+{
+    m_impl->onSession(connection, [message = std::move(message)](Impl::Session& session) { session.send(message); });
+}
+void LoopbackServer::close(std::size_t connection, int code)
+{
+    m_impl->onSession(connection, [code](Impl::Session& session) { session.close(code); });
+}
+void LoopbackServer::drop(std::size_t connection)
+{
+    m_impl->onSession(connection, [](Impl::Session& session) { session.drop(); });
+}
+void LoopbackServer::stall(std::size_t connection)
+{
+    m_impl->onSession(connection, [](Impl::Session& session) { session.stalled = true; });
+}
+void LoopbackServer::resume(std::size_t connection)
+{
+    m_impl->onSession(connection, [](Impl::Session& session) {
+        session.stalled = false;
+        session.wake();
+    });
+}
+std::size_t LoopbackServer::unreadBytes(std::size_t connection)
+{
+    std::promise<int> bytes;
+    m_impl->onSession(connection, [&](Impl::Session& session) {
+        int count = 0;
+        ::ioctl(session.descriptor(), FIONREAD, &count);
+        bytes.set_value(count);
+    });
+    return static_cast<std::size_t>(bytes.get_future().get());
+}
+
+std::string webSocketAccept(std::string const& key)
+{
+    auto const text = key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11"; // fixed by RFC 6455
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha1(), nullptr);
+    return encodeBase64({reinterpret_cast<char const*>(digest), size});
+}
+
+struct RawServer::Impl {
+    int listener = -1;
+    std::function<void(Connection&)> serve;
+    std::thread thread;
+
+    void run()
+    {
+        for (;;) {
+            int const descriptor = ::accept(listener, nullptr, nullptr);
+            if (descriptor < 0)
+                return;
+            timeval const limit {10, 0};
+            ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+            Connection connection(descriptor);
+            serve(connection);
+            ::close(descriptor);
+        }
+    }
+};
+
+RawServer::RawServer(std::function<void(Connection&)> serve) : m_impl(std::make_unique<Impl>())
+{
+    m_impl->serve = std::move(serve);
+    m_impl->listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ::bind(m_impl->listener, reinterpret_cast<sockaddr*>(&address), size);
+    ::listen(m_impl->listener, 8);
+    ::getsockname(m_impl->listener, reinterpret_cast<sockaddr*>(&address), &size);
+    m_port = ntohs(address.sin_port);
+    m_impl->thread = std::thread([impl = m_impl.get()] { impl->run(); });
+}
+
+RawServer::~RawServer()
+{
+    ::shutdown(m_impl->listener, SHUT_RDWR);
+    m_impl->thread.join();
+    ::close(m_impl->listener);
+}
+
+std::string RawServer::Connection::readHeader()
+{
+    std::string text;
+    char c = 0;
+    while (text.find("\r\n\r\n") == std::string::npos && ::recv(m_descriptor, &c, 1, 0) == 1)
+        text += c;
+    return text;
+}
+
+std::string RawServer::Connection::read()
+{
+    std::string text(64 << 10, '\0');
+    auto const count = ::recv(m_descriptor, text.data(), text.size(), 0);
+    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return text;
+}
+
+void RawServer::Connection::write(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        auto const count = ::send(m_descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (count <= 0)
+            return;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void RawServer::Connection::tunnelTo(std::uint16_t port)
+{
+    int const other = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    ::connect(other, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    Connection far(other);
+    pollfd both[] = {{m_descriptor, POLLIN, 0}, {other, POLLIN, 0}};
+    while (::poll(both, 2, 10000) > 0) {
+        bool const fromHere = both[0].revents != 0;
+        auto const bytes = fromHere ? read() : far.read();
+        if (bytes.empty())
+            break;
+        (fromHere ? far : *this).write(bytes);
+    }
+    ::close(other);
+}
+
+} // namespace lingrelay
