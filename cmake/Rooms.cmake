@@ -1,7 +1,7 @@
 # lingrelay_room(NAME SOURCES ... [LINK ...]): one static library a room. A room sees only what it links.
 # Sources may be empty while a room holds headers alone.
 add_library(lingrelay_options INTERFACE)
-target_compile_options(lingrelay_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow=local -Wnon-virtual-dtor
+target_compile_options(lingrelay_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow=local
     -Woverloaded-virtual -Werror=return-type)
 target_include_directories(lingrelay_options INTERFACE ${CMAKE_SOURCE_DIR})
 
@@ -22,7 +22,11 @@ function(lingrelay_room name)
     if(ROOM_SOURCES)
         add_library(lingrelay_${name} STATIC ${ROOM_SOURCES})
         target_link_libraries(lingrelay_${name} PUBLIC lingrelay_options ${ROOM_LINK} PRIVATE ${ROOM_PRIVATE})
-        target_precompile_headers(lingrelay_${name} PRIVATE ${CMAKE_SOURCE_DIR}/base/Prefix.h)
+        if(TARGET lingrelay_base AND NOT name STREQUAL base)
+            target_precompile_headers(lingrelay_${name} REUSE_FROM lingrelay_base)
+        else()
+            target_precompile_headers(lingrelay_${name} PRIVATE ${CMAKE_SOURCE_DIR}/base/Prefix.h)
+        endif()
     else()
         add_library(lingrelay_${name} INTERFACE)
         target_link_libraries(lingrelay_${name} INTERFACE lingrelay_options ${ROOM_LINK})

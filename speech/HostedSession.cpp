@@ -80,17 +80,20 @@ void HostedSession::scheduleTick()
 Task<void> HostedSession::report([[maybe_unused]] std::shared_ptr<HostedSession> self, Ending ending)
 {
     bool const isEnding = ending == Ending::yes;
-    auto const used = m_carried + std::chrono::duration_cast<std::chrono::seconds>(m_main.now() - m_lastReport).count();
+    // Counted use leaves the books here and comes back if the call fails, so that overlapping calls report it once.
+    auto const sinceLast = std::chrono::duration_cast<std::chrono::seconds>(m_main.now() - m_lastReport);
+    auto const used = std::exchange(m_carried, 0) + sinceLast.count();
+    m_lastReport += sinceLast;
     bool const renew = !isEnding && m_expiresAt - m_main.date() < renewAhead;
     Json body{{"session_id", m_sessionId}, {"seconds", used}};
     if (renew)
         body["renew"] = true;
     auto const* path = isEnding ? "/v1/pro/session/end" : "/v1/pro/session/tick";
     auto const response = co_await post(path, std::move(body));
-    m_lastReport = m_main.now();
-    m_carried = response ? 0 : used;
-    if (!response)
+    if (!response) {
+        m_carried += used;
         co_return;
+    }
     setRemaining(*response);
     readBudget(*response);
     Log::write("[hosted] {} {}s → {}s left{}", isEnding ? "end" : "tick", used, m_remainingSeconds,

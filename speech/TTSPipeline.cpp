@@ -225,7 +225,8 @@ void TTSPipeline::warm(std::string language)
         m_warm.erase(found);
     }
     int const limit = isSmallBudget(HostedSession::shared().budget().ttsConcurrent) ? 2 : 3;
-    if (m_opening.contains(language) || m_inFlight + static_cast<int>(m_warm.size()) >= limit || !mayWarm())
+    auto const sockets = m_inFlight + static_cast<int>(m_warm.size() + m_opening.size());
+    if (m_opening.contains(language) || sockets >= limit || !mayWarm())
         return;
     note(m_openTimes);
     m_opening.insert(language);

@@ -7,7 +7,10 @@ namespace lingrelay {
 class SimAudioOutputs::Output final : public AudioOutput {
 public:
     Output(SimAudioOutputs& outputs, std::uint32_t device, double rate, AudioRenderer& renderer)
-        : device(device), renderer(renderer), m_outputs(outputs), m_rate(rate)
+        : device(device)
+        , renderer(renderer)
+        , m_outputs(outputs)
+        , m_rate(rate)
     {
         m_outputs.m_running.push_back(this);
     }

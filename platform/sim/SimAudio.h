@@ -12,7 +12,7 @@ namespace lingrelay {
 /// Outputs that render only when told to, by hand or on a clock. One thread.
 class SimAudioOutputs final : public AudioOutputs {
 public:
-    std::map<std::uint32_t, double> rates {{1, 48000}}; ///< the devices, by id
+    std::map<std::uint32_t, double> rates{{1, 48000}}; ///< the devices, by id
     std::uint32_t defaultDevice = 1; ///< 0: none
 
     std::unique_ptr<AudioOutput> open(std::optional<std::uint32_t> device, AudioRenderer& renderer) override;

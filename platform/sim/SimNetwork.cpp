@@ -193,6 +193,7 @@ void SimPeer::fail(Error error)
 {
     if (std::exchange(gone, true))
         return;
+    m_wire.stopTimer(m_watchTimer);
     m_ledger.fail(std::move(error));
 }
 
@@ -205,13 +206,17 @@ Instant SimPeer::limit() const
 void SimPeer::watch()
 {
     auto const when = limit();
-    if (when == Instant::max())
+    if (gone || when == Instant::max())
         return;
-    later(when - m_wire.now(), [this] {
-        if (m_wire.now() >= limit())
-            fail(timeoutError());
+    m_wire.stopTimer(m_watchTimer);
+    m_watchTimer = m_wire.startTimer(when, [weak = weak_from_this()] {
+        auto const self = weak.lock();
+        if (!self)
+            return;
+        if (self->m_wire.now() >= self->limit())
+            self->fail(timeoutError());
         else
-            watch();
+            self->watch();
     });
 }
 
@@ -219,6 +224,7 @@ void SimExchange::finish(std::shared_ptr<State> const& state, Result<HttpRespons
 {
     if (!state->done)
         return;
+    state->wire.stopTimer(state->timeoutTimer);
     if (result && result->body.size() > largestBody)
         result = Error {Error::Kind::badServerResponse, "The server's answer is too large."};
     if (result) {
@@ -266,8 +272,12 @@ void SimNetwork::exchange(
     SimExchange exchange;
     auto const timeout = request.timeout;
     exchange.m_state = std::make_shared<SimExchange::State>(
-        SimExchange::State {m_wire, scheduler, std::move(request), std::move(done)});
-    exchange.answer(timeoutError(), timeout);
+        SimExchange::State {m_wire, scheduler, std::move(request), std::move(done), 0});
+    exchange.m_state->timeoutTimer = m_wire.startTimer(m_wire.now() + timeout,
+        [weak = std::weak_ptr(exchange.m_state)] {
+            if (auto const state = weak.lock())
+                SimExchange::finish(state, timeoutError());
+        });
     m_wire.post([this, exchange] {
         if (onExchange)
             onExchange(exchange);

@@ -67,6 +67,7 @@ private:
     Instant m_limit; ///< of the present stage: the connecting, the life, the goodbye
     Instant m_lifeEnd;
     Instant m_heard {};
+    Scheduler::TimerId m_watchTimer = 0;
     bool m_open = false;
     bool m_stalled = false;
     bool m_failWrite = false;
@@ -88,6 +89,7 @@ private:
         Scheduler& scheduler;
         HttpRequest request;
         std::function<void(Result<HttpResponse>)> done;
+        Scheduler::TimerId timeoutTimer;
     };
     static void finish(std::shared_ptr<State> const& state, Result<HttpResponse> result);
 

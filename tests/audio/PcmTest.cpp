@@ -14,7 +14,8 @@ namespace {
 int converted(float sample)
 {
     auto const bytes = convertToInt16({&sample, 1});
-    return static_cast<std::int16_t>(static_cast<unsigned char>(bytes[0]) | (static_cast<unsigned char>(bytes[1]) << 8));
+    return static_cast<std::int16_t>(
+        static_cast<unsigned char>(bytes[0]) | (static_cast<unsigned char>(bytes[1]) << 8));
 }
 
 std::string pcm(std::vector<std::int16_t> const& samples)
@@ -26,9 +27,9 @@ TEST(PcmTest, fullScaleMapsOntoBothEndsAndTheRestIsTruncated)
 {
     auto const nan = std::numeric_limits<float>::quiet_NaN();
     auto const infinity = std::numeric_limits<float>::infinity();
-    for (auto const& [sample, expected] : std::vector<std::pair<float, int>> {{1.0F, 32767}, {7.0F, 32767},
-             {-1.0F, -32768}, {-1.5F, -32768}, {0.5F, 16383}, {-0.5F, -16384}, {0.0F, 0}, {-0.00001F, 0},
-             {nan, 32767}, {infinity, 32767}, {-infinity, -32768}})
+    for (auto const& [sample, expected] : std::vector<std::pair<float, int>>{{1.0F, 32767}, {7.0F, 32767},
+             {-1.0F, -32768}, {-1.5F, -32768}, {0.5F, 16383}, {-0.5F, -16384}, {0.0F, 0}, {-0.00001F, 0}, {nan, 32767},
+             {infinity, 32767}, {-infinity, -32768}})
         EXPECT_EQ(converted(sample), expected) << sample;
     EXPECT_TRUE(convertToInt16({}).empty());
 }

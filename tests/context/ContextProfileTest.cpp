@@ -1,8 +1,8 @@
+#include "context/ContextProfile.h"
 #include "base/Registry.h"
 #include "base/Text.h"
 #include "base/Uuid.h"
 #include "config/KeyStore.h"
-#include "context/ContextProfile.h"
 #include "platform/sim/SimDefaults.h"
 
 #include <gtest/gtest.h>
@@ -93,11 +93,11 @@ TEST(ContextProfileTest, theStoredListIsReadWholeOrNotAtAll)
     second.autoTerms.emplace();
     second.autoTopic = "x";
     ContextProfile::save({first, second});
-    EXPECT_EQ(ContextProfile::load(), (std::vector {first, second}));
+    EXPECT_EQ(ContextProfile::load(), (std::vector{first, second}));
     auto const stored = *parseJson(store.string("context.profiles").value());
     EXPECT_FALSE(stored[0].contains("autoTerms"));
 
-    for (auto const& [key, bad] : std::map<std::string, Json> {{"topic", nullptr}, {"terms", {1}}, {"id", "1"},
+    for (auto const& [key, bad] : std::map<std::string, Json>{{"topic", nullptr}, {"terms", {1}}, {"id", "1"},
              {"glossary", {{{"source", "s"}, {"target", "t"}}}}, {"autoTerms", "x"}}) {
         auto damaged = stored;
         damaged[1][key] = bad;

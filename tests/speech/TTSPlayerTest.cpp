@@ -1,8 +1,8 @@
+#include "speech/TTSPlayer.h"
 #include "base/Registry.h"
 #include "core/shared/EchoGuard.h"
 #include "platform/sim/SimAudio.h"
 #include "platform/sim/VirtualTime.h"
-#include "speech/TTSPlayer.h"
 #include "tests/support/RealtimeGuard.h"
 
 #include <numeric>
@@ -23,7 +23,7 @@ protected:
     void openAt(double rate) { m_outputs.rates[1] = rate; }
 
     VirtualTime m_time;
-    VirtualScheduler m_background {m_time};
+    VirtualScheduler m_background{m_time};
     Registry m_registry;
     EchoGuard& m_guard = m_registry.put(std::make_shared<EchoGuard>(m_background));
     SimAudioOutputs m_outputs;
@@ -32,7 +32,7 @@ protected:
 
 TEST_F(TTSPlayerTest, theFirstSoundFadesInFromZeroOverFiveMilliseconds)
 {
-    for (auto const& [rate, ramp] : std::map<double, std::size_t> {{48000, 240}, {8000, 48}}) {
+    for (auto const& [rate, ramp] : std::map<double, std::size_t>{{48000, 240}, {8000, 48}}) {
         openAt(rate);
         m_player->rebuild();
         m_player->enqueuePCM(pcm(2000, 16384), rate, false);
@@ -155,7 +155,7 @@ TEST_F(TTSPlayerTest, holdsTheEchoGuardForWhatIsQueued)
 #ifndef LINGRELAY_SANITIZED
 TEST_F(TTSPlayerTest, renderingNeverAllocatesAndTakesOneLock)
 {
-    m_player->onLevel = [](double) { };
+    m_player->onLevel = [](double) {};
     m_player->setClipStreaming(true);
     for (int i = 0; i < 20; ++i)
         m_player->enqueuePCM(pcm(1000, 1000), 24000, false);

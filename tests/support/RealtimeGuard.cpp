@@ -20,8 +20,7 @@ void note(char const* what)
         t_first = what;
 }
 
-template<class F>
-F* next(char const* name) { return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name)); }
+template <class F> F* next(char const* name) { return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name)); }
 
 } // namespace
 
@@ -31,10 +30,27 @@ void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);
 void __libc_free(void*);
 
-void* malloc(std::size_t size) { note("malloc"); return __libc_malloc(size); }
-void* calloc(std::size_t count, std::size_t size) { note("calloc"); return __libc_calloc(count, size); }
-void* realloc(void* p, std::size_t size) { note("realloc"); return __libc_realloc(p, size); }
-void free(void* p) { if (p) note("free"); __libc_free(p); }
+void* malloc(std::size_t size)
+{
+    note("malloc");
+    return __libc_malloc(size);
+}
+void* calloc(std::size_t count, std::size_t size)
+{
+    note("calloc");
+    return __libc_calloc(count, size);
+}
+void* realloc(void* p, std::size_t size)
+{
+    note("realloc");
+    return __libc_realloc(p, size);
+}
+void free(void* p)
+{
+    if (p)
+        note("free");
+    __libc_free(p);
+}
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
 {
@@ -58,7 +74,12 @@ int nanosleep(timespec const* request, timespec* left)
 
 namespace lingrelay {
 
-RealtimeGuard::RealtimeGuard() { t_violations = 0; t_first = nullptr; t_realtime = true; }
+RealtimeGuard::RealtimeGuard()
+{
+    t_violations = 0;
+    t_first = nullptr;
+    t_realtime = true;
+}
 RealtimeGuard::~RealtimeGuard() { t_realtime = false; }
 int RealtimeGuard::violations() const { return t_violations; }
 char const* RealtimeGuard::first() const { return t_first; }

@@ -24,7 +24,7 @@ class World {
 public:
     explicit World(std::optional<std::uint32_t> seed = {}) : time(seed)
     {
-        registry.put(std::make_shared<Hosts>(Hosts {"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3"}));
+        registry.put(std::make_shared<Hosts>(Hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3"}));
         Log::setSink([this](std::string_view line) { log.emplace_back(line); });
     }
     ~World()
@@ -40,12 +40,12 @@ public:
     }
 
     VirtualTime time;
-    VirtualScheduler main {time};
-    VirtualScheduler streamScheduler {time};
-    VirtualScheduler pipelineScheduler {time};
-    VirtualScheduler background {time};
+    VirtualScheduler main{time};
+    VirtualScheduler streamScheduler{time};
+    VirtualScheduler pipelineScheduler{time};
+    VirtualScheduler background{time};
     std::vector<std::string> log;
-    SimNetwork network {time};
+    SimNetwork network{time};
     SimAudioOutputs outputs;
     Registry registry;
     Defaults& defaults = registry.put<Defaults>(std::make_shared<SimDefaults>());
