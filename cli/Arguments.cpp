@@ -1,0 +1,305 @@
+#include "cli/Arguments.h"
+
+#include "base/Text.h"
+#include "base/Url.h"
+#include "cli/StoredKeys.h"
+#include "config/L10n.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+using Problem = std::string; ///< empty: none
+namespace fs = std::filesystem;
+
+template <class T> struct Word {
+    std::string_view text;
+    T value;
+};
+
+template <class T, std::size_t N>
+Problem choose(std::string_view option, std::string_view text, Word<T> const (&words)[N], T& value)
+{
+    std::string known;
+    for (auto const& word : words) {
+        if (word.text == text) {
+            value = word.value;
+            return {};
+        }
+        known += (known.empty() ? "" : &word == &words[N - 1] ? " or " : ", ") + std::string(word.text);
+    }
+    return fmt::format("{} takes {}, not \"{}\"", option, known, text);
+}
+
+std::string ending(fs::path const& path)
+{
+    auto text = path.extension().string();
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
+/// Tries to open the file for writing as the run will at its end; leaves nothing behind and changes no content.
+Problem writingProblem(fs::path const& path)
+{
+    auto const failed = [&] { return fmt::format("{}: cannot be written: {}", path.string(), std::strerror(errno)); };
+    if (int const made = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644); made >= 0) {
+        ::close(made);
+        ::unlink(path.c_str());
+        return {};
+    }
+    if (errno != EEXIST)
+        return failed();
+    int const file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
+        return failed();
+    ::close(file);
+    return {};
+}
+
+Problem takeLanguage(std::string_view option, std::string const& text, std::optional<std::string>& value)
+{
+    if (!Catalog::contains(text))
+        return fmt::format("{}: \"{}\" is not a known language", option, text);
+    if (option == "--to" && text == "auto")
+        return "--to: the language to translate into cannot be \"auto\"";
+    value = text;
+    return {};
+}
+
+template <std::string Arguments::*member, bool webSocket>
+Problem takeUrl(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    if (text.find('@') != std::string::npos) // not repeated: it may hold a password
+        return fmt::format("{}: an address with user information or \"@\" cannot be used", option);
+    auto const problem = urlProblem(text, webSocket);
+    if (!problem.empty())
+        return fmt::format("{}: {}", option, problem);
+    arguments.*member = text;
+    return {};
+}
+
+Problem takeMode(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    using Mode = AppSettings::Mode;
+    constexpr Word<Mode> words[] = {{"listen", Mode::listen}, {"speak", Mode::speak}, {"both", Mode::both}};
+    return choose(option, text, words, arguments.mode.emplace());
+}
+
+Problem takeFrom(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    return takeLanguage(option, text, arguments.from);
+}
+
+Problem takeTo(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    return takeLanguage(option, text, arguments.to);
+}
+
+Problem takeOutput(Arguments& arguments, std::string_view, std::string const& text)
+{
+    if (text == "none" || text == "device") {
+        arguments.output = text == "none" ? Arguments::Output::none : Arguments::Output::device;
+        return {};
+    }
+    if (ending(text) != ".wav")
+        return fmt::format("--output takes FILE.wav, none or device, not \"{}\"", text);
+    arguments.output = Arguments::Output::file;
+    arguments.outputFile = text;
+    return {};
+}
+
+Problem takePace(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    constexpr Word<Arguments::Pace> words[]
+        = {{"realtime", Arguments::Pace::realtime}, {"fast", Arguments::Pace::fast}};
+    return choose(option, text, words, arguments.pace);
+}
+
+Problem takeEvents(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    constexpr Word<Arguments::Events> words[] = {{"json", Arguments::Events::json}};
+    return choose(option, text, words, arguments.events);
+}
+
+Problem takeSetting(Arguments& arguments, std::string_view, std::string const& text)
+{
+    auto const mark = text.find('=');
+    if (mark == std::string::npos || mark == 0)
+        return "--set takes KEY=VALUE";
+    auto const key = text.substr(0, mark);
+    auto value = storedValue(key, std::string_view(text).substr(mark + 1));
+    if (!value)
+        return value.error().message;
+    arguments.settings.emplace_back(key, std::move(*value));
+    return {};
+}
+
+Problem takeDefaults(Arguments& arguments, std::string_view, std::string const& text)
+{
+    std::error_code ignored;
+    if (fs::exists(text, ignored) && (!fs::is_regular_file(text, ignored) || ::access(text.c_str(), R_OK) != 0))
+        return fmt::format("--defaults: {} cannot be read as a settings file", text);
+    arguments.defaults = text;
+    return {};
+}
+
+Problem takeSessions(Arguments& arguments, std::string_view, std::string const& text)
+{
+    arguments.sessions = text;
+    return {};
+}
+
+Problem takeTranscript(Arguments& arguments, std::string_view, std::string const& text)
+{
+    using Form = Arguments::Form;
+    constexpr Word<Form> words[]
+        = {{".txt", Form::text}, {".srt", Form::srt}, {".vtt", Form::vtt}, {".json", Form::json}};
+    Form form{};
+    if (!choose("", ending(text), words, form).empty())
+        return fmt::format("--transcript: {} must end in .txt, .srt, .vtt or .json", text);
+    arguments.transcripts.push_back({text, form});
+    return {};
+}
+
+Problem takeTrace(Arguments& arguments, std::string_view, std::string const& text)
+{
+    arguments.trace = text;
+    return {};
+}
+
+struct Option {
+    std::string_view name;
+    std::string_view value; ///< what it takes, for the help
+    std::string_view help;
+    Problem (*take)(Arguments&, std::string_view option, std::string const& text);
+};
+
+constexpr Option options[] = {
+    {"--mode", "listen|speak|both", "which way to translate (default: the stored setting)", takeMode},
+    {"--from", "CODE", "language that is spoken, or auto", takeFrom},
+    {"--to", "CODE", "language to translate into", takeTo},
+    {"--output", "FILE.wav|none|device", "where the translated voice goes (default for files: none)", takeOutput},
+    {"--pace", "realtime|fast", "feed the file at its own speed (default) or as fast as possible", takePace},
+    {"--events", "json", "one JSON object a line on standard output, for programs", takeEvents},
+    {"--set", "KEY=VALUE", "a setting, for this run only; may be repeated", takeSetting},
+    {"--defaults", "FILE", "another settings file", takeDefaults},
+    {"--sessions", "DIR", "another archive folder (sessions are not archived yet)", takeSessions},
+    {"--stt-url", "URL", "another recognition host", takeUrl<&Arguments::sttUrl, true>},
+    {"--tts-url", "URL", "another synthesis host", takeUrl<&Arguments::ttsUrl, true>},
+    {"--api-url", "URL", "another host of the provider's REST interface, with /v1", takeUrl<&Arguments::apiUrl, false>},
+    {"--backend-url", "URL", "another session backend", takeUrl<&Arguments::backendUrl, false>},
+    {"--transcript", "FILE", "write the transcript (.txt, .srt, .vtt or .json); may be repeated", takeTranscript},
+    {"--trace", "FILE", "write the time stamps of every clause, as JSON lines", takeTrace},
+};
+
+Option const* findOption(std::string_view name)
+{
+    auto const* found = std::find_if(
+        std::begin(options), std::end(options), [&](Option const& option) { return option.name == name; });
+    return found == std::end(options) ? nullptr : found;
+}
+
+/// Reads the words into `arguments`; files are not yet looked at.
+Problem read(std::span<std::string const> words, Arguments& arguments)
+{
+    bool optionsEnded = false;
+    bool hasCommand = false;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        auto const& word = words[i];
+        if (!optionsEnded && word == "--") {
+            optionsEnded = true;
+        } else if (!optionsEnded && word.size() > 1 && word.front() == '-') {
+            auto const mark = word.find('=');
+            auto const name = word.substr(0, mark);
+            auto const* option = findOption(name);
+            if (!option)
+                return fmt::format("there is no option {}; see lingrelay-cli --help", name);
+            if (mark == std::string::npos && ++i == words.size())
+                return fmt::format("{} needs a value: {}", name, option->value);
+            auto problem = option->take(arguments, name, mark == std::string::npos ? words[i] : word.substr(mark + 1));
+            if (!problem.empty())
+                return problem;
+        } else if (!std::exchange(hasCommand, true)) {
+            if (word != "translate")
+                return fmt::format("there is no command \"{}\"; see lingrelay-cli --help", word);
+        } else if (arguments.input) {
+            return fmt::format("one sound file at a time: \"{}\" is one too many", word);
+        } else {
+            arguments.input = word;
+        }
+    }
+    return hasCommand ? "" : "nothing to do; see lingrelay-cli --help";
+}
+
+Problem liveProblem(Arguments const& arguments)
+{
+    if (!arguments.input)
+        return "live sound is not built in yet: name a sound file to translate";
+    if (arguments.output == Arguments::Output::device)
+        return "live sound is not built in yet: --output takes FILE.wav or none";
+    return {};
+}
+
+Problem filesProblem(Arguments const& arguments)
+{
+    std::vector<fs::path> written;
+    if (arguments.output == Arguments::Output::file)
+        written.push_back(arguments.outputFile);
+    for (auto const& transcript : arguments.transcripts)
+        written.push_back(transcript.path);
+    if (arguments.trace)
+        written.push_back(*arguments.trace);
+    std::error_code ignored;
+    for (auto path = written.begin(); path != written.end(); ++path) {
+        if (std::find(written.begin(), path, *path) != path)
+            return fmt::format("{} is named for two outputs", path->string());
+        if (fs::equivalent(*path, *arguments.input, ignored))
+            return fmt::format("{} is the input: it would be overwritten", path->string());
+        if (auto problem = writingProblem(*path); !problem.empty())
+            return problem;
+    }
+    return {};
+}
+
+} // namespace
+
+Result<Arguments> Arguments::parse(std::span<std::string const> words)
+{
+    Arguments arguments;
+    for (auto const& word : words) {
+        if (word == "--")
+            break;
+        if (word == "--help" || word == "-h" || word == "--version") {
+            arguments.action = word == "--version" ? Action::version : Action::help;
+            return arguments;
+        }
+    }
+    for (auto check : {+[](std::span<std::string const> all, Arguments&into) { return read(all, into); },
+             +[](std::span<std::string const>, Arguments&into) { return liveProblem(into); },
+             +[](std::span<std::string const>, Arguments&into) { return filesProblem(into); }}) {
+        if (auto problem = check(words, arguments); !problem.empty())
+            return Error{Error::Kind::other, std::move(problem)};
+    }
+    return arguments;
+}
+
+std::string Arguments::help()
+{
+    std::string text = "lingrelay-cli translate FILE [OPTION...]\n"
+                       "Translates the speech in a sound file: captions, a voice, a transcript.\n\n";
+    for (auto const& option : options)
+        text += fmt::format("  {:<36}{}\n", fmt::format("{} {}", option.name, option.value), option.help);
+    text += fmt::format("  {:<36}{}\n  {:<36}{}\n\n", "--help", "this text", "--version", "the version");
+    text += "Without a key (--set k.soniox=KEY) and without hosts, the local service is used.\n"
+            "Exit status: 0 translated or stopped, 1 the service failed or refused, 2 bad arguments.\n";
+    return text;
+}
+
+} // namespace lingrelay

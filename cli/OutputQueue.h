@@ -1,0 +1,39 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "base/Time.h"
+
+namespace lingrelay {
+
+/// Writes to a file descriptor from a thread of its own, so that a slow reader holds up nobody; everything written is
+/// kept until it is taken. A reader that went away is not an error: what follows is dropped. Any thread.
+class OutputQueue {
+public:
+    explicit OutputQueue(int descriptor);
+    /// Drops what has not been written.
+    ~OutputQueue();
+
+    void write(std::string bytes);
+    /// Waits until all is written, or `limit` has passed.
+    void flush(Duration limit);
+
+private:
+    void run();
+    bool writeAll(std::string const& bytes);
+
+    int m_descriptor;
+    int m_wake[2] = {-1, -1}; ///< closed to end a write that waits for its reader
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<std::string> m_waiting; ///< the first is being written
+    bool m_ended = false;
+    bool m_broken = false;
+    std::thread m_thread;
+};
+
+} // namespace lingrelay

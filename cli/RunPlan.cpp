@@ -1,0 +1,172 @@
+#include "cli/RunPlan.h"
+
+#include "base/Url.h"
+#include "cli/SoundFile.h"
+#include "config/KeyStore.h"
+#include "config/L10n.h"
+
+#include <algorithm>
+
+namespace lingrelay {
+
+namespace {
+
+using Problem = std::string; ///< empty: none
+
+bool isSet(Arguments const& arguments, std::string_view key)
+{
+    return std::any_of(
+        arguments.settings.begin(), arguments.settings.end(), [&](auto const& entry) { return entry.first == key; });
+}
+
+Problem languageProblem(std::string_view where, std::string const& code, bool isTarget)
+{
+    if (!Catalog::contains(code))
+        return fmt::format("{}: \"{}\" is not a known language", where, code);
+    if (isTarget && code == "auto")
+        return fmt::format("{}: the language to translate into cannot be \"auto\"", where);
+    return {};
+}
+
+Problem languagesProblem(Arguments const& arguments, RunPlan const& plan)
+{
+    struct Field {
+        char const* name;
+        std::string AppSettings::*member;
+        bool isTarget;
+        AppModel::Direction direction;
+    };
+    constexpr Field fields[] = {
+        {"sourceLang", &AppSettings::sourceLang, false, AppModel::Direction::listen},
+        {"targetLang", &AppSettings::targetLang, true, AppModel::Direction::listen},
+        {"myLang", &AppSettings::myLang, false, AppModel::Direction::speak},
+        {"theirLang", &AppSettings::theirLang, true, AppModel::Direction::speak},
+    };
+    for (auto const& field : fields) {
+        if (field.direction != plan.direction && !isSet(arguments, field.name))
+            continue;
+        auto problem = languageProblem(field.name, plan.settings.*field.member, field.isTarget);
+        if (!problem.empty())
+            return problem;
+    }
+    return {};
+}
+
+/// The option, else what the store says, else what the build says when `builtIn` may be used.
+std::string host(std::string const& option, char const* key, std::string const& builtIn)
+{
+    if (!option.empty())
+        return option;
+    auto stored = KeyStore::str(key);
+    return stored.empty() ? builtIn : stored;
+}
+
+void chooseHosts(Arguments const& arguments, RunPlan& plan)
+{
+    auto const builtIn = Hosts::load();
+    plan.ownKey = Secrets::byokActive();
+    plan.hosts.backend = host(arguments.backendUrl, "host.backend", builtIn.backend);
+    plan.localService = !plan.ownKey && plan.hosts.backend.empty();
+    // Keys of a local service are good for nobody else, so it brings the other hosts with it.
+    plan.hosts.stt = host(arguments.sttUrl, "host.stt", plan.localService ? "" : builtIn.stt);
+    plan.hosts.tts = host(arguments.ttsUrl, "host.tts", plan.localService ? "" : builtIn.tts);
+    plan.hosts.api = host(arguments.apiUrl, "host.api", plan.localService ? "" : builtIn.api);
+}
+
+Problem hostsProblem(RunPlan const& plan)
+{
+    struct Field {
+        char const* name;
+        std::string Hosts::*member;
+        bool webSocket;
+    };
+    constexpr Field fields[] = {{"host.stt", &Hosts::stt, true}, {"host.tts", &Hosts::tts, true},
+        {"host.api", &Hosts::api, false}, {"host.backend", &Hosts::backend, false}};
+    for (auto const& field : fields) {
+        auto const& url = plan.hosts.*field.member;
+        if (auto problem = url.empty() ? "" : urlProblem(url, field.webSocket); !problem.empty())
+            return fmt::format("{}: {}", field.name, problem);
+    }
+    return {};
+}
+
+std::optional<ContextProfile> activeProfile()
+{
+    auto const active = KeyStore::d().string("context.active").value_or("");
+    for (auto& profile : ContextProfile::load()) {
+        if (profile.id == active)
+            return std::move(profile);
+    }
+    return {};
+}
+
+} // namespace
+
+OverlaidDefaults::OverlaidDefaults(
+    std::unique_ptr<Defaults> store, std::vector<std::pair<std::string, Json>> const& values)
+    : m_store(std::move(store))
+{
+    for (auto const& [key, value] : values)
+        m_values[key] = value;
+}
+
+std::optional<Json> OverlaidDefaults::value(std::string const& key) const
+{
+    std::lock_guard const lock(m_mutex);
+    auto const found = m_values.find(key);
+    return found == m_values.end() ? m_store->value(key) : found->second;
+}
+
+void OverlaidDefaults::set(std::string const& key, Json value)
+{
+    std::lock_guard const lock(m_mutex);
+    if (auto const found = m_values.find(key); found != m_values.end())
+        found->second = std::move(value);
+    else
+        m_store->set(key, std::move(value));
+}
+
+Result<RunPlan> RunPlan::make(Arguments const& arguments)
+{
+    RunPlan plan;
+    plan.settings = AppSettings::load();
+    auto& settings = plan.settings;
+    settings.mode = arguments.mode.value_or(settings.mode);
+    if (settings.mode == AppSettings::Mode::both)
+        return Error{Error::Kind::other,
+            "live sound is not built in yet, so there is no microphone: use --mode listen or --mode speak"};
+    bool const speaks = settings.mode == AppSettings::Mode::speak;
+    plan.direction = speaks ? AppModel::Direction::speak : AppModel::Direction::listen;
+    if (arguments.from)
+        (speaks ? settings.myLang : settings.sourceLang) = *arguments.from;
+    if (arguments.to)
+        (speaks ? settings.theirLang : settings.targetLang) = *arguments.to;
+    if (arguments.output != Arguments::Output::file)
+        settings.tts = false;
+    else if (!isSet(arguments, "tts"))
+        settings.tts = true; // whoever names a file for the voice wants to hear it
+    chooseHosts(arguments, plan);
+    plan.profile = activeProfile();
+    for (auto const& problem : {languagesProblem(arguments, plan), hostsProblem(plan)}) {
+        if (!problem.empty())
+            return Error{Error::Kind::other, problem};
+    }
+    return plan;
+}
+
+AppSettings RunPlan::record() const
+{
+    return direction == AppModel::Direction::speak ? settings.speakRecord() : settings.listenRecord(SoundFile::rate);
+}
+
+Hosts RunPlan::hostsWith(Hosts const& local) const
+{
+    auto filled = hosts;
+    for (auto const member : {&Hosts::stt, &Hosts::tts, &Hosts::api, &Hosts::backend}) {
+        if ((filled.*member).empty())
+            filled.*member = local.*member;
+    }
+    return filled;
+}
+
+} // namespace lingrelay

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "base/Result.h"
+#include "cli/Arguments.h"
+#include "config/AppSettings.h"
+#include "config/Hosts.h"
+#include "context/ContextProfile.h"
+#include "core/shared/AppModel.h"
+#include "platform/Defaults.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace lingrelay {
+
+/// The store under the values that are set for this run only. Those are never written; other keys go to the store.
+class OverlaidDefaults final : public Defaults {
+public:
+    OverlaidDefaults(std::unique_ptr<Defaults> store, std::vector<std::pair<std::string, Json>> const& values);
+
+    std::optional<Json> value(std::string const& key) const override;
+    void set(std::string const& key, Json value) override;
+
+private:
+    std::unique_ptr<Defaults> m_store;
+    mutable std::mutex m_mutex;
+    std::map<std::string, Json> m_values;
+};
+
+/// One translation run, decided from the arguments and the settings store before anybody is contacted.
+struct RunPlan {
+    AppSettings settings; ///< of the run: the arguments are in them
+    AppModel::Direction direction = AppModel::Direction::listen;
+    std::optional<ContextProfile> profile;
+    bool ownKey = false; ///< no hosted session
+    bool localService = false; ///< a service must be started; it fills the empty hosts
+    Hosts hosts;
+
+    /// Reads the current registry's store. The error is one line for the user.
+    static Result<RunPlan> make(Arguments const& arguments);
+
+    AppSettings record() const; ///< for the engine
+    /// The hosts, those that are not known filled from `local`.
+    Hosts hostsWith(Hosts const& local) const;
+};
+
+} // namespace lingrelay

@@ -1,0 +1,62 @@
+#include "cli/SignalWatch.h"
+
+#include <csignal>
+#include <cstdint>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr int endedBySignal = 130;
+
+} // namespace
+
+SignalWatch::SignalWatch(std::function<void()> onStop, std::function<void()> onResize)
+    : m_onStop(std::move(onStop))
+    , m_onResize(std::move(onResize))
+{
+    sigset_t watched;
+    ::sigemptyset(&watched);
+    for (int const number : {SIGINT, SIGTERM, SIGWINCH})
+        ::sigaddset(&watched, number);
+    ::pthread_sigmask(SIG_BLOCK, &watched, nullptr);
+    m_signals = ::signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK);
+    m_wake = ::eventfd(0, EFD_CLOEXEC);
+    m_thread = std::thread([this] { run(); });
+}
+
+SignalWatch::~SignalWatch()
+{
+    ::eventfd_write(m_wake, 1);
+    m_thread.join();
+    ::close(m_signals);
+    ::close(m_wake);
+}
+
+void SignalWatch::run()
+{
+    for (bool stopping = false;;) {
+        pollfd waits[] = {{m_signals, POLLIN, 0}, {m_wake, POLLIN, 0}};
+        ::poll(waits, 2, -1);
+        if (waits[1].revents != 0)
+            return;
+        signalfd_siginfo info{};
+        if (::read(m_signals, &info, sizeof info) != sizeof info)
+            continue;
+        if (info.ssi_signo == SIGWINCH) {
+            m_onResize();
+        } else if (stopping) {
+            ::_exit(endedBySignal);
+        } else {
+            stopping = true;
+            m_onStop();
+        }
+    }
+}
+
+} // namespace lingrelay

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <functional>
+#include <thread>
+
+namespace lingrelay {
+
+/// Turns SIGINT and SIGTERM into the user's stop, and SIGWINCH into a call, on a thread of its own. The second SIGINT
+/// or SIGTERM ends the program at once with status 130. Made before any other thread, which all inherit the mask.
+class SignalWatch {
+public:
+    SignalWatch(std::function<void()> onStop, std::function<void()> onResize);
+    ~SignalWatch();
+
+private:
+    void run();
+
+    std::function<void()> m_onStop;
+    std::function<void()> m_onResize;
+    int m_signals;
+    int m_wake;
+    std::thread m_thread;
+};
+
+} // namespace lingrelay

@@ -1,0 +1,193 @@
+#include "cli/TranslateCommand.h"
+
+#include "base/Log.h"
+#include "base/Registry.h"
+#include "cli/Presenter.h"
+#include "cli/RunPlan.h"
+#include "cli/SignalWatch.h"
+#include "cli/TranslateRun.h"
+#include "config/KeyStore.h"
+#include "config/L10n.h"
+#include "core/shared/EchoGuard.h"
+#include "core/shared/FarEndEcho.h"
+#include "platform/linux/AsioNetwork.h"
+#include "platform/linux/AsioScheduler.h"
+#include "platform/linux/FileDefaults.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// How long a slow reader of our output is waited for after the user's stop.
+constexpr Duration stopFlush = seconds(0.3);
+constexpr Duration finishFlush = std::chrono::hours(24);
+/// What remains then is to say goodbye to other parties; it must not hold up the user.
+constexpr auto goodbyeLimit = std::chrono::milliseconds(1000);
+
+std::string environment(char const* name)
+{
+    char const* value = std::getenv(name);
+    return value ? value : "";
+}
+
+fs::path defaultsPath(Arguments const& arguments)
+{
+    if (arguments.defaults)
+        return *arguments.defaults;
+    auto const folder = environment("XDG_CONFIG_HOME");
+    return (folder.empty() ? fs::path(environment("HOME")) / ".config" : fs::path(folder)) / "lingrelay/defaults.json";
+}
+
+std::unique_ptr<Presenter> makePresenter(
+    Arguments const& arguments, OutputQueue& output, OutputQueue& notices, Scheduler& main, Instant start)
+{
+    if (arguments.events == Arguments::Events::json)
+        return std::make_unique<EventWriter>(output, main, start);
+    auto const terminal = environment("TERM");
+    if (!::isatty(STDOUT_FILENO) || terminal.empty() || terminal == "dumb")
+        return std::make_unique<PlainPresenter>(output, notices);
+    auto const colours = environment("NO_COLOR").empty() ? TerminalView::Colours::ansi : TerminalView::Colours::none;
+    return std::make_unique<TerminalPresenter>(output, STDOUT_FILENO, colours);
+}
+
+/// The log goes to the file that LINGRELAY_LOG names, for looking into a run.
+void openLog()
+{
+    auto const path = environment("LINGRELAY_LOG");
+    if (path.empty())
+        return;
+    std::shared_ptr<std::FILE> const file(std::fopen(path.c_str(), "ae"), [](std::FILE* f) { f ? std::fclose(f) : 0; });
+    if (file)
+        Log::setSink([file](std::string_view line) {
+            fmt::print(file.get(), "{} {}\n", clockTime(std::chrono::system_clock::now()), line);
+            std::fflush(file.get());
+        });
+}
+
+/// The program for the length of one run. Members go down in the opposite order.
+class Program {
+public:
+    Program(Arguments const& arguments, Instant start)
+        : m_arguments(arguments)
+        , m_start(start)
+        , m_presenter(makePresenter(arguments, m_output, m_notices, m_main, start))
+    {
+        m_registry.put<Defaults>(std::make_shared<OverlaidDefaults>(
+            std::make_unique<FileDefaults>(defaultsPath(arguments)), arguments.settings));
+        auto& language = m_registry.put(std::make_shared<UiLanguage>());
+        auto const settings = AppSettings::load();
+        language.setModelLanguage(settings.uiLang);
+        language.setLang(settings.uiLang);
+        m_registry.put(std::make_shared<EchoGuard>(m_main)).setEnabled(settings.echoGuard);
+        m_registry.put(std::make_shared<FarEndEcho>(m_main));
+    }
+
+    ~Program()
+    {
+        m_runtime.stop();
+        m_run.reset();
+    }
+
+    int run()
+    {
+        auto plan = RunPlan::make(m_arguments);
+        if (!plan)
+            return badArguments(plan.error().message);
+        auto file = SoundFile::open(*m_arguments.input);
+        if (!file)
+            return badArguments(file.error().message);
+        openLog();
+        translate(std::move(*plan), std::move(*file));
+        for (auto const& message : m_run->complaints())
+            complain(message);
+        m_output.flush(m_reason == EndReason::stopped ? stopFlush : finishFlush);
+        m_notices.flush(stopFlush);
+        bool const failed = m_reason == EndReason::failed || m_reason == EndReason::refused || m_run->lostFiles();
+        return failed ? exitFailed : exitDone;
+    }
+
+private:
+    static int badArguments(std::string const& message)
+    {
+        complain(message);
+        return exitBadArguments;
+    }
+
+    void translate(RunPlan plan, SoundFile file)
+    {
+        auto const connect = [this](Hosts const& hosts, std::string const& token) -> HostedSession& {
+            m_registry.put(std::make_shared<Hosts>(hosts));
+            auto& net = m_registry.put(std::make_shared<Net>(*m_network));
+            return m_registry.put(std::make_shared<HostedSession>(m_main, net, token));
+        };
+        m_network = std::make_unique<AsioNetwork>(m_runtime);
+        m_run = std::make_unique<TranslateRun>(TranslateRun::Services{m_main, *m_network, *m_stream, *m_pipeline,
+                                                   *m_background, *m_sound, m_localService, *m_presenter},
+            m_arguments, std::move(plan), std::move(file), m_start, connect);
+        TaskGroup tasks(m_main);
+        tasks.spawn(runToEnd());
+        m_main.run();
+    }
+
+    Task<void> runToEnd()
+    {
+        m_reason = co_await m_run->run();
+        m_main.post([this] { m_main.quit(); });
+    }
+
+    void stop()
+    {
+        m_main.post([this] {
+            if (m_run)
+                m_run->stop();
+        });
+    }
+
+    Arguments const& m_arguments;
+    Instant m_start;
+    AsioMainLoop m_main;
+    SignalWatch m_signals{[this] { stop(); }, [this] { m_main.post([this] { m_presenter->resized(); }); }};
+    OutputQueue m_output{STDOUT_FILENO};
+    OutputQueue m_notices{STDERR_FILENO};
+    std::unique_ptr<Presenter> m_presenter;
+    AsioRuntime m_runtime;
+    std::unique_ptr<Scheduler> m_stream = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_pipeline = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_background = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_sound = m_runtime.makeScheduler();
+    Registry m_registry;
+    LocalService m_localService{m_main};
+    std::unique_ptr<AsioNetwork> m_network;
+    std::unique_ptr<TranslateRun> m_run;
+    EndReason m_reason = EndReason::stopped;
+};
+
+} // namespace
+
+void complain(std::string const& message)
+{
+    auto const line = "lingrelay-cli: " + message + '\n';
+    [[maybe_unused]] auto const written = ::write(STDERR_FILENO, line.data(), line.size());
+}
+
+int translateCommand(Arguments const& arguments, Instant start)
+{
+    auto program = std::make_unique<Program>(arguments, start);
+    int const code = program->run();
+    std::thread([code] {
+        std::this_thread::sleep_for(goodbyeLimit);
+        ::_exit(code);
+    }).detach();
+    program.reset();
+    return code;
+}
+
+} // namespace lingrelay

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "base/Time.h"
+#include "cli/Arguments.h"
+
+namespace lingrelay {
+
+enum ExitCode { exitDone = 0, exitFailed = 1, exitBadArguments = 2 };
+
+/// Runs `lingrelay-cli translate`: makes everything that the run stands on, and takes it down again. `start` is the
+/// program's. Returns the exit code.
+int translateCommand(Arguments const& arguments, Instant start);
+
+/// One line on standard error.
+void complain(std::string const& message);
+
+} // namespace lingrelay
