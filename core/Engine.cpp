@@ -148,7 +148,7 @@ void Engine::deliver(std::string const& text, int seq)
         if (typeText)
             typeText(text + " ");
     } else if (settings->tts) {
-        speak(text, seq, dropStale);
+        speak(text, seq, dropStale && dropsStaleSpeech);
     }
 }
 

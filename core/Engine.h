@@ -39,6 +39,8 @@ public:
     std::string tag; ///< "listen" or "speak"; set once, before the first start
     bool useRollingContext = true; ///< for the next stream; main
     std::optional<ContextProfile> contextProfile; ///< for the next stream; main
+    /// False keeps every clause of the listen direction however late it is: for a recording that nobody waits for.
+    bool dropsStaleSpeech = true; ///< set once, before the first start
 
     /// kind "original" or "translation"; on the stream scheduler.
     std::function<void(std::string const& kind, std::string const& text)> onCaption;
