@@ -29,6 +29,8 @@ namespace {
 constexpr auto token = asio::as_tuple(asio::use_awaitable);
 
 constexpr std::size_t largestMessage = 16 << 20;
+/// Longer messages are written in pieces of this size.
+constexpr std::size_t pieceSize = 8 << 10;
 /// After cancel(): for what was queued, and again for the answer to the close frame.
 constexpr auto goodbyeLimit = std::chrono::seconds(1);
 
@@ -179,7 +181,7 @@ public:
         }));
         m_stream.read_message_max(largestMessage);
         m_stream.auto_fragment(false);
-        m_stream.write_buffer_bytes(8192);
+        m_stream.write_buffer_bytes(pieceSize);
     }
 
     void start() override
@@ -280,8 +282,8 @@ private:
             return;
         asio::socket_base::send_buffer_size size(static_cast<int>(std::min<std::size_t>(m_maxQueuedBytes / 4, 1 << 20)));
         socket.set_option(size, ignored);
-        socket.get_option(size, ignored); // the system doubles it
-        m_systemLimit = static_cast<std::size_t>(size.value());
+        socket.get_option(size, ignored); // the system doubles it, and takes one more piece whole
+        m_systemLimit = static_cast<std::size_t>(size.value()) + 2 * pieceSize;
         setDescriptor(socket.native_handle());
     }
 

@@ -165,7 +165,9 @@ asio::awaitable<std::optional<Error>> Dial::run()
     auto const proxy = m_proxies.proxyFor(m_url);
     if (!proxy)
         co_return proxy.error();
-    auto const endpoints = co_await lookUp(*proxy ? (*proxy)->host : m_url.host, *proxy ? (*proxy)->port : m_url.port);
+    auto const host = *proxy ? (*proxy)->host : m_url.host;
+    auto const port = *proxy ? (*proxy)->port : m_url.port;
+    auto const endpoints = co_await lookUp(host, port);
     if (!endpoints)
         co_return endpoints.error();
     auto failed = co_await connect(*endpoints);

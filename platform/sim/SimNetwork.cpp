@@ -274,10 +274,7 @@ void SimNetwork::exchange(
     exchange.m_state = std::make_shared<SimExchange::State>(
         SimExchange::State {m_wire, scheduler, std::move(request), std::move(done), 0});
     exchange.m_state->timeoutTimer = m_wire.startTimer(m_wire.now() + timeout,
-        [weak = std::weak_ptr(exchange.m_state)] {
-            if (auto const state = weak.lock())
-                SimExchange::finish(state, timeoutError());
-        });
+        [state = exchange.m_state] { SimExchange::finish(state, timeoutError()); });
     m_wire.post([this, exchange] {
         if (onExchange)
             onExchange(exchange);

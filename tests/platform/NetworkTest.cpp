@@ -434,7 +434,8 @@ TEST_P(SocketContract, lifetimeEndsABusyConnection)
 /// sound that waits the oldest goes, text stays, and the callers hear of every message and of every lost byte.
 TEST_P(SocketContract, unreadProviderHoldsAtMostTheLimitAndTheOldestSoundGoesFirst)
 {
-    if (auto* const real = dynamic_cast<LoopbackServer*>(&server))
+    auto* const real = dynamic_cast<LoopbackServer*>(&server);
+    if (real)
         real->useSmallWindow();
     constexpr std::size_t limit = 64000;
     constexpr std::size_t blockSize = 3200;
@@ -447,8 +448,8 @@ TEST_P(SocketContract, unreadProviderHoldsAtMostTheLimitAndTheOldestSoundGoesFir
     ASSERT_TRUE(open(client));
     server.stall(0);
     world->pass(20ms);
-    client.socket->sendText("wakes the reader that was under way", {});
-    ASSERT_TRUE(frames(1));
+    client.socket->sendText("ends the read that was under way", {});
+    ASSERT_TRUE(!real || frames(1));
     for (int i = 0; i < blocks; ++i) {
         client.socket->sendBinary(fmt::format("{:04}", i) + std::string(blockSize - 4, 'x'), client.sent(i));
         EXPECT_LE(client.socket->queuedBytes(), limit);

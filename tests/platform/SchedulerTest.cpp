@@ -112,7 +112,7 @@ TEST_P(SchedulerContract, timersFireInTheOrderOfTheirTimesAndThenOfTheirStart)
         scheduler.startTimer(when + 5ms, [&] { trace.push_back(4); });
         EXPECT_GT(scheduler.startTimer(when, [&] { trace.push_back(1); }), 0u);
         scheduler.startTimer(when, [&] { trace.push_back(2); });
-        scheduler.startTimer(when, [&] {
+        scheduler.startTimer(when, [this, when] {
             trace.push_back(3);
             EXPECT_GE(scheduler.now(), when);
         });
