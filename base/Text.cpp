@@ -54,6 +54,19 @@ template <class F> void segment(std::string_view text, F found)
     utext_close(&source);
 }
 
+/// True when a character that ends like this takes in even a simple one behind it: a joiner before a symbol such as a
+/// copyright sign, and marks that stand before digits in some scripts.
+bool takesNext(std::string_view text)
+{
+    if (text.empty() || static_cast<unsigned char>(text.back()) < 0x80)
+        return false;
+    auto last = text.size() - 1;
+    while (last > 0 && (static_cast<unsigned char>(text[last]) & 0xC0) == 0x80)
+        --last;
+    auto const point = nextCodePoint(text, last);
+    return point == 0x200D || u_getIntPropertyValue(point, UCHAR_GRAPHEME_CLUSTER_BREAK) == U_GCB_PREPEND;
+}
+
 constexpr std::size_t longestEntry = 0xFFFF;
 
 } // namespace
@@ -144,9 +157,10 @@ void CharacterText::append(std::string_view text)
             m_lengths.push_back(static_cast<std::uint16_t>(longestEntry));
         m_lengths.push_back(static_cast<std::uint16_t>(bytes));
     };
+    bool const joins = takesNext(this->text());
     for (std::size_t offset = 0; offset < text.size();) {
         auto const begin = offset;
-        if (!isSimple(nextCodePoint(text, offset))) {
+        if (!isSimple(nextCodePoint(text, offset)) || joins) {
             m_lengths.resize(firstLength);
             std::size_t tail = 0;
             if (!empty()) {
