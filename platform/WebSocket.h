@@ -48,7 +48,8 @@ public:
     virtual void ping() = 0;
 
     /// Ends the connection: what was queued before goes out if the other side takes it within a second, then a close
-    /// frame with `code` and no reason. A pending receive ends with an error of kind cancelled.
+    /// frame with `code` and no reason; this goes on when the socket is let go. One that still connects is given up at
+    /// once. A pending receive ends with an error of kind cancelled.
     virtual void cancel(int code) = 0;
 
     /// Bytes of binary messages that have not been handed to the operating system.
@@ -62,7 +63,8 @@ struct WebSocketRequest {
     Duration idleTimeout{}; ///< longest time without any frame, pongs included; zero: no limit
     Duration lifetime{}; ///< longest life of the connection; zero: no limit
     /// Most bytes of binary messages that wait, the operating system's send buffer included. The oldest waiting
-    /// message goes first, and `onDropped` is told its bytes (on the scheduler). Text is never dropped. Zero: no limit.
+    /// message goes first, and `onDropped` is told its bytes (on the scheduler); its `sent` is called without an error.
+    /// Text is never dropped. Zero: no limit.
     std::size_t maxQueuedBytes = 0;
     std::function<void(std::size_t bytes)> onDropped;
 };
