@@ -10,6 +10,8 @@ namespace lingrelay::bench {
 
 namespace {
 
+constexpr std::size_t messageMs = 125;
+
 struct Sentence {
     std::string_view source;
     std::string_view target;
@@ -84,8 +86,9 @@ std::string Conversation::next()
     auto const source = [this](std::string const& text, bool isFinal) { return sourceToken(text, m_elapsed, isFinal); };
     // The translation follows once most of the sentence is known.
     bool const translating = m_sourceDone * 2 >= m_source.size();
-    finals(m_source, m_sourceDone, 1, source);
-    finals(m_target, m_targetDone, translating ? 2 : 0, targetToken);
+    bool const oddMessage = m_elapsed / messageMs % 2 == 1; // a token every quarter of a second: three words a second
+    finals(m_source, m_sourceDone, oddMessage ? 1 : 0, source);
+    finals(m_target, m_targetDone, translating ? 1 : 0, targetToken);
     if (m_sourceDone == m_source.size() && m_targetDone == m_target.size())
         tokens.push_back({{"text", "<end>"}, {"is_final", true}});
     for (auto i = m_sourceDone; i < std::min(m_sourceDone + 3, m_source.size()); ++i)
@@ -93,7 +96,7 @@ std::string Conversation::next()
     for (auto i = m_targetDone; translating && i < std::min(m_targetDone + 3, m_target.size()); ++i)
         tokens.push_back(targetToken(m_target[i], false));
     m_tokens += tokens.size();
-    m_elapsed += 125;
+    m_elapsed += messageMs;
     return jsonText(
         {{"tokens", std::move(tokens)}, {"final_audio_proc_ms", m_elapsed}, {"total_audio_proc_ms", m_elapsed + 500}});
 }
