@@ -62,8 +62,9 @@ void EventWriter::end(EndReason reason) { write({{"event", "end"}, {"reason", ra
 
 void EventWriter::write(nlohmann::ordered_json event)
 {
-    event["t"] = std::round(toSeconds(m_clock.now() - m_start) * 1e6) / 1e6;
-    m_output.write(event.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n');
+    nlohmann::ordered_json timed{{"t", std::round(toSeconds(m_clock.now() - m_start) * 1e6) / 1e6}};
+    timed.update(event);
+    m_output.write(timed.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n');
 }
 
 void PlainPresenter::status(AppModel::StatusKind kind, std::string const& text)

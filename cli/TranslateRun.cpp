@@ -34,6 +34,14 @@ std::string transcriptText(Arguments::Form form, SessionRecord const& record)
     return {};
 }
 
+/// A sentence without its full stop, to go on after it.
+std::string sentence(std::string text)
+{
+    while (!text.empty() && text.back() == '.')
+        text.pop_back();
+    return text;
+}
+
 /// Waits until the scheduler has done what it was given before.
 Task<void> settled(Scheduler& scheduler, Scheduler& main)
 {
@@ -142,7 +150,7 @@ Task<std::optional<std::string>> TranslateRun::startHosted()
                              "Hệ thống đang bận hết chỗ. Vui lòng thử lại sau ít phút.")
                                                         : clean(failure->message);
     m_complaints.push_back(failure->code.empty()
-            ? "the session backend cannot be reached: " + message + "; check the network and the address"
+            ? "the session backend cannot be reached: " + sentence(message) + "; check the network and the address"
             : "the session was refused: " + message);
     co_return message;
 }
@@ -260,13 +268,17 @@ void TranslateRun::showProgress()
 
 void TranslateRun::engineStatus(std::string const& kind, std::optional<std::string> const& message)
 {
-    if (kind == "ready")
+    if (kind == "ready") {
+        m_serviceError.clear();
         return status(Kind::live, L10n::t("ready"));
+    }
     if (kind == "reconnecting")
         return status(Kind::connecting, L10n::t("reconnecting"));
     if (kind != "error")
         return status(Kind::idle, kind);
     m_lastError = clean(message.value_or(T("error", "lỗi")));
+    if (m_lastError.starts_with(T("Speech service: ", "Dịch vụ giọng nói: ")))
+        m_serviceError = m_lastError;
     status(Kind::error, "⚠ " + m_lastError);
 }
 
@@ -311,8 +323,10 @@ Task<void> TranslateRun::close(EndReason reason)
         m_complaints.push_back(message);
         status(Kind::warning, message);
     } else if (reason == EndReason::failed) {
-        m_complaints.push_back("the speech service failed and did not come back: " + m_lastError
-            + "; check the network and the key, then run again");
+        // What the service said tells more than how its connection ended.
+        m_complaints.push_back("the speech service failed and did not come back: "
+            + sentence(m_serviceError.empty() ? m_lastError : m_serviceError)
+            + "; check the key and the network, then run again");
     }
     co_await endHosted(reason == EndReason::stopped ? stopLimit : endLimit);
     if (!m_engine)

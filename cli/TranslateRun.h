@@ -99,6 +99,7 @@ private:
     std::optional<Date> m_startedAt;
     std::vector<AppModel::Line> m_lines;
     std::string m_lastError;
+    std::string m_serviceError; ///< the service's own words, until it is well again
     std::vector<std::string> m_complaints;
     bool m_lostFiles = false;
 };
