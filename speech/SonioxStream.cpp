@@ -109,8 +109,8 @@ void SonioxStream::connectNow()
     auto const socket = m_network.connect(std::move(request), m_scheduler);
     m_task.store(socket);
     ++m_connections;
+    armReceive(); // first, so that a connection that dies at once is told by it alone
     sendConfig(*socket, key);
-    armReceive();
     startKeepAlive();
     if (m_stopped) { // by another thread since the test above
         socket->cancel(closeGoingAway);
