@@ -12,7 +12,15 @@ constexpr double synthesisRate = 24000;
 
 } // namespace
 
-std::shared_ptr<Engine> Engine::create(Services services) { return std::shared_ptr<Engine>(new Engine(services)); }
+std::shared_ptr<Engine> Engine::create(Services services)
+{
+    std::shared_ptr<Engine> engine(new Engine(services));
+    engine->m_player->onUnderrun = [weak = std::weak_ptr(engine)] {
+        if (auto const self = weak.lock())
+            self->onPipeline([](TTSPipeline& pipeline) { pipeline.growLeadIn(); });
+    };
+    return engine;
+}
 
 Engine::Engine(Services services)
     : m_services(services)
@@ -33,10 +41,6 @@ void Engine::start(AppSettings settings)
 {
     auto const record = std::make_shared<AppSettings const>(std::move(settings));
     m_settings.store(record);
-    m_player->onUnderrun = [weak = weak_from_this()] {
-        if (auto const self = weak.lock())
-            self->onPipeline([](TTSPipeline& pipeline) { pipeline.growLeadIn(); });
-    };
     resetSeq();
     // The old stream stays in place until the new one is connected; nothing behind the stream is touched.
     if (auto const old = m_stt.load())
@@ -47,9 +51,10 @@ void Engine::start(AppSettings settings)
     report("ready");
     if (!record->tts)
         return;
-    warm(record->targetLang);
-    if (record->twoWay())
-        warm(record->sourceLang);
+    for (auto const& language : {record->targetLang, record->twoWay() ? record->sourceLang : std::string()}) {
+        if (!language.empty() && language != "auto")
+            warm(language);
+    }
 }
 
 std::shared_ptr<SonioxStream> Engine::makeStream(AppSettings const& settings)
@@ -86,8 +91,9 @@ void Engine::wireStream(SonioxStream& stream)
         auto const self = weak.lock();
         if (!self)
             return;
+        auto const run = self->m_run.load();
         if (isFinal)
-            return self->deliver(text, self->nextSeq());
+            return self->deliver(text, self->nextSeq(), run);
         if (self->onCaption)
             self->onCaption("translation", text);
         if (self->settings()->tts)
@@ -125,7 +131,7 @@ void Engine::wireStream(SonioxStream& stream)
     };
 }
 
-void Engine::deliver(std::string const& text, int seq)
+void Engine::deliver(std::string const& text, int seq, int run)
 {
     trace(seq, "final");
     bool const dropStale = !speaks();
@@ -148,16 +154,16 @@ void Engine::deliver(std::string const& text, int seq)
         if (typeText)
             typeText(text + " ");
     } else if (settings->tts) {
-        speak(text, seq, dropStale && dropsStaleSpeech);
+        speak({seq, text, clauseLanguage(), dropStale && dropsStaleSpeech, m_services.streamScheduler.now()}, run);
     }
 }
 
-void Engine::speak(std::string const& text, int seq, bool dropStale)
+void Engine::speak(TTSPipeline::Job job, int run)
 {
     ++m_handedOver;
-    TTSPipeline::Job job{seq, text, clauseLanguage(), dropStale, m_services.streamScheduler.now()};
-    onPipeline([this, self = shared_from_this(), job = std::move(job)](TTSPipeline& pipeline) {
-        pipeline.enqueue(job);
+    onPipeline([this, self = shared_from_this(), job = std::move(job), run](TTSPipeline& pipeline) {
+        if (run == m_run) // a clause that a stop overtook is not spoken after it
+            pipeline.enqueue(job);
         --m_handedOver;
     });
 }
@@ -171,8 +177,6 @@ std::string Engine::clauseLanguage() const
 
 void Engine::warm(std::string language)
 {
-    if (language.empty() || language == "auto")
-        return;
     onPipeline([language = std::move(language)](TTSPipeline& pipeline) { pipeline.warm(language); });
 }
 
@@ -258,6 +262,7 @@ void Engine::finishAudio()
 
 void Engine::stop()
 {
+    ++m_run;
     if (auto const stt = m_stt.exchange(nullptr))
         stt->stop();
     onPipeline([](TTSPipeline& pipeline) { pipeline.cancelAll(); });

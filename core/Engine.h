@@ -94,8 +94,8 @@ private:
     void onPipeline(std::function<void(TTSPipeline&)> operation);
     std::shared_ptr<SonioxStream> makeStream(AppSettings const& settings);
     void wireStream(SonioxStream& stream);
-    void deliver(std::string const& text, int seq);
-    void speak(std::string const& text, int seq, bool dropStale);
+    void deliver(std::string const& text, int seq, int run);
+    void speak(TTSPipeline::Job job, int run);
     void warm(std::string language);
     void clauseStarts(TTSPipeline::Job const& job);
     void feed(std::string const& pcm, bool dropOld);
@@ -119,6 +119,7 @@ private:
     std::string m_lastSpokenText;
     std::string m_lastSpokenLanguage;
 
+    std::atomic<int> m_run = 0; ///< counts the stops
     std::atomic<int> m_handedOver = 0; ///< clauses on their way to the pipeline
     std::optional<TTSPipeline::Job> m_starting; ///< started, nothing fed yet; pipeline scheduler
     std::string m_lastSource; ///< stream scheduler

@@ -84,14 +84,17 @@ Task<void> HostedSession::report([[maybe_unused]] std::shared_ptr<HostedSession>
     auto const sinceLast = std::chrono::duration_cast<std::chrono::seconds>(m_main.now() - m_lastReport);
     auto const used = std::exchange(m_carried, 0) + sinceLast.count();
     m_lastReport += sinceLast;
+    auto const session = m_sessionId;
     bool const renew = !isEnding && m_expiresAt - m_main.date() < renewAhead;
     Json body{{"session_id", m_sessionId}, {"seconds", used}};
     if (renew)
         body["renew"] = true;
     auto const* path = isEnding ? "/v1/pro/session/end" : "/v1/pro/session/tick";
     auto const response = co_await post(path, std::move(body));
+    if (session != m_sessionId)
+        co_return; // another session has begun since
     if (!response) {
-        m_carried += used;
+        m_carried += isEnding ? 0 : used;
         co_return;
     }
     setRemaining(*response);

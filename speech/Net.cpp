@@ -33,15 +33,18 @@ bool Net::isTransient(Error const& error)
 Task<Result<HttpResponse>> Net::data(HttpRequest request, int retries)
 {
     auto& scheduler = (co_await CurrentScope{}).scheduler();
+    auto const deadline = scheduler.now() + request.timeout;
     for (int attempt = 0;; ++attempt) {
+        request.timeout = deadline - scheduler.now();
         OneShot<Result<HttpResponse>> answer;
         m_network.exchange(
             request, scheduler, [answer](Result<HttpResponse> result) { answer.set(std::move(result)); });
         auto result = co_await answer.take();
         bool const again = result ? result->status >= 500 || result->status == 429 : isTransient(result.error());
-        if (!again || attempt >= retries)
+        auto const pause = seconds((attempt + 1) * 0.3);
+        if (!again || attempt >= retries || scheduler.now() + pause >= deadline)
             co_return result;
-        co_await sleep(seconds((attempt + 1) * 0.3));
+        co_await sleep(pause);
     }
 }
 

@@ -16,6 +16,7 @@ public:
 
     /// Runs the request on the awaiting task's scheduler. A status of 429 or of 500 and above, and a transient failure
     /// of the connection, are tried again up to `retries` times after 0.3 s, 0.6 s, ...; what comes then is returned.
+    /// The request's time-out bounds all attempts together.
     Task<Result<HttpResponse>> data(HttpRequest request, int retries);
 
     /// A POST of a JSON object with the program's headers; anything that is not a JSON object counts as an empty one.

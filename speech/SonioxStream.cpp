@@ -107,10 +107,10 @@ void SonioxStream::connectNow()
     request.maxQueuedBytes = static_cast<std::size_t>(m_sampleRate * 2 * waitingSeconds);
     request.onDropped = [](std::size_t bytes) { Log::write("[stt] provider is not reading: {} bytes dropped", bytes); };
     auto const socket = m_network.connect(std::move(request), m_scheduler);
-    m_task.store(socket);
-    ++m_connections;
-    armReceive(); // first, so that a connection that dies at once is told by it alone
-    sendConfig(*socket, key);
+    auto const connection = ++m_connections;
+    armReceive(socket, connection);
+    sendConfig(*socket, connection, key);
+    m_task.store(socket); // last: from here on audio follows the configuration
     startKeepAlive();
     if (m_stopped) { // by another thread since the test above
         socket->cancel(closeGoingAway);
@@ -152,30 +152,32 @@ std::optional<Json> SonioxStream::contextPayload() const
     return contextProfile->payload(useRollingTranscript ? rollingTranscript() : std::string());
 }
 
-void SonioxStream::sendConfig(WebSocket& socket, std::string const& key)
+void SonioxStream::sendConfig(WebSocket& socket, int connection, std::string const& key)
 {
     auto const config = configuration(key);
     if (auto const* context = jsonMember(config, "context"))
         Log::write("[ctx] sent to Soniox with config ({} chars)", characterCount(jsonText(*context)));
-    socket.sendText(jsonText(config), [weak = weak_from_this()](std::optional<Error> error) {
+    socket.sendText(jsonText(config), [weak = weak_from_this(), connection](std::optional<Error> error) {
         auto const self = weak.lock();
         if (self && error)
-            self->fail("soniox config: " + error->message);
+            self->fail(connection, "soniox config: " + error->message);
     });
 }
 
 void SonioxStream::send(std::string pcm, std::function<void()> sent)
 {
+    int const connection = m_connections; // read first: an older one than the socket's is ignored, not blamed
     auto const task = m_stopped ? nullptr : m_task.load();
     if (!task || task->state() == WebSocket::State::closed)
         return;
-    task->sendBinary(std::move(pcm), [weak = weak_from_this(), sent = std::move(sent)](std::optional<Error> error) {
+    auto done = [weak = weak_from_this(), connection, sent = std::move(sent)](std::optional<Error> error) {
         if (!error && sent)
             sent();
         auto const self = weak.lock();
         if (self && error)
-            self->fail("soniox send: " + error->message);
-    });
+            self->fail(connection, "soniox send: " + error->message);
+    };
+    task->sendBinary(std::move(pcm), std::move(done));
 }
 
 void SonioxStream::finish()
@@ -243,25 +245,19 @@ std::size_t SonioxStream::queuedBytes() const
     return task ? task->queuedBytes() : 0;
 }
 
-void SonioxStream::armReceive()
+void SonioxStream::armReceive(std::shared_ptr<WebSocket> const& socket, int connection)
 {
-    auto const task = m_task.load();
-    if (!task)
-        return;
-    task->receive([weak = weak_from_this()](Result<WebSocket::Message> message) {
-        if (auto const self = weak.lock())
-            self->received(std::move(message));
+    auto const weakSocket = std::weak_ptr(socket);
+    socket->receive([weak = weak_from_this(), weakSocket, connection](Result<WebSocket::Message> message) {
+        auto const self = weak.lock();
+        if (!self || self->m_stopped || connection != self->m_connections)
+            return;
+        if (!message)
+            return self->fail(connection, message.error().message);
+        self->handle(message->data);
+        if (auto const current = weakSocket.lock(); current && current == self->m_task.load())
+            self->armReceive(current, connection);
     });
-}
-
-void SonioxStream::received(Result<WebSocket::Message> message)
-{
-    if (m_stopped)
-        return;
-    if (!message)
-        return fail(message.error().message);
-    handle(message->data);
-    armReceive();
 }
 
 void SonioxStream::startKeepAlive()
@@ -277,14 +273,14 @@ void SonioxStream::startKeepAlive()
     });
 }
 
-void SonioxStream::fail(std::string const& message)
+/// A dead connection may be told of by several sends; it counts once.
+void SonioxStream::fail(int connection, std::string const& message)
 {
-    if (m_stopped)
+    if (m_stopped || connection != m_connections || connection == m_failedConnection)
         return;
+    m_failedConnection = connection;
     if (m_finishing)
         return finished();
-    if (m_reconnects > attempts)
-        return;
     stopTimer(m_keepAlive);
     ++m_reconnects;
     if (m_reconnects > attempts) {
@@ -296,15 +292,12 @@ void SonioxStream::fail(std::string const& message)
     }
     if (onReconnecting)
         onReconnecting();
-    auto const id = std::make_shared<Scheduler::TimerId>(0);
-    *id = m_scheduler.startTimer(m_scheduler.now() + reconnectDelay(m_reconnects), [weak = weak_from_this(), id] {
-        auto const self = weak.lock();
-        if (!self)
-            return;
-        self->m_reconnectTimers.erase(*id);
-        self->connectNow();
-    });
-    m_reconnectTimers.insert(*id);
+    stopTimer(m_reconnectTimer);
+    m_reconnectTimer
+        = m_scheduler.startTimer(m_scheduler.now() + reconnectDelay(m_reconnects), [weak = weak_from_this()] {
+              if (auto const self = weak.lock())
+                  self->connectNow();
+          });
 }
 
 void SonioxStream::handle(std::string_view frame)
@@ -445,8 +438,7 @@ void SonioxStream::stopTimers()
     stopTimer(m_keepAlive);
     stopTimer(m_idleTimer);
     stopTimer(m_finishTimer);
-    for (auto const id : std::exchange(m_reconnectTimers, {}))
-        m_scheduler.stopTimer(id);
+    stopTimer(m_reconnectTimer);
 }
 
 std::string SonioxStream::lastSpeaker() const

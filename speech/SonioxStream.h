@@ -11,7 +11,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 
 namespace lingrelay {
@@ -86,13 +85,12 @@ private:
         std::int64_t sampleRate);
 
     void connectNow();
-    void sendConfig(WebSocket& socket, std::string const& key);
+    void sendConfig(WebSocket& socket, int connection, std::string const& key);
     Json configuration(std::string const& key) const;
     std::optional<Json> contextPayload() const;
-    void armReceive();
-    void received(Result<WebSocket::Message> message);
+    void armReceive(std::shared_ptr<WebSocket> const& socket, int connection);
     void startKeepAlive();
-    void fail(std::string const& message);
+    void fail(int connection, std::string const& message);
     void foldTokens(Json const& tokens);
     void fold(Json const& tokens, Folded& folded);
     void flushOriginal();
@@ -117,8 +115,9 @@ private:
     Scheduler::TimerId m_keepAlive = 0; ///< timers and the fields down to the blank line: the scheduler only
     Scheduler::TimerId m_idleTimer = 0;
     Scheduler::TimerId m_finishTimer = 0;
-    std::set<Scheduler::TimerId> m_reconnectTimers;
+    Scheduler::TimerId m_reconnectTimer = 0;
     int m_reconnects = 0; ///< consecutive failures since the last good message
+    int m_failedConnection = 0; ///< the last one that failed
     bool m_finishing = false;
 
     mutable std::mutex m_bufLock; ///< held for one message's folding; guards all below

@@ -36,6 +36,7 @@ bool isSmallBudget(std::int64_t concurrent) { return concurrent == 1 || concurre
 
 struct TTSPipeline::Clip {
     std::string pending;
+    std::string odd; ///< half a sample: block borders carry no meaning
     std::size_t fed = 0; ///< chunks used so far
     bool playing = false;
 };
@@ -237,7 +238,8 @@ Task<void> TTSPipeline::openWarm(
     [[maybe_unused]] std::shared_ptr<TTSPipeline> self, std::string language, int generation)
 {
     auto const socket = co_await m_tts.open(language, m_callbacks.voice(), pace());
-    m_opening.erase(language);
+    if (m_generation == generation)
+        m_opening.erase(language);
     if (!socket)
         co_return;
     if (m_generation == generation)
@@ -312,7 +314,7 @@ Task<void> TTSPipeline::play(EntryPtr entry)
         break;
     }
     if (!clip.playing && !clip.pending.empty() && !entry->cancelled)
-        m_callbacks.feed(std::move(clip.pending), entry->job.dropStale);
+        feed(std::move(clip.pending), clip, entry->job);
     m_callbacks.streaming(false);
     stamp(entry->job, entry->failed ? "failed" : "spoken");
     if (entry->failed && !entry->cancelled)
@@ -324,7 +326,7 @@ void TTSPipeline::drain(Entry& entry, Clip& clip)
     for (; clip.fed < entry.chunks.size() && !entry.cancelled; ++clip.fed) {
         auto& chunk = entry.chunks[clip.fed];
         if (clip.playing) {
-            m_callbacks.feed(std::move(chunk), entry.job.dropStale);
+            feed(std::exchange(chunk, {}), clip, entry.job);
             continue;
         }
         clip.pending += chunk;
@@ -334,9 +336,20 @@ void TTSPipeline::drain(Entry& entry, Clip& clip)
             continue;
         m_callbacks.streaming(reached && !entry.done);
         stamp(entry.job, "playing");
-        m_callbacks.feed(std::exchange(clip.pending, {}), entry.job.dropStale);
+        feed(std::exchange(clip.pending, {}), clip, entry.job);
         clip.playing = true;
     }
+}
+
+/// Hands on whole samples only.
+void TTSPipeline::feed(std::string pcm, Clip& clip, Job const& job)
+{
+    pcm.insert(0, std::exchange(clip.odd, {}));
+    if (pcm.size() % 2 != 0) {
+        clip.odd = pcm.back();
+        pcm.pop_back();
+    }
+    m_callbacks.feed(std::move(pcm), job.dropStale);
 }
 
 /// False when nothing came for the whole limit.
@@ -370,6 +383,7 @@ void TTSPipeline::cancelAll()
     for (auto const& [language, socket] : m_warm)
         socket->cancel();
     m_warm.clear();
+    m_opening.clear();
     m_started.clear();
 }
 

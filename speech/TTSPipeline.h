@@ -102,6 +102,7 @@ private:
     Task<void> pump(std::shared_ptr<TTSPipeline> self);
     Task<void> play(EntryPtr entry);
     void drain(Entry& entry, Clip& clip);
+    void feed(std::string pcm, Clip& clip, Job const& job);
     Task<bool> waitForProgress(EntryPtr entry, std::size_t fed);
     void removeFront(EntryPtr const& entry);
 

@@ -24,10 +24,13 @@ int rampLength(double rate) { return std::max(static_cast<int>(rate / 200), 48);
 std::shared_ptr<TTSPlayer> TTSPlayer::create(AudioOutputs& outputs, Scheduler& background)
 {
     std::shared_ptr<TTSPlayer> player(new TTSPlayer(outputs, background));
-    player->m_defaultWatch = outputs.watchDefault([weak = std::weak_ptr(player)] {
-        auto const self = weak.lock();
-        if (self && !self->device() && self->hasOutput())
-            self->rebuild();
+    // Posted: the system may tell while it holds what opening an output needs.
+    player->m_defaultWatch = outputs.watchDefault([weak = std::weak_ptr(player), &background] {
+        background.post([weak] {
+            auto const self = weak.lock();
+            if (self && !self->device() && self->hasOutput())
+                self->rebuild();
+        });
     });
     return player;
 }
@@ -86,10 +89,11 @@ void TTSPlayer::rebuild()
 void TTSPlayer::build()
 {
     m_unit = m_outputs.open(m_device, *this);
-    {
-        std::lock_guard const lock(m_lock);
-        m_rate = m_unit ? m_unit->sampleRate() : 48000;
-    }
+    auto const rate = m_unit ? m_unit->sampleRate() : 48000;
+    if (rate != this->rate())
+        dropQueue(); // what waited for an output is in another rate
+    std::lock_guard const lock(m_lock);
+    m_rate = rate;
 }
 
 void TTSPlayer::teardown()

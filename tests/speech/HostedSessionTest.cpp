@@ -165,6 +165,39 @@ TEST_F(HostedSessionTest, theServerCanStopTheSessionInATickOnly)
     EXPECT_EQ(exhausted, 1);
 }
 
+TEST_F(HostedSessionTest, aLateAnswerOfAnEarlierSessionChangesNothing)
+{
+    int exhausted = 0;
+    m_hosted.onExhausted = [&] { ++exhausted; };
+    start();
+    auto const slow = m_world.network.onExchange;
+    m_world.network.onExchange = [](SimExchange const& exchange) {
+        exchange.answer(HttpResponse{200, {}, R"({"stop":true,"stt_key":"old","tts_key":"old"})"}, seconds(5));
+    };
+    wait(60.1); // its tick is under way
+    m_hosted.end();
+    wait(0.1);
+    m_world.network.onExchange = slow;
+    start({{"session_id", "another"}});
+    wait(30);
+    EXPECT_EQ(exhausted, 0);
+    EXPECT_TRUE(m_hosted.active());
+    EXPECT_EQ(m_hosted.sttKey(), "stt-1");
+    calls.clear();
+    wait(30);
+    EXPECT_EQ(calls.at(0).second["seconds"], 60);
+}
+
+TEST_F(HostedSessionTest, aSilentBackendIsGivenUpAfterTwentySeconds)
+{
+    m_world.network.onExchange = [](SimExchange const&) {};
+    begin();
+    wait(19.8);
+    EXPECT_FALSE(failure);
+    wait(0.2);
+    EXPECT_TRUE(failure);
+}
+
 TEST_F(HostedSessionTest, timeIsFormattedInTheInterfaceLanguage)
 {
     EXPECT_EQ(HostedSession::format(59), "0 min");

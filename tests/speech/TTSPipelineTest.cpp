@@ -114,6 +114,16 @@ TEST_F(TTSPipelineTest, aShortClipIsFedWholeWhenItIsDone)
     EXPECT_EQ(events, (Events{"start sí", "feed 14400 old", "whole"}));
 }
 
+TEST_F(TTSPipelineTest, blockBordersCarryNoMeaning)
+{
+    server.plan = [](auto const&, int) { return Plan{.blocks = 20, .blockBytes = 3001}; };
+    enqueue("hola");
+    wait(30);
+    for (auto const& event : events)
+        EXPECT_TRUE(!event.starts_with("feed") || std::stoi(event.substr(5)) % 2 == 0) << event;
+    EXPECT_EQ(fedBytes, 20 * 3001U);
+}
+
 TEST_F(TTSPipelineTest, twoClausesAreSynthesisedAtOnceAndHeardInOrder)
 {
     server.plan = [](auto const& text, int) { return Plan{.delay = text == "1" ? 2.0 : 0.1}; };

@@ -117,15 +117,18 @@ TEST_F(TTSPlayerTest, followsTheDefaultDeviceOnlyWithoutAFixedOne)
 {
     m_outputs.rates = {{1, 48000}, {2, 16000}};
     m_outputs.changeDefault(2);
+    m_time.runReady();
     EXPECT_EQ(m_outputs.running(), 0U) << "nothing was played yet";
     m_player->enqueuePCM(pcm(10, 1), 24000, false);
     EXPECT_EQ(m_player->rate(), 16000);
     m_outputs.changeDefault(1);
+    m_time.runReady();
     EXPECT_EQ(m_outputs.runningDevice(), 1U);
     EXPECT_EQ(m_player->queuedSeconds(), 0) << "a route change drops what waited";
     m_player->setDevice(1);
     m_player->rebuild();
     m_outputs.changeDefault(2);
+    m_time.runReady();
     EXPECT_EQ(m_outputs.runningDevice(), 1U);
 }
 
@@ -135,6 +138,10 @@ TEST_F(TTSPlayerTest, withoutADeviceItStaysSilentAndBounded)
     for (int i = 0; i < 40; ++i)
         m_player->enqueuePCM(pcm(24000, 1), 24000, true);
     EXPECT_NEAR(m_player->queuedSeconds(), 9, 1e-3);
+    m_outputs.rates[7] = 16000;
+    m_outputs.defaultDevice = 7;
+    m_player->enqueuePCM(pcm(24000, 1), 24000, true);
+    EXPECT_NEAR(m_player->queuedSeconds(), 1, 1e-3) << "what waited was made for another rate";
     m_player->teardown();
     EXPECT_EQ(m_player->queuedSeconds(), 0);
 }
