@@ -1,0 +1,275 @@
+#include "service/Server.h"
+
+#include "base/Log.h"
+#include "service/ScriptPlayer.h"
+#include "service/SttConversation.h"
+#include "service/TtsConversation.h"
+
+#include <boost/asio/co_spawn.hpp>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr int mostConnections = 256;
+constexpr auto requestTime = std::chrono::seconds(10); ///< for a client to send a whole request
+constexpr std::size_t bodyLimit = 1 << 20;
+constexpr std::string_view sessionPath = "/v1/pro/";
+
+using Parser = http::request_parser<http::string_body>;
+using Response = http::response<http::string_body>;
+
+std::string pathOf(HttpRequest const& request)
+{
+    std::string const target(request.target());
+    return target.substr(0, target.find('?'));
+}
+
+/// "start" for "/v1/pro/session/start"; empty for a path that is not served.
+std::string operationOf(std::string_view path)
+{
+    auto const at = path.rfind(sessionPath);
+    if (at == std::string_view::npos)
+        return {};
+    path.remove_prefix(at + sessionPath.size());
+    for (std::string_view const known : {"session/start", "session/tick", "session/end", "balance"}) {
+        if (path == known)
+            return std::string(known.substr(known.find('/') + 1));
+    }
+    return {};
+}
+
+Response response(HttpRequest const& request, int status, std::string body)
+{
+    Response answer;
+    answer.version(request.version());
+    answer.result(static_cast<unsigned>(status));
+    answer.set(http::field::content_type, "application/json");
+    answer.keep_alive(request.keep_alive());
+    answer.body() = std::move(body);
+    answer.prepare_payload();
+    return answer;
+}
+
+std::string errorBody(char const* code, char const* text) { return jsonText({{"error", text}, {"code", code}}); }
+
+void cut(beast::tcp_stream& stream)
+{
+    boost::system::error_code ignored;
+    stream.socket().set_option(asio::socket_base::linger(true, 0), ignored);
+    stream.socket().close(ignored);
+}
+
+} // namespace
+
+bool authorised(Provider& provider, Peer const& peer, Json const& message)
+{
+    auto const bearer = peer.bearer().value_or("");
+    auto const key = jsonString(message, "api_key").value_or("");
+    auto const good = [&provider](std::string const& each) { return provider.book.accepts(each, Clock::now()); };
+    if (bearer.empty() && key.empty())
+        return false;
+    return (bearer.empty() || good(bearer)) && (key.empty() || good(key));
+}
+
+Server::Server(asio::io_context& context, Options options)
+    : m_context(context)
+    , m_options(std::move(options))
+    , m_token(newSecret("local"))
+    , m_provider {m_options.script ? m_options.script->limits : Limits {}, {m_token, {}}, DecoderPool(m_options.modelFolder),
+          Translator(context.get_executor(), m_options.modesFolder), Voices(context.get_executor())}
+    , m_acceptor(context)
+{
+}
+
+std::optional<Error> Server::listen()
+{
+    if (m_options.script && !m_options.script->record.empty() && !m_recorder.open(m_options.script->record))
+        return Error {Error::Kind::other, fmt::format("the record {} cannot be written", m_options.script->record)};
+    using asio::ip::tcp;
+    boost::system::error_code error;
+    tcp::endpoint const place(asio::ip::address_v4::loopback(), m_options.port);
+    m_acceptor.open(place.protocol(), error);
+    if (!error)
+        m_acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    if (!error)
+        m_acceptor.bind(place, error);
+    if (!error)
+        m_acceptor.listen(asio::socket_base::max_listen_connections, error);
+    if (error == asio::error::address_in_use)
+        return Error {Error::Kind::cannotConnectToHost,
+            fmt::format("port {} is in use: choose another with --port, or leave it out for a free one", m_options.port)};
+    if (error)
+        return Error {Error::Kind::cannotConnectToHost,
+            fmt::format("port {} cannot be used ({}): choose another with --port", m_options.port, error.message())};
+    if (!m_options.script || m_options.script->needsRecogniser()) {
+        if (auto const problem = m_provider.decoders.problem(); !problem.empty())
+            Log::write("[service] {}", problem);
+        else
+            m_provider.decoders.warm();
+    }
+    asio::co_spawn(m_context, acceptAll(), [](std::exception_ptr) { });
+    return {};
+}
+
+std::uint16_t Server::port() const
+{
+    boost::system::error_code ignored;
+    return m_acceptor.local_endpoint(ignored).port();
+}
+
+void Server::stop()
+{
+    boost::system::error_code ignored;
+    m_acceptor.close(ignored);
+    for (auto const& weak : m_peers) {
+        if (auto const peer = weak.lock())
+            peer->drop();
+    }
+}
+
+asio::awaitable<void> Server::acceptAll()
+{
+    while (m_acceptor.is_open()) {
+        auto [error, socket] = co_await m_acceptor.async_accept(quietly);
+        if (error == asio::error::operation_aborted)
+            break;
+        if (error) { // out of descriptors, most likely: wait for some to be closed
+            co_await pause(m_context.get_executor(), seconds(0.1));
+            continue;
+        }
+        if (m_connections >= mostConnections)
+            continue;
+        boost::system::error_code ignored;
+        socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+        asio::co_spawn(m_context, serve(std::move(socket)), [](std::exception_ptr problem) {
+            try {
+                if (problem)
+                    std::rethrow_exception(problem);
+            } catch (std::exception const& failure) {
+                Log::write("[service] a connection failed: {}", failure.what());
+            }
+        });
+    }
+}
+
+asio::awaitable<void> Server::serve(asio::ip::tcp::socket socket)
+{
+    Place const place(m_connections);
+    beast::tcp_stream stream(std::move(socket));
+    beast::flat_buffer buffer;
+    bool more = true;
+    while (more) {
+        Parser parser;
+        parser.header_limit(32 << 10);
+        parser.body_limit(bodyLimit);
+        stream.expires_after(requestTime);
+        auto const [error, size] = co_await http::async_read(stream, buffer, parser, quietly);
+        if (error == http::error::body_limit || error == http::error::header_limit)
+            co_await http::async_write(stream, response({}, 413, errorBody("too_large", "The request is too large.")), quietly);
+        if (error)
+            break;
+        auto request = parser.release();
+        if (beast::websocket::is_upgrade(request))
+            co_return co_await serveSocket(std::move(stream), std::move(request));
+        more = co_await serveRequest(stream, request) && request.keep_alive();
+    }
+    boost::system::error_code ignored;
+    stream.socket().shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
+}
+
+asio::awaitable<void> Server::serveSocket(beast::tcp_stream stream, HttpRequest request)
+{
+    auto const path = pathOf(request);
+    bool const stt = path.ends_with("/transcribe-websocket");
+    if (!stt && !path.ends_with("/tts-websocket")) {
+        co_await http::async_write(stream, response(request, 404, errorBody("not_found", "There is no such path.")), quietly);
+        co_return;
+    }
+    auto const protocol = stt ? Protocol::stt : Protocol::tts;
+    ScriptConnection const* scripted = nullptr;
+    if (m_options.script) {
+        auto const index = m_scripted[protocol]++;
+        scripted = stt ? m_options.script->stt(index) : m_options.script->tts(index);
+    }
+    if (scripted) {
+        stream.expires_never();
+        co_await pause(m_context.get_executor(), seconds(scripted->acceptDelayMs / 1000));
+        if (scripted->refuse)
+            co_return cut(stream);
+        if (scripted->httpStatus != 0) {
+            auto answer = response(request, scripted->httpStatus, errorBody("refused", "The connection was refused."));
+            answer.keep_alive(false);
+            co_await http::async_write(stream, answer, quietly);
+            co_return;
+        }
+    }
+    auto const peer = std::make_shared<Peer>(std::move(stream), std::move(request));
+    std::erase_if(m_peers, [](auto const& each) { return each.expired(); });
+    m_peers.insert(peer);
+    if (co_await peer->accept())
+        co_await converse(peer, protocol, scripted);
+}
+
+asio::awaitable<void> Server::converse(std::shared_ptr<Peer> peer, Protocol protocol, ScriptConnection const* scripted)
+{
+    if (scripted && !scripted->offline) {
+        auto const name = fmt::format("{}#{}", protocol == Protocol::stt ? "stt" : "tts", m_scripted[protocol] - 1);
+        co_await playScript(peer, *scripted, name, m_provider, m_recorder);
+    } else if (protocol == Protocol::stt) {
+        co_await converseStt(peer, m_provider);
+    } else {
+        co_await converseTts(peer, m_provider);
+    }
+}
+
+asio::awaitable<bool> Server::serveRequest(beast::tcp_stream& stream, HttpRequest const& request)
+{
+    auto const operation = operationOf(pathOf(request));
+    Response answer;
+    if (operation.empty()) {
+        answer = response(request, 404, errorBody("not_found", "There is no such path."));
+    } else if (request.method() != http::verb::post) {
+        answer = response(request, 405, errorBody("method_not_allowed", "Use POST."));
+    } else {
+        auto body = parseJson(request.body()).value_or(Json());
+        m_recorder.write({{"connection", "http"}, {"event", operation}, {"message", body}});
+        auto const index = m_requests[operation]++;
+        auto const* scripted = m_options.script ? m_options.script->answer(operation, index) : nullptr;
+        if (scripted) {
+            stream.expires_never();
+            co_await pause(m_context.get_executor(), seconds(scripted->delayMs / 1000));
+        }
+        if (scripted && scripted->drop) {
+            cut(stream);
+            co_return false;
+        }
+        answer = scripted && !scripted->offline ? response(request, scripted->status, scripted->body)
+                                                : response(request, 200, jsonText(sessionAnswer(operation, request)));
+    }
+    stream.expires_after(requestTime);
+    auto const [error, size] = co_await http::async_write(stream, answer, quietly);
+    co_return !error;
+}
+
+Json Server::sessionAnswer(std::string const& operation, HttpRequest const& request)
+{
+    auto body = parseJson(request.body()).value_or(Json());
+    if (!body.is_object())
+        body = Json::object();
+    if (auto const header = request.find(http::field::authorization); header != request.end() && !body.contains("client_token")) {
+        std::string_view const value(header->value().data(), header->value().size());
+        body["client_token"] = std::string(value.substr(value.starts_with("Bearer ") ? 7 : 0));
+    }
+    auto const now = Clock::now();
+    auto const date = std::chrono::system_clock::now();
+    if (operation == "start")
+        return m_provider.book.start(body, now, date);
+    if (operation == "tick")
+        return m_provider.book.tick(body, now, date);
+    if (operation == "end")
+        return m_provider.book.end(body, now);
+    return m_provider.book.balance(body);
+}
+
+} // namespace lingrelay

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "service/Peer.h"
+#include "service/Provider.h"
+#include "service/Recorder.h"
+#include "service/Script.h"
+
+#include <set>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+
+namespace lingrelay {
+
+/// The whole service on one loopback port: both WebSocket protocols and the session endpoints. The context's thread
+/// only; the context outlives it, and has no work left when it dies.
+class Server {
+public:
+    struct Options {
+        std::uint16_t port = 0;
+        std::optional<Script> script;
+        std::string modelFolder; ///< of speech models
+        std::string modesFolder; ///< of translation pairs
+    };
+
+    Server(asio::io_context& context, Options options);
+
+    /// Binds 127.0.0.1 and begins to serve. The error is one line for the user.
+    std::optional<Error> listen();
+    std::uint16_t port() const;
+    std::string const& token() const { return m_token; }
+
+    /// Ends every connection; the context runs out of work soon after.
+    void stop();
+
+private:
+    enum class Protocol { stt, tts };
+
+    asio::awaitable<void> acceptAll();
+    asio::awaitable<void> serve(asio::ip::tcp::socket socket);
+    asio::awaitable<void> serveSocket(beast::tcp_stream stream, HttpRequest request);
+    asio::awaitable<void> converse(std::shared_ptr<Peer> peer, Protocol protocol, ScriptConnection const* scripted);
+    asio::awaitable<bool> serveRequest(beast::tcp_stream& stream, HttpRequest const& request);
+    Json sessionAnswer(std::string const& operation, HttpRequest const& request);
+
+    asio::io_context& m_context;
+    Options m_options;
+    std::string m_token;
+    Provider m_provider;
+    Recorder m_recorder;
+    asio::ip::tcp::acceptor m_acceptor;
+    std::set<std::weak_ptr<Peer>, std::owner_less<>> m_peers;
+    int m_connections = 0;
+    std::map<Protocol, std::size_t> m_scripted; ///< connections so far
+    std::map<std::string, std::size_t> m_requests; ///< so far, by operation
+};
+
+} // namespace lingrelay

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "base/Json.h"
+#include "base/Time.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace lingrelay {
+
+/// The accounts of the session protocol: who runs a session, which keys are good, how much time is left. One thread.
+///
+/// Every answer is the JSON body of a response; a refusal has `error` (a text for the user) and `code`.
+class SessionBook {
+public:
+    struct Plan {
+        std::int64_t remainingSeconds = 360000;
+        std::int64_t ttsRpmBudget = 600;
+        std::int64_t ttsConcurrentBudget = 5;
+        Duration keyLife = std::chrono::hours(1);
+        /// Keys stay good after they were renewed or their session ended, for sockets that open with them just then.
+        Duration keyOverlap = std::chrono::minutes(1);
+    };
+
+    /// `token` identifies the one caller that is served.
+    SessionBook(std::string token, Plan plan);
+
+    Json start(Json const& request, Instant now, Date date);
+    Json tick(Json const& request, Instant now, Date date);
+    Json end(Json const& request, Instant now);
+    Json balance(Json const& request) const;
+
+    /// The token itself, or a live key of a session.
+    bool accepts(std::string_view key, Instant now);
+
+private:
+    struct Session {
+        std::string sttKey;
+        std::string ttsKey;
+    };
+
+    bool authorized(Json const& request) const;
+    std::map<std::string, Session>::iterator sessionOf(Json const& request);
+    void issueKeys(Session& session, Json& answer, Instant now, Date date);
+    void retireKeys(Session const& session, Instant now);
+    void charge(Json const& request);
+    void addBudget(Json& answer) const;
+
+    std::string m_token;
+    Plan m_plan;
+    std::int64_t m_remainingSeconds;
+    std::map<std::string, Session> m_sessions; ///< by session id
+    std::map<std::string, Instant, std::less<>> m_keys; ///< key to the time it ends
+};
+
+/// A new secret of 128 random bits, with a name in front: "stt-...".
+std::string newSecret(std::string_view name);
+
+} // namespace lingrelay
