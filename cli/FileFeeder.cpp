@@ -15,6 +15,11 @@ constexpr Duration blockTime = seconds(0.1);
 constexpr std::size_t mostUnderWay = 4;
 constexpr Duration openPoll = seconds(0.01);
 constexpr Duration stallPoll = seconds(0.05);
+constexpr Duration caughtUpPoll = seconds(0.02);
+/// How long a provider that is behind, or does not say, may be quiet before it gets the end all the same.
+constexpr Duration longestQuiet = seconds(1.0);
+/// Providers look at sound in pieces of their own.
+constexpr std::int64_t lookTolerance = SoundFile::rate / 5;
 
 } // namespace
 
@@ -86,7 +91,7 @@ void FileFeeder::fastTurn()
         return wake(stallPoll);
     while (m_underWay.size() < mostUnderWay && sendBlock()) { }
     if (m_fileEnded && m_underWay.empty())
-        return end();
+        return providerBehind() ? wake(caughtUpPoll) : end();
     // Usually the next block handed on comes first; this is for sockets that died with blocks under way.
     wake(stallPoll);
 }
@@ -118,23 +123,35 @@ bool FileFeeder::sendBlock()
 /// A new socket is open: finds the place in the file from which it is fed.
 void FileFeeder::connected(int connection)
 {
-    if (m_connection >= 0) {
-        auto place = m_underWay.empty() ? m_position.load() : m_underWay.front().start;
-        if (m_recognised)
-            place = std::min(m_connectionStart + *m_recognised, place);
-        m_underWay.clear();
-        if (place != m_position) {
-            Log::write("[feed] new connection: back from {:.1f} s to {:.1f} s", position(),
-                static_cast<double>(place) / static_cast<double>(SoundFile::rate));
-            if (m_file.seek(place)) {
-                m_position = place;
-                m_fileEnded = false;
-            }
+    if (auto const place = m_connection >= 0 ? restartPlace() : 0; place != m_position) {
+        Log::write("[feed] new connection: back from {:.1f} s to {:.1f} s", position(),
+            static_cast<double>(place) / static_cast<double>(SoundFile::rate));
+        if (m_file.seek(place)) {
+            m_position = place;
+            m_fileEnded = false;
         }
     }
+    m_underWay.clear();
     m_connection = connection;
     m_connectionStart = m_position;
     m_recognised.reset();
+    m_lookedAt.reset();
+    m_hasText = false;
+    m_lastNews = m_scheduler.now();
+}
+
+std::int64_t FileFeeder::restartPlace() const
+{
+    auto const handedOn = m_underWay.empty() ? m_position.load() : m_underWay.front().start;
+    if (m_recognised)
+        return std::min(m_connectionStart + *m_recognised, handedOn);
+    return m_hasText ? handedOn : m_connectionStart;
+}
+
+bool FileFeeder::providerBehind() const
+{
+    bool const hasAll = m_lookedAt && m_connectionStart + *m_lookedAt + lookTolerance >= m_position;
+    return !hasAll && m_scheduler.now() - m_lastNews < longestQuiet;
 }
 
 void FileFeeder::handedOn(std::uint64_t number)
@@ -144,16 +161,28 @@ void FileFeeder::handedOn(std::uint64_t number)
     if (m_stopped || block == m_underWay.end())
         return;
     m_underWay.erase(block);
+    m_lastNews = m_scheduler.now();
     if (m_underWay.size() < mostUnderWay / 2 + 1) {
         m_scheduler.stopTimer(std::exchange(m_timer, 0));
         turn();
     }
 }
 
-void FileFeeder::noteProgress(int connection, std::int64_t finalMs)
+void FileFeeder::noteProgress(int connection, std::int64_t finalMs, std::int64_t lookedAtMs)
 {
-    if (connection == m_connection)
-        m_recognised = std::max(m_recognised.value_or(0), finalMs * SoundFile::rate / 1000);
+    if (connection != m_connection)
+        return;
+    m_recognised = std::max(m_recognised.value_or(0), finalMs * SoundFile::rate / 1000);
+    m_lookedAt = std::max({m_lookedAt.value_or(0), *m_recognised, lookedAtMs * SoundFile::rate / 1000});
+    m_lastNews = m_scheduler.now();
+}
+
+void FileFeeder::noteText(int connection)
+{
+    if (connection != m_connection)
+        return;
+    m_hasText = true;
+    m_lastNews = m_scheduler.now();
 }
 
 void FileFeeder::end()

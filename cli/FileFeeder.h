@@ -30,8 +30,11 @@ public:
 ///
 /// In real time the clock runs on during a reconnect, and that sound is lost as live sound would be. With `fast`,
 /// blocks go out as the operating system takes them, a few at a time; a reconnect is waited for, and feeding goes back
-/// to what the provider had recognised for good when it tells, else to the first block that was not handed on. Lives on
-/// its scheduler; `stop` before it is dropped. The target outlives it.
+/// to what the provider had recognised for good. A provider that does not tell had recognised nothing when no text came
+/// of that connection, and otherwise all that was handed on. The end waits for a provider that is behind: a connection
+/// that dies with sound in its buffers is noticed while something can be done about it.
+///
+/// Lives on its scheduler; `stop` before it is dropped. The target outlives it.
 class FileFeeder : public std::enable_shared_from_this<FileFeeder> {
 public:
     FileFeeder(Scheduler& scheduler, AudioTarget& target, SoundFile file, Arguments::Pace pace);
@@ -42,8 +45,10 @@ public:
 
     void start();
     void stop();
-    /// The provider has recognised this much of the present connection's audio for good.
-    void noteProgress(int connection, std::int64_t finalMs);
+    /// How much of a connection's audio the provider has recognised for good, and how much it has looked at.
+    void noteProgress(int connection, std::int64_t finalMs, std::int64_t lookedAtMs);
+    /// Text came of a connection.
+    void noteText(int connection);
 
     /// Seconds of the file that have gone out; any thread.
     double position() const { return static_cast<double>(m_position) / static_cast<double>(SoundFile::rate); }
@@ -62,6 +67,8 @@ private:
     bool sendBlock();
     void connected(int connection);
     void handedOn(std::uint64_t number);
+    std::int64_t restartPlace() const;
+    bool providerBehind() const;
     void end();
 
     Scheduler& m_scheduler;
@@ -77,6 +84,9 @@ private:
     int m_connection = -1; ///< the one that the fields below speak of
     std::int64_t m_connectionStart = 0; ///< first sample that it was given
     std::optional<std::int64_t> m_recognised; ///< samples of it that are recognised for good
+    std::optional<std::int64_t> m_lookedAt; ///< samples of it that the provider has looked at
+    bool m_hasText = false; ///< some text came of it
+    Instant m_lastNews; ///< of it: a block handed on, progress, text
     std::list<Block> m_underWay; ///< sent, not yet handed on
     std::uint64_t m_lastNumber = 0;
 };

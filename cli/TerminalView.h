@@ -52,7 +52,6 @@ private:
     Size m_size;
     std::string m_original; ///< not yet part of a finished clause
     std::string m_translation;
-    std::string m_finalOriginal; ///< the original text that the last line took
     std::string m_status;
     std::string m_lastNotice; ///< the warning or error printed last
     double m_position = 0;

@@ -157,17 +157,23 @@ Task<std::optional<std::string>> TranslateRun::startHosted()
 
 Task<EndReason> TranslateRun::translate()
 {
+    makeEngine();
+    makeFeeder();
     wireEngine();
     m_engine->start(m_plan.record());
-    startFeeder();
+    m_services.sound.post([feeder = m_feeder] { feeder->start(); });
+    showProgress();
     m_startedAt = m_services.main.date();
 
     auto const feeding = co_await race(waitFor(m_fed), waitFor(m_failed), waitFor(m_exhausted));
     if (feeding.index() != 0)
         co_return feeding.index() == 1 ? EndReason::failed : EndReason::exhausted;
     // A file may end in the middle of an outage: what comes of the connection decides.
-    while (!m_target->open() && !m_failed.isSet() && !m_exhausted.isSet())
+    while (!m_target->open()) {
+        if (m_failed.isSet() || m_exhausted.isSet())
+            co_return m_failed.isSet() ? EndReason::failed : EndReason::exhausted;
         co_await sleep(openPoll);
+    }
     m_engine->finishAudio();
     auto const answering = co_await race(waitFor(m_answered), waitFor(m_failed), waitFor(m_exhausted));
     if (answering.index() != 0)
@@ -192,9 +198,8 @@ Task<void> TranslateRun::playOut()
     }
 }
 
-void TranslateRun::wireEngine()
+void TranslateRun::makeEngine()
 {
-    bool const speaks = m_plan.direction == AppModel::Direction::speak;
     std::optional<WavFile> wav;
     if (m_arguments.output == Arguments::Output::file) {
         auto created = WavFile::create(m_arguments.outputFile, WavOutputs::rate);
@@ -208,11 +213,17 @@ void TranslateRun::wireEngine()
         {m_services.network, m_services.stream, m_services.pipeline, m_services.background, *m_outputs});
     m_outputs->queuedSeconds = [&player = m_engine->player()] { return player.queuedSeconds(); };
     m_target = std::make_unique<Target>(m_engine);
+    m_engine->tag = rawValue(m_plan.direction);
+    m_engine->contextProfile = m_plan.profile;
+    m_engine->useRollingContext = m_plan.settings.rollingContext;
+}
+
+void TranslateRun::wireEngine()
+{
     auto& engine = *m_engine;
-    engine.tag = speaks ? "speak" : "listen";
-    engine.contextProfile = m_plan.profile;
-    engine.useRollingContext = m_plan.settings.rollingContext;
     engine.onCaption = [this](std::string const& kind, std::string const& text) {
+        m_services.sound.post(
+            [feeder = m_feeder, connection = m_target->connection()] { feeder->noteText(connection); });
         onMain([this, kind, text] { engineCaption(kind, text); });
     };
     engine.onLine = [this](std::string const& source, std::string const& translation, std::string const& speaker) {
@@ -237,7 +248,7 @@ void TranslateRun::wireEngine()
     engine.onTrace = [this](int seq, std::string_view hop) { m_clauses.stamp(seq, hop, m_services.main.now()); };
 }
 
-void TranslateRun::startFeeder()
+void TranslateRun::makeFeeder()
 {
     m_feeder = std::make_shared<FileFeeder>(m_services.sound, *m_target, std::move(*m_file), m_arguments.pace);
     m_feeder->onBegin = [this] { m_outputs->begin(); };
@@ -245,12 +256,11 @@ void TranslateRun::startFeeder()
     m_engine->onProgress = [this](SonioxStream::Progress const& progress) {
         if (!progress.finalAudioMs)
             return;
-        m_services.sound.post([feeder = m_feeder, connection = m_target->connection(), ms = *progress.finalAudioMs] {
-            feeder->noteProgress(connection, ms);
+        m_services.sound.post([feeder = m_feeder, connection = m_target->connection(), final = *progress.finalAudioMs,
+                                  total = progress.totalAudioMs.value_or(0)] {
+            feeder->noteProgress(connection, final, total);
         });
     };
-    m_services.sound.post([feeder = m_feeder] { feeder->start(); });
-    showProgress();
 }
 
 void TranslateRun::showProgress()

@@ -60,12 +60,13 @@ private:
     Task<void> close(EndReason reason);
     Task<void> endHosted(Duration limit);
 
+    void makeEngine();
+    void makeFeeder();
     void wireEngine();
     void engineStatus(std::string const& kind, std::optional<std::string> const& message);
     void engineCaption(std::string const& kind, std::string const& text);
     void engineLine(std::string const& source, std::string const& translation, std::string const& speaker);
     void engineSpeech(TTSPipeline::Job const& job, Instant heardAt);
-    void startFeeder();
     void showProgress();
     void status(AppModel::StatusKind kind, std::string const& text);
     void onMain(std::function<void()> job);

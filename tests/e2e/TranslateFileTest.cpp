@@ -1,0 +1,459 @@
+#include "tests/e2e/Programs.h"
+
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <numbers>
+#include <sstream>
+
+#include <sndfile.h>
+#include <sys/stat.h>
+
+using namespace lingrelay;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+Json token(std::string text, bool isFinal, bool isTranslation = false)
+{
+    Json token {{"text", std::move(text)}, {"is_final", isFinal}};
+    if (isTranslation)
+        token.update(Json {{"translation_status", "translation"}, {"language", "es"}});
+    return token;
+}
+
+/// A message that finishes one clause.
+Json clause(std::string const& source, std::string const& translation)
+{
+    return {{"send", {{"tokens", {token(source, true), token(translation, true, true)}}}}};
+}
+
+/// The same when the sound has come so far.
+Json clauseAt(int audioMs, std::string const& source, std::string const& translation)
+{
+    auto step = clause(source, translation);
+    step["after_audio_ms"] = audioMs;
+    return step;
+}
+
+Json const finished {{"after_end", true}, {"send", {{"tokens", Json::array()}, {"finished", true}}}};
+
+/// A synthesis connection whose every clause is half a second of a tone.
+Json toneVoice()
+{
+    return Json::array({{{"steps",
+        {{{"after_texts", 2}, {"tone_ms", 500}}, {{"send", {{"stream_id", "$stream_id"}, {"audio_end", true}}}},
+            {{"send", {{"stream_id", "$stream_id"}, {"terminated", true}}}}}}}});
+}
+
+Json steps(Json list) { return {{"steps", std::move(list)}}; }
+
+class TranslateFileTest : public testing::Test {
+protected:
+    TranslateFileTest() { writeTone("speech.wav", 2.0); }
+
+    void writeTone(std::string const& name, double length, int rate = 16000, int channels = 1)
+    {
+        SF_INFO info {0, rate, channels, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
+        auto* file = sf_open((folder / name).c_str(), SFM_WRITE, &info);
+        std::vector<float> frames;
+        for (int i = 0; i < static_cast<int>(rate * length) * channels; ++i)
+            frames.push_back(0.3F * static_cast<float>(std::sin(2 * std::numbers::pi * 300 * (i / channels) / rate)));
+        sf_writef_float(file, frames.data(), static_cast<sf_count_t>(frames.size()) / channels);
+        sf_close(file);
+    }
+
+    /// The service that the program starts plays this script; `extra` is shell run first.
+    void script(Json script, std::string const& extra = {})
+    {
+        script["record"] = folder / "record";
+        if (!script.contains("tts"))
+            script["tts"] = toneVoice();
+        if (!script.contains("http"))
+            script["http"] = {{"end", {{{"offline", true}}}}};
+        writeFile(folder / "script.json", script.dump());
+        service(fmt::format("{}\nexec '{}' --script '{}' \"$@\"", extra, LINGRELAY_SERVICE, folder / "script.json"));
+    }
+    void service(std::string const& shell)
+    {
+        writeFile(folder / "service", "#!/bin/sh\n" + shell + '\n');
+        ::chmod((folder / "service").c_str(), 0755);
+    }
+
+    Words environment(Words more = {}) const
+    {
+        more.insert(more.end(), {"XDG_CONFIG_HOME=" + folder / "config", "TZ=UTC"});
+        if (std::filesystem::exists(folder / "service"))
+            more.push_back("LINGRELAY_SERVICE=" + folder / "service");
+        return more;
+    }
+    Words command(Words options, std::string const& input = "speech.wav") const
+    {
+        Words words {LINGRELAY_CLI, "translate", folder / input, "--from", "en", "--to", "es"};
+        words.insert(words.end(), options.begin(), options.end());
+        return words;
+    }
+    /// Runs with events to its end.
+    std::vector<Json> run(Words options, int expected = 0, double limit = 40)
+    {
+        options.insert(options.end(), {"--events", "json"});
+        Program program(command(options), environment());
+        EXPECT_EQ(program.wait(limit), expected) << program.errors() << program.output();
+        errors = program.errors();
+        return program.events();
+    }
+    /// What the service recorded of one connection.
+    std::vector<Json> record(std::string const& connection) const
+    {
+        std::vector<Json> lines;
+        std::istringstream all(readFile(folder / "record"));
+        for (std::string line; std::getline(all, line);) {
+            auto const parsed = parseJson(line);
+            if (parsed && jsonString(*parsed, "connection") == connection)
+                lines.push_back(*parsed);
+        }
+        return lines;
+    }
+    std::int64_t bytesSent(std::string const& connection) const
+    {
+        std::int64_t bytes = 0;
+        for (auto const& line : record(connection))
+            bytes += jsonInteger(line, "bytes").value_or(0);
+        return bytes;
+    }
+
+    static std::vector<Json> only(std::vector<Json> const& events, std::string const& name)
+    {
+        std::vector<Json> chosen;
+        for (auto const& event : events) {
+            if (jsonString(event, "event") == name)
+                chosen.push_back(event);
+        }
+        return chosen;
+    }
+    /// The reason of the one end event, which is the last; and time never goes back.
+    static std::string endOf(std::vector<Json> const& events)
+    {
+        double last = 0;
+        for (auto const& event : events) {
+            EXPECT_GE(jsonNumber(event, "t").value_or(-1), last) << event;
+            last = jsonNumber(event, "t").value_or(0);
+        }
+        if (events.empty() || only(events, "end").size() != 1 || jsonString(events.back(), "event") != "end")
+            return "no proper end";
+        return jsonString(events.back(), "reason").value_or("none");
+    }
+
+    TemporaryFolder folder;
+    std::string errors; ///< of the last run
+};
+
+/// Places where a voice file is louder than silence, in seconds, and the file's length.
+struct Voice {
+    std::vector<std::pair<double, double>> clips;
+    double length = 0;
+};
+
+Voice voiceIn(std::string const& path)
+{
+    Voice voice;
+    SF_INFO info {};
+    auto* file = sf_open(path.c_str(), SFM_READ, &info);
+    EXPECT_TRUE(file) << path;
+    if (!file)
+        return voice;
+    EXPECT_EQ(info.samplerate, 24000);
+    EXPECT_EQ(info.channels, 1);
+    std::vector<float> samples(static_cast<std::size_t>(info.frames));
+    sf_readf_float(file, samples.data(), info.frames);
+    sf_close(file);
+    voice.length = static_cast<double>(samples.size()) / 24000;
+    double loudUntil = -1;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        auto const at = static_cast<double>(i) / 24000;
+        if (std::abs(samples[i]) < 0.05F)
+            continue;
+        if (at - loudUntil > 0.05)
+            voice.clips.emplace_back(at, at);
+        voice.clips.back().second = loudUntil = at;
+    }
+    return voice;
+}
+
+TEST_F(TranslateFileTest, aFileIsTranslatedToItsEndWithAllThatWasAskedFor)
+{
+    script({{"stt",
+        {steps({{{"after_audio_ms", 500}, {"send", {{"tokens", {token("Good mor", false), token("Buenos", false, true)}}}}},
+            clause("Good morning.", "Buenos días."), clauseAt(1000, "How are you?", "¿Cómo estás?"),
+            {{"after_end", true}, {"send", {{"tokens", {token("Bye", true), token(" Adiós", true, true)}}}}}, finished})}}});
+    auto const events = run({"--pace", "fast", "--output", folder / "voice.wav", "--transcript", folder / "t.txt",
+        "--transcript=" + folder / "t.srt", "--transcript", folder / "t.vtt", "--transcript", folder / "t.json", "--trace",
+        folder / "trace"});
+    EXPECT_EQ(endOf(events), "finished");
+    EXPECT_EQ(errors, "");
+    auto const statuses = only(events, "status");
+    ASSERT_GE(statuses.size(), 3U);
+    EXPECT_EQ(statuses[0]["kind"], "connecting");
+    EXPECT_EQ(statuses[0]["text"], "Connecting…");
+    EXPECT_EQ(statuses[1]["kind"], "live");
+    EXPECT_EQ(statuses[1]["text"], "● ready");
+    auto const lines = only(events, "line");
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[1]["source"], "How are you?");
+    EXPECT_EQ(lines[1]["translation"], "¿Cómo estás?");
+    EXPECT_EQ(lines[1]["direction"], "listen");
+    EXPECT_EQ(lines[2]["translation"], "Adiós"); // no punctuation: flushed at the end
+    auto const speech = only(events, "speech");
+    ASSERT_EQ(speech.size(), 3U);
+    for (std::size_t i = 0; i < speech.size(); ++i) {
+        EXPECT_EQ(speech[i]["seq"], i + 1);
+        EXPECT_GT(speech[i]["seconds"], 0);
+        EXPECT_LT(speech[i]["seconds"], 6);
+    }
+    auto const voice = voiceIn(folder / "voice.wav");
+    EXPECT_NEAR(voice.length, 1.5, 0.05); // clause behind clause
+
+    auto const text = readFile(folder / "t.txt");
+    EXPECT_NE(text.find("] THEM\n  Good morning.\n  → Buenos días.\n\n["), std::string::npos) << text;
+    EXPECT_TRUE(readFile(folder / "t.srt").starts_with("1\n00:00:0"));
+    EXPECT_TRUE(readFile(folder / "t.vtt").starts_with("WEBVTT\n\n1\n"));
+    auto const archive = parseJson(readFile(folder / "t.json"));
+    ASSERT_TRUE(archive);
+    EXPECT_EQ((*archive)["lines"].size(), 3U);
+    EXPECT_EQ((*archive)["targetLang"], "es");
+    std::istringstream trace(readFile(folder / "trace"));
+    int traced = 0;
+    for (std::string line; std::getline(trace, line); ++traced) {
+        auto const stamps = parseJson(line).value_or(Json())["stamps"];
+        EXPECT_LT(stamps["final"], stamps["firstAudio"]) << line;
+        EXPECT_LE(stamps["firstAudio"], stamps["heard"]) << line;
+    }
+    EXPECT_EQ(traced, 3);
+    EXPECT_EQ(bytesSent("stt#0"), 64000);
+    EXPECT_EQ(record("http").back()["event"], "end"); // the backend was told
+}
+
+TEST_F(TranslateFileTest, realTimeFeedsAtTheSpeedOfSoundAndKeepsPauses)
+{
+    writeTone("stereo.wav", 3.0, 44100, 2);
+    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), clauseAt(2500, "Two.", "Dos."), finished})}}});
+    Program program(command({"--events=json", "--output", folder / "voice.wav"}, "stereo.wav"), environment());
+    EXPECT_EQ(program.wait(), 0) << program.errors();
+    auto const lines = only(program.events(), "line");
+    ASSERT_EQ(lines.size(), 2U);
+    auto const apart = lines[1]["t"].get<double>() - lines[0]["t"].get<double>();
+    EXPECT_NEAR(apart, 2.0, 0.5);
+    auto const voice = voiceIn(folder / "voice.wav");
+    ASSERT_EQ(voice.clips.size(), 2U);
+    EXPECT_NEAR(voice.clips[1].first - voice.clips[0].first, apart, 0.5);
+    EXPECT_NEAR(voice.clips[0].second - voice.clips[0].first, 0.5, 0.02);
+    EXPECT_GE(voice.length, 2.9); // the listener stayed to the end
+    EXPECT_EQ(bytesSent("stt#0"), 96000);
+}
+
+TEST_F(TranslateFileTest, withoutAVoiceNothingIsSynthesisedAndCaptionsArePlain)
+{
+    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
+    Program program(command({"--pace=fast"}), environment());
+    EXPECT_EQ(program.wait(), 0) << program.errors();
+    EXPECT_EQ(program.output(), "One.\n  → Uno.\n");
+    EXPECT_EQ(program.errors(), "");
+    EXPECT_TRUE(record("tts#0").empty());
+}
+
+TEST_F(TranslateFileTest, theUsersOwnVoiceIsCaptionedInTranslationOnly)
+{
+    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
+    auto const events = run({"--pace=fast", "--mode", "speak"});
+    EXPECT_EQ(endOf(events), "finished");
+    for (auto const& caption : only(events, "caption"))
+        EXPECT_EQ(caption["kind"], "speak");
+    ASSERT_EQ(only(events, "line").size(), 1U);
+    EXPECT_EQ(only(events, "line")[0]["direction"], "speak");
+    EXPECT_EQ(only(events, "line")[0]["source"], "One.");
+    EXPECT_FALSE(only(events, "caption").empty());
+}
+
+TEST_F(TranslateFileTest, aTerminalShowsOriginalDimAndTranslationBright)
+{
+    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
+    Program program(command({"--pace=fast"}), environment({"TERM=xterm", "NO_COLOR="}), Program::Reads::terminal);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_NE(program.output().find("\x1b[2mOne.\x1b[0m"), std::string::npos) << program.output();
+    EXPECT_NE(program.output().find("\x1b[1mUno.\x1b[0m"), std::string::npos);
+    Program plain(command({"--pace=fast"}), environment({"TERM=xterm", "NO_COLOR=1"}), Program::Reads::terminal);
+    EXPECT_EQ(plain.wait(), 0);
+    EXPECT_EQ(plain.output().find("\x1b[2m"), std::string::npos);
+    EXPECT_NE(plain.output().find("Uno."), std::string::npos);
+    Program dumb(command({"--pace=fast"}), environment({"TERM=dumb"}), Program::Reads::terminal);
+    EXPECT_EQ(dumb.wait(), 0);
+    EXPECT_EQ(dumb.output(), "One.\r\n  → Uno.\r\n");
+}
+
+TEST_F(TranslateFileTest, badArgumentsAreToldInOneLineAndContactNobody)
+{
+    service("touch '" + folder / "contacted" + "'\nexit 1");
+    writeTone("empty.wav", 0);
+    Words const cases[] = {{"--to", "xx"}, {"--to", "auto"}, {"--from", "klingon"}, {"--set", "unknown=1"},
+        {"--set", "voiceSpeed=fast"}, {"--stt-url", "ws://example.com"}, {"--backend-url", "https://a@b"},
+        {"--transcript", folder / "notes.pdf"}, {"--transcript", "/nowhere/notes.txt"}, {"--output", "/nowhere/v.wav"},
+        {"--pace", "slow"}, {"--mode", "both"}, {"--output", "device"}, {"--set", "targetLang=auto", "--to", "es", "--bad"}};
+    auto const expectRefusal = [&](Words const& words) {
+        Program program(words, environment());
+        EXPECT_EQ(program.wait(), 2) << words.back();
+        EXPECT_EQ(program.output(), "") << words.back();
+        auto const text = program.errors();
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    };
+    for (auto words : cases) {
+        words.insert(words.end(), {"--events", "json"});
+        expectRefusal(command(words));
+    }
+    for (auto const* input : {"missing.wav", "empty.wav", "", "service"})
+        expectRefusal(command({"--events", "json"}, input));
+    expectRefusal({LINGRELAY_CLI, "translate", "--events", "json"});
+    EXPECT_FALSE(std::filesystem::exists(folder / "contacted"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "notes.pdf"));
+}
+
+TEST_F(TranslateFileTest, aRefusedStartIsToldWithTheServicesWords)
+{
+    script({{"http", {{"start", {{{"body", {{"error", "No time left, please top up."}, {"code", "empty"}}}}}}}}});
+    auto events = run({"--transcript", folder / "t.txt"}, 1);
+    EXPECT_EQ(endOf(events), "refused");
+    ASSERT_EQ(only(events, "status").size(), 2U);
+    EXPECT_EQ(only(events, "status")[1]["kind"], "warning");
+    EXPECT_EQ(only(events, "status")[1]["text"], "No time left, please top up.");
+    EXPECT_NE(errors.find("No time left"), std::string::npos);
+    script({{"http", {{"start", {{{"body", {{"error", "full"}, {"code", "at_capacity"}}}}}}}}});
+    events = run({}, 1);
+    EXPECT_EQ(only(events, "status").back()["text"], "All translation slots are busy. Try again in a moment.");
+    service("echo 'models are missing' >&2; exit 1");
+    events = run({}, 1);
+    EXPECT_EQ(endOf(events), "refused");
+    EXPECT_NE(errors.find("models are missing"), std::string::npos) << errors;
+    events = run({"--backend-url", "http://127.0.0.1:1"}, 1);
+    EXPECT_EQ(endOf(events), "refused");
+}
+
+TEST_F(TranslateFileTest, aServiceThatDiesInMidClauseFailsTheRunAndKeepsWhatWasSaid)
+{
+    writeTone("speech.wav", 60);
+    script({{"stt", {steps({clauseAt(300, "Kept.", "Guardado."), {{"send", {{"tokens", {token("Half a", true)}}}}}})}}});
+    Program program(command({"--events=json", "--transcript", folder / "t.txt"}), environment());
+    ASSERT_TRUE(program.waitForEvent("line"));
+    auto const services = program.children();
+    ASSERT_EQ(services.size(), 1U);
+    ::kill(services.front(), SIGKILL);
+    EXPECT_EQ(program.wait(), 1);
+    auto const events = program.events();
+    EXPECT_EQ(endOf(events), "failed");
+    EXPECT_LT(events.back()["t"], 30); // without waiting for the end of the input
+    EXPECT_NE(readFile(folder / "t.txt").find("Guardado."), std::string::npos);
+    auto const text = program.errors();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    bool reconnecting = false;
+    for (auto const& status : only(events, "status"))
+        reconnecting |= status["kind"] == "connecting" && status["text"] == "↻ reconnecting…";
+    EXPECT_TRUE(reconnecting);
+}
+
+TEST_F(TranslateFileTest, fastWaitsForAReconnectAndLosesNothing)
+{
+    writeTone("speech.wav", 10);
+    Json const progress {{"tokens", Json::array()}, {"final_audio_proc_ms", 2500}, {"total_audio_proc_ms", 3000}};
+    script({{"stt",
+        {steps({clauseAt(1000, "One.", "Uno."), {{"after_audio_ms", 3000}, {"send", progress}}, {{"delay_ms", 200}, {"drop", true}}}),
+            steps({clauseAt(500, "Two.", "Dos."), finished})}}});
+    auto const events = run({"--pace=fast"});
+    EXPECT_EQ(endOf(events), "finished");
+    EXPECT_EQ(only(events, "line").size(), 2U);
+    EXPECT_EQ(bytesSent("stt#1"), 7.5 * 32000); // from what was recognised for good
+}
+
+TEST_F(TranslateFileTest, aSilentServiceIsWaitedForFiveSeconds)
+{
+    script({{"stt", {steps({clauseAt(500, "One.", "Uno.")})}}});
+    auto const events = run({"--pace=fast"});
+    EXPECT_EQ(endOf(events), "finished");
+    EXPECT_NEAR(events.back()["t"], 5.2, 1.0);
+}
+
+TEST_F(TranslateFileTest, theUsersStopIsQuickAndKeepsFinishedLinesOnly)
+{
+    writeTone("speech.wav", 60);
+    script({{"stt", {steps({clauseAt(300, "Kept.", "Guardado."), {{"send", {{"tokens", {token("Half", true), token("Medio", true, true)}}}}}})}},
+        {"http", {{"end", {{{"offline", true}, {"delay_ms", 20000}}}}}}});
+    for (int const number : {SIGINT, SIGTERM}) {
+        Program program(command({"--events=json", "--transcript", folder / "t.txt", "--output", folder / "v.wav"}), environment());
+        ASSERT_TRUE(program.waitForEvent("line"));
+        auto const services = program.children();
+        auto const begin = Clock::now();
+        program.signal(number);
+        EXPECT_EQ(program.wait(10), 0);
+        EXPECT_LT(toSeconds(Clock::now() - begin), 3.0); // although the backend does not answer
+        EXPECT_EQ(endOf(program.events()), "stopped");
+        EXPECT_EQ(program.errors(), "");
+        EXPECT_NE(readFile(folder / "t.txt").find("Guardado."), std::string::npos);
+        EXPECT_EQ(readFile(folder / "t.txt").find("Medio"), std::string::npos);
+        ASSERT_EQ(services.size(), 1U);
+        EXPECT_NE(::kill(services.front(), 0), 0); // no service is left behind
+    }
+    Program program(command({"--events=json"}), environment());
+    ASSERT_TRUE(program.waitForEvent("line"));
+    program.signal(SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    auto const begin = Clock::now();
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(10), 130);
+    EXPECT_LT(toSeconds(Clock::now() - begin), 0.5);
+}
+
+TEST_F(TranslateFileTest, nobodyReadingStandardOutputIsNoFault)
+{
+    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
+    Program program(command({"--pace=fast", "--events=json", "--transcript", folder / "t.txt"}), environment(), Program::Reads::nothing);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_NE(readFile(folder / "t.txt").find("Uno."), std::string::npos);
+}
+
+TEST_F(TranslateFileTest, aKeyIsShownNowhereEvenWhenTheServiceRepeatsIt)
+{
+    std::string const key = "sk-very-secret-0815";
+    script({{"stt", {steps({{{"error", {{"code", 401}, {"message", "Incorrect API key provided: " + key}}}}, {{"close", 1000}}})}}});
+    // The first run's service stays for a moment, so its address is known: a second one uses it with the user's key.
+    Program service({folder / "service", "--port", "0"}, {});
+    std::string address;
+    ASSERT_TRUE(waitUntil(15, [&] {
+        auto const line = service.output();
+        address = line.starts_with("listening ") ? line.substr(10, line.find(' ', 10) - 10) : "";
+        return !address.empty();
+    }));
+    Program program(command({"--events=json", "--set", "k.soniox=" + key, "--stt-url", "ws://" + address, "--trace",
+                        folder / "trace", "--transcript", folder / "t.json"}),
+        environment({"LINGRELAY_LOG=" + folder / "log"}));
+    ASSERT_TRUE(waitUntil(10, [&] { return program.output().find("401") != std::string::npos; })) << program.output();
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait(10), 0);
+    EXPECT_TRUE(record("http").empty()); // with a key of the user's own no session is asked for
+    for (auto const& shown : {program.output(), program.errors(), readFile(folder / "trace"), readFile(folder / "t.json")})
+        EXPECT_EQ(shown.find(key), std::string::npos) << shown;
+    EXPECT_FALSE(std::filesystem::exists(folder / "config")); // nor is it stored
+}
+
+TEST_F(TranslateFileTest, realSpeechBecomesSpanishOnThisMachineAlone)
+{
+    std::string const clip = "/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0870.wav";
+    if (!std::filesystem::exists(clip))
+        GTEST_SKIP() << "the package pocketsphinx-testdata is not installed";
+    service(fmt::format("exec '{}'", LINGRELAY_SERVICE));
+    std::filesystem::copy_file(clip, folder / "clip.wav");
+    Program program(command({"--events=json", "--pace=fast", "--output", folder / "voice.wav"}, "clip.wav"), environment());
+    EXPECT_EQ(program.wait(120), 0) << program.errors();
+    EXPECT_EQ(endOf(program.events()), "finished");
+    EXPECT_FALSE(only(program.events(), "line").empty()) << program.output();
+    EXPECT_FALSE(voiceIn(folder / "voice.wav").clips.empty());
+}
+
+} // namespace
