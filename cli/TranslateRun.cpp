@@ -256,10 +256,9 @@ void TranslateRun::makeFeeder()
     m_engine->onProgress = [this](SonioxStream::Progress const& progress) {
         if (!progress.finalAudioMs)
             return;
-        m_services.sound.post([feeder = m_feeder, connection = m_target->connection(), final = *progress.finalAudioMs,
-                                  total = progress.totalAudioMs.value_or(0)] {
-            feeder->noteProgress(connection, final, total);
-        });
+        m_services.sound.post(
+            [feeder = m_feeder, connection = m_target->connection(), final = *progress.finalAudioMs,
+                total = progress.totalAudioMs.value_or(0)] { feeder->noteProgress(connection, final, total); });
     };
 }
 

@@ -65,8 +65,8 @@ protected:
 
 TEST_F(ArgumentsTest, readsOptionsInBothSpellings)
 {
-    auto const arguments = parse({"--mode=speak", "--from", "vi", "--to=en", "--output", folder + "/o.WAV", "--pace", "fast",
-        "--events=json", "--set", "voiceSpeed=0.9", "--set=k.soniox=a=b", "--stt-url=wss://example.com/x?y=1",
+    auto const arguments = parse({"--mode=speak", "--from", "vi", "--to=en", "--output", folder + "/o.WAV", "--pace",
+        "fast", "--events=json", "--set", "voiceSpeed=0.9", "--set=k.soniox=a=b", "--stt-url=wss://example.com/x?y=1",
         "--transcript", folder + "/a.txt", "--transcript=" + folder + "/b.SRT", "--trace", folder + "/t.jsonl"});
     ASSERT_TRUE(arguments) << arguments.error().message;
     EXPECT_EQ(arguments->mode, AppSettings::Mode::speak);
@@ -116,10 +116,12 @@ TEST_F(ArgumentsTest, everyBadWordHasItsOwnLine)
         EXPECT_EQ(message.find('\n'), std::string::npos);
         EXPECT_EQ(message.find("sk-secret"), std::string::npos);
     }
-    EXPECT_EQ(problem({"--transcript", folder + "/a.txt", "--backend-url", "http://127.0.0.1:80", "--stt-url", "ws://[::1]:9"}), "");
+    EXPECT_EQ(problem({"--transcript", folder + "/a.txt", "--backend-url", "http://127.0.0.1:80", "--stt-url",
+                  "ws://[::1]:9"}),
+        "");
     EXPECT_FALSE(Arguments::parse({}));
-    EXPECT_FALSE(Arguments::parse(std::vector<std::string> {"translate"}));
-    EXPECT_EQ(Arguments::parse(std::vector<std::string> {"--help"})->action, Arguments::Action::help);
+    EXPECT_FALSE(Arguments::parse(std::vector<std::string>{"translate"}));
+    EXPECT_EQ(Arguments::parse(std::vector<std::string>{"--help"})->action, Arguments::Action::help);
 }
 
 TEST_F(ArgumentsTest, settingsTakeValuesOfTheirTypeAndNeverRepeatThem)
@@ -132,7 +134,8 @@ TEST_F(ArgumentsTest, settingsTakeValuesOfTheirTypeAndNeverRepeatThem)
     std::pair<char const*, char const*> const bad[] = {{"tts", "secret"}, {"tts", ""}, {"autoDetectMinutes", "3.5"},
         {"voiceSpeed", "inf"}, {"voiceSpeed", "secret"}, {"mode", "Both"}, {"perAppProfiles", R"({"a":1})"},
         {"perAppProfiles", "secret"}, {"context.profiles", "{}"}, {"context.profiles", R"([{"id":"secret"}])"},
-        {"pro.remainingSeconds", "secret"}, {"host.stt", "http://127.0.0.1"}, {"voiceName", "secret\xFF"}, {"Tts", "true"}};
+        {"pro.remainingSeconds", "secret"}, {"host.stt", "http://127.0.0.1"}, {"voiceName", "secret\xFF"},
+        {"Tts", "true"}};
     for (auto const& [key, text] : bad) {
         auto const value = storedValue(key, text);
         ASSERT_FALSE(value) << key << '=' << text;
@@ -161,7 +164,8 @@ TEST_F(ArgumentsTest, theModeDecidesWhichPairAFileIsTranslatedBy)
     EXPECT_EQ(speak->record().sourceLang, "en");
     EXPECT_EQ(speak->record().targetLang, "fr");
     EXPECT_EQ(speak->settings.targetLang, "vi"); // the listen pair is left alone
-    auto const listen = planFor(*parse({"--to=fr", "--output", folder + "/o.wav"}), {{"mode", "listen"}, {"tts", false}});
+    auto const listen
+        = planFor(*parse({"--to=fr", "--output", folder + "/o.wav"}), {{"mode", "listen"}, {"tts", false}});
     ASSERT_TRUE(listen);
     EXPECT_EQ(listen->record().targetLang, "fr");
     EXPECT_EQ(listen->record().sampleRate, 16000);
@@ -172,7 +176,7 @@ TEST_F(ArgumentsTest, theModeDecidesWhichPairAFileIsTranslatedBy)
 
 TEST_F(ArgumentsTest, theLocalServiceFillsWhatNobodyNamed)
 {
-    Hosts const local {"ws://127.0.0.1:5", "ws://127.0.0.1:5", "http://127.0.0.1:5/v1", "http://127.0.0.1:5"};
+    Hosts const local{"ws://127.0.0.1:5", "ws://127.0.0.1:5", "http://127.0.0.1:5/v1", "http://127.0.0.1:5"};
     auto const none = planFor(*parse({}));
     EXPECT_TRUE(none->localService);
     EXPECT_EQ(none->hostsWith(local).stt, local.stt);
@@ -195,7 +199,8 @@ TEST_F(ArgumentsTest, valuesForThisRunNeverReachTheStore)
 {
     auto stored = std::make_unique<SimDefaults>();
     auto& store = *stored;
-    OverlaidDefaults overlaid(std::move(stored), {{"k.soniox", Json("key")}, {"tts", Json(true)}, {"tts", Json(false)}});
+    OverlaidDefaults overlaid(
+        std::move(stored), {{"k.soniox", Json("key")}, {"tts", Json(true)}, {"tts", Json(false)}});
     overlaid.set("k.soniox", "other");
     overlaid.set("pro.remainingSeconds", 5);
     EXPECT_EQ(overlaid.string("k.soniox"), "other");

@@ -97,7 +97,7 @@ protected:
     /// A file whose samples count up by one every 10 milliseconds.
     void feed(double length, Arguments::Pace pace)
     {
-        SF_INFO info {0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
+        SF_INFO info{0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
         auto* file = sf_open(path.c_str(), SFM_WRITE, &info);
         std::vector<short> samples(static_cast<std::size_t>(length * 16000));
         // One more than meant: floats between 0 and 1 are scaled by 32767, which cuts the value down.
@@ -113,7 +113,7 @@ protected:
     /// The first block that a connection was given.
     FakeTarget::Sent const* firstOf(int connection) const
     {
-        static FakeTarget::Sent const none {{}, 0, std::string("\xFF\x7F")}; // far from any place
+        static FakeTarget::Sent const none{{}, 0, std::string("\xFF\x7F")}; // far from any place
         auto const found = std::find_if(target.blocks.begin(), target.blocks.end(),
             [&](auto const& block) { return block.connection == connection; });
         return found == target.blocks.end() ? &none : &*found;
@@ -121,8 +121,8 @@ protected:
 
     std::string path = std::filesystem::temp_directory_path() / fmt::format("lingrelay-feed-{}.wav", ::getpid());
     VirtualTime time;
-    VirtualScheduler scheduler {time};
-    FakeTarget target {time};
+    VirtualScheduler scheduler{time};
+    FakeTarget target{time};
     std::shared_ptr<FileFeeder> feeder;
     std::optional<Instant> endedAt;
 };

@@ -1,5 +1,5 @@
-#include "base/Registry.h"
 #include "base/Json.h"
+#include "base/Registry.h"
 #include "cli/ClauseLog.h"
 #include "cli/OutputQueue.h"
 #include "cli/Presenter.h"
@@ -70,7 +70,8 @@ TEST(EventWriterTest, everyEventIsOneObjectALineWithItsTime)
     EXPECT_EQ(pipe.readAll(),
         "{\"t\":0.0,\"event\":\"status\",\"kind\":\"live\",\"text\":\"● ready\"}\n"
         "{\"t\":1.5,\"event\":\"caption\",\"kind\":\"original\",\"text\":\"line\\nbreak �\"}\n"
-        "{\"t\":1.5,\"event\":\"line\",\"direction\":\"speak\",\"source\":\"s\",\"translation\":\"t\",\"speaker\":\"2\"}\n"
+        "{\"t\":1.5,\"event\":\"line\",\"direction\":\"speak\",\"source\":\"s\",\"translation\":\"t\",\"speaker\":"
+        "\"2\"}\n"
         "{\"t\":1.5,\"event\":\"speech\",\"seq\":3,\"seconds\":0.25}\n"
         "{\"t\":1.5,\"event\":\"end\",\"reason\":\"exhausted\"}\n");
 }
@@ -119,7 +120,7 @@ TEST(PlainPresenterTest, showsFinishedClausesAndSendsWarningsElsewhere)
 
 TEST(ClauseLogTest, stampsBelongToTheClauseThatWasDelivered)
 {
-    Instant const start {seconds(10.0)};
+    Instant const start{seconds(10.0)};
     ClauseLog log(AppModel::Direction::listen, start);
     log.stamp(1, "final", start + seconds(1.0));
     log.text("One.", "Uno.");

@@ -21,7 +21,8 @@ std::vector<float> tone(double frequency, double rate, double length, double lev
 {
     std::vector<float> samples(static_cast<std::size_t>(rate * length));
     for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<float>(level * std::sin(2 * std::numbers::pi * frequency * static_cast<double>(i) / rate));
+        samples[i]
+            = static_cast<float>(level * std::sin(2 * std::numbers::pi * frequency * static_cast<double>(i) / rate));
     return samples;
 }
 
@@ -57,7 +58,7 @@ private:
 
 void writeSound(std::string const& path, int format, int rate, int channels, std::vector<float> const& interleaved)
 {
-    SF_INFO info {0, rate, channels, format, 0, 0};
+    SF_INFO info{0, rate, channels, format, 0, 0};
     auto* file = sf_open(path.c_str(), SFM_WRITE, &info);
     ASSERT_TRUE(file) << sf_strerror(nullptr);
     sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(interleaved.size()) / channels);
@@ -71,13 +72,15 @@ TEST(ResamplerTest, speechPassesUnchangedAndNothingFoldsBackIntoIt)
         auto const wanted = tone(1000, 16000, static_cast<double>(heard.size()) / 16000.0);
         double worst = 0;
         for (std::size_t i = heard.size() / 10; i < heard.size() * 9 / 10; ++i)
-            worst = std::max(worst, std::abs(static_cast<double>(heard[i]) - wanted[i])); // level, phase and delay at once
+            worst = std::max(
+                worst, std::abs(static_cast<double>(heard[i]) - wanted[i])); // level, phase and delay at once
         EXPECT_LT(worst, 0.001) << rate;
         EXPECT_EQ(heard.size(), static_cast<std::size_t>(std::ceil(std::floor(rate * 0.5) * 16000.0 / rate))) << rate;
     }
     for (int const rate : {22050, 44100, 48000, 44099}) {
         for (double const frequency : {8600.0, 9500.0, 10900.0})
-            EXPECT_LT(levelOf(resampled(tone(frequency, rate, 0.5), rate, 16000, 777)), -75) << rate << ' ' << frequency;
+            EXPECT_LT(levelOf(resampled(tone(frequency, rate, 0.5), rate, 16000, 777)), -75)
+                << rate << ' ' << frequency;
     }
     EXPECT_GT(levelOf(resampled(tone(6500, 48000, 0.5), 48000, 16000, 777)), -9.2); // -9.03 is untouched
 }
@@ -101,7 +104,7 @@ TEST(SoundFileTest, anyFormatRateAndChannelCountBecomesMonoAt16kHz)
     struct Case {
         int format, rate, channels;
     };
-    for (auto const& [format, rate, channels] : {Case {SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1},
+    for (auto const& [format, rate, channels] : {Case{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1},
              {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 44100, 2}, {SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 48000, 6},
              {SF_FORMAT_OGG | SF_FORMAT_VORBIS, 22050, 1}, {SF_FORMAT_AIFF | SF_FORMAT_PCM_U8, 8000, 2}}) {
         auto const mono = tone(500, rate, 1.0);
@@ -162,7 +165,7 @@ public:
 
 std::vector<float> soundIn(std::string const& path)
 {
-    SF_INFO info {};
+    SF_INFO info{};
     auto* file = sf_open(path.c_str(), SFM_READ, &info);
     if (!file)
         return {};
@@ -180,7 +183,8 @@ TEST(WavOutputsTest, realTimeKeepsPausesAndFollowsTheClockExactly)
     VirtualTime time;
     VirtualScheduler scheduler(time);
     Ramp ramp;
-    WavOutputs outputs(scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Arguments::Pace::realtime);
+    WavOutputs outputs(
+        scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Arguments::Pace::realtime);
     outputs.queuedSeconds = [&] { return static_cast<double>(ramp.left) / WavOutputs::rate; };
     outputs.begin();
     time.advance(seconds(2.5)); // nothing to say yet
@@ -207,7 +211,8 @@ TEST(WavOutputsTest, fastPutsClauseBehindClause)
     VirtualTime time;
     VirtualScheduler scheduler(time);
     Ramp ramp;
-    WavOutputs outputs(scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Arguments::Pace::fast);
+    WavOutputs outputs(
+        scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Arguments::Pace::fast);
     outputs.queuedSeconds = [&] { return static_cast<double>(ramp.left) / WavOutputs::rate; };
     outputs.begin();
     auto output = outputs.open({}, ramp);

@@ -13,7 +13,10 @@ namespace {
 /// The least of a terminal: rows of cells, wrapping at the last column, scrolling, and the sequences that are in use.
 class Screen {
 public:
-    Screen(int columns, int rows) : m_columns(columns), m_height(rows) { m_rows.resize(static_cast<std::size_t>(rows)); }
+    Screen(int columns, int rows) : m_columns(columns), m_height(rows)
+    {
+        m_rows.resize(static_cast<std::size_t>(rows));
+    }
 
     void write(std::string_view bytes)
     {
@@ -134,11 +137,11 @@ AppModel::Line line(std::string source, std::string translation, std::string spe
 TEST(TextLayoutTest, wrapsAtBlanksWideCharactersAndInsideLongWords)
 {
     using Rows = std::vector<std::string>;
-    EXPECT_EQ(wrap("the quick brown fox", 10), (Rows {"the quick", "brown fox"}));
-    EXPECT_EQ(wrap("abcdefghijkl mn", 5), (Rows {"abcde", "fghij", "kl mn"}));
-    EXPECT_EQ(wrap("今日は良い天気です", 7), (Rows {"今日は", "良い天", "気です"}));
-    EXPECT_EQ(wrap("go 今日は", 5), (Rows {"go 今", "日は"}));
-    EXPECT_EQ(wrap("", 5), Rows {});
+    EXPECT_EQ(wrap("the quick brown fox", 10), (Rows{"the quick", "brown fox"}));
+    EXPECT_EQ(wrap("abcdefghijkl mn", 5), (Rows{"abcde", "fghij", "kl mn"}));
+    EXPECT_EQ(wrap("今日は良い天気です", 7), (Rows{"今日は", "良い天", "気です"}));
+    EXPECT_EQ(wrap("go 今日は", 5), (Rows{"go 今", "日は"}));
+    EXPECT_EQ(wrap("", 5), Rows{});
     EXPECT_EQ(columnsOf("e\u0301日"), 3);
     EXPECT_EQ(printable("a\x1b[2Jb\u009Bc\n\xFF"), "a [2Jb c �");
     EXPECT_EQ(shortened("abcdef", 4), "abc…");
@@ -169,17 +172,18 @@ TEST(TerminalViewTest, finishedClausesStandAndOnlyTheUnfinishedIsRewritten)
     for (int const row : screen.touched())
         EXPECT_GE(row, 3);
     screen.write(view.caption("translation", "Cómo está"));
-    EXPECT_EQ(screen.touched(), std::set<int> {4});
+    EXPECT_EQ(screen.touched(), std::set<int>{4});
     screen.write(view.progress(2, 10));
-    EXPECT_EQ(screen.touched(), std::set<int> {5});
+    EXPECT_EQ(screen.touched(), std::set<int>{5});
     screen.write(view.finish());
-    EXPECT_EQ(screen.text(), (std::vector<std::string> {"Speaker 1: Good morning.", "Buenos días."}));
+    EXPECT_EQ(screen.text(), (std::vector<std::string>{"Speaker 1: Good morning.", "Buenos días."}));
 }
 
 TEST(TerminalViewTest, withoutColoursNothingIsStyled)
 {
     TerminalView view(TerminalView::Colours::none, {40, 12});
-    auto const bytes = view.caption("original", "Hi") + view.line(line("Hi", "Hola")) + view.status(Kind::error, "⚠ no");
+    auto const bytes
+        = view.caption("original", "Hi") + view.line(line("Hi", "Hola")) + view.status(Kind::error, "⚠ no");
     EXPECT_EQ(bytes.find("m"), std::string::npos);
 }
 
@@ -191,7 +195,7 @@ TEST(TerminalViewTest, anErrorIsPrintedOnceHoweverOftenItComes)
         screen.write(view.status(Kind::error, "⚠ Speech service: 401 bad key"));
         screen.write(view.status(Kind::connecting, "↻ reconnecting…"));
     }
-    EXPECT_EQ(screen.text(), (std::vector<std::string> {"⚠ Speech service: 401 bad key", "↻ reconnecting…"}));
+    EXPECT_EQ(screen.text(), (std::vector<std::string>{"⚠ Speech service: 401 bad key", "↻ reconnecting…"}));
 }
 
 /// Whatever comes, every finished clause is on the terminal once and in order, above at most one live part.
@@ -234,7 +238,8 @@ TEST(TerminalViewTest, anySequenceOfPreviewsLeavesEveryFinishedClauseOnceInOrder
             std::erase(text, ' ');
             return text;
         };
-        ASSERT_EQ(bare(shown), bare(expected)) << "seed " << seed << ", " << columns << " columns, " << height << " rows";
+        ASSERT_EQ(bare(shown), bare(expected))
+            << "seed " << seed << ", " << columns << " columns, " << height << " rows";
     }
 }
 
@@ -247,7 +252,7 @@ TEST(TerminalViewTest, aNarrowerTerminalIsRedrawnWithoutLeftovers)
     Screen screen(20, 12);
     screen.write("The quick brown fox jumps over\r\n● ready");
     screen.write(view.resize({20, 12}));
-    EXPECT_EQ(screen.text(), (std::vector<std::string> {"The quick brown fox", "jumps over", "● ready"}));
+    EXPECT_EQ(screen.text(), (std::vector<std::string>{"The quick brown fox", "jumps over", "● ready"}));
 }
 
 } // namespace

@@ -67,7 +67,7 @@ Program::Program(std::vector<std::string> words, std::vector<std::string> enviro
     auto const errors = m_folder / "errors";
     auto const output = m_folder / "output";
     if (reads == Reads::terminal) {
-        winsize const size {24, 60, 0, 0};
+        winsize const size{24, 60, 0, 0};
         m_process = ::forkpty(&m_terminal, nullptr, nullptr, &size);
     } else {
         m_process = ::fork();
@@ -102,7 +102,7 @@ int Program::wait(double limit)
 {
     int status = 0;
     auto const ended = [&] {
-        pollfd waits {m_terminal, POLLIN, 0};
+        pollfd waits{m_terminal, POLLIN, 0};
         for (char buffer[4096]; m_terminal >= 0 && ::poll(&waits, 1, 0) > 0;) {
             auto const count = ::read(m_terminal, buffer, sizeof buffer);
             if (count <= 0)
@@ -125,7 +125,7 @@ std::vector<Json> Program::events() const
     std::vector<Json> events;
     std::istringstream lines(output());
     for (std::string line; std::getline(lines, line) && !lines.eof();)
-        events.push_back(parseJson(line).value_or(Json {{"event", "not JSON: " + line}}));
+        events.push_back(parseJson(line).value_or(Json{{"event", "not JSON: " + line}}));
     return events;
 }
 

@@ -48,7 +48,6 @@ public:
     std::vector<pid_t> children() const;
 
 private:
-
     TemporaryFolder m_folder;
     pid_t m_process = -1;
     int m_terminal = -1;

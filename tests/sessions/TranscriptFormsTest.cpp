@@ -35,7 +35,8 @@ protected:
 
 TEST_F(TranscriptFormsTest, textKeepsEveryRowAndSpeaksTheInterfaceLanguage)
 {
-    TranscriptForms::Lines const lines {line(5, "Good morning.", "Buenos días."), line(65, "", "Hola.", Direction::speak)};
+    TranscriptForms::Lines const lines{
+        line(5, "Good morning.", "Buenos días."), line(65, "", "Hola.", Direction::speak)};
     EXPECT_EQ(TranscriptForms::text(lines),
         "[12:00:05] THEM\n  Good morning.\n  → Buenos días.\n\n[12:01:05] YOU\n  \n  → Hola.\n");
     language.setModelLanguage("vi");
@@ -47,7 +48,7 @@ TEST_F(TranscriptFormsTest, textKeepsEveryRowAndSpeaksTheInterfaceLanguage)
 
 TEST_F(TranscriptFormsTest, subtitlesTruncateToThousandthsAndLastThreeSeconds)
 {
-    TranscriptForms::Lines const lines {line(3661.5, "a", "Uno"), line(0.0019999, "b", "Dos"), line(-2, "c", "Tres")};
+    TranscriptForms::Lines const lines{line(3661.5, "a", "Uno"), line(0.0019999, "b", "Dos"), line(-2, "c", "Tres")};
     EXPECT_EQ(TranscriptForms::srt(lines, startedAt),
         "1\n01:01:01,500 --> 01:01:04,500\nUno\n\n2\n00:00:00,001 --> 00:00:03,001\nDos\n\n"
         "3\n00:00:00,000 --> 00:00:01,000\nTres\n");
@@ -56,7 +57,8 @@ TEST_F(TranscriptFormsTest, subtitlesTruncateToThousandthsAndLastThreeSeconds)
 
 TEST_F(TranscriptFormsTest, webSubtitlesNameSpeakersAndHoldNoMarkupOfTheText)
 {
-    TranscriptForms::Lines const lines {line(1, "", "1 < 2 & <b>3\n\n4", Direction::listen, "2"), line(2, "", "Sin nombre.")};
+    TranscriptForms::Lines const lines{
+        line(1, "", "1 < 2 & <b>3\n\n4", Direction::listen, "2"), line(2, "", "Sin nombre.")};
     EXPECT_EQ(TranscriptForms::vtt(lines, startedAt),
         "WEBVTT\n\n1\n00:00:01.000 --> 00:00:04.000\n<v Speaker 2>1 &lt; 2 &amp; &lt;b&gt;3  4\n"
         "\n2\n00:00:02.000 --> 00:00:05.000\nSin nombre.\n");
@@ -65,8 +67,8 @@ TEST_F(TranscriptFormsTest, webSubtitlesNameSpeakersAndHoldNoMarkupOfTheText)
 
 TEST_F(TranscriptFormsTest, jsonIsTheArchivesFormAndSurvivesBrokenText)
 {
-    auto const text = TranscriptForms::json({"ID", startedAt, startedAt + std::chrono::milliseconds(61900), "speak", "auto",
-        "vi", "Board \"A\"", {line(1.9, "Broken \xC3", "Ok", Direction::speak, "1")}});
+    auto const text = TranscriptForms::json({"ID", startedAt, startedAt + std::chrono::milliseconds(61900), "speak",
+        "auto", "vi", "Board \"A\"", {line(1.9, "Broken \xC3", "Ok", Direction::speak, "1")}});
     auto const parsed = parseJson(text);
     ASSERT_TRUE(parsed);
     EXPECT_EQ(*parsed, Json::parse(R"({"id":"ID","startedAt":"2026-03-01T12:00:00Z","endedAt":"2026-03-01T12:01:01Z",
