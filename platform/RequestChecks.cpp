@@ -26,9 +26,9 @@ bool isHeaderName(std::string_view text)
 std::optional<Error> problem(std::string const& url, bool webSocket, bool headersGood)
 {
     if (auto text = urlProblem(url, webSocket); !text.empty())
-        return Error {Error::Kind::badUrl, std::move(text)};
+        return Error{Error::Kind::badUrl, std::move(text)};
     if (!headersGood)
-        return Error {Error::Kind::other, "The request holds characters that cannot be sent."};
+        return Error{Error::Kind::other, "The request holds characters that cannot be sent."};
     return {};
 }
 
@@ -59,9 +59,9 @@ std::optional<Error> requestProblem(WebSocketRequest const& request)
 std::optional<Error> requestProblem(HttpRequest const& request)
 {
     return problem(request.url, false,
-        isHeaderName(request.method) && std::all_of(request.headers.begin(), request.headers.end(), [](auto const& header) {
-            return isHeaderName(header.first) && fitsHeader(header.second);
-        }));
+        isHeaderName(request.method)
+            && std::all_of(request.headers.begin(), request.headers.end(),
+                [](auto const& header) { return isHeaderName(header.first) && fitsHeader(header.second); }));
 }
 
 std::shared_ptr<WebSocket> failedSocket(Scheduler& scheduler, Error error)

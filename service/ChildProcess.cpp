@@ -69,11 +69,12 @@ Result<std::unique_ptr<ChildProcess>> ChildProcess::start(
 {
     PipeEnds toChild, fromChild;
     if (!toChild.open() || !fromChild.open())
-        return Error {Error::Kind::other, fmt::format("no pipe: {}", std::strerror(errno))};
+        return Error{Error::Kind::other, fmt::format("no pipe: {}", std::strerror(errno))};
     pid_t process = -1;
     if (int const error = spawn(arguments, toChild.ends[0], fromChild.ends[1], process); error != 0)
-        return Error {Error::Kind::other, fmt::format("{} does not start: {}", arguments[0], std::strerror(error))};
-    return std::unique_ptr<ChildProcess>(new ChildProcess(std::move(executor), process, toChild.take(1), fromChild.take(0)));
+        return Error{Error::Kind::other, fmt::format("{} does not start: {}", arguments[0], std::strerror(error))};
+    return std::unique_ptr<ChildProcess>(
+        new ChildProcess(std::move(executor), process, toChild.take(1), fromChild.take(0)));
 }
 
 ChildProcess::ChildProcess(boost::asio::any_io_executor executor, int process, int input, int output)

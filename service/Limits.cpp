@@ -6,10 +6,10 @@ Result<Limits> Limits::parse(Json const& object)
 {
     Limits limits;
     if (!object.is_object())
-        return Error {Error::Kind::other, "\"limits\" must be an object"};
+        return Error{Error::Kind::other, "\"limits\" must be an object"};
     for (auto const& [key, value] : object.items()) {
         if (!value.is_number() || value.get<double>() < 0 || value.get<double>() > 1e9)
-            return Error {Error::Kind::other, fmt::format("\"limits\": \"{}\" must be a number from 0", key)};
+            return Error{Error::Kind::other, fmt::format("\"limits\": \"{}\" must be a number from 0", key)};
         double const number = value.get<double>();
         int const count = static_cast<int>(number);
         if (key == "stt_streams")
@@ -33,7 +33,7 @@ Result<Limits> Limits::parse(Json const& object)
         else if (key == "context_characters")
             limits.contextCharacters = static_cast<std::size_t>(number);
         else
-            return Error {Error::Kind::other, fmt::format("\"limits\" has no \"{}\"", key)};
+            return Error{Error::Kind::other, fmt::format("\"limits\" has no \"{}\"", key)};
     }
     return limits;
 }

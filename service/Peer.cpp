@@ -43,8 +43,8 @@ asio::awaitable<bool> Peer::accept()
     auto const [error] = co_await m_socket.async_accept(m_request, quietly);
     if (error)
         co_return false;
-    asio::co_spawn(executor(), readAll(), [self](std::exception_ptr) { });
-    asio::co_spawn(executor(), writeAll(), [self](std::exception_ptr) { });
+    asio::co_spawn(executor(), readAll(), [self](std::exception_ptr) {});
+    asio::co_spawn(executor(), writeAll(), [self](std::exception_ptr) {});
     co_return true;
 }
 
@@ -145,12 +145,12 @@ void Peer::close(std::uint16_t code, std::string reason)
 {
     if (m_closing || m_closed)
         return;
-    m_closing = Closing {code, std::move(reason)};
+    m_closing = Closing{code, std::move(reason)};
     m_queued.notify();
     m_taken.notify();
     m_changed.notify();
     auto const self = shared_from_this();
-    asio::co_spawn(executor(), giveUpAfterClose(), [self](std::exception_ptr) { });
+    asio::co_spawn(executor(), giveUpAfterClose(), [self](std::exception_ptr) {});
 }
 
 asio::awaitable<void> Peer::giveUpAfterClose()

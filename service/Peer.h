@@ -19,7 +19,8 @@ namespace http = beast::http;
 
 using HttpRequest = http::request<http::string_body>;
 
-/// One client's WebSocket on the service's side. Its executor only; shared by its reader, its writer and a conversation.
+/// One client's WebSocket on the service's side. Its executor only; shared by its reader, its writer and a
+/// conversation.
 ///
 /// Frames that arrive wait in a bounded inbox: when it is full the socket is not read, and the client feels it.
 class Peer : public std::enable_shared_from_this<Peer> {

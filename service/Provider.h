@@ -15,8 +15,8 @@ struct Provider {
     DecoderPool decoders;
     Translator translator;
     Voices voices;
-    MinuteCounter sttRequests {};
-    MinuteCounter ttsRequests {};
+    MinuteCounter sttRequests{};
+    MinuteCounter ttsRequests{};
     int sttStreams = 0;
     int ttsConnections = 0;
 };
@@ -40,7 +40,7 @@ class Peer;
 bool authorised(Provider& provider, Peer const& peer, Json const& message);
 
 /// What an unknown key gets to read.
-inline constexpr char const* wrongKeyText
-    = "Incorrect API key provided. The local service takes the token that it printed when it started, or a key of a session.";
+inline constexpr char const* wrongKeyText = "Incorrect API key provided. The local service takes the token that it "
+                                            "printed when it started, or a key of a session.";
 
 } // namespace lingrelay

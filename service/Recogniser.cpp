@@ -52,7 +52,8 @@ public:
     explicit Decoder(std::string const& folder)
     {
         auto const model = folder + "/en-us/";
-        // One pass and no noise model: the second passes of this model made more mistakes on recorded speech, not fewer.
+        // One pass and no noise model: the second passes of this model made more mistakes on recorded speech, not
+        // fewer.
         m_options = cmd_ln_init(nullptr, ps_args(), FALSE, "-hmm", (model + "en-us").c_str(), "-lm",
             (model + "en-us.lm.bin").c_str(), "-dict", (model + "cmudict-en-us.dict").c_str(), "-fwdflat", "no",
             "-bestpath", "no", "-remove_silence", "no", "-maxhmmpf", "10000", nullptr);
@@ -113,11 +114,7 @@ private:
     bool m_running = false;
 };
 
-DecoderPool::DecoderPool(std::string modelFolder)
-    : m_folder(std::move(modelFolder))
-{
-    err_set_logfp(nullptr);
-}
+DecoderPool::DecoderPool(std::string modelFolder) : m_folder(std::move(modelFolder)) { err_set_logfp(nullptr); }
 
 DecoderPool::~DecoderPool()
 {
@@ -133,8 +130,9 @@ std::string DecoderPool::problem() const
         auto const path = std::filesystem::path(m_folder) / "en-us" / part;
         std::error_code ignored;
         if (!std::filesystem::exists(path, ignored))
-            return fmt::format("the US English speech model is not complete: {} is missing; install pocketsphinx-en-us, "
-                               "or name its folder in LINGRELAY_SPEECH_MODELS",
+            return fmt::format(
+                "the US English speech model is not complete: {} is missing; install pocketsphinx-en-us, "
+                "or name its folder in LINGRELAY_SPEECH_MODELS",
                 path.string());
     }
     return {};
@@ -200,11 +198,7 @@ public:
         std::vector<std::int16_t> sound;
     };
 
-    Desk(Listener listener, Drained drained)
-        : m_listener(std::move(listener))
-        , m_drained(std::move(drained))
-    {
-    }
+    Desk(Listener listener, Drained drained) : m_listener(std::move(listener)), m_drained(std::move(drained)) { }
 
     void put(Job job)
     {
@@ -284,7 +278,8 @@ public:
         : m_desk(desk)
         , m_decoder(decoder)
         , m_detector(pauseMs)
-        , m_surplusSamples(std::max<std::size_t>(static_cast<std::size_t>(pauseMs) * samplesAMs, tailSamples) - tailSamples)
+        , m_surplusSamples(
+              std::max<std::size_t>(static_cast<std::size_t>(pauseMs) * samplesAMs, tailSamples) - tailSamples)
     {
     }
 
@@ -307,7 +302,8 @@ private:
     {
         m_rest.insert(m_rest.end(), sound.begin(), sound.end());
         std::size_t at = 0;
-        for (; at + SpeechDetector::blockSamples <= m_rest.size() && !m_desk.closed(); at += SpeechDetector::blockSamples)
+        for (; at + SpeechDetector::blockSamples <= m_rest.size() && !m_desk.closed();
+             at += SpeechDetector::blockSamples)
             hearBlock(std::span(m_rest).subspan(at, SpeechDetector::blockSamples));
         m_rest.erase(m_rest.begin(), m_rest.begin() + static_cast<std::ptrdiff_t>(at));
         reportProgress();
@@ -423,7 +419,8 @@ private:
         std::vector<SpokenWord> words;
         for (auto const& segment : segments) {
             if (!segment.silence())
-                words.push_back({segment.text, start + segment.startFrame * 10, start + segment.endFrame * 10, confidence});
+                words.push_back(
+                    {segment.text, start + segment.startFrame * 10, start + segment.endFrame * 10, confidence});
         }
         return words;
     }

@@ -30,7 +30,7 @@ public:
 
 private:
     std::ofstream m_file;
-    Instant m_start {};
+    Instant m_start{};
 };
 
 } // namespace lingrelay

@@ -18,7 +18,10 @@ public:
     std::vector<std::int16_t> finish();
 
 private:
-    float tap(std::int64_t phase, int index) const { return m_taps[static_cast<std::size_t>(phase * m_length + index)]; }
+    float tap(std::int64_t phase, int index) const
+    {
+        return m_taps[static_cast<std::size_t>(phase * m_length + index)];
+    }
 
     std::int64_t m_up; ///< output samples for each m_down input samples
     std::int64_t m_down;

@@ -21,12 +21,10 @@ struct Wrong {
 /// An object whose keys are all known; what nobody asked for is a mistake in the script.
 class Fields {
 public:
-    Fields(Json const& object, std::string place)
-        : m_object(object)
-        , m_place(std::move(place))
+    Fields(Json const& object, std::string place) : m_object(object), m_place(std::move(place))
     {
         if (!object.is_object())
-            throw Wrong {m_place + " must be an object"};
+            throw Wrong{m_place + " must be an object"};
     }
 
     Json const* any(char const* key)
@@ -40,7 +38,7 @@ public:
         if (!value)
             return {};
         if (!value->is_number() || value->get<double>() < 0 || value->get<double>() > 1e9)
-            throw Wrong {fmt::format("{}: \"{}\" must be a number from 0", m_place, key)};
+            throw Wrong{fmt::format("{}: \"{}\" must be a number from 0", m_place, key)};
         return value->get<double>();
     }
     std::optional<std::string> string(char const* key)
@@ -49,7 +47,7 @@ public:
         if (!value)
             return {};
         if (!value->is_string())
-            throw Wrong {fmt::format("{}: \"{}\" must be a string", m_place, key)};
+            throw Wrong{fmt::format("{}: \"{}\" must be a string", m_place, key)};
         return value->get<std::string>();
     }
     bool flag(char const* key, bool standard = false)
@@ -58,7 +56,7 @@ public:
         if (!value)
             return standard;
         if (!value->is_boolean())
-            throw Wrong {fmt::format("{}: \"{}\" must be true or false", m_place, key)};
+            throw Wrong{fmt::format("{}: \"{}\" must be true or false", m_place, key)};
         return value->get<bool>();
     }
     std::optional<std::string> base64(char const* key)
@@ -68,7 +66,7 @@ public:
             return {};
         auto bytes = decodeBase64(*text);
         if (!bytes)
-            throw Wrong {fmt::format("{}: \"{}\" must be Base64", m_place, key)};
+            throw Wrong{fmt::format("{}: \"{}\" must be Base64", m_place, key)};
         return bytes;
     }
     /// Call last.
@@ -76,7 +74,7 @@ public:
     {
         for (auto const& [key, value] : m_object.items()) {
             if (std::find(m_known.begin(), m_known.end(), key) == m_known.end())
-                throw Wrong {fmt::format("{} has an unknown key \"{}\"", m_place, key)};
+                throw Wrong{fmt::format("{} has an unknown key \"{}\"", m_place, key)};
         }
     }
     std::string const& place() const { return m_place; }
@@ -95,7 +93,8 @@ std::string toneMessage(double ms)
     auto const count = static_cast<std::size_t>(ms * 24);
     std::string bytes;
     for (std::size_t i = 0; i < count; ++i) {
-        auto const value = static_cast<std::int16_t>(8000 * std::sin(2 * std::numbers::pi * 440 * static_cast<double>(i) / 24000));
+        auto const value
+            = static_cast<std::int16_t>(8000 * std::sin(2 * std::numbers::pi * 440 * static_cast<double>(i) / 24000));
         bytes += static_cast<char>(value & 0xFF);
         bytes += static_cast<char>(value >> 8);
     }
@@ -121,7 +120,7 @@ std::string errorMessage(Json const& error, Protocol protocol, std::string const
 void setAction(ScriptStep& step, Action action, std::string data, std::string const& place)
 {
     if (step.action != Action::nothing)
-        throw Wrong {place + " does two things: make two steps of it"};
+        throw Wrong{place + " does two things: make two steps of it"};
     step.action = action;
     step.data = std::move(data);
 }
@@ -185,7 +184,7 @@ ScriptConnection readConnection(Json const& object, Protocol protocol, std::stri
     }
     if (auto const* steps = fields.any("steps")) {
         if (!steps->is_array())
-            throw Wrong {place + ": \"steps\" must be a list"};
+            throw Wrong{place + ": \"steps\" must be a list"};
         for (std::size_t i = 0; i < steps->size(); ++i)
             connection.steps.push_back(readStep((*steps)[i], protocol, fmt::format("{}, step {}", place, i)));
     }
@@ -209,14 +208,13 @@ ScriptAnswer readAnswer(Json const& object, std::string const& place)
     return answer;
 }
 
-template<class Read>
-auto readList(Json const* list, std::string const& place, Read read)
+template <class Read> auto readList(Json const* list, std::string const& place, Read read)
 {
     std::vector<decltype(read(*list, place))> entries;
     if (!list)
         return entries;
     if (!list->is_array() || list->empty())
-        throw Wrong {place + " must be a list with at least one entry"};
+        throw Wrong{place + " must be a list with at least one entry"};
     for (std::size_t i = 0; i < list->size(); ++i)
         entries.push_back(read((*list)[i], fmt::format("{}[{}]", place, i)));
     return entries;
@@ -233,7 +231,7 @@ Result<Script> Script::parse(std::string_view text)
 {
     auto const object = parseJson(text);
     if (!object)
-        return Error {Error::Kind::other, "it is not JSON"};
+        return Error{Error::Kind::other, "it is not JSON"};
     try {
         Script script;
         Fields fields(*object, "the script");
@@ -255,7 +253,7 @@ Result<Script> Script::parse(std::string_view text)
         fields.noMore();
         return script;
     } catch (Wrong const& wrong) {
-        return Error {Error::Kind::other, wrong.text};
+        return Error{Error::Kind::other, wrong.text};
     }
 }
 
@@ -263,10 +261,10 @@ Result<Script> Script::load(std::string const& path)
 {
     std::ifstream file(path);
     if (!file)
-        return Error {Error::Kind::other, fmt::format("the script {} cannot be read: {}", path, std::strerror(errno))};
+        return Error{Error::Kind::other, fmt::format("the script {} cannot be read: {}", path, std::strerror(errno))};
     auto script = parse(std::string(std::istreambuf_iterator<char>(file), {}));
     if (!script)
-        return Error {Error::Kind::other, fmt::format("the script {} is wrong: {}", path, script.error().message)};
+        return Error{Error::Kind::other, fmt::format("the script {} is wrong: {}", path, script.error().message)};
     return script;
 }
 

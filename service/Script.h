@@ -69,8 +69,7 @@ public:
     std::string record; ///< the file that takes what clients send; empty for none
 
 private:
-    template<class Entry>
-    static Entry const* entry(std::vector<Entry> const& list, std::size_t index)
+    template <class Entry> static Entry const* entry(std::vector<Entry> const& list, std::size_t index)
     {
         return list.empty() ? nullptr : &list[std::min(index, list.size() - 1)];
     }

@@ -72,7 +72,7 @@ void Player::receive(Peer::Frame const& frame)
         ++m_state.texts;
         auto const message = parseJson(frame.data).value_or(Json());
         m_streamId = jsonString(message, "stream_id").value_or(m_streamId);
-        record("text", message.is_null() ? Json {{"text", frame.data}} : Json {{"message", message}});
+        record("text", message.is_null() ? Json{{"text", frame.data}} : Json{{"message", message}});
         if (!m_first)
             receiveFirst(message);
     }
@@ -81,9 +81,10 @@ void Player::receive(Peer::Frame const& frame)
 void Player::receiveFirst(Json const& message)
 {
     m_first = Clock::now();
-    m_bytesAMs = static_cast<double>(std::max<std::int64_t>(jsonInteger(message, "sample_rate").value_or(16000), 1000)) * 2 / 1000;
+    m_bytesAMs = static_cast<double>(std::max<std::int64_t>(jsonInteger(message, "sample_rate").value_or(16000), 1000))
+        * 2 / 1000;
     if (m_connection.checkKey && !authorised(m_provider, *m_peer, message)) {
-        m_peer->send(ProtocolError {401, wrongKeyText}.frame());
+        m_peer->send(ProtocolError{401, wrongKeyText}.frame());
         m_peer->close();
     }
 }
@@ -167,9 +168,10 @@ void Player::record(char const* event, Json line)
 
 bool triggered(ScriptStep const& step, ScriptState const& state)
 {
-    return (!step.atMs || state.sinceFirstMs >= *step.atMs) && (!step.afterAudioMs || state.audioMs >= *step.afterAudioMs)
-        && (!step.afterBytes || state.bytes >= *step.afterBytes) && (!step.afterTexts || state.texts >= *step.afterTexts)
-        && (!step.afterEnd || state.ended);
+    return (!step.atMs || state.sinceFirstMs >= *step.atMs)
+        && (!step.afterAudioMs || state.audioMs >= *step.afterAudioMs)
+        && (!step.afterBytes || state.bytes >= *step.afterBytes)
+        && (!step.afterTexts || state.texts >= *step.afterTexts) && (!step.afterEnd || state.ended);
 }
 
 std::string filledIn(std::string text, std::string const& streamId)

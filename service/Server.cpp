@@ -76,8 +76,9 @@ Server::Server(asio::io_context& context, Options options)
     : m_context(context)
     , m_options(std::move(options))
     , m_token(newSecret("local"))
-    , m_provider {m_options.script ? m_options.script->limits : Limits {}, {m_token, {}}, DecoderPool(m_options.modelFolder),
-          Translator(context.get_executor(), m_options.modesFolder), Voices(context.get_executor())}
+    , m_provider{m_options.script ? m_options.script->limits : Limits{}, {m_token, {}},
+          DecoderPool(m_options.modelFolder), Translator(context.get_executor(), m_options.modesFolder),
+          Voices(context.get_executor())}
     , m_acceptor(context)
 {
 }
@@ -85,7 +86,7 @@ Server::Server(asio::io_context& context, Options options)
 std::optional<Error> Server::listen()
 {
     if (m_options.script && !m_options.script->record.empty() && !m_recorder.open(m_options.script->record))
-        return Error {Error::Kind::other, fmt::format("the record {} cannot be written", m_options.script->record)};
+        return Error{Error::Kind::other, fmt::format("the record {} cannot be written", m_options.script->record)};
     using asio::ip::tcp;
     boost::system::error_code error;
     tcp::endpoint const place(asio::ip::address_v4::loopback(), m_options.port);
@@ -97,10 +98,11 @@ std::optional<Error> Server::listen()
     if (!error)
         m_acceptor.listen(asio::socket_base::max_listen_connections, error);
     if (error == asio::error::address_in_use)
-        return Error {Error::Kind::cannotConnectToHost,
-            fmt::format("port {} is in use: choose another with --port, or leave it out for a free one", m_options.port)};
+        return Error{Error::Kind::cannotConnectToHost,
+            fmt::format(
+                "port {} is in use: choose another with --port, or leave it out for a free one", m_options.port)};
     if (error)
-        return Error {Error::Kind::cannotConnectToHost,
+        return Error{Error::Kind::cannotConnectToHost,
             fmt::format("port {} cannot be used ({}): choose another with --port", m_options.port, error.message())};
     if (!m_options.script || m_options.script->needsRecogniser()) {
         if (auto const problem = m_provider.decoders.problem(); !problem.empty())
@@ -108,7 +110,7 @@ std::optional<Error> Server::listen()
         else
             m_provider.decoders.warm();
     }
-    asio::co_spawn(m_context, acceptAll(), [](std::exception_ptr) { });
+    asio::co_spawn(m_context, acceptAll(), [](std::exception_ptr) {});
     return {};
 }
 
@@ -166,7 +168,8 @@ asio::awaitable<void> Server::serve(asio::ip::tcp::socket socket)
         stream.expires_after(requestTime);
         auto const [error, size] = co_await http::async_read(stream, buffer, parser, quietly);
         if (error == http::error::body_limit || error == http::error::header_limit)
-            co_await http::async_write(stream, response({}, 413, errorBody("too_large", "The request is too large.")), quietly);
+            co_await http::async_write(
+                stream, response({}, 413, errorBody("too_large", "The request is too large.")), quietly);
         if (error)
             break;
         auto request = parser.release();
@@ -183,7 +186,8 @@ asio::awaitable<void> Server::serveSocket(beast::tcp_stream stream, HttpRequest 
     auto const path = pathOf(request);
     bool const stt = path.ends_with("/transcribe-websocket");
     if (!stt && !path.ends_with("/tts-websocket")) {
-        co_await http::async_write(stream, response(request, 404, errorBody("not_found", "There is no such path.")), quietly);
+        co_await http::async_write(
+            stream, response(request, 404, errorBody("not_found", "There is no such path.")), quietly);
         co_return;
     }
     auto const protocol = stt ? Protocol::stt : Protocol::tts;
@@ -257,7 +261,8 @@ Json Server::sessionAnswer(std::string const& operation, HttpRequest const& requ
     auto body = parseJson(request.body()).value_or(Json());
     if (!body.is_object())
         body = Json::object();
-    if (auto const header = request.find(http::field::authorization); header != request.end() && !body.contains("client_token")) {
+    if (auto const header = request.find(http::field::authorization);
+        header != request.end() && !body.contains("client_token")) {
         std::string_view const value(header->value().data(), header->value().size());
         body["client_token"] = std::string(value.substr(value.starts_with("Bearer ") ? 7 : 0));
     }

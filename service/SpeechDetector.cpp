@@ -21,11 +21,10 @@ struct SpeechDetector::FrontEnd {
     cmd_ln_t* options = nullptr;
     fe_t* frontEnd = nullptr;
     std::vector<mfcc_t> values = std::vector<mfcc_t>(static_cast<std::size_t>(frameRoom * coefficients));
-    std::array<mfcc_t*, frameRoom> rows {};
+    std::array<mfcc_t*, frameRoom> rows{};
 };
 
-SpeechDetector::SpeechDetector(int pauseMs)
-    : m_frontEnd(std::make_unique<FrontEnd>())
+SpeechDetector::SpeechDetector(int pauseMs) : m_frontEnd(std::make_unique<FrontEnd>())
 {
     auto& own = *m_frontEnd;
     auto const pauseFrames = std::to_string(pauseMs / 10);

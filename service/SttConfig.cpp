@@ -59,12 +59,14 @@ void readEndpoints(Json const& message, SttConfig& config)
 {
     config.endpoints = jsonBool(message, "enable_endpoint_detection").value_or(false);
     auto const sensitivity = std::clamp(jsonNumber(message, "endpoint_sensitivity").value_or(0), -1.0, 1.0);
-    auto const adjustment = std::clamp<std::int64_t>(jsonInteger(message, "endpoint_latency_adjustment").value_or(0), 0, 3);
+    auto const adjustment
+        = std::clamp<std::int64_t>(jsonInteger(message, "endpoint_latency_adjustment").value_or(0), 0, 3);
     // More sensitive: shorter pauses count. The first adjustment of latency saves the most.
     config.pauseMs = static_cast<int>(400 - 100 * sensitivity - 30 * static_cast<double>(adjustment));
 }
 
-std::variant<std::optional<std::string>, ProtocolError> targetOf(Json const& message, std::vector<std::string> const& targets)
+std::variant<std::optional<std::string>, ProtocolError> targetOf(
+    Json const& message, std::vector<std::string> const& targets)
 {
     auto const* translation = jsonMember(message, "translation");
     if (!translation)
@@ -115,7 +117,8 @@ std::variant<SttConfig, ProtocolError> SttConfig::parse(
     SttConfig config;
     if (auto problem = checkSound(message, config))
         return *problem;
-    if (auto const* context = jsonMember(message, "context"); context && textLength(*context) > limits.contextCharacters)
+    if (auto const* context = jsonMember(message, "context");
+        context && textLength(*context) > limits.contextCharacters)
         return invalid(fmt::format("Context is too long (max length {}).", limits.contextCharacters));
     readEndpoints(message, config);
     config.speakers = jsonBool(message, "enable_speaker_diarization").value_or(false);

@@ -19,11 +19,7 @@ using Event = Recogniser::Event;
 
 class SttConversation : public std::enable_shared_from_this<SttConversation> {
 public:
-    SttConversation(std::shared_ptr<Peer> peer, Provider& provider)
-        : m_peer(std::move(peer))
-        , m_provider(provider)
-    {
-    }
+    SttConversation(std::shared_ptr<Peer> peer, Provider& provider) : m_peer(std::move(peer)), m_provider(provider) { }
 
     asio::awaitable<void> run();
 
@@ -50,8 +46,8 @@ private:
     std::deque<Event> m_events;
     std::string m_oddByte;
     std::string m_previewTranslation;
-    Instant m_lastPreview {};
-    Instant m_lastSign {}; ///< of life: sound or a keep-alive
+    Instant m_lastPreview{};
+    Instant m_lastSign{}; ///< of life: sound or a keep-alive
     std::int64_t m_toldMs = 0; ///< sound heard as of the last message
     bool m_anySound = false;
     bool m_ending = false; ///< the client has sent its last frame
@@ -114,7 +110,7 @@ asio::awaitable<std::optional<SttConfig>> SttConversation::receiveConfig()
 void SttConversation::begin(SttConfig config)
 {
     m_config = std::move(config);
-    m_tokens.emplace(TokenStyle {m_config.speakers, m_config.target.has_value(), "en", m_config.target.value_or("")});
+    m_tokens.emplace(TokenStyle{m_config.speakers, m_config.target.has_value(), "en", m_config.target.value_or("")});
     if (m_config.sampleRate != Recogniser::rate)
         m_resampler.emplace(m_config.sampleRate, Recogniser::rate);
     if (m_config.target)
@@ -206,7 +202,7 @@ asio::awaitable<void> SttConversation::handle(Event event)
         break;
     case Event::Kind::finished: {
         auto const progress = m_recogniser->progress();
-        m_peer->send(Json {{"tokens", Json::array()}, {"final_audio_proc_ms", progress.totalMs},
+        m_peer->send(Json{{"tokens", Json::array()}, {"final_audio_proc_ms", progress.totalMs},
             {"total_audio_proc_ms", progress.totalMs}, {"finished", true}});
         m_peer->close();
         m_over = true;
@@ -281,7 +277,7 @@ void SttConversation::sendTokens(Json tokens)
 {
     auto const progress = m_recogniser->progress();
     m_toldMs = progress.totalMs;
-    m_peer->send(Json {{"tokens", std::move(tokens)}, {"final_audio_proc_ms", progress.finalMs},
+    m_peer->send(Json{{"tokens", std::move(tokens)}, {"final_audio_proc_ms", progress.finalMs},
         {"total_audio_proc_ms", progress.totalMs}});
 }
 

@@ -54,7 +54,8 @@ public:
     static Json marker(char const* text) { return {{"text", text}, {"is_final", true}}; }
 
 private:
-    Json original(std::string text, std::int64_t startMs, std::int64_t endMs, double confidence, Finality finality) const;
+    Json original(
+        std::string text, std::int64_t startMs, std::int64_t endMs, double confidence, Finality finality) const;
 
     TokenStyle m_style;
     bool m_originalBegun = false;

@@ -20,9 +20,10 @@ constexpr std::string_view textEnd = "[][\n]"; ///< without it the last word is 
 constexpr std::string_view stops = ".!?";
 
 /// Programs that answer at a zero byte when they are given -z.
-constexpr std::array<std::string_view, 16> flushing {"lt-proc", "lrx-proc", "lsx-proc", "hfst-proc", "cg-proc", "rtx-proc",
-    "apertium-tagger", "apertium-pretransfer", "apertium-posttransfer", "apertium-transfer", "apertium-interchunk",
-    "apertium-postchunk", "apertium-anaphora", "apertium-extract-caps", "apertium-restore-caps", "apertium-wblank-attach"};
+constexpr std::array<std::string_view, 16> flushing{"lt-proc", "lrx-proc", "lsx-proc", "hfst-proc", "cg-proc",
+    "rtx-proc", "apertium-tagger", "apertium-pretransfer", "apertium-posttransfer", "apertium-transfer",
+    "apertium-interchunk", "apertium-postchunk", "apertium-anaphora", "apertium-extract-caps", "apertium-restore-caps",
+    "apertium-wblank-attach"};
 
 std::string replaced(std::string text, std::string_view what, std::string_view with)
 {
@@ -86,14 +87,14 @@ std::string plainTranslation(std::string_view output, bool ended)
     return text;
 }
 
-Translator::Translator(asio::any_io_executor executor, std::string const& modesFolder)
-    : m_executor(std::move(executor))
+Translator::Translator(asio::any_io_executor executor, std::string const& modesFolder) : m_executor(std::move(executor))
 {
     std::error_code error;
     for (auto const& entry : std::filesystem::directory_iterator(modesFolder, error)) {
         auto const name = entry.path().stem().string();
         auto const dash = name.find('-');
-        if (entry.path().extension() != ".mode" || dash == std::string::npos || name.find('-', dash + 1) != std::string::npos)
+        if (entry.path().extension() != ".mode" || dash == std::string::npos
+            || name.find('-', dash + 1) != std::string::npos)
             continue;
         auto const target = shortLanguageCode(name.substr(dash + 1));
         bool const variant = name.find('_', dash) != std::string::npos;
@@ -164,7 +165,8 @@ asio::awaitable<std::optional<std::string>> Translator::ask(Pair& pair, std::str
     });
     auto question = pipelineText(text);
     question += '\0';
-    auto const [writeError, written] = co_await asio::async_write(pair.process->input(), asio::buffer(question), quietly);
+    auto const [writeError, written]
+        = co_await asio::async_write(pair.process->input(), asio::buffer(question), quietly);
     std::string output;
     std::array<char, 4096> part;
     bool good = !writeError;

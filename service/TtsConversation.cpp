@@ -32,11 +32,7 @@ std::string bytesOf(std::vector<std::int16_t> const& samples)
 
 class TtsConversation : public std::enable_shared_from_this<TtsConversation> {
 public:
-    TtsConversation(std::shared_ptr<Peer> peer, Provider& provider)
-        : m_peer(std::move(peer))
-        , m_provider(provider)
-    {
-    }
+    TtsConversation(std::shared_ptr<Peer> peer, Provider& provider) : m_peer(std::move(peer)), m_provider(provider) { }
 
     asio::awaitable<void> run();
 
@@ -144,7 +140,7 @@ asio::awaitable<void> TtsConversation::open(std::string id, Json message)
         co_return failStream(id, 400, *problem);
     m_streams[id] = stream;
     addText(*stream, message);
-    asio::co_spawn(m_peer->executor(), runStream(stream), [self = shared_from_this()](std::exception_ptr) { });
+    asio::co_spawn(m_peer->executor(), runStream(stream), [self = shared_from_this()](std::exception_ptr) {});
 }
 
 asio::awaitable<std::optional<std::string>> TtsConversation::configure(Stream& stream, Json const& message)
@@ -212,8 +208,8 @@ asio::awaitable<void> TtsConversation::runStream(std::shared_ptr<Stream> stream)
         }
     }
     if (good && !stream->cancelled)
-        m_peer->send(Json {{"stream_id", stream->id}, {"audio_end", true}});
-    m_peer->send(Json {{"stream_id", stream->id}, {"terminated", true}});
+        m_peer->send(Json{{"stream_id", stream->id}, {"audio_end", true}});
+    m_peer->send(Json{{"stream_id", stream->id}, {"terminated", true}});
     m_streams.erase(stream->id);
     m_peer->wake();
 }
@@ -229,7 +225,8 @@ asio::awaitable<bool> TtsConversation::speak(std::shared_ptr<Stream> stream, std
     auto speech = stream->speech;
     speech.text = std::move(text);
     // Named first: a capturing lambda inside the awaiting expression is not safe with every compiler.
-    Voices::Take const take = [this, stream](std::vector<std::int16_t> block) { return sendBlock(stream, std::move(block)); };
+    Voices::Take const take
+        = [this, stream](std::vector<std::int16_t> block) { return sendBlock(stream, std::move(block)); };
     auto const error = co_await m_provider.voices.speak(std::move(speech), take);
     if (error) {
         Log::write("[service] speech: {}", error->message);
@@ -248,14 +245,14 @@ asio::awaitable<bool> TtsConversation::sendBlock(std::shared_ptr<Stream> stream,
     if (stream->cancelled || m_peer->closed())
         co_return false;
     stream->samples += static_cast<std::int64_t>(block.size());
-    m_peer->send(Json {{"stream_id", stream->id}, {"audio", encodeBase64(bytesOf(block))}});
+    m_peer->send(Json{{"stream_id", stream->id}, {"audio", encodeBase64(bytesOf(block))}});
     co_await m_peer->room();
     co_return static_cast<double>(stream->samples) / stream->speech.sampleRate < m_provider.limits.ttsAudioSeconds;
 }
 
 void TtsConversation::sendError(std::string const& id, int code, std::string const& text)
 {
-    m_peer->send(Json {{"stream_id", id}, {"error_code", code}, {"error_message", text}});
+    m_peer->send(Json{{"stream_id", id}, {"error_code", code}, {"error_message", text}});
 }
 
 /// For a stream that does not run; one that runs ends by itself.
@@ -266,13 +263,13 @@ void TtsConversation::failStream(std::string const& id, int code, std::string co
         found->second->cancelled = true;
         found->second->changed.notify();
     } else {
-        m_peer->send(Json {{"stream_id", id}, {"terminated", true}});
+        m_peer->send(Json{{"stream_id", id}, {"terminated", true}});
     }
 }
 
 void TtsConversation::failSocket(int code, std::string const& text)
 {
-    m_peer->send(Json {{"error_code", code}, {"error_message", text}});
+    m_peer->send(Json{{"error_code", code}, {"error_message", text}});
     m_peer->close();
 }
 

@@ -18,7 +18,7 @@ constexpr int wordsAMinute = 165; ///< at speed 1
 constexpr double blockSeconds = 0.15;
 
 /// Where several variants of a language exist, the one to speak.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 4> preferred {
+constexpr std::array<std::pair<std::string_view, std::string_view>, 4> preferred{
     {{"en", "en-us"}, {"fr", "fr-fr"}, {"vi", "vi"}, {"zh", "cmn"}}};
 
 asio::awaitable<std::string> readAll(ChildProcess::Pipe& pipe)
@@ -52,7 +52,7 @@ std::vector<std::string> espeakArguments(Voices::Speech const& speech)
 
 std::vector<Voice> const& Voices::all()
 {
-    static std::vector<Voice> const voices {
+    static std::vector<Voice> const voices{
         {"Adrian", "male", "m1", 42},
         {"Daniel", "male", "m3", 46},
         {"Emma", "female", "f5", 52},
@@ -80,7 +80,7 @@ Voice const* Voices::find(std::string_view name)
 std::map<std::string, std::string> readVoiceTable(std::string_view table)
 {
     std::map<std::string, std::string> languages;
-    std::istringstream lines {std::string(table)};
+    std::istringstream lines{std::string(table)};
     std::string line;
     while (std::getline(lines, line)) {
         std::istringstream fields(line);
@@ -150,7 +150,7 @@ asio::awaitable<std::optional<Error>> Voices::speak(Speech speech, Take take)
         }
     }
     if (!resampler)
-        co_return Error {Error::Kind::other, "espeak-ng made no sound"};
+        co_return Error{Error::Kind::other, "espeak-ng made no sound"};
     auto const rest = resampler->finish();
     block.insert(block.end(), rest.begin(), rest.end());
     if (wanted && !block.empty())

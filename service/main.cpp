@@ -72,7 +72,8 @@ int run(Arguments arguments)
 int main(int count, char** words)
 {
     std::signal(SIGPIPE, SIG_IGN);
-    Log::setSink([](std::string_view line) { std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data()); });
+    Log::setSink(
+        [](std::string_view line) { std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data()); });
     auto arguments = Arguments::parse({words + 1, words + count});
     if (!arguments)
         return complain(arguments.error().message, 2);

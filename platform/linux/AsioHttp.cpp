@@ -36,13 +36,12 @@ Error answerError(error_code code)
 }
 
 /// One request and its answer, on a strand of its own. Alive as long as an operation holds it.
-template<class Transport>
-class Exchange : public std::enable_shared_from_this<Exchange<Transport>> {
+template <class Transport> class Exchange : public std::enable_shared_from_this<Exchange<Transport>> {
 public:
     using Done = std::function<void(Result<HttpResponse>)>;
     static constexpr bool encrypted = std::is_same_v<Transport, TlsSocket>;
 
-    template<class... Context>
+    template <class... Context>
     Exchange(std::shared_ptr<NetworkParts> parts, HttpRequest request, Url const& url, Scheduler& scheduler, Done done,
         Context&... tls)
         : m_parts(std::move(parts))
@@ -74,7 +73,7 @@ private:
     {
         m_alarm.async_wait([weak = this->weak_from_this()](error_code code) {
             if (auto const expired = code ? nullptr : weak.lock())
-                expired->finish(Error {Error::Kind::timedOut, "The server did not answer in time."});
+                expired->finish(Error{Error::Kind::timedOut, "The server did not answer in time."});
         });
         auto failed = co_await perform();
         if (failed)
@@ -123,7 +122,8 @@ private:
             return;
         m_alarm.cancel();
         m_dial.abort();
-        m_parts->post(m_scheduler, [done = std::move(m_done), result = std::move(result)]() mutable { done(std::move(result)); });
+        m_parts->post(
+            m_scheduler, [done = std::move(m_done), result = std::move(result)]() mutable { done(std::move(result)); });
     }
 
     std::shared_ptr<NetworkParts> const m_parts;
@@ -146,9 +146,11 @@ void exchangeHttp(std::shared_ptr<NetworkParts> parts, HttpRequest request, Url 
     if (url.secure()) {
         auto& tls = parts->tls.context();
         std::make_shared<Exchange<TlsSocket>>(
-            std::move(parts), std::move(request), url, scheduler, std::move(done), tls)->start();
+            std::move(parts), std::move(request), url, scheduler, std::move(done), tls)
+            ->start();
     } else {
-        std::make_shared<Exchange<TcpSocket>>(std::move(parts), std::move(request), url, scheduler, std::move(done))->start();
+        std::make_shared<Exchange<TcpSocket>>(std::move(parts), std::move(request), url, scheduler, std::move(done))
+            ->start();
     }
 }
 

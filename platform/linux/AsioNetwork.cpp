@@ -58,8 +58,7 @@ std::shared_ptr<WebSocket> AsioNetwork::connect(WebSocketRequest request, Schedu
     return connectWebSocket(m_parts, std::move(request), url, scheduler);
 }
 
-void AsioNetwork::exchange(
-    HttpRequest request, Scheduler& scheduler, std::function<void(Result<HttpResponse>)> done)
+void AsioNetwork::exchange(HttpRequest request, Scheduler& scheduler, std::function<void(Result<HttpResponse>)> done)
 {
     if (auto error = requestProblem(request)) {
         scheduler.post([done = std::move(done), error = std::move(*error)] { done(error); });

@@ -32,7 +32,7 @@ public:
     {
         std::lock_guard const lock(m_mutex);
         auto const id = ++m_lastId;
-        m_timers.emplace(Key {when, id}, std::move(job));
+        m_timers.emplace(Key{when, id}, std::move(job));
         m_instants.emplace(id, when);
         arm();
         return id;
@@ -101,7 +101,8 @@ private:
 class StrandScheduler final : public Scheduler {
 public:
     explicit StrandScheduler(asio::io_context& context)
-        : m_strand(asio::make_strand(context)), m_timers(std::make_shared<StrandTimers>(m_strand))
+        : m_strand(asio::make_strand(context))
+        , m_timers(std::make_shared<StrandTimers>(m_strand))
     {
     }
     ~StrandScheduler() override { m_timers->clear(); }
@@ -148,9 +149,9 @@ void AsioRuntime::stop()
 asio::io_context& AsioRuntime::context() { return m_impl->context; }
 
 struct AsioMainLoop::Impl {
-    asio::io_context context {1};
-    asio::executor_work_guard<asio::io_context::executor_type> work {context.get_executor()};
-    StrandScheduler scheduler {context};
+    asio::io_context context{1};
+    asio::executor_work_guard<asio::io_context::executor_type> work{context.get_executor()};
+    StrandScheduler scheduler{context};
 };
 
 AsioMainLoop::AsioMainLoop() : m_impl(std::make_unique<Impl>()) { }

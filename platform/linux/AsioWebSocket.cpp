@@ -41,7 +41,8 @@ Error upgradeError(error_code code, websocket::response_type const& response)
 {
     int const status = static_cast<int>(response.result_int());
     if (code == websocket::error::upgrade_declined)
-        return {Error::Kind::badServerResponse, fmt::format("The server refused the connection (HTTP {}).", status), status};
+        return {Error::Kind::badServerResponse, fmt::format("The server refused the connection (HTTP {}).", status),
+            status};
     if (code.category() == make_error_code(websocket::error::closed).category()
         || code.category() == make_error_code(beast::http::error::bad_version).category())
         return {Error::Kind::badServerResponse, "The server's answer was not understood."};
@@ -51,7 +52,8 @@ Error upgradeError(error_code code, websocket::response_type const& response)
 Error messageError(error_code code, websocket::close_reason const& reason)
 {
     if (code == websocket::error::closed && reason.code != websocket::close_code::none)
-        return {Error::Kind::networkConnectionLost, fmt::format("The server closed the connection (code {}).", reason.code), reason.code};
+        return {Error::Kind::networkConnectionLost,
+            fmt::format("The server closed the connection (code {}).", reason.code), reason.code};
     if (code == websocket::error::closed)
         return {Error::Kind::networkConnectionLost, "The server closed the connection."};
     if (code == websocket::error::message_too_big || code == websocket::error::buffer_overflow)
@@ -157,12 +159,12 @@ private:
     std::atomic<bool> m_cancelled = false;
 };
 
-template<class Transport>
+template <class Transport>
 class ConnectionOver final : public Connection, public std::enable_shared_from_this<ConnectionOver<Transport>> {
 public:
     static constexpr bool encrypted = std::is_same_v<Transport, TlsSocket>;
 
-    template<class... Context>
+    template <class... Context>
     ConnectionOver(std::shared_ptr<NetworkParts> parts, WebSocketRequest const& request, Url const& url,
         Scheduler& scheduler, Context&... tls)
         : Connection(std::move(parts), request, scheduler)
@@ -175,19 +177,17 @@ public:
         , m_lifeEnd(request.lifetime > Duration() ? Clock::now() + request.lifetime : Instant::max())
         , m_limit(std::min(Clock::now() + request.connectTimeout, m_lifeEnd))
     {
-        m_stream.set_option(websocket::stream_base::decorator([bearer = request.bearer](websocket::request_type& upgrade) {
-            if (!bearer.empty())
-                upgrade.set(beast::http::field::authorization, "Bearer " + bearer);
-        }));
+        m_stream.set_option(
+            websocket::stream_base::decorator([bearer = request.bearer](websocket::request_type& upgrade) {
+                if (!bearer.empty())
+                    upgrade.set(beast::http::field::authorization, "Bearer " + bearer);
+            }));
         m_stream.read_message_max(largestMessage);
         m_stream.auto_fragment(false);
         m_stream.write_buffer_bytes(pieceSize);
     }
 
-    void start() override
-    {
-        asio::co_spawn(m_strand, run(this->shared_from_this()), asio::detached);
-    }
+    void start() override { asio::co_spawn(m_strand, run(this->shared_from_this()), asio::detached); }
 
     void abandon() override { end(timeoutError()); }
 
@@ -224,9 +224,8 @@ public:
             heard();
         if (!m_incoming)
             m_incoming.emplace(m_message);
-        m_stream.async_read_some(*m_incoming, 0, [self = this->shared_from_this()](error_code code, std::size_t) {
-            self->readSome(code);
-        });
+        m_stream.async_read_some(
+            *m_incoming, 0, [self = this->shared_from_this()](error_code code, std::size_t) { self->readSome(code); });
     }
 
     void beginGoodbye(int code) override
@@ -280,7 +279,8 @@ private:
         socket.set_option(asio::ip::tcp::no_delay(true), ignored);
         if (m_maxQueuedBytes == 0)
             return;
-        asio::socket_base::send_buffer_size size(static_cast<int>(std::min<std::size_t>(m_maxQueuedBytes / 4, 1 << 20)));
+        asio::socket_base::send_buffer_size size(
+            static_cast<int>(std::min<std::size_t>(m_maxQueuedBytes / 4, 1 << 20)));
         socket.set_option(size, ignored);
         socket.get_option(size, ignored); // the system doubles it, and takes one more piece whole
         m_systemLimit = static_cast<std::size_t>(size.value()) + 2 * pieceSize;
@@ -366,7 +366,7 @@ private:
     asio::steady_timer m_alarm;
     Instant const m_lifeEnd;
     Instant m_limit; ///< of the present stage: the connecting, the life, the goodbye
-    Instant m_lastHeard {};
+    Instant m_lastHeard{};
     std::size_t m_systemLimit = 0;
     bool m_dead = false;
 

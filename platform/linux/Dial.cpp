@@ -59,7 +59,7 @@ struct LookUp {
 
     void ask(std::string const& host, std::uint16_t port)
     {
-        addrinfo hints {};
+        addrinfo hints{};
         hints.ai_family = AF_UNSPEC;
         hints.ai_socktype = SOCK_STREAM;
         hints.ai_flags = AI_ADDRCONFIG;
@@ -148,7 +148,10 @@ Error connectionError(error_code code)
 }
 
 Dial::Dial(TcpSocket& socket, Url const& url, ProxySettings const& proxies)
-    : m_socket(socket), m_url(url), m_proxies(proxies), m_wake(socket.get_executor())
+    : m_socket(socket)
+    , m_url(url)
+    , m_proxies(proxies)
+    , m_wake(socket.get_executor())
 {
 }
 
@@ -179,17 +182,17 @@ asio::awaitable<std::optional<Error>> Dial::run()
 asio::awaitable<Result<Dial::Endpoints>> Dial::lookUp(std::string host, std::uint16_t port)
 {
     if (host == "localhost")
-        co_return Endpoints {{asio::ip::address_v4::loopback(), port}, {asio::ip::address_v6::loopback(), port}};
+        co_return Endpoints{{asio::ip::address_v4::loopback(), port}, {asio::ip::address_v6::loopback(), port}};
     error_code notNumeric;
     auto const address = asio::ip::make_address(host, notNumeric);
     if (!notNumeric)
-        co_return Endpoints {{address, port}};
+        co_return Endpoints{{address, port}};
 
     if (m_aborted)
         co_return cancelledError();
     auto const question = std::make_shared<LookUp>();
     question->waiting = &m_wake;
-    GiveUp const giveUp {question};
+    GiveUp const giveUp{question};
     m_wake.expires_at(asio::steady_timer::time_point::max());
     try {
         std::thread([question, host, port] {
@@ -197,7 +200,7 @@ asio::awaitable<Result<Dial::Endpoints>> Dial::lookUp(std::string host, std::uin
             wake(question);
         }).detach();
     } catch (std::system_error const&) {
-        co_return Error {Error::Kind::resourceUnavailable, "This computer has no thread to give."};
+        co_return Error{Error::Kind::resourceUnavailable, "This computer has no thread to give."};
     }
     co_await m_wake.async_wait(token);
     std::lock_guard const lock(question->mutex);
@@ -248,12 +251,12 @@ asio::awaitable<std::optional<Error>> Dial::tunnel(std::string credentials)
     parser.skip(true);
     auto const [notRead, read] = co_await http::async_read_header(m_socket, buffer, parser, token);
     if (notRead)
-        co_return Error {Error::Kind::cannotConnectToHost, "The proxy did not answer."};
+        co_return Error{Error::Kind::cannotConnectToHost, "The proxy did not answer."};
     int const status = static_cast<int>(parser.get().result_int());
     if (status / 100 == 2)
         co_return std::nullopt;
     bool const unreachable = status == 502 || status == 503 || status == 504;
-    co_return Error {unreachable ? Error::Kind::cannotConnectToHost : Error::Kind::badServerResponse,
+    co_return Error{unreachable ? Error::Kind::cannotConnectToHost : Error::Kind::badServerResponse,
         fmt::format("The proxy refused the connection (HTTP {}).", status), status};
 }
 
@@ -272,7 +275,8 @@ asio::awaitable<std::optional<Error>> secure(TlsSocket& socket, Url const& url)
     if (auto const result = SSL_get_verify_result(ssl); result != X509_V_OK)
         co_return certificateError(result, url.host);
     if (code.category() == asio::error::get_ssl_category() || code == asio::ssl::error::stream_truncated)
-        co_return Error {Error::Kind::secureConnectionFailed, "The server does not speak encrypted connections rightly."};
+        co_return Error{
+            Error::Kind::secureConnectionFailed, "The server does not speak encrypted connections rightly."};
     co_return connectionError(code);
 }
 

@@ -29,8 +29,8 @@ private:
     std::optional<boost::asio::ssl::context> m_context;
 };
 
-/// Makes the TCP connection to a server, through a tunnel where a proxy is set. Used on the socket's strand; lives until
-/// run() has ended.
+/// Makes the TCP connection to a server, through a tunnel where a proxy is set. Used on the socket's strand; lives
+/// until run() has ended.
 ///
 /// "localhost" is 127.0.0.1 and ::1 without asking anybody, so that plain connections cannot be led off this machine.
 class Dial {

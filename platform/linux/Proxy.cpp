@@ -14,7 +14,8 @@ std::string variable(std::string name)
 {
     if (auto const* value = std::getenv(name.c_str()); value && *value)
         return value;
-    std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c == '_' ? c : static_cast<char>(c - 'a' + 'A'); });
+    std::transform(
+        name.begin(), name.end(), name.begin(), [](char c) { return c == '_' ? c : static_cast<char>(c - 'a' + 'A'); });
     auto const* value = std::getenv(name.c_str());
     return value ? value : "";
 }
@@ -113,7 +114,8 @@ Result<std::optional<Proxy>> ProxySettings::proxyFor(Url const& url) const
         return std::optional<Proxy>();
     auto proxy = parseProxy(text);
     if (!proxy)
-        return Error {Error::Kind::badUrl, "The proxy that the environment names cannot be used: it must be http://HOST:PORT."};
+        return Error{
+            Error::Kind::badUrl, "The proxy that the environment names cannot be used: it must be http://HOST:PORT."};
     return proxy;
 }
 

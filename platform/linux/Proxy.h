@@ -24,7 +24,8 @@ struct ProxySettings {
 
     static ProxySettings fromEnvironment();
 
-    /// Nothing: connect directly, always so for loopback. A proxy that cannot be used is an error, never a way around it.
+    /// Nothing: connect directly, always so for loopback. A proxy that cannot be used is an error, never a way around
+    /// it.
     Result<std::optional<Proxy>> proxyFor(Url const& url) const;
 };
 

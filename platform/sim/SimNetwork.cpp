@@ -30,7 +30,10 @@ public:
     }
 
     State state() const override { return m_peer->m_ledger.state(); }
-    void sendText(std::string text, Sent sent) override { push({SimPeer::Kind::text, std::move(text), std::move(sent)}); }
+    void sendText(std::string text, Sent sent) override
+    {
+        push({SimPeer::Kind::text, std::move(text), std::move(sent)});
+    }
     void sendBinary(std::string data, Sent sent) override
     {
         push({SimPeer::Kind::binary, std::move(data), std::move(sent)});
@@ -144,7 +147,8 @@ void SimPeer::deliver(WebSocket::Message message)
 
 void SimPeer::close(int code, Duration delay)
 {
-    refuse({Error::Kind::networkConnectionLost, fmt::format("The server closed the connection (code {}).", code), code}, delay);
+    refuse({Error::Kind::networkConnectionLost, fmt::format("The server closed the connection (code {}).", code), code},
+        delay);
 }
 
 void SimPeer::drop(Duration delay) { refuse(lostError(), delay); }
@@ -226,15 +230,14 @@ void SimExchange::finish(std::shared_ptr<State> const& state, Result<HttpRespons
         return;
     state->wire.stopTimer(state->timeoutTimer);
     if (result && result->body.size() > largestBody)
-        result = Error {Error::Kind::badServerResponse, "The server's answer is too large."};
+        result = Error{Error::Kind::badServerResponse, "The server's answer is too large."};
     if (result) {
         for (auto& header : result->headers)
             std::transform(header.first.begin(), header.first.end(), header.first.begin(),
                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     }
-    state->scheduler.post([done = std::exchange(state->done, {}), result = std::move(result)]() mutable {
-        done(std::move(result));
-    });
+    state->scheduler.post(
+        [done = std::exchange(state->done, {}), result = std::move(result)]() mutable { done(std::move(result)); });
 }
 
 void SimExchange::answer(Result<HttpResponse> result, Duration delay) const
@@ -262,8 +265,7 @@ std::shared_ptr<WebSocket> SimNetwork::connect(WebSocketRequest request, Schedul
     return std::make_shared<SimSocket>(peer);
 }
 
-void SimNetwork::exchange(
-    HttpRequest request, Scheduler& scheduler, std::function<void(Result<HttpResponse>)> done)
+void SimNetwork::exchange(HttpRequest request, Scheduler& scheduler, std::function<void(Result<HttpResponse>)> done)
 {
     if (auto error = requestProblem(request)) {
         scheduler.post([done = std::move(done), error = std::move(*error)] { done(error); });
@@ -272,9 +274,9 @@ void SimNetwork::exchange(
     SimExchange exchange;
     auto const timeout = request.timeout;
     exchange.m_state = std::make_shared<SimExchange::State>(
-        SimExchange::State {m_wire, scheduler, std::move(request), std::move(done), 0});
-    exchange.m_state->timeoutTimer = m_wire.startTimer(m_wire.now() + timeout,
-        [state = exchange.m_state] { SimExchange::finish(state, timeoutError()); });
+        SimExchange::State{m_wire, scheduler, std::move(request), std::move(done), 0});
+    exchange.m_state->timeoutTimer = m_wire.startTimer(
+        m_wire.now() + timeout, [state = exchange.m_state] { SimExchange::finish(state, timeoutError()); });
     m_wire.post([this, exchange] {
         if (onExchange)
             onExchange(exchange);

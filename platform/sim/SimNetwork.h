@@ -66,7 +66,7 @@ private:
     WebSocketLedger m_ledger;
     Instant m_limit; ///< of the present stage: the connecting, the life, the goodbye
     Instant m_lifeEnd;
-    Instant m_heard {};
+    Instant m_heard{};
     Scheduler::TimerId m_watchTimer = 0;
     bool m_open = false;
     bool m_stalled = false;

@@ -28,7 +28,8 @@ TEST(Base64, knownTextsAndRandomBytesComeBack)
 
 TEST(Base64, otherTextIsRefused)
 {
-    for (std::string_view const text : {"Z", "Zg", "Zg=", "Zg===", "=", "====", "Z===", "Zg==Zg==", "Zm9v\n", " Zm9", "Zm9-", "Zm9_", "Zm 9", "Zm9\xFF"})
+    for (std::string_view const text : {"Z", "Zg", "Zg=", "Zg===", "=", "====", "Z===", "Zg==Zg==", "Zm9v\n", " Zm9",
+             "Zm9-", "Zm9_", "Zm 9", "Zm9\xFF"})
         EXPECT_FALSE(decodeBase64(text)) << text;
 }
 
@@ -43,9 +44,10 @@ TEST(Time, isoDatesAreReadInAllTheirForms)
     EXPECT_EQ(parseIso8601("2026-03-01T12:30:05.123456789123Z").value() - *noon, std::chrono::nanoseconds(123456789));
     EXPECT_EQ(iso8601(*parseIso8601("1969-12-31T23:59:59.5Z")), "1969-12-31T23:59:59Z");
     EXPECT_TRUE(parseIso8601("2024-02-29T00:00:00Z"));
-    for (std::string_view const text : {"", "2026-03-01", "2026-03-01T12:30:05", "2026-3-01T12:30:05Z", "2026-02-29T00:00:00Z",
-             "2026-13-01T00:00:00Z", "2026-03-01T24:00:00Z", "2026-03-01T00:60:00Z", "2026-03-01T12:30:05.Z", "2026-03-01T12:30:05Zx",
-             "2026-03-01T12:30:05+2:00", "2026-03-01T12:30:05+24:00", "+026-03-01T12:30:05Z"})
+    for (std::string_view const text :
+        {"", "2026-03-01", "2026-03-01T12:30:05", "2026-3-01T12:30:05Z", "2026-02-29T00:00:00Z", "2026-13-01T00:00:00Z",
+            "2026-03-01T24:00:00Z", "2026-03-01T00:60:00Z", "2026-03-01T12:30:05.Z", "2026-03-01T12:30:05Zx",
+            "2026-03-01T12:30:05+2:00", "2026-03-01T12:30:05+24:00", "+026-03-01T12:30:05Z"})
         EXPECT_FALSE(parseIso8601(text)) << text;
 }
 

@@ -11,26 +11,18 @@ namespace {
 TEST(Text, charactersAreWhatAReaderCounts)
 {
     std::pair<std::string_view, std::size_t> const cases[] = {
-        {"", 0},
-        {"abc", 3},
-        {"Tiếng Việt", 10}, // precomposed
+        {"", 0}, {"abc", 3}, {"Tiếng Việt", 10}, // precomposed
         {"Tie\u0302\u0301ng Vie\u0323\u0302t", 10}, // with combining marks
-        {"a\u0301", 1},
-        {"\r\n", 1},
-        {"a\r\nb\rc\n", 6},
-        {"\n\r", 2},
+        {"a\u0301", 1}, {"\r\n", 1}, {"a\r\nb\rc\n", 6}, {"\n\r", 2},
         {"👩‍👩‍👧‍👦!", 2}, // a family joined by U+200D
         {"👍🏽", 1}, // with a skin tone
-        {"🇻🇳🇺🇸", 2},
-        {"🇻🇳🇺", 2},
-        {"한국", 2},
-        {"\u1112\u1161\u11AB", 1}, // one syllable in three jamo
-        {"日本語、です。", 7},
-        {"か\u3099", 1}, // voicing mark of its own
+        {"🇻🇳🇺🇸", 2}, {"🇻🇳🇺", 2}, {"한국", 2}, {"\u1112\u1161\u11AB", 1}, // one syllable in three jamo
+        {"日本語、です。", 7}, {"か\u3099", 1}, // voicing mark of its own
         {"नमस्ते", 3}, // a conjunct counts once
-        {"e\u200D", 1},
-        {"©\uFE0F", 1},
-        {"\u0600" "1", 1}, // an Arabic number sign takes the digit in
+        {"e\u200D", 1}, {"©\uFE0F", 1},
+        {"\u0600"
+         "1",
+            1}, // an Arabic number sign takes the digit in
     };
     for (auto const& [text, count] : cases)
         EXPECT_EQ(characterCount(text), count) << text;
@@ -40,9 +32,9 @@ TEST(Text, charactersAreWhatAReaderCounts)
 /// Pieces chosen for joining their neighbours, put together at random: however the text arrives, it counts the same.
 TEST(Text, appendingPieceByPieceEqualsTheWhole)
 {
-    std::vector<std::string> const pieces {"a", "Z", " ", "\t", ".", "\r", "\n", "\u0301", "\u0323", "\u200D", "é", "ế", "ữ", "👩", "👧", "🏽", "❤",
-        "\uFE0F", "🇻", "🇳", "\u1112", "\u1161", "\u11AB", "한", "日", "か", "\u3099", "न", "स", "\u094D", "\u0947", "\u0600", "©", "…",
-        "\u00AD", "1", "\uFEFF", "\u0E33", "ก"};
+    std::vector<std::string> const pieces{"a", "Z", " ", "\t", ".", "\r", "\n", "\u0301", "\u0323", "\u200D", "é", "ế",
+        "ữ", "👩", "👧", "🏽", "❤", "\uFE0F", "🇻", "🇳", "\u1112", "\u1161", "\u11AB", "한", "日", "か", "\u3099", "न",
+        "स", "\u094D", "\u0947", "\u0600", "©", "…", "\u00AD", "1", "\uFEFF", "\u0E33", "ก"};
     for (unsigned seed = 0; seed < 400; ++seed) {
         std::mt19937 random(seed);
         std::string whole;
@@ -102,16 +94,17 @@ TEST(Text, trimmingTakesBlanksOrAllWhiteSpace)
 
 TEST(Text, wordsAreRunsOfLettersMarksAndDigits)
 {
-    EXPECT_EQ(wordsOf("Hello, WORLD-42! don't"), (std::vector<std::string> {"hello", "world", "42", "don", "t"}));
-    EXPECT_EQ(wordsOf("Tiếng Việt: ĐÂY"), (std::vector<std::string> {"tiếng", "việt", "đây"}));
-    EXPECT_EQ(wordsOf("नमस्ते"), std::vector<std::string> {"नमस्ते"});
+    EXPECT_EQ(wordsOf("Hello, WORLD-42! don't"), (std::vector<std::string>{"hello", "world", "42", "don", "t"}));
+    EXPECT_EQ(wordsOf("Tiếng Việt: ĐÂY"), (std::vector<std::string>{"tiếng", "việt", "đây"}));
+    EXPECT_EQ(wordsOf("नमस्ते"), std::vector<std::string>{"नमस्ते"});
     EXPECT_TRUE(wordsOf(" …—!").empty());
 }
 
 TEST(Text, brokenUtf8IsNoticed)
 {
     EXPECT_TRUE(isUtf8("aé日👍"));
-    for (std::string_view const bytes : {"\xC3", "\xC3(", "\x80", "\xC0\xAF", "\xED\xA0\x80", "\xF5\x80\x80\x80", "a\xFF"})
+    for (std::string_view const bytes :
+        {"\xC3", "\xC3(", "\x80", "\xC0\xAF", "\xED\xA0\x80", "\xF5\x80\x80\x80", "a\xFF"})
         EXPECT_FALSE(isUtf8(bytes));
 }
 

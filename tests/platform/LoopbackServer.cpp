@@ -40,8 +40,7 @@ namespace {
 
 constexpr auto token = asio::as_tuple(asio::use_awaitable);
 
-template<class F>
-std::string pem(F write)
+template <class F> std::string pem(F write)
 {
     BIO* const memory = BIO_new(BIO_s_mem());
     write(memory);
@@ -73,13 +72,14 @@ TestCertificate TestCertificate::make(std::string const& names)
     auto* const name = X509_get_subject_name(certificate);
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<unsigned char const*>("test"), -1, -1, 0);
     X509_set_issuer_name(certificate, name);
-    for (auto const& [kind, value] : {std::pair(NID_subject_alt_name, names), {NID_basic_constraints, "critical,CA:TRUE"}}) {
+    for (auto const& [kind, value] :
+        {std::pair(NID_subject_alt_name, names), {NID_basic_constraints, "critical,CA:TRUE"}}) {
         auto* const extension = X509V3_EXT_conf_nid(nullptr, nullptr, kind, value.c_str());
         X509_add_ext(certificate, extension, -1);
         X509_EXTENSION_free(extension);
     }
     X509_sign(certificate, key, EVP_sha256());
-    TestCertificate result {pem([&](BIO* out) { PEM_write_bio_X509(out, certificate); }),
+    TestCertificate result{pem([&](BIO* out) { PEM_write_bio_X509(out, certificate); }),
         pem([&](BIO* out) { PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); })};
     X509_free(certificate);
     EVP_PKEY_free(key);
@@ -96,8 +96,7 @@ struct LoopbackServer::Impl {
         virtual int descriptor() = 0;
         bool stalled = false;
     };
-    template<class Transport>
-    struct SessionOver;
+    template <class Transport> struct SessionOver;
 
     explicit Impl(std::optional<TestCertificate> certificate) : acceptor(io, {asio::ip::address_v4::loopback(), 0})
     {
@@ -127,7 +126,7 @@ struct LoopbackServer::Impl {
     }
 
     asio::io_context io;
-    asio::ssl::context tls {asio::ssl::context::tls_server};
+    asio::ssl::context tls{asio::ssl::context::tls_server};
     bool encrypted = false;
     tcp::acceptor acceptor;
     std::vector<std::shared_ptr<Session>> sessions; ///< io thread
@@ -135,16 +134,18 @@ struct LoopbackServer::Impl {
     std::mutex mutex;
     std::vector<Seen> seen;
     Answer answer = Answer::accept;
-    Duration delay {};
+    Duration delay{};
     std::function<HttpAnswer(HttpSeen const&)> httpAnswer;
     std::thread thread;
 };
 
-template<class Transport>
+template <class Transport>
 struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_from_this<SessionOver<Transport>> {
-    template<class... Context>
+    template <class... Context>
     SessionOver(Impl& owner, tcp::socket socket, Context&... tls)
-        : impl(owner), stream(std::move(socket), tls...), timer(owner.io)
+        : impl(owner)
+        , stream(std::move(socket), tls...)
+        , timer(owner.io)
     {
     }
 
@@ -155,8 +156,7 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
     bool isSocket = false;
     std::deque<WebSocket::Message> outbox;
 
-    template<class F>
-    void record(F change)
+    template <class F> void record(F change)
     {
         std::lock_guard const lock(impl.mutex);
         change(impl.seen[index]);
@@ -195,7 +195,7 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
 
     asio::awaitable<void> serveHttp(http::request<http::string_body> request)
     {
-        HttpSeen seen {std::string(request.method_string()), std::string(request.target()), request.body(), {}};
+        HttpSeen seen{std::string(request.method_string()), std::string(request.target()), request.body(), {}};
         for (auto const& field : request)
             seen.headers.emplace_back(lowered(field.name_string()), std::string(field.value()));
         auto const handler = [this] {
@@ -219,7 +219,8 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
         {
             std::lock_guard const lock(impl.mutex);
             index = impl.seen.size();
-            impl.seen.push_back({std::string(request.target()), std::string(request[http::field::authorization]), {}, {}, {}});
+            impl.seen.push_back(
+                {std::string(request.target()), std::string(request[http::field::authorization]), {}, {}, {}});
             answer = impl.answer;
             delay = impl.delay;
         }
@@ -258,7 +259,8 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
             if (failed)
                 co_return;
             record([&](Seen& seen) {
-                seen.frames.push_back((stream.got_binary() ? "binary " : "text ") + beast::buffers_to_string(buffer.cdata()));
+                seen.frames.push_back(
+                    (stream.got_binary() ? "binary " : "text ") + beast::buffers_to_string(buffer.cdata()));
             });
         }
     }
@@ -273,16 +275,18 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
     void write()
     {
         stream.binary(outbox.front().binary);
-        stream.async_write(asio::buffer(outbox.front().data), [self = this->shared_from_this()](error_code failed, std::size_t) {
-            self->outbox.pop_front();
-            if (!failed && !self->outbox.empty())
-                self->write();
-        });
+        stream.async_write(
+            asio::buffer(outbox.front().data), [self = this->shared_from_this()](error_code failed, std::size_t) {
+                self->outbox.pop_front();
+                if (!failed && !self->outbox.empty())
+                    self->write();
+            });
     }
 
     void close(int code) override
     {
-        stream.async_close(websocket::close_reason(static_cast<std::uint16_t>(code)), [self = this->shared_from_this()](error_code) { });
+        stream.async_close(websocket::close_reason(static_cast<std::uint16_t>(code)),
+            [self = this->shared_from_this()](error_code) {});
     }
     void drop() override
     {
@@ -300,7 +304,8 @@ asio::awaitable<void> LoopbackServer::Impl::accept()
         if (failed)
             co_return;
         if (encrypted) {
-            auto const session = std::make_shared<SessionOver<asio::ssl::stream<tcp::socket>>>(*this, std::move(socket), tls);
+            auto const session
+                = std::make_shared<SessionOver<asio::ssl::stream<tcp::socket>>>(*this, std::move(socket), tls);
             asio::co_spawn(io, session->run(session), asio::detached);
         } else {
             auto const session = std::make_shared<SessionOver<tcp::socket>>(*this, std::move(socket));
@@ -397,7 +402,7 @@ struct RawServer::Impl {
             int const descriptor = ::accept(listener, nullptr, nullptr);
             if (descriptor < 0)
                 return;
-            timeval const limit {10, 0};
+            timeval const limit{10, 0};
             ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
             Connection connection(descriptor);
             serve(connection);
@@ -410,7 +415,7 @@ RawServer::RawServer(std::function<void(Connection&)> serve) : m_impl(std::make_
 {
     m_impl->serve = std::move(serve);
     m_impl->listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address {};
+    sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
@@ -458,7 +463,7 @@ void RawServer::Connection::write(std::string_view bytes)
 void RawServer::Connection::tunnelTo(std::uint16_t port)
 {
     int const other = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address {};
+    sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port);

@@ -38,10 +38,10 @@ struct World {
 };
 
 struct SimWorld final : World {
-    VirtualTime time {3};
-    VirtualScheduler main {time};
-    SimNetwork sim {time};
-    SimServer simServer {sim};
+    VirtualTime time{3};
+    VirtualScheduler main{time};
+    SimNetwork sim{time};
+    SimServer simServer{sim};
 
     Network& network() override { return sim; }
     Scheduler& scheduler() override { return main; }
@@ -63,7 +63,8 @@ private:
 class Trust {
 public:
     explicit Trust(TestCertificate const& certificate)
-        : m_path(fmt::format("{}trust-{}.pem", testing::TempDir(), ::getpid())), m_variable("SSL_CERT_FILE", m_path)
+        : m_path(fmt::format("{}trust-{}.pem", testing::TempDir(), ::getpid()))
+        , m_variable("SSL_CERT_FILE", m_path)
     {
         std::ofstream(m_path) << certificate.certificate;
     }
@@ -76,7 +77,8 @@ private:
 
 struct RealWorld : World {
     explicit RealWorld(std::optional<TestCertificate> certificate = {}, std::optional<TestCertificate> trusted = {})
-        : trust(trusted ? std::optional<Trust>(std::in_place, *trusted) : std::nullopt), loopback(std::move(certificate))
+        : trust(trusted ? std::optional<Trust>(std::in_place, *trusted) : std::nullopt)
+        , loopback(std::move(certificate))
     {
     }
     ~RealWorld() override
@@ -87,7 +89,7 @@ struct RealWorld : World {
 
     std::optional<Trust> trust;
     LoopbackServer loopback;
-    AsioRuntime runtime {2};
+    AsioRuntime runtime{2};
     AsioMainLoop loop;
     std::unique_ptr<AsioNetwork> asio = std::make_unique<AsioNetwork>(runtime);
 
@@ -116,7 +118,10 @@ std::unique_ptr<World> encrypted()
 
 /// A client that writes down what it is told.
 struct Client {
-    explicit Client(World& world, WebSocketRequest request) : socket(world.network().connect(std::move(request), world.scheduler())) { }
+    explicit Client(World& world, WebSocketRequest request)
+        : socket(world.network().connect(std::move(request), world.scheduler()))
+    {
+    }
 
     void listen()
     {
@@ -187,11 +192,11 @@ TEST_P(SocketContract, messagesKeepTheirOrderAlsoThoseSentWhileConnecting)
     ASSERT_TRUE(open(client));
     client.socket->sendBinary("two", client.sent(3));
     ASSERT_TRUE(frames(4));
-    EXPECT_EQ(server.seen()[0].frames, (Strings {"text hello", "binary one", "text ", "binary two"}));
+    EXPECT_EQ(server.seen()[0].frames, (Strings{"text hello", "binary one", "text ", "binary two"}));
     EXPECT_EQ(server.seen()[0].target, "/speech?a=b");
     EXPECT_EQ(server.seen()[0].authorization, "Bearer key-1");
     ASSERT_TRUE(world->until([&] { return client.told.size() == 3; }));
-    EXPECT_EQ(client.told, (Strings {"sent 1", "sent 2", "sent 3"}));
+    EXPECT_EQ(client.told, (Strings{"sent 1", "sent 2", "sent 3"}));
     EXPECT_EQ(client.socket->queuedBytes(), 0u);
 
     // Messages wait until they are asked for, one at a time.
@@ -203,11 +208,11 @@ TEST_P(SocketContract, messagesKeepTheirOrderAlsoThoseSentWhileConnecting)
     client.listen();
     EXPECT_EQ(client.told, Strings());
     world->pass(20ms);
-    EXPECT_EQ(client.told, Strings {"text 0"});
+    EXPECT_EQ(client.told, Strings{"text 0"});
     client.keepListening = true;
     client.listen();
     ASSERT_TRUE(world->until([&] { return client.told.size() == 3; }));
-    EXPECT_EQ(client.told, (Strings {"text 0", "binary 1", "text 2"}));
+    EXPECT_EQ(client.told, (Strings{"text 0", "binary 1", "text 2"}));
 }
 
 TEST_P(SocketContract, bigMessagesArriveWhole)
@@ -252,7 +257,7 @@ TEST_P(SocketContract, closeByTheServerIsToldOnceToTheReceiver)
     server.send(0, {false, "last"});
     server.close(0, 4001);
     ASSERT_TRUE(world->until([&] { return client.end.has_value(); }));
-    EXPECT_EQ(client.told, (Strings {"text last", "end"}));
+    EXPECT_EQ(client.told, (Strings{"text last", "end"}));
     EXPECT_EQ(client.end->kind, Error::Kind::networkConnectionLost);
     EXPECT_EQ(client.end->code, 4001);
     EXPECT_EQ(client.socket->state(), WebSocket::State::closed);
@@ -263,7 +268,7 @@ TEST_P(SocketContract, closeByTheServerIsToldOnceToTheReceiver)
     client.socket->ping();
     client.socket->cancel(1001);
     ASSERT_TRUE(world->until([&] { return client.told.size() == 4; }));
-    EXPECT_EQ(client.told, (Strings {"text last", "end", "failed 7", "end"}));
+    EXPECT_EQ(client.told, (Strings{"text last", "end", "failed 7", "end"}));
     EXPECT_EQ(client.end->code, 4001);
 }
 
@@ -277,7 +282,7 @@ TEST_P(SocketContract, lostConnectionIsToldEvenWithoutACloseFrame)
     ASSERT_TRUE(world->until([&] { return client.socket->state() == WebSocket::State::closed; }));
     client.listen();
     ASSERT_TRUE(world->until([&] { return client.end.has_value(); }));
-    EXPECT_EQ(client.told, (Strings {"text kept", "end"}));
+    EXPECT_EQ(client.told, (Strings{"text kept", "end"}));
     EXPECT_EQ(client.end->kind, Error::Kind::networkConnectionLost);
     EXPECT_EQ(client.end->code, 0);
 }
@@ -298,8 +303,8 @@ TEST_P(SocketContract, deadConnectionIsToldToTheReceiverOrElseToTheWaitingSends)
     ASSERT_TRUE(world->until([&] { return receiver.end && sender.told.size() == 2; }));
     EXPECT_GE(world->scheduler().now(), start + 140ms);
     world->pass(50ms);
-    EXPECT_EQ(receiver.told, Strings {"end"});
-    EXPECT_EQ(sender.told, (Strings {"failed 1", "failed 2"}));
+    EXPECT_EQ(receiver.told, Strings{"end"});
+    EXPECT_EQ(sender.told, (Strings{"failed 1", "failed 2"}));
     EXPECT_EQ(receiver.end->kind, Error::Kind::timedOut);
     EXPECT_EQ(sender.end->kind, Error::Kind::timedOut);
     EXPECT_EQ(sender.socket->queuedBytes(), 0u);
@@ -311,8 +316,9 @@ TEST_P(SocketContract, refusedUpgradeNamesTheStatus)
     Client client(*world, request());
     client.socket->sendText("config", client.sent(1));
     ASSERT_TRUE(world->until([&] { return client.end.has_value(); }));
-    EXPECT_EQ(client.told, Strings {"failed 1"});
-    EXPECT_EQ(client.end, (Error {Error::Kind::badServerResponse, "The server refused the connection (HTTP 401).", 401}));
+    EXPECT_EQ(client.told, Strings{"failed 1"});
+    EXPECT_EQ(
+        client.end, (Error{Error::Kind::badServerResponse, "The server refused the connection (HTTP 401).", 401}));
 }
 
 TEST_P(SocketContract, letGoEndsWithoutACloseFrameAndWithoutAWord)
@@ -386,7 +392,7 @@ TEST_P(SocketContract, cancelWhileConnectingEndsAtOnce)
     client.socket->cancel(1001);
     ASSERT_TRUE(world->until([&] { return client.end.has_value(); }, 300ms));
     world->pass(30ms);
-    EXPECT_EQ(client.told, Strings {"end"});
+    EXPECT_EQ(client.told, Strings{"end"});
     EXPECT_EQ(client.end->kind, Error::Kind::cancelled);
 }
 
@@ -425,7 +431,7 @@ TEST_P(SocketContract, lifetimeEndsABusyConnection)
         world->pass(20ms);
     }
     ASSERT_TRUE(client.end);
-    EXPECT_EQ(client.end->kind, Error::Kind::timedOut);
+    EXPECT_EQ(client.end->kind, Error::Kind::timedOut) << client.end->message;
     EXPECT_GE(world->scheduler().now() - start, 290ms);
     EXPECT_LT(world->scheduler().now() - start, 1500ms);
 }
@@ -510,8 +516,8 @@ TEST_P(SocketContract, cancelGivesAServerThatDoesNotReadOneSecond)
 
 TEST_P(SocketContract, addressesThatWouldLeakAreRefused)
 {
-    for (std::string const url : {"ws://example.com/x", "ws://127.0.0.1.example.com/", "wss://user@localhost/", "http://localhost/",
-             "ws://localhost@example.com/", "", "wss://"}) {
+    for (std::string const url : {"ws://example.com/x", "ws://127.0.0.1.example.com/", "wss://user@localhost/",
+             "http://localhost/", "ws://localhost@example.com/", "", "wss://"}) {
         WebSocketRequest wanted;
         wanted.url = url;
         Client client(*world, wanted);
@@ -526,7 +532,7 @@ TEST_P(SocketContract, addressesThatWouldLeakAreRefused)
     Client client(*world, wanted);
     client.socket->sendText("a", client.sent(1));
     ASSERT_TRUE(world->until([&] { return client.end.has_value(); }));
-    EXPECT_EQ(client.told, Strings {"failed 1"});
+    EXPECT_EQ(client.told, Strings{"failed 1"});
     EXPECT_TRUE(server.seen().empty());
 }
 
@@ -535,7 +541,8 @@ protected:
     std::optional<Result<HttpResponse>> exchange(HttpRequest request)
     {
         std::vector<Result<HttpResponse>> results;
-        world->network().exchange(std::move(request), world->scheduler(), [&](auto result) { results.push_back(std::move(result)); });
+        world->network().exchange(
+            std::move(request), world->scheduler(), [&](auto result) { results.push_back(std::move(result)); });
         EXPECT_TRUE(results.empty());
         world->until([&] { return !results.empty(); });
         EXPECT_LE(results.size(), 1u);
@@ -549,7 +556,7 @@ TEST_P(HttpContract, requestAndResponseKeepTheirParts)
     TestServer::HttpSeen seen;
     server.answerHttp([&](auto const& request) {
         seen = request;
-        return TestServer::HttpAnswer {{201, {{"X-Thing", "Kept As Is"}}, std::string("b\0dy", 4)}};
+        return TestServer::HttpAnswer{{201, {{"X-Thing", "Kept As Is"}}, std::string("b\0dy", 4)}};
     });
     auto request = post("{\"a\":1}");
     request.headers = {{"Content-Type", "application/json"}, {"User-Agent", "Relay/1.0"}};
@@ -558,17 +565,20 @@ TEST_P(HttpContract, requestAndResponseKeepTheirParts)
     EXPECT_EQ((*result)->status, 201);
     EXPECT_EQ((*result)->body, std::string("b\0dy", 4));
     auto const& headers = (*result)->headers;
-    EXPECT_EQ(std::count(headers.begin(), headers.end(), std::pair<std::string, std::string>("x-thing", "Kept As Is")), 1);
+    EXPECT_EQ(
+        std::count(headers.begin(), headers.end(), std::pair<std::string, std::string>("x-thing", "Kept As Is")), 1);
     EXPECT_EQ(seen.method + seen.target + seen.body, "POST/v1/x?y=1{\"a\":1}");
-    for (auto const& [name, value] : {std::pair<std::string, std::string> {"content-type", "application/json"},
-             {"user-agent", "Relay/1.0"}})
+    for (auto const& [name, value] :
+        {std::pair<std::string, std::string>{"content-type", "application/json"}, {"user-agent", "Relay/1.0"}})
         EXPECT_EQ(std::count(seen.headers.begin(), seen.headers.end(), std::pair(name, value)), 1) << name;
 }
 
 TEST_P(HttpContract, anyStatusIsAResponse)
 {
     for (int status : {200, 204, 302, 404, 429, 500, 503}) {
-        server.answerHttp([&](auto const&) { return TestServer::HttpAnswer {{status, {}, status == 204 ? "" : "text"}}; });
+        server.answerHttp([&](auto const&) {
+            return TestServer::HttpAnswer{{status, {}, status == 204 ? "" : "text"}};
+        });
         auto const result = exchange(post(""));
         ASSERT_TRUE(result && *result) << status;
         EXPECT_EQ((*result)->status, status);
@@ -577,7 +587,7 @@ TEST_P(HttpContract, anyStatusIsAResponse)
 
 TEST_P(HttpContract, slowAnswerTimesOutAndAHugeOneIsRefused)
 {
-    server.answerHttp([](auto const&) { return TestServer::HttpAnswer {{200, {}, "late"}, Duration(-1)}; });
+    server.answerHttp([](auto const&) { return TestServer::HttpAnswer{{200, {}, "late"}, Duration(-1)}; });
     auto request = post("");
     request.timeout = 150ms;
     auto const start = world->scheduler().now();
@@ -586,12 +596,12 @@ TEST_P(HttpContract, slowAnswerTimesOutAndAHugeOneIsRefused)
     EXPECT_EQ(slow->error().kind, Error::Kind::timedOut);
     EXPECT_GE(world->scheduler().now() - start, 140ms);
 
-    server.answerHttp([](auto const&) { return TestServer::HttpAnswer {{200, {}, std::string((16 << 20) + 1, 'x')}}; });
+    server.answerHttp([](auto const&) { return TestServer::HttpAnswer{{200, {}, std::string((16 << 20) + 1, 'x')}}; });
     auto const huge = exchange(post(""));
     ASSERT_TRUE(huge && !*huge);
     EXPECT_EQ(huge->error().kind, Error::Kind::badServerResponse);
 
-    server.answerHttp([](auto const&) { return TestServer::HttpAnswer {{200, {}, std::string(16 << 20, 'x')}}; });
+    server.answerHttp([](auto const&) { return TestServer::HttpAnswer{{200, {}, std::string(16 << 20, 'x')}}; });
     auto const big = exchange(post(std::string(5 << 20, 'y')));
     ASSERT_TRUE(big && *big);
     EXPECT_EQ((*big)->body.size(), 16u << 20);
@@ -599,14 +609,15 @@ TEST_P(HttpContract, slowAnswerTimesOutAndAHugeOneIsRefused)
 
 TEST_P(HttpContract, requestsThatCannotBeSentSafelyAreRefused)
 {
-    server.answerHttp([](auto const&) { return TestServer::HttpAnswer {}; });
+    server.answerHttp([](auto const&) { return TestServer::HttpAnswer{}; });
     auto const kind = [&](HttpRequest request) {
         auto const result = exchange(std::move(request));
         return result && !*result ? std::optional(result->error().kind) : std::nullopt;
     };
     EXPECT_EQ(kind({"GET", "http://example.com/", {}, {}}), Error::Kind::badUrl);
     EXPECT_EQ(kind({"GET", "wss://localhost/", {}, {}}), Error::Kind::badUrl);
-    for (auto const& header : {std::pair<std::string, std::string> {"A", "b\r\nX: y"}, {"A B", "c"}, {"", "c"}, {"A:", "c"}}) {
+    for (auto const& header :
+        {std::pair<std::string, std::string>{"A", "b\r\nX: y"}, {"A B", "c"}, {"", "c"}, {"A:", "c"}}) {
         auto request = post("");
         request.headers = {header};
         EXPECT_EQ(kind(request), Error::Kind::other) << header.first;
@@ -616,7 +627,8 @@ TEST_P(HttpContract, requestsThatCannotBeSentSafelyAreRefused)
     EXPECT_EQ(kind(request), Error::Kind::other);
 }
 
-auto const worlds = testing::Values(std::pair {"sim", &sim}, std::pair {"plain", &plain}, std::pair {"encrypted", &encrypted});
+auto const worlds
+    = testing::Values(std::pair{"sim", &sim}, std::pair{"plain", &plain}, std::pair{"encrypted", &encrypted});
 auto const name = [](auto const& test) { return std::string(test.param.first); };
 INSTANTIATE_TEST_SUITE_P(All, SocketContract, worlds, name);
 INSTANTIATE_TEST_SUITE_P(All, HttpContract, worlds, name);
@@ -702,7 +714,8 @@ TEST(AsioNetwork, malformedInputIsAnErrorAndNothingElse)
         case 0:
             break;
         case 1:
-            noise = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Accept: wrong\r\n\r\n";
+            noise = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: "
+                    "Upgrade\r\nSec-WebSocket-Accept: wrong\r\n\r\n";
             break;
         case 2:
             noise = "HTTP/1.1 200 " + noise;
@@ -718,8 +731,8 @@ TEST(AsioNetwork, malformedInputIsAnErrorAndNothingElse)
         auto const error = connectError(world, fmt::format("ws://127.0.0.1:{}/", rubbish.port()));
         ASSERT_TRUE(error) << i;
         int results = 0;
-        world.network().exchange({"GET", fmt::format("http://127.0.0.1:{}/", rubbish.port()), {}, {}}, world.scheduler(),
-            [&](Result<HttpResponse>) { ++results; });
+        world.network().exchange({"GET", fmt::format("http://127.0.0.1:{}/", rubbish.port()), {}, {}},
+            world.scheduler(), [&](Result<HttpResponse>) { ++results; });
         ASSERT_TRUE(world.until([&] { return results == 1; })) << i;
     }
 }
@@ -733,13 +746,14 @@ TEST(AsioNetwork, malformedFramesEndTheConnection)
         auto const begin = header.find("Sec-WebSocket-Key: ") + 19;
         auto const answer = webSocketAccept(header.substr(begin, header.find("\r\n", begin) - begin));
         std::lock_guard const lock(mutex);
-        connection.write("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Accept: "
+        connection.write(
+            "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Accept: "
             + answer + "\r\n\r\n" + frame);
     });
     std::mt19937 random(5);
-    Strings frames {std::string("\x83\x01x", 3), std::string("\xC1\x01x", 3), std::string("\x81\x81\1\2\3\4x", 7),
-        std::string("\x81\x02\xC3\x28", 4), std::string("\x80\x01x", 3), std::string("\x89\xFE\x00\x80", 4), std::string("\x88\x01x", 3),
-        std::string("\x82\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 10)};
+    Strings frames{std::string("\x83\x01x", 3), std::string("\xC1\x01x", 3), std::string("\x81\x81\1\2\3\4x", 7),
+        std::string("\x81\x02\xC3\x28", 4), std::string("\x80\x01x", 3), std::string("\x89\xFE\x00\x80", 4),
+        std::string("\x88\x01x", 3), std::string("\x82\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 10)};
     for (int i = 0; i < 60; ++i) {
         std::string noise(1 + random() % 200, '\0');
         for (auto& c : noise)

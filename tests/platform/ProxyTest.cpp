@@ -1,6 +1,6 @@
+#include "platform/linux/Proxy.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
-#include "platform/linux/Proxy.h"
 #include "tests/platform/LoopbackServer.h"
 
 #include <cstdlib>
@@ -25,7 +25,7 @@ std::string chosen(ProxySettings const& settings, char const* url)
 
 TEST(ProxySettings, proxyIsChosenByTheSchemeAndNeverForLoopback)
 {
-    ProxySettings settings {"http://plain:1", "secure.example:2/", "http://any:3", ""};
+    ProxySettings settings{"http://plain:1", "secure.example:2/", "http://any:3", ""};
     EXPECT_EQ(chosen(settings, "https://a.example/"), "secure.example:2 ");
     EXPECT_EQ(chosen(settings, "wss://a.example/"), "secure.example:2 ");
     EXPECT_EQ(chosen(settings, "ws://a.example/"), "plain:1 ");
@@ -77,7 +77,7 @@ struct ProxiedExchange {
     {
         auto const certificate = TestCertificate::make("DNS:relay.example");
         LoopbackServer server(certificate);
-        server.answerHttp([](auto const&) { return TestServer::HttpAnswer {{200, {}, "through"}}; });
+        server.answerHttp([](auto const&) { return TestServer::HttpAnswer{{200, {}, "through"}}; });
         RawServer proxy([&](RawServer::Connection& connection) {
             request = connection.readHeader();
             connection.write(proxyAnswer);
@@ -102,7 +102,7 @@ struct ProxiedExchange {
     }
 
     std::string request;
-    Result<HttpResponse> result = Error {};
+    Result<HttpResponse> result = Error{};
 };
 
 TEST(Proxy, encryptedConnectionsGoThroughATunnel)
@@ -112,7 +112,8 @@ TEST(Proxy, encryptedConnectionsGoThroughATunnel)
     EXPECT_EQ(through.result->body, "through");
     EXPECT_TRUE(through.request.starts_with("CONNECT relay.example:443 HTTP/1.1\r\n")) << through.request;
     EXPECT_NE(through.request.find("Host: relay.example:443\r\n"), std::string::npos) << through.request;
-    EXPECT_NE(through.request.find("Proxy-Authorization: Basic dXNlcjpwQHNz\r\n"), std::string::npos) << through.request;
+    EXPECT_NE(through.request.find("Proxy-Authorization: Basic dXNlcjpwQHNz\r\n"), std::string::npos)
+        << through.request;
 }
 
 TEST(Proxy, refusalAndRubbishOfTheProxyAreErrors)
@@ -120,7 +121,7 @@ TEST(Proxy, refusalAndRubbishOfTheProxyAreErrors)
     ProxiedExchange const refused("HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n\r\n");
     ASSERT_FALSE(refused.result);
     EXPECT_EQ(refused.result.error(),
-        (Error {Error::Kind::badServerResponse, "The proxy refused the connection (HTTP 407).", 407}));
+        (Error{Error::Kind::badServerResponse, "The proxy refused the connection (HTTP 407).", 407}));
     ProxiedExchange const unreachable("HTTP/1.1 503 No\r\n\r\n");
     ASSERT_FALSE(unreachable.result);
     EXPECT_EQ(unreachable.result.error().kind, Error::Kind::cannotConnectToHost);

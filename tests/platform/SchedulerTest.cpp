@@ -25,8 +25,8 @@ struct Fixture {
 };
 
 struct VirtualFixture final : Fixture {
-    VirtualTime time {7};
-    VirtualScheduler own {time};
+    VirtualTime time{7};
+    VirtualScheduler own{time};
     Scheduler& scheduler() override { return own; }
     void pass(Duration duration) override { time.advance(duration); }
     void onScheduler(std::function<void()> job) override
@@ -37,7 +37,7 @@ struct VirtualFixture final : Fixture {
 };
 
 struct StrandFixture final : Fixture {
-    AsioRuntime runtime {3};
+    AsioRuntime runtime{3};
     std::unique_ptr<Scheduler> own = runtime.makeScheduler();
     ~StrandFixture() override { runtime.stop(); }
     Scheduler& scheduler() override { return *own; }
@@ -71,8 +71,7 @@ struct MainLoopFixture final : Fixture {
     }
 };
 
-template<class F>
-std::unique_ptr<Fixture> make() { return std::make_unique<F>(); }
+template <class F> std::unique_ptr<Fixture> make() { return std::make_unique<F>(); }
 
 class SchedulerContract : public testing::TestWithParam<std::pair<char const*, std::unique_ptr<Fixture> (*)()>> {
 protected:
@@ -101,7 +100,7 @@ TEST_P(SchedulerContract, jobsRunInOrderAndNeverInsideTheCall)
         trace.push_back(1);
     });
     fixture->pass(1ms);
-    EXPECT_EQ(traced(), (Numbers {1, 2, 3, 4}));
+    EXPECT_EQ(traced(), (Numbers{1, 2, 3, 4}));
 }
 
 TEST_P(SchedulerContract, timersFireInTheOrderOfTheirTimesAndThenOfTheirStart)
@@ -119,7 +118,7 @@ TEST_P(SchedulerContract, timersFireInTheOrderOfTheirTimesAndThenOfTheirStart)
         scheduler.startTimer(begin - 1h, [&] { trace.push_back(0); });
     });
     fixture->pass(60ms);
-    EXPECT_EQ(traced(), (Numbers {0, 1, 2, 3, 4}));
+    EXPECT_EQ(traced(), (Numbers{0, 1, 2, 3, 4}));
 }
 
 TEST_P(SchedulerContract, stoppedTimerNeverRunsEvenWhenDue)
@@ -140,13 +139,13 @@ TEST_P(SchedulerContract, stoppedTimerNeverRunsEvenWhenDue)
         scheduler.stopTimer(123456);
     });
     fixture->pass(40ms);
-    EXPECT_EQ(traced(), (Numbers {1, 2}));
+    EXPECT_EQ(traced(), (Numbers{1, 2}));
 }
 
 TEST_P(SchedulerContract, earlierTimerStartedLaterStillComesInTime)
 {
-    Instant fired {};
-    Instant start {};
+    Instant fired{};
+    Instant start{};
     fixture->onScheduler([&] {
         start = scheduler.now();
         scheduler.startTimer(start + 1h, [&] { trace.push_back(9); });
@@ -191,8 +190,8 @@ TEST_P(SchedulerContract, manyTimersRunOnceOrNotAtAll)
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SchedulerContract,
-    testing::Values(std::pair {"virtual", &make<VirtualFixture>}, std::pair {"strand", &make<StrandFixture>},
-        std::pair {"mainLoop", &make<MainLoopFixture>}),
+    testing::Values(std::pair{"virtual", &make<VirtualFixture>}, std::pair{"strand", &make<StrandFixture>},
+        std::pair{"mainLoop", &make<MainLoopFixture>}),
     [](auto const& test) { return std::string(test.param.first); });
 
 TEST(AsioScheduler, jobsOfManyThreadsRunOneAtATimeInTheOrderOfEachThread)
@@ -212,7 +211,10 @@ TEST(AsioScheduler, jobsOfManyThreadsRunOneAtATimeInTheOrderOfEachThread)
                     ++total;
                 });
                 if (n % 50 == 0)
-                    scheduler->stopTimer(scheduler->startTimer(Clock::now() + 1ms, [&] { ++total; --total; }));
+                    scheduler->stopTimer(scheduler->startTimer(Clock::now() + 1ms, [&] {
+                        ++total;
+                        --total;
+                    }));
             }
         });
     }

@@ -16,7 +16,8 @@ public:
             if (answer == Answer::accept)
                 peer.accept(delay);
             else if (answer == Answer::refuse)
-                peer.refuse({Error::Kind::badServerResponse, "The server refused the connection (HTTP 401).", 401}, delay);
+                peer.refuse(
+                    {Error::Kind::badServerResponse, "The server refused the connection (HTTP 401).", 401}, delay);
         };
     }
 
@@ -24,7 +25,7 @@ public:
     {
         m_network.onExchange = [answer = std::move(answer)](SimExchange const& exchange) {
             auto const& request = exchange.request();
-            HttpSeen seen {request.method, request.url.substr(request.url.find('/', 8)), request.body, request.headers};
+            HttpSeen seen{request.method, request.url.substr(request.url.find('/', 8)), request.body, request.headers};
             for (auto& header : seen.headers)
                 std::transform(header.first.begin(), header.first.end(), header.first.begin(),
                     [](unsigned char c) { return std::tolower(c); });
@@ -34,17 +35,21 @@ public:
         };
     }
 
-    std::string url(std::string const& scheme, std::string const& target) const override { return scheme + "://localhost:9" + target; }
+    std::string url(std::string const& scheme, std::string const& target) const override
+    {
+        return scheme + "://localhost:9" + target;
+    }
 
     std::vector<Seen> seen() override
     {
         std::vector<Seen> result;
         for (auto const& peer : m_network.peers()) {
             auto const& url = peer->request.url;
-            Seen seen {url.substr(url.find('/', 8)), "Bearer " + peer->request.bearer, {}, peer->closeCode, peer->gone};
+            Seen seen{url.substr(url.find('/', 8)), "Bearer " + peer->request.bearer, {}, peer->closeCode, peer->gone};
             for (auto const& frame : peer->frames) {
                 using Kind = SimPeer::Kind;
-                seen.frames.push_back(frame.kind == Kind::ping ? "ping" : (frame.kind == Kind::text ? "text " : "binary ") + frame.data);
+                seen.frames.push_back(
+                    frame.kind == Kind::ping ? "ping" : (frame.kind == Kind::text ? "text " : "binary ") + frame.data);
             }
             result.push_back(std::move(seen));
         }

@@ -26,7 +26,7 @@ public:
     };
     struct HttpAnswer {
         HttpResponse response;
-        Duration delay {}; ///< negative: never
+        Duration delay{}; ///< negative: never
     };
 
     virtual ~TestServer() = default;

@@ -18,7 +18,7 @@ public:
         int blocks = 10;
         double blockGap = 0.05;
         std::size_t blockBytes = 4800; ///< 0.1 s
-        std::string error {}; ///< instead of audio
+        std::string error{}; ///< instead of audio
         bool silent = false; ///< never answers
         bool drop = false; ///< breaks off after the blocks
     };

@@ -29,7 +29,8 @@ TEST(TaskPool, tasksOnStrandsLoseNothing)
         link.scheduler = runtime.makeScheduler();
         link.group = std::make_unique<TaskGroup>(*link.scheduler);
         link.scheduler->post([&link] {
-            link.group->spawn(writeDown(link.frames, 20ms, [&link](std::string line) { link.lines.push_back(std::move(line)); }));
+            link.group->spawn(
+                writeDown(link.frames, 20ms, [&link](std::string line) { link.lines.push_back(std::move(line)); }));
         });
     }
     for (int n = 0; n < 200; ++n) {
@@ -41,7 +42,8 @@ TEST(TaskPool, tasksOnStrandsLoseNothing)
     for (auto& link : links)
         link->scheduler->post([&link = *link] { link.group->cancel(); });
     auto const done = [](Link const& link) { return link.ended.load() != 0; };
-    for (auto const end = Clock::now() + 10s; Clock::now() < end && !std::all_of(links.begin(), links.end(), [&](auto& link) { return done(*link); });) {
+    for (auto const end = Clock::now() + 10s;
+         Clock::now() < end && !std::all_of(links.begin(), links.end(), [&](auto& link) { return done(*link); });) {
         for (auto& link : links)
             link->scheduler->post([&link = *link] { link.ended = link.group->running() == 0; });
         std::this_thread::sleep_for(5ms);
@@ -50,7 +52,8 @@ TEST(TaskPool, tasksOnStrandsLoseNothing)
     for (auto const& link : links) {
         EXPECT_TRUE(done(*link));
         auto const count = [&](std::string_view word) {
-            return std::count_if(link->lines.begin(), link->lines.end(), [&](auto& line) { return line.starts_with(word); });
+            return std::count_if(
+                link->lines.begin(), link->lines.end(), [&](auto& line) { return line.starts_with(word); });
         };
         EXPECT_EQ(count("frame"), 200);
         EXPECT_GE(count("quiet"), 3);

@@ -1,5 +1,5 @@
-#include "base/async/OneShot.h"
 #include "base/async/Task.h"
+#include "base/async/OneShot.h"
 #include "platform/sim/VirtualTime.h"
 #include "tests/base/async/Frames.h"
 
@@ -27,8 +27,8 @@ struct Bench {
     }
 
     VirtualTime time;
-    VirtualScheduler scheduler {time};
-    TaskGroup group {scheduler};
+    VirtualScheduler scheduler{time};
+    TaskGroup group{scheduler};
     Strings lines;
 };
 
@@ -53,7 +53,8 @@ TEST(Task, timeoutsAndFramesKeepTimeAndOrder)
 {
     auto const lines = runFrames();
     ASSERT_EQ(lines.size(), 3u + 720 + 1);
-    EXPECT_EQ(Strings(lines.begin(), lines.begin() + 4), (Strings {"5000 quiet", "7000 frame a", "11000 frame b", "16000 quiet"}));
+    EXPECT_EQ(Strings(lines.begin(), lines.begin() + 4),
+        (Strings{"5000 quiet", "7000 frame a", "11000 frame b", "16000 quiet"}));
     EXPECT_EQ(lines.back(), "3611000 cancelled");
     for (std::uint32_t seed = 0; seed < 50; ++seed)
         ASSERT_EQ(runFrames(seed), lines) << seed;
@@ -67,7 +68,7 @@ TEST(Task, errorEndsTheRaceAtOnce)
     bench.time.advance(1s);
     frames.fail();
     bench.time.runReady();
-    EXPECT_EQ(bench.lines, Strings {"1000 lost"});
+    EXPECT_EQ(bench.lines, Strings{"1000 lost"});
     EXPECT_TRUE(bench.time.idle());
 }
 
@@ -82,7 +83,10 @@ TEST(Task, frameThatArrivesWithTheTimeoutIsKept)
         other.startTimer(other.now() + 5s, [&] { bench.scheduler.post([&] { frames.push("a"); }); });
         bench.scheduler.startTimer(other.now() + 5s, [&] { frames.push("b"); });
         bench.time.advance(8s);
-        EXPECT_EQ(std::count_if(bench.lines.begin(), bench.lines.end(), [](auto& line) { return line.find("frame") != line.npos; }), 2) << seed;
+        EXPECT_EQ(std::count_if(bench.lines.begin(), bench.lines.end(),
+                      [](auto& line) { return line.find("frame") != line.npos; }),
+            2)
+            << seed;
         bench.group.cancel();
         bench.time.runReady();
     }
@@ -110,11 +114,11 @@ TEST(Race, returnsTheWinnerAfterTheLoserHasEnded)
     Bench bench;
     bench.group.spawn(logsTheRace(2s, bench.log()));
     bench.time.advance(10s);
-    EXPECT_EQ(bench.lines, (Strings {"2000 loser ends", "2000 time"}));
+    EXPECT_EQ(bench.lines, (Strings{"2000 loser ends", "2000 time"}));
     bench.lines.clear();
     bench.group.spawn(logsTheRace(9s, bench.log()));
     bench.time.advance(10s);
-    EXPECT_EQ(bench.lines, Strings {"13000 value 7"});
+    EXPECT_EQ(bench.lines, Strings{"13000 value 7"});
     EXPECT_TRUE(bench.time.idle());
 }
 
@@ -143,7 +147,7 @@ TEST(TaskGroup, cancelReachesTasksNotYetStartedAndThoseThatWaitAgain)
     bench.group.spawn(joins(inner, bench.log()));
     inner.cancel();
     bench.time.runReady();
-    EXPECT_EQ(bench.lines, (Strings {"0 cancelled", "0 cancelled", "0 joined"}));
+    EXPECT_EQ(bench.lines, (Strings{"0 cancelled", "0 cancelled", "0 joined"}));
     EXPECT_EQ(inner.running(), 0);
 }
 
@@ -157,7 +161,7 @@ TEST(TaskGroup, cancelWinsAgainstAWakeOfTheSameInstant)
     frames.push("a");
     bench.group.cancel();
     bench.time.runReady();
-    EXPECT_EQ(bench.lines, Strings {"0 cancelled"});
+    EXPECT_EQ(bench.lines, Strings{"0 cancelled"});
     EXPECT_EQ(bench.group.running(), 0);
 }
 
@@ -185,7 +189,7 @@ TEST(OneShot, carriesTheFirstValueBeforeOrAfterTheWaitAndSurvivesTheWaiter)
     bench.time.advance(3s);
     tooLate.set("too late");
     bench.time.runReady();
-    EXPECT_EQ(bench.lines, (Strings {"0 early", "1000 late", "3000 none"}));
+    EXPECT_EQ(bench.lines, (Strings{"0 early", "1000 late", "3000 none"}));
     EXPECT_TRUE(bench.time.idle());
 }
 
@@ -207,7 +211,9 @@ TEST(Task, whatATaskHeldIsReleasedAtItsEnd)
     Bench bench;
     auto const value = std::make_shared<std::string>("kept");
     bench.group.spawn(awaitsWithANamedLambda(value));
-    { auto const neverStarted = awaitsWithANamedLambda(value); }
+    {
+        auto const neverStarted = awaitsWithANamedLambda(value);
+    }
     EXPECT_EQ(value.use_count(), 2);
     bench.time.advance(2s);
     EXPECT_EQ(value.use_count(), 1);

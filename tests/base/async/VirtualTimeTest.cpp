@@ -42,7 +42,7 @@ TEST(VirtualTime, seedsShuffleSchedulersButNeverTheirOwnOrder)
     }
     EXPECT_GT(orders.size(), 40u);
     auto const plain = order({});
-    EXPECT_EQ(std::vector<int>(plain.begin(), plain.begin() + 4), (std::vector<int> {0, 10, 20, 1}));
+    EXPECT_EQ(std::vector<int>(plain.begin(), plain.begin() + 4), (std::vector<int>{0, 10, 20, 1}));
 }
 
 TEST(VirtualTime, clockStopsAtEachTimerAndTheWallClockMayJump)
@@ -58,7 +58,7 @@ TEST(VirtualTime, clockStopsAtEachTimerAndTheWallClockMayJump)
     });
     auto const date = time.date();
     time.advance(10s);
-    EXPECT_EQ(instants, (std::vector<Duration> {2s, 2500ms}));
+    EXPECT_EQ(instants, (std::vector<Duration>{2s, 2500ms}));
     EXPECT_EQ(time.now() - start, 10s);
     EXPECT_EQ(time.date() - date, 24h + 10s);
 }
