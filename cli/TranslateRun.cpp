@@ -216,6 +216,7 @@ void TranslateRun::makeEngine()
     m_engine->tag = rawValue(m_plan.direction);
     m_engine->contextProfile = m_plan.profile;
     m_engine->useRollingContext = m_plan.settings.rollingContext;
+    m_engine->dropsStaleSpeech = m_arguments.pace == Arguments::Pace::realtime;
 }
 
 void TranslateRun::wireEngine()
