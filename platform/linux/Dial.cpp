@@ -141,7 +141,8 @@ asio::ssl::context& TlsSettings::context()
 Error connectionError(error_code code)
 {
     if (code.category() == asio::error::get_ssl_category())
-        return {Error::Kind::secureConnectionFailed, "The encrypted connection to the server failed."};
+        return {Error::Kind::secureConnectionFailed,
+            fmt::format("The encrypted connection to the server failed ({}).", code.message())};
     if (code == asio::error::timed_out)
         return {Error::Kind::timedOut, "The server did not answer in time."};
     return {Error::Kind::networkConnectionLost, "The connection to the server was lost."};

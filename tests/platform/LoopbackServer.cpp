@@ -95,6 +95,8 @@ struct LoopbackServer::Impl {
         virtual void wake() = 0;
         virtual int descriptor() = 0;
         bool stalled = false;
+        bool ready = false; ///< the upgrade is done
+        std::vector<std::function<void(Session&)>> early; ///< what was asked before that
     };
     template <class Transport> struct SessionOver;
 
@@ -120,8 +122,13 @@ struct LoopbackServer::Impl {
     void onSession(std::size_t connection, std::function<void(Session&)> job)
     {
         asio::post(io, [this, connection, job = std::move(job)] {
-            if (connection < sessions.size())
-                job(*sessions[connection]);
+            if (connection >= sessions.size())
+                return;
+            auto& session = *sessions[connection];
+            if (session.ready)
+                job(session);
+            else
+                session.early.push_back(job);
         });
     }
 
@@ -240,6 +247,9 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
                 record([](Seen& seen) { seen.frames.push_back("ping"); });
         });
         auto const [failed] = co_await stream.async_accept(request, token);
+        this->ready = true;
+        for (auto const& job : std::exchange(this->early, {}))
+            job(*this);
         if (!failed)
             co_await readAll();
         record([this](Seen& seen) {

@@ -505,11 +505,11 @@ TEST_P(SocketContract, cancelGivesAServerThatDoesNotReadOneSecond)
         client->socket->sendBinary(std::string(3200, 'x'), client->sent(i));
     client->listen();
     world->pass(50ms);
-    auto const told = client->told.size();
     client->socket->cancel(1001);
     world->pass(1500ms);
     EXPECT_EQ(client->count("end"), 1u);
-    EXPECT_EQ(client->told.size(), told + 1); // the receiver knows; the sends are dropped without a word
+    EXPECT_EQ(client->count("failed"), 0u); // the receiver knows; the sends are dropped without a word
+    EXPECT_LT(client->count("sent"), 40u);
     EXPECT_EQ(client->socket->queuedBytes(), 0u);
     EXPECT_EQ(server.seen()[0].closeCode, std::nullopt);
 }
