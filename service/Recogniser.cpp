@@ -12,6 +12,7 @@
 
 #include <pocketsphinx.h>
 #include <sphinxbase/err.h>
+#include <sphinxbase/feat.h>
 
 namespace lingrelay {
 
@@ -91,6 +92,8 @@ public:
     std::vector<Segment> decode(std::span<std::int16_t const> sound)
     {
         start();
+        // The guessing pass has switched the decoder to a running average of the sound; a whole utterance has its own.
+        ps_get_feat(m_decoder)->cmn = CMN_BATCH;
         if (m_running)
             ps_process_raw(m_decoder, sound.data(), sound.size(), FALSE, TRUE);
         stop();
