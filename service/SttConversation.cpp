@@ -12,6 +12,7 @@ namespace lingrelay {
 namespace {
 
 constexpr std::size_t backlogLimit = 2 * Recogniser::rate; ///< sound that may wait for the recogniser
+constexpr auto busySign = seconds(1.0); ///< after its last frame a client takes silence for the end
 constexpr auto previewPause = seconds(0.5); ///< between two translations of unfinished sentences
 constexpr std::int64_t progressMs = 2000; ///< sound after which a client hears that it is still listened to
 
@@ -35,6 +36,7 @@ private:
     asio::awaitable<std::optional<std::string>> translated(std::string text);
     void checkTime();
     void sendTokens(Json tokens);
+    void sendProgress();
     void fail(ProtocolError const& error);
 
     std::shared_ptr<Peer> m_peer;
@@ -74,8 +76,13 @@ asio::awaitable<void> SttConversation::run()
         }
         takeFrames();
         checkTime();
-        if (!m_over && m_events.empty())
-            co_await m_peer->changed(m_lastSign + seconds(m_provider.limits.idleSeconds));
+        if (m_over || !m_events.empty())
+            continue;
+        auto const idleEnd = m_lastSign + seconds(m_provider.limits.idleSeconds);
+        auto const wakeAt = m_ending ? Clock::now() + busySign : idleEnd;
+        co_await m_peer->changed(wakeAt);
+        if (m_ending && Clock::now() >= wakeAt)
+            sendProgress();
     }
     m_recogniser.reset();
 }
@@ -279,6 +286,14 @@ void SttConversation::sendTokens(Json tokens)
     m_toldMs = progress.totalMs;
     m_peer->send(Json{{"tokens", std::move(tokens)}, {"final_audio_proc_ms", progress.finalMs},
         {"total_audio_proc_ms", progress.totalMs}});
+}
+
+/// Without tokens, so that what the client shows stays.
+void SttConversation::sendProgress()
+{
+    auto const progress = m_recogniser->progress();
+    m_toldMs = progress.totalMs;
+    m_peer->send(Json{{"final_audio_proc_ms", progress.finalMs}, {"total_audio_proc_ms", progress.totalMs}});
 }
 
 void SttConversation::fail(ProtocolError const& error)
