@@ -7,7 +7,7 @@ target_include_directories(lingrelay_options INTERFACE ${CMAKE_SOURCE_DIR})
 
 # GCC 12 warns falsely about std::string inside inlined coroutines and variants.
 target_compile_options(lingrelay_options INTERFACE
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized -Wno-dangling-pointer>)
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized -Wno-dangling-pointer -Wno-stringop-overflow>)
 
 set(LINGRELAY_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, such as address,undefined or thread")
 if(LINGRELAY_SANITIZE)

@@ -60,7 +60,7 @@ struct WebSocketRequest {
     std::string url; ///< ws or wss
     std::string bearer; ///< for `Authorization: Bearer`; none when empty
     Duration connectTimeout = std::chrono::seconds(60); ///< until the upgrade is answered
-    Duration idleTimeout{}; ///< longest time without any frame, pongs included; zero: no limit
+    Duration idleTimeout{}; ///< longest time without a frame from the other side, pongs included; zero: no limit
     Duration lifetime{}; ///< longest life of the connection; zero: no limit
     /// Most bytes of binary messages that wait, the operating system's send buffer included. The oldest waiting
     /// message goes first, and `onDropped` is told its bytes (on the scheduler); its `sent` is called without an error.

@@ -56,7 +56,7 @@ public:
     void connect();
     /// One block of 16-bit mono PCM. Never blocks or fails: without a live socket the block is lost. While the socket
     /// connects, or is not read, at most 2 seconds wait and the oldest go first. `sent` is called on the scheduler once
-    /// the block was handed on, and not at all for a lost one.
+    /// the block was handed on or went for its age, and not at all when there was no socket to take it.
     void send(std::string pcm, std::function<void()> sent = {});
     /// No more audio will come: asks for the remaining answers and ends without reconnecting.
     void finish();
