@@ -47,7 +47,7 @@ struct ScriptAnswer {
     bool drop = false;
 };
 
-/// The timed answers and faults of a script file; docs/service-script.md describes the form.
+/// The timed answers and faults of a script file; README.md in this folder describes the form.
 ///
 /// The nth connection or request gets the nth entry of its list, and the last entry serves all that follow. What has
 /// no list is served by the offline engines.

@@ -56,6 +56,8 @@ asio::awaitable<void> Player::run()
         if (!m_peer->closed())
             co_await m_peer->changed(nextTime());
     }
+    while (auto const frame = m_peer->take()) // what came with the close
+        receive(*frame);
     record("closed", {{"bytes", m_state.bytes}, {"audio_ms", m_state.audioMs}, {"texts", m_state.texts}});
 }
 

@@ -191,40 +191,43 @@ asio::awaitable<void> Server::serveSocket(beast::tcp_stream stream, HttpRequest 
         co_return;
     }
     auto const protocol = stt ? Protocol::stt : Protocol::tts;
+    auto const index = m_sockets[protocol]++;
+    auto const name = fmt::format("{}#{}", stt ? "stt" : "tts", index);
     ScriptConnection const* scripted = nullptr;
-    if (m_options.script) {
-        auto const index = m_scripted[protocol]++;
+    if (m_options.script)
         scripted = stt ? m_options.script->stt(index) : m_options.script->tts(index);
-    }
-    if (scripted) {
-        stream.expires_never();
-        co_await pause(m_context.get_executor(), seconds(scripted->acceptDelayMs / 1000));
-        if (scripted->refuse)
-            co_return cut(stream);
-        if (scripted->httpStatus != 0) {
-            auto answer = response(request, scripted->httpStatus, errorBody("refused", "The connection was refused."));
-            answer.keep_alive(false);
-            co_await http::async_write(stream, answer, quietly);
-            co_return;
-        }
-    }
+    if (scripted && !co_await admit(stream, request, *scripted, name))
+        co_return;
     auto const peer = std::make_shared<Peer>(std::move(stream), std::move(request));
     std::erase_if(m_peers, [](auto const& each) { return each.expired(); });
     m_peers.insert(peer);
-    if (co_await peer->accept())
-        co_await converse(peer, protocol, scripted);
+    if (!co_await peer->accept())
+        co_return;
+    if (scripted && !scripted->offline)
+        co_await playScript(peer, *scripted, name, m_provider, m_recorder);
+    else if (stt)
+        co_await converseStt(peer, m_provider);
+    else
+        co_await converseTts(peer, m_provider);
 }
 
-asio::awaitable<void> Server::converse(std::shared_ptr<Peer> peer, Protocol protocol, ScriptConnection const* scripted)
+/// What a script does to a connection before it is one; false when it is over.
+asio::awaitable<bool> Server::admit(
+    beast::tcp_stream& stream, HttpRequest const& request, ScriptConnection const& scripted, std::string const& name)
 {
-    if (scripted && !scripted->offline) {
-        auto const name = fmt::format("{}#{}", protocol == Protocol::stt ? "stt" : "tts", m_scripted[protocol] - 1);
-        co_await playScript(peer, *scripted, name, m_provider, m_recorder);
-    } else if (protocol == Protocol::stt) {
-        co_await converseStt(peer, m_provider);
-    } else {
-        co_await converseTts(peer, m_provider);
+    stream.expires_never();
+    co_await pause(m_context.get_executor(), seconds(scripted.acceptDelayMs / 1000));
+    if (!scripted.refuse && scripted.httpStatus == 0)
+        co_return true;
+    m_recorder.write({{"connection", name}, {"event", "refused"}});
+    if (scripted.refuse) {
+        cut(stream);
+        co_return false;
     }
+    auto answer = response(request, scripted.httpStatus, errorBody("refused", "The connection was refused."));
+    answer.keep_alive(false);
+    co_await http::async_write(stream, answer, quietly);
+    co_return false;
 }
 
 asio::awaitable<bool> Server::serveRequest(beast::tcp_stream& stream, HttpRequest const& request)

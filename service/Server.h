@@ -39,7 +39,8 @@ private:
     asio::awaitable<void> acceptAll();
     asio::awaitable<void> serve(asio::ip::tcp::socket socket);
     asio::awaitable<void> serveSocket(beast::tcp_stream stream, HttpRequest request);
-    asio::awaitable<void> converse(std::shared_ptr<Peer> peer, Protocol protocol, ScriptConnection const* scripted);
+    asio::awaitable<bool> admit(beast::tcp_stream& stream, HttpRequest const& request, ScriptConnection const& scripted,
+        std::string const& name);
     asio::awaitable<bool> serveRequest(beast::tcp_stream& stream, HttpRequest const& request);
     Json sessionAnswer(std::string const& operation, HttpRequest const& request);
 
@@ -51,7 +52,7 @@ private:
     asio::ip::tcp::acceptor m_acceptor;
     std::set<std::weak_ptr<Peer>, std::owner_less<>> m_peers;
     int m_connections = 0;
-    std::map<Protocol, std::size_t> m_scripted; ///< connections so far
+    std::map<Protocol, std::size_t> m_sockets; ///< so far
     std::map<std::string, std::size_t> m_requests; ///< so far, by operation
 };
 

@@ -76,8 +76,9 @@ std::variant<std::optional<std::string>, ProtocolError> targetOf(
     if (type == "one_way") {
         target = jsonString(*translation, "target_language").value_or("");
         auto hints = hintsOf(message);
-        if (target != "en")
-            std::erase(hints, target);
+        // Clients hint at the source, then the target; what is left is the source, or nothing when it is unknown.
+        if (auto const found = std::find(hints.rbegin(), hints.rend(), target); found != hints.rend())
+            hints.erase(std::next(found).base());
         if (!hints.empty() && !contains(hints, "en"))
             return unsupportedLanguages(targets);
     } else if (type == "two_way") {
