@@ -120,22 +120,10 @@ std::uint16_t Server::port() const
     return m_acceptor.local_endpoint(ignored).port();
 }
 
-void Server::stop()
-{
-    boost::system::error_code ignored;
-    m_acceptor.close(ignored);
-    for (auto const& weak : m_peers) {
-        if (auto const peer = weak.lock())
-            peer->drop();
-    }
-}
-
 asio::awaitable<void> Server::acceptAll()
 {
-    while (m_acceptor.is_open()) {
+    for (;;) {
         auto [error, socket] = co_await m_acceptor.async_accept(quietly);
-        if (error == asio::error::operation_aborted)
-            break;
         if (error) { // out of descriptors, most likely: wait for some to be closed
             co_await pause(m_context.get_executor(), seconds(0.1));
             continue;
@@ -199,8 +187,6 @@ asio::awaitable<void> Server::serveSocket(beast::tcp_stream stream, HttpRequest 
     if (scripted && !co_await admit(stream, request, *scripted, name))
         co_return;
     auto const peer = std::make_shared<Peer>(std::move(stream), std::move(request));
-    std::erase_if(m_peers, [](auto const& each) { return each.expired(); });
-    m_peers.insert(peer);
     if (!co_await peer->accept())
         co_return;
     if (scripted && !scripted->offline)

@@ -5,15 +5,13 @@
 #include "service/Recorder.h"
 #include "service/Script.h"
 
-#include <set>
-
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 
 namespace lingrelay {
 
 /// The whole service on one loopback port: both WebSocket protocols and the session endpoints. The context's thread
-/// only; the context outlives it, and has no work left when it dies.
+/// only; it serves until the program ends.
 class Server {
 public:
     struct Options {
@@ -29,9 +27,6 @@ public:
     std::optional<Error> listen();
     std::uint16_t port() const;
     std::string const& token() const { return m_token; }
-
-    /// Ends every connection; the context runs out of work soon after.
-    void stop();
 
 private:
     enum class Protocol { stt, tts };
@@ -50,7 +45,6 @@ private:
     Provider m_provider;
     Recorder m_recorder;
     asio::ip::tcp::acceptor m_acceptor;
-    std::set<std::weak_ptr<Peer>, std::owner_less<>> m_peers;
     int m_connections = 0;
     std::map<Protocol, std::size_t> m_sockets; ///< so far
     std::map<std::string, std::size_t> m_requests; ///< so far, by operation

@@ -1,9 +1,8 @@
 #include "service/SttConversation.h"
 
+#include "service/Pcm.h"
 #include "service/Resampler.h"
 #include "service/SttConfig.h"
-
-#include <cstring>
 
 #include <boost/asio/post.hpp>
 
@@ -173,9 +172,7 @@ void SttConversation::takeSound(std::string const& bytes)
     m_lastSign = Clock::now();
     m_anySound = true;
     m_oddByte += bytes;
-    std::vector<std::int16_t> samples(m_oddByte.size() / 2);
-    std::memcpy(samples.data(), m_oddByte.data(), samples.size() * 2);
-    m_oddByte.erase(0, samples.size() * 2);
+    auto samples = takeSamples(m_oddByte);
     m_recogniser->push(m_resampler ? m_resampler->add(samples) : std::move(samples));
 }
 

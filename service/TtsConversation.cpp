@@ -3,9 +3,7 @@
 #include "base/Base64.h"
 #include "base/Log.h"
 #include "base/Text.h"
-#include "service/Languages.h"
-
-#include <cstring>
+#include "service/Pcm.h"
 
 #include <boost/asio/co_spawn.hpp>
 
@@ -21,13 +19,6 @@ std::size_t sentencesEnd(std::string_view text)
 {
     auto const stop = text.find_last_of(".!?\n");
     return stop == std::string_view::npos || stop + 1 == text.size() ? 0 : stop + 1;
-}
-
-std::string bytesOf(std::vector<std::int16_t> const& samples)
-{
-    std::string bytes(samples.size() * 2, '\0');
-    std::memcpy(bytes.data(), samples.data(), bytes.size());
-    return bytes;
 }
 
 class TtsConversation : public std::enable_shared_from_this<TtsConversation> {
@@ -245,7 +236,7 @@ asio::awaitable<bool> TtsConversation::sendBlock(std::shared_ptr<Stream> stream,
     if (stream->cancelled || m_peer->closed())
         co_return false;
     stream->samples += static_cast<std::int64_t>(block.size());
-    m_peer->send(Json{{"stream_id", stream->id}, {"audio", encodeBase64(bytesOf(block))}});
+    m_peer->send(Json{{"stream_id", stream->id}, {"audio", encodeBase64(sampleBytes(block))}});
     co_await m_peer->room();
     co_return static_cast<double>(stream->samples) / stream->speech.sampleRate < m_provider.limits.ttsAudioSeconds;
 }

@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 #include "service/Languages.h"
+#include "service/Pcm.h"
 
 #include <array>
 #include <cstring>
@@ -174,10 +175,7 @@ std::vector<std::int16_t> WavReader::add(std::string_view part)
     m_rest.append(part);
     if (m_rate == 0 && !readHeader())
         return {};
-    std::vector<std::int16_t> samples(m_rest.size() / 2);
-    std::memcpy(samples.data(), m_rest.data(), samples.size() * 2);
-    m_rest.erase(0, samples.size() * 2);
-    return samples;
+    return takeSamples(m_rest);
 }
 
 } // namespace lingrelay
