@@ -17,7 +17,7 @@ inline constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
 /// "Something changed": coroutines of one executor look at the state, wait, and look again.
 class Signal {
 public:
-    explicit Signal(asio::any_io_executor executor) : m_timer(std::move(executor), Instant::max()) { }
+    explicit Signal(asio::any_io_executor const& executor) : m_timer(executor, Instant::max()) { }
 
     void notify() { m_timer.cancel(); }
 
@@ -37,7 +37,7 @@ private:
 /// A pause of the current coroutine.
 inline asio::awaitable<void> pause(asio::any_io_executor executor, Duration duration)
 {
-    asio::steady_timer timer(std::move(executor), duration);
+    asio::steady_timer timer(executor, duration);
     co_await timer.async_wait(quietly);
 }
 

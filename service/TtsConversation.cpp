@@ -29,9 +29,9 @@ public:
 
 private:
     struct Stream {
-        Stream(asio::any_io_executor executor, std::string streamId)
+        Stream(asio::any_io_executor const& executor, std::string streamId)
             : id(std::move(streamId))
-            , changed(std::move(executor))
+            , changed(executor)
         {
         }
         std::string id;
