@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -27,12 +29,16 @@ constexpr std::array ratios{
     Ratio{"final clause to first sound against a bare client", "clauseToFirstSound", "bareClientToLeadIn", 0},
 };
 
-/// Prints as usual and keeps the best time of each benchmark.
+/// Prints the median of repeated runs and keeps the best time of each benchmark.
 class Keeper final : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(std::vector<Run> const& runs) override
     {
-        ConsoleReporter::ReportRuns(runs);
+        std::vector<Run> shown;
+        std::copy_if(runs.begin(), runs.end(), std::back_inserter(shown),
+            [](Run const& run) { return run.repetitions <= 1 || run.aggregate_name == "median"; });
+        if (!shown.empty())
+            ConsoleReporter::ReportRuns(shown);
         for (auto const& run : runs) {
             if (run.run_type != Run::RT_Iteration || run.error_occurred)
                 continue;

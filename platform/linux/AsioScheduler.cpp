@@ -1,11 +1,12 @@
 #include "platform/linux/AsioScheduler.h"
 
+#include "platform/linux/Strand.h"
+
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/asio/strand.hpp>
 
 #include <algorithm>
 #include <map>
@@ -19,8 +20,6 @@ namespace asio = boost::asio;
 namespace lingrelay {
 
 namespace {
-
-using Strand = asio::strand<asio::io_context::executor_type>;
 
 /// The timers of one strand on one system timer. Most timers guard against something that does not happen, so stopping
 /// one leaves the system timer alone: it comes once for nothing, which costs less than setting it at every stop.
@@ -113,12 +112,20 @@ public:
     TimerId startTimer(Instant when, Job job) override { return m_timers->start(when, std::move(job)); }
     void stopTimer(TimerId id) override { m_timers->stop(id); }
 
+    Strand const& strand() const { return m_strand; }
+
 private:
-    Strand m_strand;
+    Strand const m_strand;
     std::shared_ptr<StrandTimers> m_timers;
 };
 
 } // namespace
+
+Strand strandOf(Scheduler& scheduler, asio::io_context& context)
+{
+    auto const* own = dynamic_cast<StrandScheduler const*>(&scheduler);
+    return own && &own->strand().get_inner_executor().context() == &context ? own->strand() : asio::make_strand(context);
+}
 
 struct AsioRuntime::Impl {
     explicit Impl(int threads) : context(threads), work(context.get_executor()) { }

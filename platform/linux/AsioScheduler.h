@@ -16,7 +16,9 @@ namespace lingrelay {
 /// To end: stop(), then destroy what uses the schedulers, then the schedulers, then this.
 class AsioRuntime {
 public:
-    explicit AsioRuntime(int threads = 2);
+    /// One thread serves the sockets of a few streams with the fewest changes of thread; work that blocks gets a runtime
+    /// of its own.
+    explicit AsioRuntime(int threads = 1);
     ~AsioRuntime();
 
     std::unique_ptr<Scheduler> makeScheduler();

@@ -1,5 +1,6 @@
 #include "platform/WebSocketLedger.h"
 #include "platform/linux/NetworkParts.h"
+#include "platform/linux/Strand.h"
 
 #include <algorithm>
 
@@ -9,7 +10,6 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/strand.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/websocket.hpp>
 #include <boost/beast/websocket/ssl.hpp>
@@ -35,7 +35,6 @@ constexpr std::size_t pieceSize = 8 << 10;
 constexpr auto goodbyeLimit = std::chrono::seconds(1);
 
 using Kind = WebSocketLedger::Outgoing::Kind;
-using Strand = asio::strand<asio::io_context::executor_type>;
 
 Error upgradeError(error_code code, websocket::response_type const& response)
 {
@@ -71,7 +70,7 @@ class Connection {
 public:
     Connection(std::shared_ptr<NetworkParts> parts, WebSocketRequest const& request, Scheduler& scheduler)
         : m_parts(std::move(parts))
-        , m_strand(asio::make_strand(m_parts->context))
+        , m_strand(strandOf(scheduler, m_parts->context))
         , m_ledger(scheduler, request, [this] { return systemBytes(); })
     {
     }
