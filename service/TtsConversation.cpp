@@ -29,9 +29,7 @@ public:
 
 private:
     struct Stream {
-        Stream(asio::any_io_executor const& executor, std::string streamId)
-            : id(std::move(streamId))
-            , changed(executor)
+        Stream(asio::any_io_executor const& executor, std::string streamId) : id(std::move(streamId)), changed(executor)
         {
         }
         std::string id;

@@ -124,7 +124,8 @@ private:
 Strand strandOf(Scheduler& scheduler, asio::io_context& context)
 {
     auto const* own = dynamic_cast<StrandScheduler const*>(&scheduler);
-    return own && &own->strand().get_inner_executor().context() == &context ? own->strand() : asio::make_strand(context);
+    return own && &own->strand().get_inner_executor().context() == &context ? own->strand()
+                                                                            : asio::make_strand(context);
 }
 
 struct AsioRuntime::Impl {

@@ -16,8 +16,8 @@ namespace lingrelay {
 /// To end: stop(), then destroy what uses the schedulers, then the schedulers, then this.
 class AsioRuntime {
 public:
-    /// One thread serves the sockets of a few streams with the fewest changes of thread; work that blocks gets a runtime
-    /// of its own.
+    /// One thread serves the sockets of a few streams with the fewest changes of thread; work that blocks gets a
+    /// runtime of its own.
     explicit AsioRuntime(int threads = 1);
     ~AsioRuntime();
 
