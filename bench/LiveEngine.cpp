@@ -2,8 +2,8 @@
 
 #include "config/Hosts.h"
 #include "config/L10n.h"
-#include "core/shared/EchoGuard.h"
-#include "core/shared/FarEndEcho.h"
+#include "core/common/EchoGuard.h"
+#include "core/common/FarEndEcho.h"
 #include "platform/sim/SimDefaults.h"
 
 namespace lingrelay::bench {

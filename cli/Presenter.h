@@ -3,7 +3,7 @@
 #include "base/async/Scheduler.h"
 #include "cli/OutputQueue.h"
 #include "cli/TerminalView.h"
-#include "core/shared/AppModel.h"
+#include "core/common/AppModel.h"
 
 #include <memory>
 #include <string>

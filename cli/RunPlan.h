@@ -5,7 +5,7 @@
 #include "config/AppSettings.h"
 #include "config/Hosts.h"
 #include "context/ContextProfile.h"
-#include "core/shared/AppModel.h"
+#include "core/common/AppModel.h"
 #include "platform/Defaults.h"
 
 #include <map>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/shared/AppModel.h"
+#include "core/common/AppModel.h"
 
 #include <string>
 #include <vector>

@@ -2,7 +2,7 @@
 
 #include "base/Log.h"
 #include "config/L10n.h"
-#include "core/shared/FarEndEcho.h"
+#include "core/common/FarEndEcho.h"
 
 namespace lingrelay {
 

@@ -1,6 +1,6 @@
 #include "speech/TTSPlayer.h"
 
-#include "core/shared/EchoGuard.h"
+#include "core/common/EchoGuard.h"
 
 #include <algorithm>
 #include <cmath>

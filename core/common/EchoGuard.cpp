@@ -1,4 +1,4 @@
-#include "core/shared/EchoGuard.h"
+#include "core/common/EchoGuard.h"
 
 #include "base/Registry.h"
 

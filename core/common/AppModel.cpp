@@ -1,4 +1,4 @@
-#include "core/shared/AppModel.h"
+#include "core/common/AppModel.h"
 
 namespace lingrelay {
 

@@ -1,4 +1,4 @@
-#include "core/shared/FarEndEcho.h"
+#include "core/common/FarEndEcho.h"
 
 #include "base/Registry.h"
 #include "base/Text.h"
