@@ -95,7 +95,9 @@ std::optional<Date> parseIso8601(std::string_view text)
     auto const offset = takeOffset(text);
     year_month_day const day{
         year(*yearPart), month(static_cast<unsigned>(*monthPart)), std::chrono::day(static_cast<unsigned>(*dayPart))};
-    if (!offset || !text.empty() || !day.ok() || *hourPart > 23 || *minutePart > 59 || *secondPart > 60)
+    // The clock's nanoseconds end in the years 1677 and 2262.
+    bool const fits = *yearPart > 1677 && *yearPart < 2262;
+    if (!offset || !text.empty() || !fits || !day.ok() || *hourPart > 23 || *minutePart > 59 || *secondPart > 60)
         return {};
     return sys_days(day) + hours(*hourPart) + minutes(*minutePart - *offset) + std::chrono::seconds(*secondPart)
         + duration_cast<system_clock::duration>(fraction);

@@ -1,6 +1,7 @@
 #include "context/ContextProfile.h"
 
 #include "base/Text.h"
+#include "base/Uuid.h"
 #include "config/KeyStore.h"
 #include "platform/Defaults.h"
 
@@ -66,18 +67,6 @@ Json keptGlossary(std::vector<ContextProfile::Glossary> const& glossary)
     for (auto i = valid.size() - std::min(valid.size(), glossaryLimit); i < valid.size(); ++i)
         kept.push_back({{"source", valid[i]->source}, {"target", valid[i]->target}});
     return kept;
-}
-
-bool isUuid(std::string const& text)
-{
-    if (text.size() != 36)
-        return false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        bool const dash = i == 8 || i == 13 || i == 18 || i == 23;
-        if (dash ? text[i] != '-' : !std::isxdigit(static_cast<unsigned char>(text[i])))
-            return false;
-    }
-    return true;
 }
 
 /// Reads required members of one object; `good` turns false at the first that is missing or of a wrong type.

@@ -2,6 +2,7 @@
 
 #include "base/Json.h"
 #include "config/L10n.h"
+#include "sessions/StoredForm.h"
 
 #include <algorithm>
 
@@ -61,6 +62,18 @@ std::string TranscriptForms::text(Lines const& lines)
     return result;
 }
 
+std::string TranscriptForms::sessionText(Lines const& lines)
+{
+    std::string result;
+    for (auto const& line : lines) {
+        if (!result.empty())
+            result += '\n';
+        auto const source = line.source.empty() ? "" : line.source + " → ";
+        result += fmt::format("{}: {}{}", speakerWord(line.direction), source, line.translation);
+    }
+    return result;
+}
+
 std::string TranscriptForms::srt(Lines const& lines, Date startedAt)
 {
     std::string result;
@@ -85,16 +98,12 @@ std::string TranscriptForms::vtt(Lines const& lines, Date startedAt)
     return result;
 }
 
-std::string TranscriptForms::json(SessionRecord const& session)
+std::string TranscriptForms::json(SessionStore::Session const& session)
 {
-    nlohmann::ordered_json record{{"id", session.id}, {"startedAt", iso8601(session.startedAt)},
-        {"endedAt", iso8601(session.endedAt)}, {"mode", session.mode}, {"sourceLang", session.sourceLang},
-        {"targetLang", session.targetLang}, {"profileName", session.profileName}};
+    auto record = StoredForm::fields(session);
     auto& lines = record["lines"] = nlohmann::ordered_json::array();
-    for (auto const& line : session.lines) {
-        lines.push_back({{"id", line.id}, {"at", iso8601(line.at)}, {"direction", rawValue(line.direction)},
-            {"source", line.source}, {"translation", line.translation}, {"speaker", line.speaker}});
-    }
+    for (auto const& line : session.lines)
+        lines.push_back(StoredForm::line(line));
     return record.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
 }
 

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "base/Result.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace lingrelay {
+
+/// An open file; closed when the last copy of its owner goes. -1: none.
+class FileHandle {
+public:
+    explicit FileHandle(int descriptor) : m_descriptor(descriptor) { }
+    ~FileHandle();
+    FileHandle(FileHandle const&) = delete;
+    FileHandle& operator=(FileHandle const&) = delete;
+
+    explicit operator bool() const { return m_descriptor >= 0; }
+    int operator*() const { return m_descriptor; }
+
+private:
+    int m_descriptor;
+};
+
+/// Files that only their user may read, since they hold conversations. Any thread.
+class PrivateFiles {
+public:
+    /// Creates the folder and those above it, mode 0700, where they are missing. A failure shows at the next access.
+    static void makeFolder(std::filesystem::path const& path);
+
+    /// One plain write, mode 0600, kept over a power cut once it returns. Leaves no file behind when it fails.
+    static std::optional<Error> write(std::filesystem::path const& path, std::string_view content);
+
+    /// Replaces `content` with the file's; false for what is no ordinary file, or too large to be one of ours.
+    static bool read(std::filesystem::path const& path, std::string& content);
+    static bool read(FileHandle const& file, std::string& content);
+
+    /// What went wrong with `path`, by errno.
+    static Error failure(std::filesystem::path const& path, char const* verb);
+};
+
+} // namespace lingrelay

@@ -1,0 +1,183 @@
+#include "sessions/SessionStore.h"
+
+#include "base/Registry.h"
+#include "sessions/PrivateFiles.h"
+#include "sessions/StoredForm.h"
+#include "sessions/TranscriptForms.h"
+#include "sessions/UserLocale.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <unordered_map>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// No byte of UTF-8, so that nothing is found across the end of a text.
+constexpr char endOfText = '\xFF';
+
+/// File systems count time in steps as long as this: what changed within one may change again unseen.
+constexpr auto coarsestStep = std::chrono::seconds(2);
+
+std::string environment(char const* name)
+{
+    char const* value = std::getenv(name);
+    return value ? value : "";
+}
+
+} // namespace
+
+std::string SessionStore::Session::title() const { return profileName.empty() ? title(UserLocale()) : profileName; }
+
+std::string SessionStore::Session::title(UserLocale const& locale) const
+{
+    return profileName.empty() ? locale.dateAndTime(startedAt) : profileName;
+}
+
+SessionStore::SessionStore(fs::path folder) : m_folder(std::move(folder)) { }
+SessionStore::~SessionStore() = default;
+
+SessionStore& SessionStore::shared() { return Registry::get<SessionStore>(); }
+
+fs::path SessionStore::defaultFolder()
+{
+    fs::path base = environment("XDG_DATA_HOME");
+    if (!base.is_absolute())
+        base = fs::path(environment("HOME")) / ".local/share";
+    return base / "LingrelayPro/Sessions";
+}
+
+fs::path SessionStore::path(std::string const& id) const { return m_folder / (id + ".json"); }
+
+Observable<std::vector<SessionStore::Session>>& SessionStore::sessions()
+{
+    if (!m_loaded)
+        load();
+    return m_sessions;
+}
+
+std::vector<std::string> SessionStore::fileNames() const
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator file(m_folder, error), end; !error && file != end; file.increment(error)) {
+        if (file->path().extension() == ".json")
+            names.push_back(file->path().filename().string());
+    }
+    return names;
+}
+
+std::optional<SessionStore::Stamp> SessionStore::stampOf(fs::path const& path)
+{
+    struct stat status { };
+    if (::stat(path.c_str(), &status) != 0)
+        return {};
+    using namespace std::chrono;
+    auto const changed = std::chrono::seconds(status.st_ctim.tv_sec) + nanoseconds(status.st_ctim.tv_nsec);
+    auto const now = system_clock::now().time_since_epoch();
+    if (changed > now - coarsestStep)
+        return {};
+    return Stamp{status.st_dev, status.st_ino, status.st_size, changed.count()};
+}
+
+std::string SessionStore::foldedTexts(Session const& session) const
+{
+    std::string result;
+    std::size_t length = session.profileName.size() + 64;
+    for (auto const& line : session.lines)
+        length += line.source.size() + line.translation.size() + 2;
+    result.reserve(length);
+    m_locale->fold(session.title(*m_locale), result);
+    for (auto const& line : session.lines) {
+        for (auto const* text : {&line.source, &line.translation}) {
+            result += endOfText;
+            m_locale->fold(*text, result);
+        }
+    }
+    return result;
+}
+
+void SessionStore::load()
+{
+    PrivateFiles::makeFolder(m_folder);
+    if (!m_locale)
+        m_locale = std::make_unique<UserLocale>();
+    std::unordered_map<std::string, Entry> known;
+    for (auto& entry : m_entries)
+        known.emplace(entry.name, std::move(entry));
+    std::vector<Entry> entries;
+    std::string content;
+    for (auto& name : fileNames()) {
+        auto const file = m_folder / name;
+        auto const stamp = stampOf(file); // before the file is read: a later change gives another one
+        auto const before = known.find(name);
+        if (stamp && before != known.end() && before->second.stamp == *stamp) {
+            entries.push_back(std::move(before->second));
+            continue;
+        }
+        auto value = PrivateFiles::read(file, content) ? parseJson(content) : std::nullopt;
+        if (auto session = value ? StoredForm::session(*value) : std::nullopt) {
+            auto folded = foldedTexts(*session);
+            entries.push_back({std::move(name), stamp.value_or(Stamp()), std::move(*session), std::move(folded)});
+        }
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+        [](Entry const& a, Entry const& b) { return a.session.startedAt > b.session.startedAt; });
+    m_entries = std::move(entries);
+    m_loaded = true;
+    std::vector<Session> sessions;
+    sessions.reserve(m_entries.size());
+    for (auto const& entry : m_entries)
+        sessions.push_back(entry.session);
+    m_sessions = std::move(sessions);
+}
+
+std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
+{
+    auto const& all = sessions().get();
+    if (query.empty())
+        return all;
+    std::string folded;
+    m_locale->fold(query, folded);
+    std::vector<Session> found;
+    for (auto const& entry : m_entries) {
+        if (entry.folded.find(folded) != std::string::npos)
+            found.push_back(entry.session);
+    }
+    return found;
+}
+
+void SessionStore::remove(Session const& session)
+{
+    PrivateFiles::makeFolder(m_folder);
+    ::unlink(path(session.id).c_str());
+    load();
+}
+
+Result<fs::path> SessionStore::archive(Session const& session)
+{
+    PrivateFiles::makeFolder(m_folder);
+    auto file = path(session.id);
+    auto error = PrivateFiles::write(file, TranscriptForms::json(session));
+    if (m_loaded) // a list that nobody has looked at need not be read for this
+        load();
+    if (error)
+        return std::move(*error);
+    return file;
+}
+
+std::optional<SessionStore::Session> SessionStore::read(fs::path const& path)
+{
+    std::string content;
+    auto value = PrivateFiles::read(path, content) ? parseJson(content) : std::nullopt;
+    return value ? StoredForm::session(*value) : std::nullopt;
+}
+
+} // namespace lingrelay
