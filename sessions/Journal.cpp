@@ -65,16 +65,18 @@ Session replay(std::string_view records, std::string const& id)
         records.remove_prefix(end + 1);
         if (!value || !value->is_object())
             continue;
-        if (value->contains(clearedKey))
+        if (value->contains(clearedKey)) {
             lines.clear();
-        else if (value->contains("startedAt"))
-            session = StoredForm::sessionWithoutLines(*value).value_or(session.value_or(Session()));
-        else if (auto line = StoredForm::line(*value))
-            lines.push_back(std::move(*line));
+        } else if (value->contains("at")) {
+            if (auto line = StoredForm::line(*value))
+                lines.push_back(std::move(*line));
+        } else if (auto fields = StoredForm::sessionWithoutLines(*value)) {
+            session = std::move(fields);
+        }
     }
     if (lines.size() > mostLines)
         lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(mostLines));
-    if (!session || session->id.empty()) { // better a session of unknown languages than none
+    if (!session) { // better a session of unknown languages than none
         session.emplace();
         session->id = id;
         session->startedAt = lines.empty() ? Date() : lines.front().at;

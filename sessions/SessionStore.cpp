@@ -1,6 +1,7 @@
 #include "sessions/SessionStore.h"
 
 #include "base/Registry.h"
+#include "base/Text.h"
 #include "sessions/PrivateFiles.h"
 #include "sessions/StoredForm.h"
 #include "sessions/TranscriptForms.h"
@@ -144,9 +145,11 @@ std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
     auto const& all = sessions().get();
     if (query.empty())
         return all;
+    std::vector<Session> found;
+    if (!isUtf8(query))
+        return found;
     std::string folded;
     m_locale->fold(query, folded);
-    std::vector<Session> found;
     for (auto const& entry : m_entries) {
         if (entry.folded.find(folded) != std::string::npos)
             found.push_back(entry.session);

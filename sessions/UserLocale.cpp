@@ -61,9 +61,11 @@ std::string UserLocale::dateAndTime(Date date) const
 {
     if (!m_parts->format)
         return iso8601(date);
+    constexpr char16_t narrowSpace = 0x202F; // nobody can type it into a search
     icu::UnicodeString text;
     auto const since = std::chrono::duration<double, std::milli>(date.time_since_epoch());
     m_parts->format->format(since.count(), text);
+    text.findAndReplace(narrowSpace, u' ');
     std::string result;
     return text.toUTF8String(result);
 }

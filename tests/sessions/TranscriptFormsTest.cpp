@@ -46,6 +46,14 @@ TEST_F(TranscriptFormsTest, textKeepsEveryRowAndSpeaksTheInterfaceLanguage)
     EXPECT_EQ(TranscriptForms::text({}), "");
 }
 
+TEST_F(TranscriptFormsTest, sessionTextHasNoArrowWithoutASource)
+{
+    TranscriptForms::Lines const lines{
+        line(5, "Good morning.", "Buenos días."), line(9, "", "Hola.", Direction::speak)};
+    EXPECT_EQ(TranscriptForms::sessionText(lines), "THEM: Good morning. → Buenos días.\nYOU: Hola.");
+    EXPECT_EQ(TranscriptForms::sessionText({}), "");
+}
+
 TEST_F(TranscriptFormsTest, subtitlesTruncateToThousandthsAndLastThreeSeconds)
 {
     TranscriptForms::Lines const lines{line(3661.5, "a", "Uno"), line(0.0019999, "b", "Dos"), line(-2, "c", "Tres")};

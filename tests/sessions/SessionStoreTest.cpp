@@ -1,0 +1,213 @@
+#include "sessions/SessionStore.h"
+
+#include "base/Json.h"
+#include "tests/sessions/Samples.h"
+#include "tests/support/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include <sys/stat.h>
+
+namespace lingrelay {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Session = SessionStore::Session;
+
+class SessionStoreTest : public testing::Test {
+protected:
+    SessionStoreTest()
+    {
+        ::setenv("LC_ALL", "en_US.UTF-8", 1);
+        ::setenv("TZ", "UTC", 1);
+        ::tzset();
+    }
+    ~SessionStoreTest() override { ::unsetenv("LC_ALL"); }
+
+    std::vector<std::string> found(std::string_view query)
+    {
+        std::vector<std::string> ids;
+        for (auto const& session : store.search(query))
+            ids.push_back(session.id);
+        return ids;
+    }
+    /// The sample as stored, changed, then read.
+    std::optional<Session> reread(std::function<void(Json&)> const& change)
+    {
+        auto const path = *store.archive(sampleSession(1, {sampleLine(1, "a", "b")}));
+        auto json = *parseJson(ScratchFolder::read(path));
+        change(json);
+        ScratchFolder::write(path, jsonText(json));
+        return SessionStore::read(path);
+    }
+    static unsigned modeOf(fs::path const& path) { return static_cast<unsigned>(fs::status(path).permissions()); }
+
+    ScratchFolder scratch;
+    fs::path const folder = scratch / "data/LingrelayPro/Sessions";
+    SessionStore store{folder};
+};
+
+TEST_F(SessionStoreTest, whatIsArchivedComesBackAndOnlyItsUserMayReadIt)
+{
+    auto const mask = ::umask(0);
+    auto session = sampleSession(7, {sampleLine(1, "Xin chào", "Hello \"you\"\n"), sampleLine(2, "", "👋")});
+    EXPECT_TRUE(store.sessions()->empty());
+    auto const path = store.archive(session);
+    ::umask(mask);
+    ASSERT_TRUE(path);
+    EXPECT_EQ(*path, folder / (session.id + ".json"));
+    EXPECT_EQ(*store.sessions(), std::vector{session}) << "archiving publishes";
+    SessionStore another(folder);
+    EXPECT_EQ(*another.sessions(), std::vector{session});
+    for (auto const& made : {scratch / "data", scratch / "data/LingrelayPro", folder})
+        EXPECT_EQ(modeOf(made), 0700U) << made;
+    EXPECT_EQ(modeOf(*path), 0600U);
+}
+
+TEST_F(SessionStoreTest, everyKeyIsNeededWithItsType)
+{
+    ASSERT_TRUE(reread([](Json&) {}));
+    for (auto const* key : {"id", "startedAt", "endedAt", "mode", "sourceLang", "targetLang", "profileName", "lines"}) {
+        EXPECT_FALSE(reread([&](Json& json) { json.erase(key); })) << key;
+        EXPECT_FALSE(reread([&](Json& json) { json[key] = 5; })) << key;
+    }
+    for (auto const* key : {"id", "at", "direction", "source", "translation", "speaker"}) {
+        EXPECT_FALSE(reread([&](Json& json) { json["lines"][0].erase(key); })) << key;
+        EXPECT_FALSE(reread([&](Json& json) { json["lines"][0][key] = nullptr; })) << key;
+    }
+    EXPECT_FALSE(reread([](Json& json) { json["lines"][0]["direction"] = "both"; }));
+    EXPECT_FALSE(reread([](Json& json) { json["id"] = "../../../../../../../../../home/file"; }));
+    EXPECT_FALSE(reread([](Json& json) { json["lines"][0] = "text"; }));
+    for (auto const* date : {"2026-03-01T12:00:00.5Z", "2026-02-30T12:00:00Z", "9999-01-01T00:00:00Z", "yesterday"})
+        EXPECT_FALSE(reread([&](Json& json) { json["endedAt"] = date; })) << date;
+    EXPECT_TRUE(reread([](Json& json) { json["unknown"] = {{"a", 1}}; }));
+    EXPECT_EQ(reread([](Json& json) { json["id"] = "00000000-0000-4000-8000-00000000000a"; })->id, sampleId(10));
+}
+
+TEST_F(SessionStoreTest, whatIsNoSessionIsPassedOverAndLeftAlone)
+{
+    auto const good = *store.archive(sampleSession(1, {sampleLine(1, "a", "b")}));
+    auto const text = ScratchFolder::read(good);
+    ScratchFolder::write(folder / "copy.JSON", text);
+    ScratchFolder::write(folder / "copy.json.bak", text);
+    ScratchFolder::write(folder / ".json", text);
+    ScratchFolder::write(folder / "torn.json", text.substr(0, text.size() / 2));
+    ScratchFolder::write(folder / "deep.json", std::string(200'000, '['));
+    ScratchFolder::write(folder / "list.json", "[]");
+    ScratchFolder::write(folder / "empty.json", "");
+    fs::create_directory(folder / "folder.json");
+    fs::create_symlink("nowhere", folder / "link.json");
+    ASSERT_EQ(::mkfifo((folder / "pipe.json").c_str(), 0600), 0);
+    EXPECT_EQ(store.sessions()->size(), 1U);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 11);
+}
+
+TEST_F(SessionStoreTest, newestComeFirstAndEqualTimesKeepTheListingsOrder)
+{
+    for (int i = 0; i < 40; ++i) {
+        auto session = sampleSession(i, {sampleLine(1, "a", "b")});
+        session.startedAt += std::chrono::hours(i % 2);
+        ASSERT_TRUE(store.archive(session));
+    }
+    std::vector<std::string> listed;
+    for (int hour : {1, 0}) {
+        for (auto const& file : fs::directory_iterator(folder)) {
+            if (SessionStore::read(file.path())->startedAt == noon + std::chrono::hours(hour))
+                listed.push_back(file.path().stem().string());
+        }
+    }
+    EXPECT_EQ(found(""), listed);
+    store.load();
+    EXPECT_EQ(found(""), listed);
+}
+
+TEST_F(SessionStoreTest, loadingAgainSeesEveryChange)
+{
+    auto const path = *store.archive(sampleSession(1, {sampleLine(1, "before", "")}));
+    ASSERT_TRUE(store.archive(sampleSession(2, {sampleLine(1, "other", "")})));
+    int published = 0;
+    auto const watch = store.sessions().observe([&](auto const&) { ++published; });
+    auto const text = ScratchFolder::read(path);
+    ScratchFolder::write(path, std::string(text).replace(text.find("before"), 6, "change")); // the size is the same
+    store.load();
+    EXPECT_EQ(found("before").size(), 0U);
+    EXPECT_EQ(found("change").size(), 1U);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2100)); // now files count as settled
+    store.load();
+    ScratchFolder::write(path, text);
+    store.load();
+    EXPECT_EQ(found("before").size(), 1U);
+    fs::remove(path);
+    store.remove(sampleSession(1, {})); // its file has gone
+    EXPECT_EQ(found(""), std::vector{sampleId(2)});
+    store.remove(store.sessions()->front());
+    EXPECT_TRUE(store.sessions()->empty());
+    EXPECT_TRUE(fs::is_empty(folder));
+    EXPECT_EQ(published, 5);
+}
+
+TEST_F(SessionStoreTest, searchLooksAtTitlesAndBothTextsWhateverTheCase)
+{
+    ASSERT_TRUE(store.archive(
+        sampleSession(1, {sampleLine(1, "Ngày mai gặp ở ĐÀ NẴNG", "See you"), sampleLine(2, "End", "Of")})));
+    auto dated = sampleSession(2, {sampleLine(1, "Straße", "THE STREET")}, "");
+    dated.startedAt -= std::chrono::hours(1);
+    ASSERT_TRUE(store.archive(dated));
+    using Ids = std::vector<std::string>;
+    EXPECT_EQ(found("đà nẵng"), Ids{sampleId(1)});
+    EXPECT_EQ(found("Đa\u0300 na\u0306\u0303NG"), Ids{sampleId(1)}) << "accents stored as marks of their own";
+    EXPECT_EQ(found("da nang"), Ids()) << "accents count";
+    EXPECT_EQ(found("STRASSE"), Ids{sampleId(2)});
+    EXPECT_EQ(found("the street"), Ids{sampleId(2)});
+    EXPECT_EQ(found("board"), Ids{sampleId(1)}) << "a profile's name is the title";
+    EXPECT_EQ(found("mar 1, 2026, 11:00 am"), Ids{sampleId(2)}) << "else the date is";
+    EXPECT_EQ(found("EndOf"), Ids()) << "not across texts";
+    EXPECT_EQ(found(" end"), Ids()) << "the query is not trimmed";
+    EXPECT_EQ(found("\xFF"), Ids()) << "what is no text is in no text";
+    EXPECT_EQ(found(""), (Ids{sampleId(1), sampleId(2)}));
+    ::setenv("LC_ALL", "tr_TR.UTF-8", 1);
+    SessionStore turkish(folder);
+    ASSERT_TRUE(turkish.archive(sampleSession(3, {sampleLine(1, "ILIK", "")})));
+    EXPECT_EQ(turkish.search("ılık").size(), 1U);
+    EXPECT_EQ(turkish.search("ilik").size(), 0U);
+}
+
+TEST_F(SessionStoreTest, titlesFollowTheUsersLocale)
+{
+    EXPECT_EQ(sampleSession(1, {}).title(), "Board");
+    EXPECT_EQ(sampleSession(1, {}, "").title(), "Mar 1, 2026, 12:00 PM");
+    ::setenv("LC_ALL", "vi_VN.UTF-8", 1);
+    EXPECT_EQ(sampleSession(1, {}, "").title(), "12:00 1 thg 3, 2026");
+}
+
+TEST_F(SessionStoreTest, aFolderThatCannotBeUsedIsAnErrorOfTheWriteAlone)
+{
+    ScratchFolder::write(scratch / "file", "");
+    SessionStore blocked(scratch / "file/Sessions");
+    EXPECT_TRUE(blocked.sessions()->empty());
+    auto const failed = blocked.archive(sampleSession(1, {}));
+    ASSERT_FALSE(failed);
+    EXPECT_NE(failed.error().message.find("cannot be written: Not a directory"), std::string::npos);
+    blocked.remove(sampleSession(1, {}));
+    SessionStore full("/dev/full");
+    EXPECT_FALSE(full.archive(sampleSession(1, {})));
+    EXPECT_TRUE(full.search("a").empty());
+}
+
+TEST(SessionFolder, followsTheUsersEnvironment)
+{
+    ::setenv("HOME", "/home/someone", 1);
+    ::setenv("XDG_DATA_HOME", "/data", 1);
+    EXPECT_EQ(SessionStore::defaultFolder(), "/data/LingrelayPro/Sessions");
+    ::setenv("XDG_DATA_HOME", "relative", 1); // to be ignored, as the convention says
+    EXPECT_EQ(SessionStore::defaultFolder(), "/home/someone/.local/share/LingrelayPro/Sessions");
+    ::unsetenv("XDG_DATA_HOME");
+    EXPECT_EQ(SessionStore::defaultFolder(), "/home/someone/.local/share/LingrelayPro/Sessions");
+}
+
+} // namespace
+
+} // namespace lingrelay
