@@ -1,0 +1,59 @@
+#include "text/Summarizer.h"
+
+#include "base/Text.h"
+#include "config/Hosts.h"
+#include "config/L10n.h"
+#include "speech/Net.h"
+
+namespace lingrelay {
+
+namespace {
+
+constexpr std::size_t mostCharacters = 24000;
+constexpr Duration timeout = seconds(90.0);
+
+std::string lastCharacters(std::string_view text)
+{
+    CharacterText characters;
+    characters.append(text);
+    characters.keepLast(mostCharacters);
+    return std::string(characters.text());
+}
+
+HttpRequest summaryRequest(
+    std::string_view text, std::string const& target, std::string const& token, std::string const& style)
+{
+    HttpRequest request;
+    request.url = Hosts::shared().backend + "/v1/summary";
+    request.headers = {{"Content-Type", "application/json"}, {"Authorization", "Bearer " + token}};
+    request.body = jsonText({{"text", lastCharacters(text)}, {"target", target}, {"style", style}});
+    request.timeout = timeout;
+    return request;
+}
+
+Result<std::string> summaryOf(HttpResponse const& response)
+{
+    auto const body = parseJson(response.body).value_or(Json());
+    if (auto summary = jsonString(body, "summary"); summary && response.status == 200)
+        return std::move(*summary);
+    auto message = jsonString(body, "error");
+    if (!message)
+        message = T("Server error ", "Lỗi máy chủ ") + std::to_string(response.status);
+    return Error{Error::Kind::other, std::move(*message), response.status};
+}
+
+} // namespace
+
+Task<Result<std::string>> Summarizer::summarize(
+    std::string text, std::string target, std::string token, std::string style)
+{
+    auto const trimmed = trimWhitespace(text);
+    if (trimmed.empty())
+        co_return std::string();
+    auto const response = co_await Net::shared().data(summaryRequest(trimmed, target, token, style), 0);
+    if (!response)
+        co_return response.error();
+    co_return summaryOf(*response);
+}
+
+} // namespace lingrelay
