@@ -92,6 +92,13 @@ Problem takeMode(Arguments& arguments, std::string_view option, std::string cons
     return choose(option, text, words, arguments.mode.emplace());
 }
 
+Problem takePreset(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    constexpr Word<Preset> words[] = {{"videoCall", Preset::videoCall}, {"watchVideo", Preset::watchVideo},
+        {"inPerson", Preset::inPerson}, {"textChat", Preset::textChat}};
+    return choose(option, text, words, arguments.preset.emplace());
+}
+
 Problem takeFrom(Arguments& arguments, std::string_view option, std::string const& text)
 {
     return takeLanguage(option, text, arguments.from);
@@ -182,6 +189,7 @@ struct Option {
 };
 
 constexpr Option options[] = {
+    {"--preset", "NAME", "a scenario: videoCall, watchVideo, inPerson or textChat", takePreset},
     {"--mode", "listen|speak|both", "which way to translate (default: the stored setting)", takeMode},
     {"--from", "CODE", "language that is spoken, or auto", takeFrom},
     {"--to", "CODE", "language to translate into", takeTo},
@@ -190,7 +198,7 @@ constexpr Option options[] = {
     {"--events", "json", "one JSON object a line on standard output, for programs", takeEvents},
     {"--set", "KEY=VALUE", "a setting, for this run only; may be repeated", takeSetting},
     {"--defaults", "FILE", "another settings file", takeDefaults},
-    {"--sessions", "DIR", "another archive folder (sessions are not archived yet)", takeSessions},
+    {"--sessions", "DIR", "another archive folder", takeSessions},
     {"--stt-url", "URL", "another recognition host", takeUrl<&Arguments::sttUrl, true>},
     {"--tts-url", "URL", "another synthesis host", takeUrl<&Arguments::ttsUrl, true>},
     {"--api-url", "URL", "another host of the provider's REST interface, with /v1", takeUrl<&Arguments::apiUrl, false>},

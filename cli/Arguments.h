@@ -2,7 +2,7 @@
 
 #include "base/Json.h"
 #include "base/Result.h"
-#include "config/AppSettings.h"
+#include "config/Preset.h"
 
 #include <filesystem>
 #include <optional>
@@ -28,6 +28,7 @@ struct Arguments {
 
     Action action = Action::translate;
     std::optional<std::filesystem::path> input;
+    std::optional<Preset> preset;
     std::optional<AppSettings::Mode> mode;
     std::optional<std::string> from;
     std::optional<std::string> to;

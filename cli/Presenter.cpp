@@ -1,7 +1,5 @@
 #include "cli/Presenter.h"
 
-#include "cli/TextLayout.h"
-
 #include <sys/ioctl.h>
 
 namespace lingrelay {
@@ -57,6 +55,10 @@ void EventWriter::line(AppModel::Line const& line)
 }
 
 void EventWriter::speech(int seq, double age) { write({{"event", "speech"}, {"seq", seq}, {"seconds", age}}); }
+
+void EventWriter::archived(std::string const& path) { write({{"event", "session"}, {"path", path}}); }
+
+void EventWriter::recovered(std::string const& path) { write({{"event", "recovered"}, {"path", path}}); }
 
 void EventWriter::end(EndReason reason) { write({{"event", "end"}, {"reason", rawValue(reason)}}); }
 

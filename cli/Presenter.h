@@ -3,6 +3,7 @@
 #include "base/async/Scheduler.h"
 #include "cli/OutputQueue.h"
 #include "cli/TerminalView.h"
+#include "cli/TextLayout.h"
 #include "core/common/AppModel.h"
 
 #include <memory>
@@ -24,6 +25,11 @@ public:
     virtual void line(AppModel::Line const& line) = 0;
     /// A clause starts to be heard, `age` seconds after it was finished.
     virtual void speech(int seq, double age) = 0;
+    /// The session is in the archive; a journal became a session.
+    virtual void archived(std::string const&) { }
+    virtual void recovered(std::string const&) { }
+    /// A warning beside the status.
+    virtual void notice(std::string const&) { }
     virtual void progress(double position, double length) = 0;
     /// Seconds between calls of `progress` that make sense; 0 when it shows nothing.
     virtual double progressInterval() const { return 0; }
@@ -44,6 +50,8 @@ public:
     void caption(std::string const& kind, std::string const& text) override;
     void line(AppModel::Line const& line) override;
     void speech(int seq, double age) override;
+    void archived(std::string const& path) override;
+    void recovered(std::string const& path) override;
     void progress(double, double) override { }
     void end(EndReason reason) override;
 
@@ -65,6 +73,7 @@ public:
     void caption(std::string const&, std::string const&) override { }
     void line(AppModel::Line const& line) override;
     void speech(int, double) override { }
+    void notice(std::string const& text) override { m_notices.write(printable(text) + '\n'); }
     void progress(double, double) override { }
     void end(EndReason) override { }
 
@@ -83,6 +92,7 @@ public:
     void caption(std::string const& kind, std::string const& text) override;
     void line(AppModel::Line const& line) override;
     void speech(int, double) override { }
+    void notice(std::string const& text) override { status(AppModel::StatusKind::warning, text); }
     void progress(double position, double length) override;
     double progressInterval() const override { return 0.5; }
     void resized() override;

@@ -43,7 +43,8 @@ Problem languagesProblem(Arguments const& arguments, RunPlan const& plan)
         {"theirLang", &AppSettings::theirLang, true, AppModel::Direction::speak},
     };
     for (auto const& field : fields) {
-        if (field.direction != plan.direction && !isSet(arguments, field.name))
+        bool const both = plan.settings.mode == AppSettings::Mode::both;
+        if (!both && field.direction != plan.direction && !isSet(arguments, field.name))
             continue;
         auto problem = languageProblem(field.name, plan.settings.*field.member, field.isTarget);
         if (!problem.empty())
@@ -90,14 +91,17 @@ Problem hostsProblem(RunPlan const& plan)
     return {};
 }
 
-std::optional<ContextProfile> activeProfile()
+/// The preset first, so that what the user asked for besides it counts.
+void applyPreset(Arguments const& arguments, AppSettings& settings)
 {
-    auto const active = KeyStore::d().string("context.active").value_or("");
-    for (auto& profile : ContextProfile::load()) {
-        if (profile.id == active)
-            return std::move(profile);
-    }
-    return {};
+    if (!arguments.preset)
+        return;
+    auto const stored = settings;
+    apply(*arguments.preset, settings);
+    AppSettings::forEachField([&](char const* name, auto member) {
+        if (isSet(arguments, name))
+            settings.*member = stored.*member;
+    });
 }
 
 } // namespace
@@ -120,10 +124,17 @@ std::optional<Json> OverlaidDefaults::value(std::string const& key) const
 void OverlaidDefaults::set(std::string const& key, Json value)
 {
     std::lock_guard const lock(m_mutex);
-    if (auto const found = m_values.find(key); found != m_values.end())
-        found->second = std::move(value);
+    if (auto const found = m_values.find(key); found != m_values.end() || m_holding)
+        m_values[key] = std::move(value);
     else
         m_store->set(key, std::move(value));
+}
+
+void OverlaidDefaults::hold(AppSettings const& settings)
+{
+    m_holding = true;
+    settings.save();
+    m_holding = false;
 }
 
 Result<RunPlan> RunPlan::make(Arguments const& arguments)
@@ -131,10 +142,8 @@ Result<RunPlan> RunPlan::make(Arguments const& arguments)
     RunPlan plan;
     plan.settings = AppSettings::load();
     auto& settings = plan.settings;
+    applyPreset(arguments, settings);
     settings.mode = arguments.mode.value_or(settings.mode);
-    if (settings.mode == AppSettings::Mode::both)
-        return Error{Error::Kind::other,
-            "live sound is not built in yet, so there is no microphone: use --mode listen or --mode speak"};
     bool const speaks = settings.mode == AppSettings::Mode::speak;
     plan.direction = speaks ? AppModel::Direction::speak : AppModel::Direction::listen;
     if (arguments.from)
@@ -146,17 +155,11 @@ Result<RunPlan> RunPlan::make(Arguments const& arguments)
     else if (!isSet(arguments, "tts"))
         settings.tts = true; // whoever names a file for the voice wants to hear it
     chooseHosts(arguments, plan);
-    plan.profile = activeProfile();
     for (auto const& problem : {languagesProblem(arguments, plan), hostsProblem(plan)}) {
         if (!problem.empty())
             return Error{Error::Kind::other, problem};
     }
     return plan;
-}
-
-AppSettings RunPlan::record() const
-{
-    return direction == AppModel::Direction::speak ? settings.speakRecord() : settings.listenRecord(SoundFile::rate);
 }
 
 Hosts RunPlan::hostsWith(Hosts const& local) const

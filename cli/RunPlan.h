@@ -4,7 +4,6 @@
 #include "cli/Arguments.h"
 #include "config/AppSettings.h"
 #include "config/Hosts.h"
-#include "context/ContextProfile.h"
 #include "core/common/AppModel.h"
 #include "platform/Defaults.h"
 
@@ -24,17 +23,20 @@ public:
     std::optional<Json> value(std::string const& key) const override;
     void set(std::string const& key, Json value) override;
 
+    /// From now on these settings, and all changes of any of them, stay in this run. This is the current store.
+    void hold(AppSettings const& settings);
+
 private:
     std::unique_ptr<Defaults> m_store;
     mutable std::mutex m_mutex;
     std::map<std::string, Json> m_values;
+    bool m_holding = false;
 };
 
 /// One translation run, decided from the arguments and the settings store before anybody is contacted.
 struct RunPlan {
     AppSettings settings; ///< of the run: the arguments are in them
     AppModel::Direction direction = AppModel::Direction::listen;
-    std::optional<ContextProfile> profile;
     bool ownKey = false; ///< no hosted session
     bool localService = false; ///< a service must be started; it fills the empty hosts
     Hosts hosts;
@@ -42,7 +44,6 @@ struct RunPlan {
     /// Reads the current registry's store. The error is one line for the user.
     static Result<RunPlan> make(Arguments const& arguments);
 
-    AppSettings record() const; ///< for the engine
     /// The hosts, those that are not known filled from `local`.
     Hosts hostsWith(Hosts const& local) const;
 };

@@ -10,9 +10,11 @@
 #include "config/L10n.h"
 #include "core/common/EchoGuard.h"
 #include "core/common/FarEndEcho.h"
+#include "core/common/AppModel.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"
+#include "sessions/SessionStore.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -80,14 +82,14 @@ public:
         , m_start(start)
         , m_presenter(makePresenter(arguments, m_output, m_notices, m_main, start))
     {
-        m_registry.put<Defaults>(std::make_shared<OverlaidDefaults>(
-            std::make_unique<FileDefaults>(defaultsPath(arguments)), arguments.settings));
-        auto& language = m_registry.put(std::make_shared<UiLanguage>());
-        auto const settings = AppSettings::load();
-        language.setModelLanguage(settings.uiLang);
-        language.setLang(settings.uiLang);
-        m_registry.put(std::make_shared<EchoGuard>(m_main)).setEnabled(settings.echoGuard);
+        m_defaults = std::make_shared<OverlaidDefaults>(
+            std::make_unique<FileDefaults>(defaultsPath(arguments)), arguments.settings);
+        m_registry.put<Defaults>(m_defaults);
+        m_registry.put(std::make_shared<UiLanguage>()).setLang(AppSettings::load().uiLang);
+        m_registry.put(std::make_shared<EchoGuard>(m_main));
         m_registry.put(std::make_shared<FarEndEcho>(m_main));
+        m_registry.put(std::make_shared<SessionStore>(
+            arguments.sessions.value_or(SessionStore::defaultFolder())));
     }
 
     ~Program()
@@ -105,6 +107,8 @@ public:
         if (!file)
             return badArguments(file.error().message);
         openLog();
+        m_defaults->hold(plan->settings);
+        m_registry.put(std::make_shared<AppModel>());
         translate(std::move(*plan), std::move(*file));
         for (auto const& message : m_run->complaints())
             complain(message);
@@ -129,8 +133,9 @@ private:
             return m_registry.put(std::make_shared<HostedSession>(m_main, net, token));
         };
         m_network = std::make_unique<AsioNetwork>(m_runtime);
-        m_run = std::make_unique<TranslateRun>(TranslateRun::Services{m_main, *m_network, *m_stream, *m_pipeline,
-                                                   *m_background, *m_sound, m_localService, *m_presenter},
+        m_run = std::make_unique<TranslateRun>(
+            TranslateRun::Services{m_main, *m_network, *m_listenStream, *m_listenPipeline, *m_speakStream,
+                *m_speakPipeline, *m_background, *m_sound, m_localService, *m_presenter},
             m_arguments, std::move(plan), std::move(file), m_start, connect);
         TaskGroup tasks(m_main);
         tasks.spawn(runToEnd());
@@ -159,10 +164,13 @@ private:
     OutputQueue m_notices{STDERR_FILENO};
     std::unique_ptr<Presenter> m_presenter;
     AsioRuntime m_runtime;
-    std::unique_ptr<Scheduler> m_stream = m_runtime.makeScheduler();
-    std::unique_ptr<Scheduler> m_pipeline = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_listenStream = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_listenPipeline = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_speakStream = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_speakPipeline = m_runtime.makeScheduler();
     std::unique_ptr<Scheduler> m_background = m_runtime.makeScheduler();
     std::unique_ptr<Scheduler> m_sound = m_runtime.makeScheduler();
+    std::shared_ptr<OverlaidDefaults> m_defaults;
     Registry m_registry;
     LocalService m_localService{m_main};
     std::unique_ptr<AsioNetwork> m_network;

@@ -1,9 +1,9 @@
 #include "cli/TranslateRun.h"
 
-#include "base/Uuid.h"
 #include "base/async/OneShot.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
+#include "sessions/TranscriptForms.h"
 
 namespace lingrelay {
 
@@ -19,7 +19,7 @@ constexpr Duration endPoll = seconds(0.005);
 constexpr Duration endLimit = seconds(5.0);
 constexpr Duration stopLimit = seconds(1.0);
 
-std::string transcriptText(Arguments::Form form, SessionRecord const& record)
+std::string transcriptText(Arguments::Form form, SessionStore::Session const& record)
 {
     switch (form) {
     case Arguments::Form::text:
@@ -52,35 +52,19 @@ Task<void> settled(Scheduler& scheduler, Scheduler& main)
 
 } // namespace
 
-class TranslateRun::Target final : public AudioTarget {
-public:
-    explicit Target(std::weak_ptr<Engine> engine) : m_engine(std::move(engine)) { }
+void TranslateRun::Overlay::update(std::string const& kind, std::string const& text)
+{
+    m_run.onMain([this, kind, text] { m_run.m_services.presenter.caption(kind, m_run.clean(text)); });
+}
 
-    bool open() const override
-    {
-        auto const stream = this->stream();
-        return stream && stream->open();
-    }
-    int connection() const override
-    {
-        auto const stream = this->stream();
-        return stream ? stream->connections() : 0;
-    }
-    void send(std::string pcm, std::function<void()> sent) override
-    {
-        if (auto const engine = m_engine.lock())
-            engine->sendAudio(std::move(pcm), std::move(sent));
-    }
-
-private:
-    std::shared_ptr<SonioxStream> stream() const
-    {
-        auto const engine = m_engine.lock();
-        return engine ? engine->stream() : nullptr;
-    }
-
-    std::weak_ptr<Engine> m_engine;
-};
+void TranslateRun::Overlay::showStatus(std::string const& text)
+{
+    // Warnings that are no status of the session come this way alone.
+    m_run.onMain([this, text] {
+        if (text.starts_with("⚠ ") && !text.ends_with(*AppModel::shared().status))
+            m_run.m_services.presenter.notice(m_run.clean(text));
+    });
+}
 
 TranslateRun::TranslateRun(
     Services services, Arguments const& arguments, RunPlan plan, SoundFile file, Instant start, Connect connect)
@@ -90,6 +74,8 @@ TranslateRun::TranslateRun(
     , m_file(std::move(file))
     , m_connect(std::move(connect))
     , m_clauses(m_plan.direction, start)
+    , m_fileCapture(services.sound)
+    , m_fileMic(services.sound)
     , m_live(std::make_shared<bool>(true))
 {
     m_secrecy.add(Secrets::key());
@@ -108,16 +94,28 @@ Task<EndReason> TranslateRun::run()
 
 Task<EndReason> TranslateRun::session()
 {
-    if (!m_plan.ownKey)
+    if (m_plan.localService)
         status(Kind::connecting, T("Connecting…", "Đang kết nối…"));
-    auto problem = co_await connect();
-    if (!problem && !m_plan.ownKey)
-        problem = co_await startHosted();
-    if (problem) {
+    recover();
+    if (auto const problem = co_await connect()) {
         status(Kind::warning, *problem);
         co_return EndReason::refused;
     }
+    makeController();
+    m_app->startFromUI();
+    auto const starting = co_await race(waitFor(m_started), waitFor(m_refused));
+    if (starting.index() != 0)
+        co_return EndReason::refused;
     co_return co_await translate();
+}
+
+/// Sessions that a crash or a power cut left unfinished.
+void TranslateRun::recover()
+{
+    for (auto const& file : Journal::recover(SessionStore::shared())) {
+        m_services.presenter.recovered(file.string());
+        m_complaints.push_back("a session that was cut short has been kept: " + file.string());
+    }
 }
 
 /// Starts the local service when one is needed. What went wrong, for the status line.
@@ -137,44 +135,162 @@ Task<std::optional<std::string>> TranslateRun::connect()
         m_secrecy.add(local.token);
     }
     m_hosted = &m_connect(m_plan.hostsWith(local.hosts), local.token);
-    m_hosted->onExhausted = [this] { m_exhausted.set(); };
     co_return std::nullopt;
 }
 
-Task<std::optional<std::string>> TranslateRun::startHosted()
+void TranslateRun::refused(HostedSession::Failure const& failure)
 {
-    auto const failure = co_await m_hosted->start();
-    if (!failure)
-        co_return std::nullopt;
-    auto const message = failure->code == "at_capacity" ? T("All translation slots are busy. Try again in a moment.",
-                             "Hệ thống đang bận hết chỗ. Vui lòng thử lại sau ít phút.")
-                                                        : clean(failure->message);
-    m_complaints.push_back(failure->code.empty()
+    auto const message = clean(failure.message);
+    m_complaints.push_back(failure.code.empty()
             ? "the session backend cannot be reached: " + sentence(message) + "; check the network and the address"
             : "the session was refused: " + message);
-    co_return message;
+    m_refused.set();
+}
+
+void TranslateRun::makeController()
+{
+    std::optional<WavFile> wav;
+    if (m_arguments.output == Arguments::Output::file) {
+        auto created = WavFile::create(m_arguments.outputFile, WavOutputs::rate);
+        if (created)
+            wav.emplace(std::move(*created));
+        else
+            complain(created.error());
+    }
+    AudioOutputs* outputs = &m_noOutputs;
+    if (m_plan.settings.tts) {
+        m_outputs = std::make_unique<WavOutputs>(m_services.sound, std::move(wav), m_arguments.pace);
+        outputs = m_outputs.get();
+    }
+    auto& services = m_services;
+    m_app = AppDelegate::create({services.main,
+        {services.network, services.listenStream, services.listenPipeline, services.background,
+            speaks() ? m_noOutputs : *outputs},
+        {services.network, services.speakStream, services.speakPipeline, services.background,
+            speaks() ? *outputs : m_noOutputs},
+        speaks() ? static_cast<AudioCapture&>(m_noCapture) : m_fileCapture,
+        speaks() ? static_cast<MicCapture&>(m_fileMic) : m_noMicrophone, m_muter, m_devices, m_driver, m_overlay,
+        m_shell, m_key, m_workspace});
+    if (m_outputs)
+        m_outputs->queuedSeconds = [&player = fedEngine().player()] { return player.queuedSeconds(); };
+    observeModel();
+    m_app->onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
+    m_app->onExhausted = [this] { m_exhausted.set(); };
+    m_app->onArchived = [this](SessionStore::Session const& session, Result<std::filesystem::path> const& file) {
+        archived(session, file);
+    };
+    m_app->applicationDidFinishLaunching();
+    openFile();
+}
+
+void TranslateRun::observeModel()
+{
+    auto& model = AppModel::shared();
+    m_subscriptions.push_back(
+        model.statusKind.observe([this, &model](Kind kind) { status(kind, clean(*model.status)); }));
+    m_subscriptions.push_back(model.transcript.observe([this](std::vector<AppModel::Line> const& lines) {
+        if (lines.empty() || lines.back().id == m_lastLine)
+            return;
+        auto line = lines.back();
+        m_lastLine = line.id;
+        for (auto* text : {&line.source, &line.translation, &line.speaker})
+            *text = clean(*text);
+        m_services.presenter.line(line);
+    }));
+    m_subscriptions.push_back(model.startedAt.observe([this](std::optional<Date> const& startedAt) {
+        if (!startedAt)
+            return;
+        m_session.startedAt = *startedAt;
+        m_started.set();
+    }));
+}
+
+void TranslateRun::openFile()
+{
+    auto const engine = speaks() ? m_app->speakEngine().weak_from_this() : m_app->listenEngine().weak_from_this();
+    auto& feeder = speaks() ? m_fileMic.open(std::move(*m_file), engine, m_arguments.pace)
+                            : m_fileCapture.open(std::move(*m_file), engine, m_arguments.pace);
+    feeder.onBegin = [this] {
+        if (m_outputs)
+            m_outputs->begin();
+    };
+    feeder.onEnd = [this] { onMain([this] { m_fed.set(); }); };
+    wireFedEngine(feeder);
+    wireSpeech(m_app->listenEngine(), m_services.listenPipeline);
+    wireSpeech(m_app->speakEngine(), m_services.speakPipeline);
+}
+
+Engine& TranslateRun::fedEngine() { return speaks() ? m_app->speakEngine() : m_app->listenEngine(); }
+std::shared_ptr<FileFeeder> TranslateRun::feeder() const
+{
+    return speaks() ? m_fileMic.feeder() : m_fileCapture.feeder();
+}
+AudioTarget const& TranslateRun::target() const { return speaks() ? m_fileMic.target() : m_fileCapture.target(); }
+
+/// What a file needs to know of the recogniser, beside what the controller passes on.
+void TranslateRun::wireFedEngine(FileFeeder& feeder)
+{
+    auto& engine = fedEngine();
+    engine.dropsStaleSpeech = m_arguments.pace == Arguments::Pace::realtime;
+    auto const feeding = feeder.weak_from_this();
+    auto const tellFeeder = [this, feeding](auto tell) {
+        m_services.sound.post([feeding, tell, connection = target().connection()] {
+            if (auto const alive = feeding.lock())
+                tell(*alive, connection);
+        });
+    };
+    engine.onCaption = [tellFeeder, show = engine.onCaption](std::string const& kind, std::string const& text) {
+        tellFeeder([](FileFeeder& file, int connection) { file.noteText(connection); });
+        show(kind, text);
+    };
+    engine.onProgress = [tellFeeder](SonioxStream::Progress const& progress) {
+        if (!progress.finalAudioMs)
+            return;
+        tellFeeder([final = *progress.finalAudioMs, total = progress.totalAudioMs.value_or(0)](
+                       FileFeeder& file, int connection) { file.noteProgress(connection, final, total); });
+    };
+    engine.onLine = [this, keep = engine.onLine](
+                        std::string const& source, std::string const& translation, std::string const& speaker) {
+        m_clauses.text(source, translation);
+        keep(source, translation, speaker);
+    };
+    engine.onStatus
+        = [this, show = engine.onStatus](std::string const& kind, std::optional<std::string> const& message) {
+              onMain([this, kind, message] { noteStatus(kind, message.value_or("")); });
+              show(kind, message);
+          };
+    engine.onFinished = [this] { onMain([this] { m_answered.set(); }); };
+    engine.onFailed = [this] { onMain([this] { m_failed.set(); }); };
+    engine.onTrace = [this](int seq, std::string_view hop) { m_clauses.stamp(seq, hop, m_services.main.now()); };
+}
+
+void TranslateRun::wireSpeech(Engine& engine, Scheduler& pipeline)
+{
+    engine.onSpeech = [this, &pipeline](TTSPipeline::Job const& job, Duration delay) {
+        // A file that is written clause after clause has no listener whom anything could delay.
+        auto const wait = m_arguments.pace == Arguments::Pace::fast ? Duration::zero() : delay;
+        onMain([this, job, heardAt = pipeline.now() + wait] {
+            m_services.main.startTimer(heardAt, [this, job, heardAt, live = std::weak_ptr(m_live)] {
+                if (live.lock())
+                    speech(job, heardAt);
+            });
+        });
+    };
 }
 
 Task<EndReason> TranslateRun::translate()
 {
-    makeEngine();
-    makeFeeder();
-    wireEngine();
-    m_engine->start(m_plan.record());
-    m_services.sound.post([feeder = m_feeder] { feeder->start(); });
     showProgress();
-    m_startedAt = m_services.main.date();
-
     auto const feeding = co_await race(waitFor(m_fed), waitFor(m_failed), waitFor(m_exhausted));
     if (feeding.index() != 0)
         co_return feeding.index() == 1 ? EndReason::failed : EndReason::exhausted;
     // A file may end in the middle of an outage: what comes of the connection decides.
-    while (!m_target->open()) {
+    while (!target().open()) {
         if (m_failed.isSet() || m_exhausted.isSet())
             co_return m_failed.isSet() ? EndReason::failed : EndReason::exhausted;
         co_await sleep(openPoll);
     }
-    m_engine->finishAudio();
+    fedEngine().finishAudio();
     auto const answering = co_await race(waitFor(m_answered), waitFor(m_failed), waitFor(m_exhausted));
     if (answering.index() != 0)
         co_return answering.index() == 1 ? EndReason::failed : EndReason::exhausted;
@@ -185,11 +301,12 @@ Task<EndReason> TranslateRun::translate()
 /// Until nothing is left to be said.
 Task<void> TranslateRun::playOut()
 {
-    if (!m_plan.settings.tts)
+    if (!m_outputs)
         co_return;
+    auto& pipeline = speaks() ? m_services.speakPipeline : m_services.listenPipeline;
     for (;;) {
         OneShot<bool> answer;
-        m_services.pipeline.post([answer, engine = m_engine, &main = m_services.main] {
+        pipeline.post([answer, engine = fedEngine().shared_from_this(), &main = m_services.main] {
             main.post([answer, finished = engine->speechFinished()] { answer.set(finished); });
         });
         if (co_await answer.take())
@@ -198,69 +315,25 @@ Task<void> TranslateRun::playOut()
     }
 }
 
-void TranslateRun::makeEngine()
+/// What a failed run tells its user at the end.
+void TranslateRun::noteStatus(std::string const& kind, std::string const& message)
 {
-    std::optional<WavFile> wav;
-    if (m_arguments.output == Arguments::Output::file) {
-        auto created = WavFile::create(m_arguments.outputFile, WavOutputs::rate);
-        if (created)
-            wav.emplace(std::move(*created));
-        else
-            complain(created.error());
-    }
-    m_outputs = std::make_unique<WavOutputs>(m_services.sound, std::move(wav), m_arguments.pace);
-    m_engine = Engine::create(
-        {m_services.network, m_services.stream, m_services.pipeline, m_services.background, *m_outputs});
-    m_outputs->queuedSeconds = [&player = m_engine->player()] { return player.queuedSeconds(); };
-    m_target = std::make_unique<Target>(m_engine);
-    m_engine->tag = rawValue(m_plan.direction);
-    m_engine->contextProfile = m_plan.profile;
-    m_engine->useRollingContext = m_plan.settings.rollingContext;
-    m_engine->dropsStaleSpeech = m_arguments.pace == Arguments::Pace::realtime;
+    if (kind == "ready")
+        m_serviceError.clear();
+    if (kind != "error")
+        return;
+    m_lastError = clean(message);
+    if (m_lastError.starts_with(T("Speech service: ", "Dịch vụ giọng nói: ")))
+        m_serviceError = m_lastError;
 }
 
-void TranslateRun::wireEngine()
+void TranslateRun::archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file)
 {
-    auto& engine = *m_engine;
-    engine.onCaption = [this](std::string const& kind, std::string const& text) {
-        m_services.sound.post(
-            [feeder = m_feeder, connection = m_target->connection()] { feeder->noteText(connection); });
-        onMain([this, kind, text] { engineCaption(kind, text); });
-    };
-    engine.onLine = [this](std::string const& source, std::string const& translation, std::string const& speaker) {
-        m_clauses.text(source, translation);
-        onMain([this, source, translation, speaker] { engineLine(source, translation, speaker); });
-    };
-    engine.onStatus = [this](std::string const& kind, std::optional<std::string> const& message) {
-        onMain([this, kind, message] { engineStatus(kind, message); });
-    };
-    engine.onSpeech = [this](TTSPipeline::Job const& job, Duration delay) {
-        // A file that is written clause after clause has no listener whom anything could delay.
-        auto const wait = m_arguments.pace == Arguments::Pace::fast ? Duration::zero() : delay;
-        onMain([this, job, heardAt = m_services.pipeline.now() + wait] {
-            m_services.main.startTimer(heardAt, [this, job, heardAt, live = std::weak_ptr(m_live)] {
-                if (live.lock())
-                    engineSpeech(job, heardAt);
-            });
-        });
-    };
-    engine.onFinished = [this] { onMain([this] { m_answered.set(); }); };
-    engine.onFailed = [this] { onMain([this] { m_failed.set(); }); };
-    engine.onTrace = [this](int seq, std::string_view hop) { m_clauses.stamp(seq, hop, m_services.main.now()); };
-}
-
-void TranslateRun::makeFeeder()
-{
-    m_feeder = std::make_shared<FileFeeder>(m_services.sound, *m_target, std::move(*m_file), m_arguments.pace);
-    m_feeder->onBegin = [this] { m_outputs->begin(); };
-    m_feeder->onEnd = [this] { onMain([this] { m_fed.set(); }); };
-    m_engine->onProgress = [this](SonioxStream::Progress const& progress) {
-        if (!progress.finalAudioMs)
-            return;
-        m_services.sound.post(
-            [feeder = m_feeder, connection = m_target->connection(), final = *progress.finalAudioMs,
-                total = progress.totalAudioMs.value_or(0)] { feeder->noteProgress(connection, final, total); });
-    };
+    m_session = session;
+    if (file)
+        m_services.presenter.archived(file->string());
+    else
+        complain(file.error());
 }
 
 void TranslateRun::showProgress()
@@ -268,7 +341,7 @@ void TranslateRun::showProgress()
     auto const interval = m_services.presenter.progressInterval();
     if (interval <= 0)
         return;
-    m_services.presenter.progress(m_feeder->position(), m_feeder->length());
+    m_services.presenter.progress(feeder()->position(), feeder()->length());
     m_progressTimer
         = m_services.main.startTimer(m_services.main.now() + seconds(interval), [this, live = std::weak_ptr(m_live)] {
               if (live.lock())
@@ -276,40 +349,7 @@ void TranslateRun::showProgress()
           });
 }
 
-void TranslateRun::engineStatus(std::string const& kind, std::optional<std::string> const& message)
-{
-    if (kind == "ready") {
-        m_serviceError.clear();
-        return status(Kind::live, L10n::t("ready"));
-    }
-    if (kind == "reconnecting")
-        return status(Kind::connecting, L10n::t("reconnecting"));
-    if (kind != "error")
-        return status(Kind::idle, kind);
-    m_lastError = clean(message.value_or(T("error", "lỗi")));
-    if (m_lastError.starts_with(T("Speech service: ", "Dịch vụ giọng nói: ")))
-        m_serviceError = m_lastError;
-    status(Kind::error, "⚠ " + m_lastError);
-}
-
-void TranslateRun::engineCaption(std::string const& kind, std::string const& text)
-{
-    if (m_plan.direction == AppModel::Direction::listen)
-        m_services.presenter.caption(kind, clean(text));
-    else if (kind == "translation")
-        m_services.presenter.caption("speak", clean(text));
-    else if (m_plan.settings.forceTwoWay) // two people at one machine: what was said is a caption as well
-        m_services.presenter.caption("original", clean(text));
-}
-
-void TranslateRun::engineLine(std::string const& source, std::string const& translation, std::string const& speaker)
-{
-    m_lines.push_back(
-        {newUuid(), m_services.main.date(), m_plan.direction, clean(source), clean(translation), clean(speaker)});
-    m_services.presenter.line(m_lines.back());
-}
-
-void TranslateRun::engineSpeech(TTSPipeline::Job const& job, Instant heardAt)
+void TranslateRun::speech(TTSPipeline::Job const& job, Instant heardAt)
 {
     m_clauses.stamp(job.seq, "heard", heardAt);
     m_services.presenter.speech(job.seq, toSeconds(heardAt - job.createdAt));
@@ -317,21 +357,21 @@ void TranslateRun::engineSpeech(TTSPipeline::Job const& job, Instant heardAt)
 
 Task<void> TranslateRun::close(EndReason reason)
 {
-    m_live.reset();
     m_services.main.stopTimer(m_progressTimer);
-    if (m_hosted)
-        m_hosted->end();
-    if (m_engine) {
-        m_engine->stop();
-        m_services.sound.post([feeder = m_feeder] { feeder->stop(); });
-        complain(m_outputs->finish());
+    if (m_app) {
+        m_app->stopFromUI();
+        m_app->shutdown();
+        co_await settled(m_services.main, m_services.main); // the last status
+    }
+    m_live.reset();
+    m_subscriptions.clear();
+    if (m_app && m_started.isSet()) {
+        if (m_outputs)
+            complain(m_outputs->finish());
         writeFiles();
-        status(Kind::idle, "");
     }
     if (reason == EndReason::exhausted) {
-        auto const message = T("Your service time has run out.", "Bạn đã dùng hết thời gian dịch vụ.");
-        m_complaints.push_back(message);
-        status(Kind::warning, message);
+        m_complaints.push_back(*AppModel::shared().status);
     } else if (reason == EndReason::failed) {
         // What the service said tells more than how its connection ended.
         m_complaints.push_back("the speech service failed and did not come back: "
@@ -339,12 +379,17 @@ Task<void> TranslateRun::close(EndReason reason)
             + "; check the key and the network, then run again");
     }
     co_await endHosted(reason == EndReason::stopped ? stopLimit : endLimit);
-    if (!m_engine)
+    if (!m_app)
         co_return;
-    m_engine->player().teardown();
-    m_engine.reset();
-    for (auto* scheduler : {&m_services.sound, &m_services.stream, &m_services.pipeline, &m_services.background})
-        co_await settled(*scheduler, m_services.main);
+    while (!m_app->idle())
+        co_await sleep(endPoll);
+    for (auto* engine : {&m_app->listenEngine(), &m_app->speakEngine()})
+        engine->player().teardown();
+    m_app.reset();
+    auto& services = m_services;
+    for (auto* scheduler : {&services.sound, &services.listenStream, &services.speakStream, &services.listenPipeline,
+             &services.speakPipeline, &services.background})
+        co_await settled(*scheduler, services.main);
 }
 
 Task<void> TranslateRun::endHosted(Duration limit)
@@ -371,9 +416,8 @@ void TranslateRun::onMain(std::function<void()> job)
 
 void TranslateRun::writeFiles()
 {
-    auto const record = this->record();
     for (auto const& transcript : m_arguments.transcripts)
-        complain(writeFile(transcript.path, transcriptText(transcript.form, record)));
+        complain(writeFile(transcript.path, clean(transcriptText(transcript.form, m_session))));
     if (m_arguments.trace)
         complain(writeFile(*m_arguments.trace, clean(m_clauses.jsonLines())));
 }
@@ -384,13 +428,6 @@ void TranslateRun::complain(std::optional<Error> const& error)
         return;
     m_lostFiles = true;
     m_complaints.push_back(error->message);
-}
-
-SessionRecord TranslateRun::record() const
-{
-    auto const& settings = m_plan.settings;
-    return {newUuid(), *m_startedAt, m_services.main.date(), rawValue(settings.mode), settings.sourceLang,
-        settings.targetLang, m_plan.profile ? m_plan.profile->name : "", m_lines};
 }
 
 std::string TranslateRun::clean(std::string text)

@@ -3,14 +3,15 @@
 #include "base/async/Task.h"
 #include "cli/Arguments.h"
 #include "cli/ClauseLog.h"
-#include "cli/FileFeeder.h"
+#include "cli/FileSource.h"
+#include "cli/Headless.h"
 #include "cli/LocalService.h"
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
 #include "cli/Secrecy.h"
 #include "cli/WavOutputs.h"
-#include "core/Engine.h"
-#include "sessions/TranscriptForms.h"
+#include "core/AppDelegate.h"
+#include "sessions/SessionStore.h"
 #include "speech/HostedSession.h"
 
 #include <memory>
@@ -20,8 +21,9 @@
 
 namespace lingrelay {
 
-/// One translation of a file, from the first connection to the end event: start of the local service and the hosted
-/// session, one engine fed by the file, its captions and lines to the presenter, then the stop and the transcript.
+/// One translation of a file, from the first connection to the end event: left-over journals, the local service, then a
+/// session of the controller whose source is the file, its captions and lines to the presenter, the stop, the archive
+/// and the transcripts.
 ///
 /// Main thread; the schedulers outlive it. `run` is awaited once, and all is written when it returns.
 class TranslateRun {
@@ -29,8 +31,10 @@ public:
     struct Services {
         Scheduler& main;
         Network& network;
-        Scheduler& stream;
-        Scheduler& pipeline;
+        Scheduler& listenStream; ///< one of each for each engine
+        Scheduler& listenPipeline;
+        Scheduler& speakStream;
+        Scheduler& speakPipeline;
         Scheduler& background;
         Scheduler& sound; ///< feeds the file and writes the voice
         LocalService& localService;
@@ -52,30 +56,46 @@ public:
     bool lostFiles() const { return m_lostFiles; }
 
 private:
+    /// The captions panel of a program without windows.
+    class Overlay final : public OverlayWindow {
+    public:
+        explicit Overlay(TranslateRun& run) : m_run(run) { }
+        void update(std::string const& kind, std::string const& text) override;
+        void showStatus(std::string const& text) override;
+        void orderFrontRegardless() override { }
+        void orderOut() override { }
+
+    private:
+        TranslateRun& m_run;
+    };
+
     Task<EndReason> session();
     Task<std::optional<std::string>> connect();
-    Task<std::optional<std::string>> startHosted();
     Task<EndReason> translate();
     Task<void> playOut();
     Task<void> close(EndReason reason);
     Task<void> endHosted(Duration limit);
 
-    void makeEngine();
-    void makeFeeder();
-    void wireEngine();
-    void engineStatus(std::string const& kind, std::optional<std::string> const& message);
-    void engineCaption(std::string const& kind, std::string const& text);
-    void engineLine(std::string const& source, std::string const& translation, std::string const& speaker);
-    void engineSpeech(TTSPipeline::Job const& job, Instant heardAt);
+    void recover();
+    void makeController();
+    void observeModel();
+    void openFile();
+    void wireFedEngine(FileFeeder& feeder);
+    void wireSpeech(Engine& engine, Scheduler& pipeline);
+    void refused(HostedSession::Failure const& failure);
+    void archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file);
+    void noteStatus(std::string const& kind, std::string const& message);
+    void speech(TTSPipeline::Job const& job, Instant heardAt);
     void showProgress();
     void status(AppModel::StatusKind kind, std::string const& text);
     void onMain(std::function<void()> job);
     void writeFiles();
     void complain(std::optional<Error> const& error);
-    SessionRecord record() const;
     std::string clean(std::string text);
-
-    class Target;
+    std::shared_ptr<FileFeeder> feeder() const;
+    AudioTarget const& target() const;
+    Engine& fedEngine();
+    bool speaks() const { return m_plan.direction == AppModel::Direction::speak; }
 
     Services m_services;
     Arguments const& m_arguments;
@@ -86,19 +106,34 @@ private:
     ClauseLog m_clauses;
     HostedSession* m_hosted = nullptr;
     std::string m_hostedKey; ///< the one that m_secrecy knows
+
+    Overlay m_overlay{*this};
+    NoShell m_shell;
+    NoKey m_key;
+    NoWorkspace m_workspace;
+    NoDevices m_devices;
+    NoDriver m_driver;
+    NoMuter m_muter;
+    NoOutputs m_noOutputs;
+    NoCapture m_noCapture;
+    NoMicrophone m_noMicrophone;
+    FileCapture m_fileCapture;
+    FileMic m_fileMic;
     std::unique_ptr<WavOutputs> m_outputs;
-    std::shared_ptr<Engine> m_engine;
-    std::unique_ptr<Target> m_target;
-    std::shared_ptr<FileFeeder> m_feeder;
-    std::shared_ptr<bool> m_live; ///< jobs that engine callbacks post do nothing once this is gone
+    std::shared_ptr<AppDelegate> m_app;
+    std::vector<Subscription> m_subscriptions;
+    std::string m_lastLine; ///< id
+
+    std::shared_ptr<bool> m_live; ///< jobs that callbacks post do nothing once this is gone
     Scheduler::TimerId m_progressTimer = 0;
     Event m_stop;
+    Event m_started;
+    Event m_refused;
     Event m_fed;
     Event m_answered;
     Event m_failed;
     Event m_exhausted;
-    std::optional<Date> m_startedAt;
-    std::vector<AppModel::Line> m_lines;
+    SessionStore::Session m_session; ///< what the transcripts hold: as archived, or empty
     std::string m_lastError;
     std::string m_serviceError; ///< the service's own words, until it is well again
     std::vector<std::string> m_complaints;

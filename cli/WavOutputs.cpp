@@ -47,8 +47,6 @@ void WavOutputs::begin()
 std::unique_ptr<AudioOutput> WavOutputs::open(std::optional<std::uint32_t>, AudioRenderer& renderer)
 {
     std::lock_guard const lock(m_mutex);
-    if (!m_began)
-        m_began = m_scheduler.now();
     if (m_pace == Arguments::Pace::realtime)
         pullTo(heard()); // silence up to now
     m_renderer = &renderer;

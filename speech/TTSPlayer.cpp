@@ -78,6 +78,14 @@ double TTSPlayer::queuedSeconds() const
     return static_cast<double>(m_queued) / m_rate;
 }
 
+void TTSPlayer::moveTo(std::optional<std::uint32_t> device)
+{
+    if (device == this->device() && hasOutput())
+        return;
+    setDevice(device);
+    rebuild();
+}
+
 void TTSPlayer::rebuild()
 {
     std::lock_guard const unitLock(m_unitMutex);

@@ -39,6 +39,8 @@ public:
 
     /// Adds 16-bit mono PCM. With `dropOld`, what is queued before is first cut to its last 8 seconds.
     void enqueuePCM(std::string_view pcm, double sourceRate, bool dropOld);
+    /// Goes over to a device, dropping what was queued; does nothing when its output is there already.
+    void moveTo(std::optional<std::uint32_t> device);
     /// Ends the output and makes one for the current device; what was queued is dropped.
     void rebuild();
     /// Ends the output and empties the queue.

@@ -16,14 +16,6 @@ namespace lingrelay {
 
 namespace fs = std::filesystem;
 
-TemporaryFolder::TemporaryFolder()
-{
-    auto pattern = (fs::temp_directory_path() / "lingrelay-e2e-XXXXXX").string();
-    m_path = ::mkdtemp(pattern.data());
-}
-
-TemporaryFolder::~TemporaryFolder() { fs::remove_all(m_path); }
-
 std::string readFile(std::string const& path)
 {
     std::ifstream file(path, std::ios::binary);

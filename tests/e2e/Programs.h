@@ -2,6 +2,7 @@
 
 #include "base/Json.h"
 #include "base/Time.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <optional>
 #include <string>
@@ -10,17 +11,6 @@
 #include <sys/types.h>
 
 namespace lingrelay {
-
-/// A folder of a case's own, removed with it.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    std::string operator/(std::string const& name) const { return m_path + '/' + name; }
-
-private:
-    std::string m_path;
-};
 
 std::string readFile(std::string const& path);
 void writeFile(std::string const& path, std::string const& text);

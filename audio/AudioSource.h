@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace lingrelay {
+
+/// Where a direction's sound comes from. Made once, started and stopped on main; never restarts itself.
+class AudioSource {
+public:
+    virtual ~AudioSource() = default;
+
+    /// Mono, 16-bit little-endian PCM at 16000 samples a second in blocks of any length; on a thread of the source.
+    /// `sent`, when there is one, is called once the block was handed to the network. Set before the first start.
+    std::function<void(std::string pcm, std::function<void()> sent)> onPCM;
+    /// A text for the user, in their language; any thread. Set before the first start.
+    std::function<void(std::string const& message)> onError;
+
+    virtual void start() = 0;
+    virtual void stop() = 0;
+};
+
+/// The other programs' sound.
+class AudioCapture : public AudioSource {
+public:
+    static constexpr std::int64_t sampleRate = 16000;
+};
+
+/// The user's microphone.
+class MicCapture : public AudioSource {
+public:
+    /// Nothing means the system's default. A running microphone goes over to the new device at once.
+    virtual void setInputDevice(std::optional<std::uint32_t> device) = 0;
+    /// A muted microphone goes on running and hands over nothing.
+    virtual void setMuted(bool muted) = 0;
+};
+
+/// Silences the captured programs on the local outputs while it runs; main.
+class AudioMuter {
+public:
+    virtual ~AudioMuter() = default;
+
+    /// A text for the user; any thread. Set before the first start.
+    std::function<void(std::string const& message)> onError;
+
+    virtual void start() = 0;
+    virtual void stop() = 0;
+};
+
+/// Brings the virtual microphone into the system, once.
+class DriverInstaller {
+public:
+    virtual ~DriverInstaller() = default;
+
+    virtual bool installed() const = 0;
+    /// There is something to install.
+    virtual bool available() const = 0;
+    virtual bool install() = 0;
+};
+
+} // namespace lingrelay

@@ -1,0 +1,150 @@
+#pragma once
+
+#include "audio/AudioSource.h"
+#include "audio/Meter.h"
+#include "core/Engine.h"
+#include "core/common/AppModel.h"
+#include "desktop/AppShell.h"
+#include "desktop/OverlayWindow.h"
+#include "desktop/PushToTalk.h"
+#include "platform/AudioDevices.h"
+#include "platform/Workspace.h"
+#include "sessions/Journal.h"
+#include "sessions/SessionStore.h"
+#include "speech/HostedSession.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lingrelay {
+
+/// The application object and the session controller: brings directions up and down, wires sound, text and status to
+/// the model and the captions panel, and gives back what it changed.
+///
+/// Main, but for the callbacks that it puts into sources and engines. Made by `create`; what `Services` refers to and
+/// the shared objects outlive it. Before it dies: `shutdown`, then wait until it is `idle`.
+class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
+public:
+    struct Services {
+        Scheduler& main;
+        Engine::Services listen;
+        Engine::Services speak;
+        AudioCapture& capture;
+        MicCapture& mic;
+        AudioMuter& muter;
+        AudioDevices& devices;
+        DriverInstaller& driver;
+        OverlayWindow& overlay;
+        AppShell& shell;
+        PushToTalk& ptt;
+        Workspace& workspace;
+    };
+
+    static std::shared_ptr<AppDelegate> create(Services services);
+    ~AppDelegate();
+
+    /// Wires everything; once, before all else. Starts no session.
+    void applicationDidFinishLaunching();
+    void applicationShouldHandleReopen() { m_services.shell.showMainWindow(); }
+    void applicationWillTerminate() { restoreDefaultInput(); }
+    void quitNow();
+    void restartApp();
+
+    void startFromUI();
+    /// Does nothing while a start waits for the backend: that session begins all the same.
+    void stopFromUI();
+    /// Takes over the model's settings.
+    void applyFromUI();
+    void applyPreset(Preset preset);
+    /// Makes the running directions match the mode.
+    void applyMode();
+    /// Gives the active profile to new streams; capture and queued speech go on.
+    void restartStreamsForContext();
+
+    void refreshDeviceLists();
+    void setMicDevice(std::optional<std::uint32_t> device);
+    void setListenDevice(std::optional<std::uint32_t> device);
+    void setSpeakDevice(std::optional<std::uint32_t> device);
+    void selectLingrelayOutput();
+
+    bool running() const { return m_running; }
+    Engine& listenEngine() { return *m_listenEngine; }
+    Engine& speakEngine() { return *m_speakEngine; }
+
+    /// For a program without a window, which must tell how a session went; main, and set before the first start.
+    std::function<void(HostedSession::Failure const& failure)> onRefused;
+    std::function<void()> onExhausted; ///< the session has been stopped
+    /// A session that was not empty, and its file or why there is none.
+    std::function<void(SessionStore::Session const& session, Result<std::filesystem::path> const& file)> onArchived;
+
+    /// Cancels what waits for the backend.
+    void shutdown();
+    bool idle() const { return m_tasks.running() == 0; }
+
+private:
+    explicit AppDelegate(Services services);
+
+    void wireSources();
+    void wireEngine(Engine& engine, AppModel::Direction direction);
+    void caption(AppModel::Direction direction, std::string const& kind, std::string const& text);
+    void installCommands();
+    void startTicking();
+    void startAppWatcher();
+    void onMain(std::function<void(AppDelegate&)> job);
+
+    void publishRunState();
+    void publishStatus(std::string const& text, AppModel::StatusKind kind);
+    void showEngineStatus(std::string const& kind, std::optional<std::string> const& message);
+    void showPanel();
+
+    Task<void> startHosted();
+    void beginRun();
+    void startListen();
+    void stopListen();
+    void startSpeak();
+    void stopSpeak();
+    AppSettings listenRecord() const { return m_settings.listenRecord(AudioCapture::sampleRate); }
+    void adoptLanguageAndGuard();
+    void configurePushToTalk();
+
+    void protectListener();
+    void routeSpeech(std::vector<AudioDevice> const& outputs);
+    void routeMic(std::vector<AudioDevice> const& inputs, std::optional<std::uint32_t> realMic);
+    std::optional<std::uint32_t> resolveRealMic(std::vector<AudioDevice> const& inputs) const;
+    void restoreDefaultInput();
+    void ensureDriverIfNeeded();
+    bool installDriver();
+
+    SessionStore::Session session() const;
+    void beginJournal();
+    void keepTranscript(std::vector<AppModel::Line> const& lines);
+    void archiveSession();
+
+    Services m_services;
+    AppModel& m_model;
+    std::shared_ptr<Engine> m_listenEngine;
+    std::shared_ptr<Engine> m_speakEngine;
+    AppSettings m_settings;
+    bool m_starting = false;
+    bool m_running = false;
+    bool m_listenActive = false;
+    bool m_speakActive = false;
+    std::optional<AudioDevice> m_ttsDevice; ///< the user's picks; nothing means automatic
+    std::optional<AudioDevice> m_speakDevice;
+    std::optional<AudioDevice> m_micDevice;
+    std::optional<std::uint32_t> m_savedDefaultInput;
+    bool m_didSwitchInput = false;
+    Meter m_micMeter; ///< on the microphone's thread
+    Meter m_sysMeter; ///< on the capture's thread
+    std::unique_ptr<Journal> m_journal; ///< of the running session
+    Subscription m_transcriptWatch;
+    std::shared_ptr<void> m_appWatch;
+    Scheduler::TimerId m_tick = 0;
+    Scheduler::TimerId m_driverTimer = 0;
+    TaskGroup m_tasks;
+};
+
+} // namespace lingrelay

@@ -1,0 +1,461 @@
+#include "base/Uuid.h"
+#include "config/L10n.h"
+#include "tests/support/Desk.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace lingrelay {
+
+namespace {
+
+using Kind = AppModel::StatusKind;
+using Mode = AppSettings::Mode;
+using Texts = std::vector<std::string>;
+
+class AppDelegateTest : public testing::Test, protected Desk {
+protected:
+    /// Launched with these settings.
+    void launch(std::function<void(AppSettings&)> change = [](AppSettings&) {})
+    {
+        AppSettings settings;
+        settings.sourceLang = "en";
+        settings.targetLang = "es";
+        change(settings);
+        set(settings);
+        Desk::launch();
+    }
+    void start()
+    {
+        model->commands.start();
+        wait(0.2);
+    }
+    void stop()
+    {
+        model->commands.stop();
+        wait(0.1);
+    }
+    /// Without a key of the user's own: starts are answered by `backend`.
+    void hostedBy(std::function<HttpResponse(std::string const& path, Json const& body)> backend, double delay = 0.05)
+    {
+        world.defaults.set("k.soniox", "");
+        world.network.onExchange = [this, backend, delay](SimExchange const& exchange) {
+            auto const& url = exchange.request().url;
+            auto const path = url.substr(url.rfind('/') + 1);
+            calls.push_back(path);
+            exchange.answer(backend(path, *parseJson(exchange.request().body)), seconds(delay));
+        };
+    }
+    static HttpResponse session()
+    {
+        return {200, {}, R"({"session_id":"s-1","stt_key":"a","tts_key":"b","remaining_seconds":600})"};
+    }
+    void addVirtualDevice()
+    {
+        devices.inputList.push_back({3, "Lingrelay Microphone"});
+        devices.outputList.push_back({3, "Lingrelay"});
+    }
+    static void writeFile(std::filesystem::path const& path, char const* text) { std::ofstream(path) << text; }
+    std::ptrdiff_t files() const
+    {
+        std::error_code none;
+        std::filesystem::directory_iterator const list(store.folder(), none);
+        return std::count_if(
+            begin(list), end(list), [](auto const& file) { return file.path().extension() == ".json"; });
+    }
+    /// Journals that are left.
+    bool journals() const { return !std::filesystem::is_empty(Journal::folder(store)); }
+
+    Texts calls; ///< to the backend
+};
+
+TEST_F(AppDelegateTest, aListenSessionRunsFromStartToArchive)
+{
+    std::vector<std::string> archived;
+    launch();
+    app->onArchived = [&](auto const&, Result<std::filesystem::path> const& file) { archived.push_back(file->string()); };
+    start();
+    EXPECT_TRUE(*model->running);
+    EXPECT_EQ(*model->statusKind, Kind::live);
+    EXPECT_EQ(*model->status, "● ready");
+    EXPECT_EQ(trace, (Texts{"capture start", "muter start"}));
+    EXPECT_TRUE(overlay.shown);
+    capture.hear(std::string(3200, '\x40'));
+    wait(0.1);
+    EXPECT_GT(*model->systemLevel, 0);
+    EXPECT_EQ(recogniser()->count(SimPeer::Kind::binary), 1U);
+    say("Hello.", "Hola.", 66);
+    ASSERT_EQ(model->transcript->size(), 1U);
+    EXPECT_EQ(*model->listenOriginal, "Hello.");
+    EXPECT_EQ(*model->listenTranslated, "Hola.");
+    EXPECT_EQ(model->elapsedString(), "00:01:05");
+    EXPECT_EQ(voice.texts, Texts{"Hola."});
+    trace.clear();
+    stop();
+    EXPECT_EQ(trace, (Texts{"capture stop", "muter stop"}));
+    EXPECT_FALSE(*model->running);
+    EXPECT_FALSE(*model->startedAt);
+    EXPECT_EQ(*model->statusKind, Kind::idle);
+    ASSERT_EQ(archived.size(), 1U);
+    auto const kept = SessionStore::read(archived[0]);
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->lines[0].translation, "Hola.");
+    EXPECT_EQ(kept->mode, "listen");
+    EXPECT_EQ(model->transcript->size(), 1U) << "the transcript runs on";
+    EXPECT_EQ(*model->listenTranslated, "Hola.");
+    start();
+    say("Bye.", "Adiós.");
+    stop();
+    EXPECT_EQ(SessionStore::read(archived.back())->lines.size(), 2U) << "the next session holds the earlier lines too";
+}
+
+TEST_F(AppDelegateTest, aSessionWithoutALineLeavesNoFile)
+{
+    launch();
+    start();
+    wait(5);
+    stop();
+    EXPECT_EQ(files(), 0);
+    EXPECT_FALSE(journals());
+}
+
+TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
+{
+    std::vector<bool> kept;
+    launch();
+    app->onArchived = [&](auto const&, auto const& file) { kept.push_back(static_cast<bool>(file)); };
+    start();
+    say("Gone.", "Ido.");
+    model->transcript = std::vector<AppModel::Line>(); // the user empties the list
+    say("Hello.", "Hola.");
+    auto const away = store.folder().string() + " away";
+    std::filesystem::create_directory(away);
+    std::filesystem::rename(store.folder() / "Journal", away + "/Journal");
+    std::filesystem::remove_all(store.folder());
+    writeFile(store.folder(), "no folder");
+    stop();
+    EXPECT_EQ(kept, std::vector{false});
+    std::filesystem::remove(store.folder());
+    std::filesystem::rename(away, store.folder());
+    auto const recovered = Journal::recover(store);
+    ASSERT_EQ(recovered.size(), 1U);
+    auto const session = SessionStore::read(recovered[0]);
+    ASSERT_TRUE(session);
+    ASSERT_EQ(session->lines.size(), 1U);
+    EXPECT_EQ(session->lines[0].source, "Hello.");
+    EXPECT_FALSE(journals());
+}
+
+TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
+{
+    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
+    launch();
+    model->commands.start();
+    model->commands.start();
+    wait(0.1);
+    EXPECT_EQ(*model->statusKind, Kind::connecting);
+    model->commands.stop(); // too early to do anything
+    wait(2);
+    EXPECT_TRUE(*model->running);
+    EXPECT_EQ(calls, Texts{"start"});
+    EXPECT_EQ(recognisers.size(), 1U);
+    stop();
+    wait(1);
+    EXPECT_EQ(calls, (Texts{"start", "end"}));
+}
+
+TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
+{
+    struct Case {
+        std::string answer;
+        std::string message;
+    };
+    std::string answer;
+    hostedBy([&](auto const&, auto const&) { return HttpResponse{200, {}, answer}; });
+    std::vector<std::string> refusals;
+    launch();
+    app->onRefused = [&](auto const& failure) { refusals.push_back(failure.message); };
+    for (auto const& [body, message] : {Case{R"({"error":"No.","code":"banned"})", "No."},
+             Case{R"({"error":"Full.","code":"at_capacity"})", "All translation slots are busy. Try again in a moment."},
+             Case{"<html>busy</html>", "Could not start a session."}}) {
+        answer = body;
+        start();
+        EXPECT_EQ(*model->status, message);
+        EXPECT_EQ(*model->statusKind, Kind::warning);
+        EXPECT_EQ(overlay.statuses.back(), "⚠ " + message);
+        EXPECT_EQ(refusals.back(), message);
+    }
+    EXPECT_FALSE(*model->running);
+    EXPECT_TRUE(trace.empty());
+    EXPECT_TRUE(world.network.peers().empty());
+}
+
+TEST_F(AppDelegateTest, serviceTimeThatRunsOutEndsTheSessionLikeAStop)
+{
+    hostedBy([](std::string const& path, auto const&) {
+        return path == "tick" ? HttpResponse{200, {}, R"({"remaining_seconds":0,"stop":true})"} : session();
+    });
+    bool exhausted = false;
+    launch();
+    app->onExhausted = [&] { exhausted = true; };
+    start();
+    say("Hello.", "Hola.", 61);
+    EXPECT_TRUE(exhausted);
+    EXPECT_FALSE(*model->running);
+    EXPECT_EQ(*model->status, "Your service time has run out.");
+    EXPECT_EQ(*model->statusKind, Kind::warning);
+    EXPECT_EQ(files(), 1);
+    EXPECT_FALSE(journals());
+    EXPECT_EQ(calls, (Texts{"start", "tick"})) << "the server knows that it is over";
+}
+
+TEST_F(AppDelegateTest, hearingNeedsPermissionAndSpeakingDoesNot)
+{
+    workspace.mayHear = false;
+    launch([](auto& settings) { settings.mode = Mode::both; });
+    start();
+    EXPECT_FALSE(*model->running);
+    EXPECT_TRUE(*model->needsPermissions);
+    EXPECT_EQ(*model->statusKind, Kind::warning);
+    model->settings.update([](AppSettings& settings) { settings.mode = Mode::speak; });
+    model->commands.applySettings();
+    start();
+    EXPECT_TRUE(*model->running);
+}
+
+TEST_F(AppDelegateTest, theDefaultInputIsSwitchedForTheCallAndGivenBack)
+{
+    addVirtualDevice();
+    struct Case {
+        std::optional<std::uint32_t> before, after;
+        char const* mic;
+    };
+    launch([](auto& settings) {
+        settings.mode = Mode::speak;
+        settings.autoRouteMic = true;
+    });
+    for (auto const& [before, after, mic] : {Case{11, 11, "mic device 11"}, Case{3, 10, "mic device 10"}}) {
+        devices.input = before;
+        devices.builtIn = 10;
+        trace.clear();
+        start();
+        EXPECT_EQ(devices.input, 3U);
+        EXPECT_EQ(trace, (Texts{mic, "mic start"}));
+        stop();
+        EXPECT_EQ(devices.input, after);
+    }
+    devices.input = {}; // unreadable: nothing better is known than the virtual device
+    start();
+    stop();
+    EXPECT_EQ(devices.input, 3U);
+}
+
+TEST_F(AppDelegateTest, quittingGivesTheInputBackBeforeAnythingCanHang)
+{
+    addVirtualDevice();
+    launch([](auto& settings) {
+        settings.mode = Mode::speak;
+        settings.autoRouteMic = true;
+    });
+    start();
+    app->quitNow();
+    EXPECT_EQ(devices.input, 10U);
+    wait(0.5);
+    EXPECT_EQ(trace.back(), "terminate");
+    EXPECT_FALSE(shell.exited);
+    wait(0.6);
+    EXPECT_TRUE(shell.exited);
+}
+
+TEST_F(AppDelegateTest, theMicrophoneIsNeverOneOfOurOwn)
+{
+    launch([](auto& settings) { settings.mode = Mode::speak; });
+    auto const chosen = [this] {
+        start();
+        stop();
+        return mic.device;
+    };
+    devices.builtIn = {};
+    devices.inputList = {{3, "Lingrelay Microphone"}, {4, "My Aggregate"}, {5, "CADefaultDevice"}, {6, "Webcam"}};
+    for (auto const input : {3U, 4U, 5U, 99U}) {
+        devices.input = input;
+        EXPECT_EQ(chosen(), 6U);
+    }
+    devices.inputList.pop_back();
+    EXPECT_EQ(chosen(), std::nullopt) << "nothing real: the speak direction starts all the same";
+    devices.inputList.push_back({6, "Webcam"});
+    devices.inputList.push_back({7, "USB"});
+    model->commands.pickMic(7);
+    EXPECT_EQ(chosen(), 7U);
+    model->commands.pickMic(3);
+    EXPECT_EQ(chosen(), 6U) << "a pick that is not real is no pick";
+}
+
+TEST_F(AppDelegateTest, speechGoesWhereThePresetSays)
+{
+    addVirtualDevice();
+    struct Case {
+        char const* preset;
+        bool twoWay;
+        std::optional<std::uint32_t> device;
+    };
+    launch();
+    for (auto const& [preset, twoWay, device] : {Case{"", false, 3}, Case{"nonsense", false, 3},
+             Case{"videoCall", false, 3}, Case{"watchVideo", false, {}}, Case{"videoCall", true, {}}}) {
+        model->settings.update([&, preset = preset, twoWay = twoWay](AppSettings& settings) {
+            settings.mode = Mode::speak;
+            settings.preset = preset;
+            settings.forceTwoWay = twoWay;
+        });
+        model->commands.applySettings();
+        start();
+        EXPECT_EQ(app->speakEngine().player().device(), device) << preset;
+        stop();
+    }
+}
+
+TEST_F(AppDelegateTest, theListenVoiceStaysOutOfTheVirtualMicrophone)
+{
+    addVirtualDevice();
+    launch();
+    devices.output = 3;
+    start();
+    EXPECT_EQ(app->listenEngine().player().device(), 1U);
+    EXPECT_FALSE(*model->listenOutDeviceID) << "the pick still reads as the default";
+    stop();
+    model->commands.pickListenOut(2);
+    model->commands.pickListenOut(3);
+    EXPECT_EQ(*model->listenOutDeviceID, 2U);
+    model->commands.pickListenOut(99);
+    EXPECT_FALSE(*model->listenOutDeviceID) << "a device that is gone gives the default";
+}
+
+TEST_F(AppDelegateTest, aPresetRestartsTheDirectionsAndNotTheSession)
+{
+    launch([](auto& settings) { settings.mode = Mode::both; });
+    start();
+    auto const startedAt = *model->startedAt;
+    wait(5);
+    trace.clear();
+    model->commands.applyPreset(Preset::inPerson);
+    wait(0.2);
+    EXPECT_EQ(trace, (Texts{"capture stop", "muter stop", "mic stop", "mic device 10", "mic start"}));
+    EXPECT_EQ(*model->startedAt, startedAt);
+    EXPECT_EQ(AppSettings::load().preset, "inPerson");
+    EXPECT_TRUE(model->settings->echoGuard);
+    recogniser()->sendText(R"({"tokens":[{"text":"Two people.","is_final":true}]})");
+    wait(0.1);
+    EXPECT_EQ(*model->listenOriginal, "Two people.") << "two people at one microphone: both are captioned";
+    model->commands.applyPreset(Preset::textChat);
+    EXPECT_FALSE(model->settings->muteOriginal) << "left as it was";
+    stop();
+    trace.clear();
+    model->commands.applyPreset(Preset::videoCall);
+    EXPECT_TRUE(trace.empty()) << "idle: nothing starts";
+    EXPECT_NE(overlay.statuses.back().find("pick “Lingrelay”"), std::string::npos);
+}
+
+TEST_F(AppDelegateTest, theUsersOwnWordsAreNotCaptioned)
+{
+    launch([](auto& settings) { settings.mode = Mode::speak; });
+    start();
+    say("Xin chào.", "Hello.");
+    EXPECT_EQ(overlay.captions, (Texts{"speak: Hello.", "speak: Hello."})) << "the preview and the clause";
+    EXPECT_EQ(*model->listenOriginal, "");
+    EXPECT_EQ(*model->speakTranslated, "Hello.");
+    EXPECT_EQ(model->transcript->back().source, "Xin chào.");
+}
+
+TEST_F(AppDelegateTest, settingsOfARunningSessionApplyWithoutAReconnect)
+{
+    launch();
+    start();
+    model->settings.update([](AppSettings& settings) {
+        settings.voiceName = "Emma";
+        settings.showOverlay = false;
+        settings.menuBarIcon = false;
+        settings.uiLang = "vi";
+    });
+    model->commands.applySettings();
+    EXPECT_EQ(app->listenEngine().settings()->voiceName, "Emma");
+    EXPECT_EQ(app->listenEngine().settings()->sampleRate, 16000);
+    EXPECT_EQ(recognisers.size(), 1U);
+    EXPECT_FALSE(overlay.shown);
+    EXPECT_FALSE(shell.statusItem);
+    EXPECT_EQ(L10n::t("ready"), "● sẵn sàng");
+}
+
+TEST_F(AppDelegateTest, faultsOfSourcesAreShownAndEndNothing)
+{
+    launch([](auto& settings) { settings.mode = Mode::both; });
+    start();
+    capture.onError("No sound.");
+    muter.onError("Cannot mute.");
+    mic.onError("gone");
+    wait(0.1);
+    EXPECT_EQ(*model->status, "No sound.");
+    EXPECT_EQ(*model->statusKind, Kind::warning);
+    EXPECT_EQ((Texts{overlay.statuses.end() - 3, overlay.statuses.end()}),
+        (Texts{"⚠ No sound.", "⚠ Cannot mute.", "⚠ Microphone: gone"}));
+    EXPECT_TRUE(*model->running);
+}
+
+TEST_F(AppDelegateTest, aHeldKeyOpensTheMicrophone)
+{
+    launch([](auto& settings) {
+        settings.mode = Mode::speak;
+        settings.pushToTalk = true;
+    });
+    start();
+    EXPECT_TRUE(mic.muted);
+    EXPECT_FALSE(*model->talking);
+    key.press(true);
+    EXPECT_FALSE(mic.muted);
+    EXPECT_TRUE(*model->talking);
+    stop();
+    EXPECT_FALSE(key.watching);
+    EXPECT_FALSE(mic.muted) << "not for the next session";
+}
+
+TEST_F(AppDelegateTest, anApplicationBringsItsProfile)
+{
+    ContextProfile profile;
+    profile.id = newUuid();
+    profile.name = "Standup";
+    profile.topic = "sprint";
+    ContextProfile::save({profile});
+    launch([&](auto& settings) { settings.perAppProfiles = {{"meet", profile.id}}; });
+    workspace.bringToFront("editor");
+    EXPECT_FALSE(model->activeProfile());
+    workspace.bringToFront("meet");
+    workspace.bringToFront("editor");
+    ASSERT_TRUE(model->activeProfile());
+    start();
+    EXPECT_NE(recogniser()->frames.at(0).data.find("sprint"), std::string::npos);
+    say("One.", "Uno.");
+    stop();
+    EXPECT_EQ(store.sessions()->front().profileName, "Standup");
+}
+
+TEST_F(AppDelegateTest, theVirtualMicrophoneIsOfferedWhenItIsMissed)
+{
+    driver.present = false;
+    launch([](auto& settings) { settings.mode = Mode::speak; });
+    shell.answer = false;
+    start();
+    EXPECT_EQ(driver.installs, 0);
+    EXPECT_TRUE(*model->running) << "a refusal stops nothing";
+    stop();
+    shell.answer = true;
+    start();
+    EXPECT_EQ(driver.installs, 1);
+    addVirtualDevice();
+    wait(3);
+    EXPECT_EQ(app->speakEngine().player().device(), 3U);
+}
+
+} // namespace
+
+} // namespace lingrelay

@@ -1,0 +1,224 @@
+#pragma once
+
+#include "core/AppDelegate.h"
+#include "platform/sim/SimDevices.h"
+#include "sessions/SessionStore.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/VoiceServer.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lingrelay {
+
+/// A source that hands over what a test says, while it runs.
+template <class Source> class SimSource : public Source {
+public:
+    SimSource(std::vector<std::string>& trace, char const* name) : m_trace(trace), m_name(name) { }
+
+    bool running = false;
+    bool muted = false;
+    std::optional<std::uint32_t> device;
+
+    void start() override
+    {
+        running = true;
+        note("start");
+    }
+    void stop() override
+    {
+        running = false;
+        note("stop");
+    }
+    void hear(std::string pcm)
+    {
+        if (running && !muted)
+            this->onPCM(std::move(pcm), {});
+    }
+
+protected:
+    void note(std::string const& what) { m_trace.push_back(std::string(m_name) + " " + what); }
+
+private:
+    std::vector<std::string>& m_trace;
+    char const* m_name;
+};
+
+class SimMic final : public SimSource<MicCapture> {
+public:
+    using SimSource::SimSource;
+    void setInputDevice(std::optional<std::uint32_t> chosen) override
+    {
+        device = chosen;
+        note("device " + (chosen ? std::to_string(*chosen) : "default"));
+    }
+    void setMuted(bool now) override { muted = now; }
+};
+
+class SimMuter final : public AudioMuter {
+public:
+    explicit SimMuter(std::vector<std::string>& trace) : m_trace(trace) { }
+    void start() override { m_trace.emplace_back("muter start"); }
+    void stop() override { m_trace.emplace_back("muter stop"); }
+
+private:
+    std::vector<std::string>& m_trace;
+};
+
+class SimDriver final : public DriverInstaller {
+public:
+    bool present = true;
+    bool offered = true;
+    bool works = true;
+    int installs = 0;
+
+    bool installed() const override { return present; }
+    bool available() const override { return offered; }
+    bool install() override
+    {
+        ++installs;
+        present |= works;
+        return works;
+    }
+};
+
+class SimOverlay final : public OverlayWindow {
+public:
+    std::vector<std::string> captions;
+    std::vector<std::string> statuses;
+    bool shown = false;
+
+    void update(std::string const& kind, std::string const& text) override { captions.push_back(kind + ": " + text); }
+    void showStatus(std::string const& text) override { statuses.push_back(text); }
+    void orderFrontRegardless() override { shown = true; }
+    void orderOut() override { shown = false; }
+};
+
+class SimShell final : public AppShell {
+public:
+    explicit SimShell(std::vector<std::string>& trace) : m_trace(trace) { }
+
+    int menus = 0;
+    bool statusItem = true;
+    bool answer = true; ///< to every question
+    bool exited = false;
+
+    void buildMenu() override { ++menus; }
+    void setStatusItemVisible(bool visible) override { statusItem = visible; }
+    void showMainWindow() override { m_trace.emplace_back("window"); }
+    bool ask(std::string const&, std::string const&, std::string const&, std::string const&) override
+    {
+        m_trace.emplace_back("ask");
+        return answer;
+    }
+    void tearDownPresentations() override { m_trace.emplace_back("tear down"); }
+    void terminate() override { m_trace.emplace_back("terminate"); }
+    void exit() override { exited = true; }
+
+private:
+    std::vector<std::string>& m_trace;
+};
+
+class SimKey final : public PushToTalk {
+public:
+    std::string key;
+    bool watching = false;
+    bool down = false;
+
+    void setKey(std::string const& wanted) override { key = wanted; }
+    void start() override { watching = true; }
+    void stop() override
+    {
+        watching = false;
+        press(false);
+    }
+    void press(bool now)
+    {
+        if (std::exchange(down, now) != now && onChange)
+            onChange(now);
+    }
+};
+
+/// The whole program but for its windows, on simulated services and a real folder.
+class Desk {
+public:
+    explicit Desk(std::optional<std::uint32_t> seed = {}) : world(seed)
+    {
+        world.network.onConnect = [this](SimPeer& peer) {
+            if (voice.serves(peer))
+                return voice.take(peer);
+            peer.accept(seconds(0.02));
+            recognisers.push_back(peer.weak_from_this());
+        };
+        for (auto* outputs : {&world.outputs, &speakOutputs}) {
+            outputs->rates = {{1, 24000}, {2, 24000}, {3, 24000}};
+            outputs->runOn(world.background, seconds(0.02));
+        }
+        devices.inputList = {{10, "Built-in Microphone"}, {11, "Headset"}};
+        devices.outputList = {{1, "Speakers"}, {2, "Headset"}};
+        devices.input = 10;
+        devices.output = 1;
+        world.defaults.set("k.soniox", "key");
+    }
+    ~Desk()
+    {
+        if (app)
+            app->shutdown();
+        world.hosted.shutdown();
+        world.time.runReady();
+        app.reset();
+        world.time.runReady();
+    }
+
+    /// Starts the program; settings and stored keys are set before.
+    void launch()
+    {
+        model = &world.registry.put(std::make_shared<AppModel>());
+        app = AppDelegate::create({world.main,
+            {world.network, world.streamScheduler, world.pipelineScheduler, world.background, world.outputs},
+            {world.network, speakStream, speakPipeline, world.background, speakOutputs}, capture, mic, muter, devices,
+            driver, overlay, shell, key, workspace});
+        app->applicationDidFinishLaunching();
+        wait(0.01);
+        trace.clear();
+    }
+    void set(AppSettings const& settings) { settings.save(); }
+    void wait(double length) { world.time.advance(seconds(length)); }
+    std::shared_ptr<SimPeer> recogniser() const
+    {
+        return recognisers.empty() ? nullptr : recognisers.back().lock();
+    }
+    /// A clause of the recogniser that connected last.
+    void say(std::string const& source, std::string const& translation, double length = 0.1)
+    {
+        recogniser()->sendText(jsonText({{"tokens",
+            {{{"text", source}, {"is_final", true}},
+                {{"text", translation}, {"is_final", true}, {"translation_status", "translation"},
+                    {"language", "es"}}}}}));
+        wait(length);
+    }
+
+    World world;
+    TemporaryFolder folder;
+    VirtualScheduler speakStream{world.time};
+    VirtualScheduler speakPipeline{world.time};
+    SimAudioOutputs speakOutputs;
+    VoiceServer voice{world};
+    std::vector<std::weak_ptr<SimPeer>> recognisers;
+    std::vector<std::string> trace; ///< of sources, muter and shell, in order
+    SimSource<AudioCapture> capture{trace, "capture"};
+    SimMic mic{trace, "mic"};
+    SimMuter muter{trace};
+    SimAudioDevices devices;
+    SimDriver driver;
+    SimOverlay overlay;
+    SimShell shell{trace};
+    SimKey key;
+    SimWorkspace workspace;
+    SessionStore& store = world.registry.put(std::make_shared<SessionStore>(folder / "Sessions"));
+    AppModel* model = nullptr;
+    std::shared_ptr<AppDelegate> app;
+};
+
+} // namespace lingrelay
