@@ -2,7 +2,7 @@
 
 #include "platform/sim/VirtualTime.h"
 #include "tests/sessions/Samples.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -44,7 +44,7 @@ protected:
         return texts;
     }
 
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     SessionStore store{scratch.path()};
     VirtualTime time;
     VirtualScheduler main{time};
@@ -126,10 +126,10 @@ TEST_F(JournalTest, damagedRecordsArePassedOver)
     for (int i = 1; i <= 3; ++i)
         journal->append(sampleLine(i, std::to_string(i), ""));
     journal.reset();
-    auto const whole = ScratchFolder::read(file());
+    auto const whole = readText(file());
     auto const second = whole.find("\"2\"");
     for (std::size_t cut = whole.rfind('\n', whole.size() - 2) + 1; cut < whole.size() - 1; cut += 7) {
-        ScratchFolder::write(file(), whole.substr(0, cut)); // a torn end
+        writeText(file(), whole.substr(0, cut)); // a torn end
         auto const session = recovered();
         ASSERT_TRUE(session);
         EXPECT_EQ(sources(*session), (Texts{"1", "2"})) << cut;
@@ -137,10 +137,10 @@ TEST_F(JournalTest, damagedRecordsArePassedOver)
     }
     auto damaged = whole;
     std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(second), 20, '\0');
-    ScratchFolder::write(file(), "\n[]\n" + damaged + "rubbish");
+    writeText(file(), "\n[]\n" + damaged + "rubbish");
     EXPECT_EQ(sources(recovered().value()), (Texts{"1", "3"}));
     store.remove(store.sessions()->front());
-    ScratchFolder::write(file(), whole.substr(30)); // the head is torn: what was said still counts
+    writeText(file(), whole.substr(30)); // the head is torn: what was said still counts
     auto const headless = recovered();
     ASSERT_TRUE(headless);
     EXPECT_EQ(headless->id, sampleId(1));
@@ -198,7 +198,7 @@ TEST_F(JournalTest, whatDidNotFitIsWrittenWhenThereIsSpaceAgain)
 
 TEST_F(JournalTest, withoutAPlaceItSaysSoAndKeepsWhatCannotBeArchived)
 {
-    ScratchFolder::write(scratch / "file", "");
+    writeText(scratch / "file", "");
     SessionStore const blocked(scratch / "file/Sessions");
     auto const journal = Journal::begin(blocked, sampleSession(1, {}), main, background);
     ASSERT_FALSE(journal);

@@ -2,7 +2,7 @@
 
 #include "base/Json.h"
 #include "tests/sessions/Samples.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -38,14 +38,14 @@ protected:
     std::optional<Session> reread(std::function<void(Json&)> const& change)
     {
         auto const path = *store.archive(sampleSession(1, {sampleLine(1, "a", "b")}));
-        auto json = *parseJson(ScratchFolder::read(path));
+        auto json = *parseJson(readText(path));
         change(json);
-        ScratchFolder::write(path, jsonText(json));
+        writeText(path, jsonText(json));
         return SessionStore::read(path);
     }
     static unsigned modeOf(fs::path const& path) { return static_cast<unsigned>(fs::status(path).permissions()); }
 
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     fs::path const folder = scratch / "data/LingrelayPro/Sessions";
     SessionStore store{folder};
 };
@@ -62,7 +62,7 @@ TEST_F(SessionStoreTest, whatIsArchivedComesBackAndOnlyItsUserMayReadIt)
     EXPECT_EQ(*store.sessions(), std::vector{session}) << "archiving publishes";
     SessionStore another(folder);
     EXPECT_EQ(*another.sessions(), std::vector{session});
-    for (auto const& made : {scratch / "data", scratch / "data/LingrelayPro", folder})
+    for (fs::path const& made : {fs::path(scratch / "data"), folder.parent_path(), folder})
         EXPECT_EQ(modeOf(made), 0700U) << made;
     EXPECT_EQ(modeOf(*path), 0600U);
 }
@@ -90,14 +90,14 @@ TEST_F(SessionStoreTest, everyKeyIsNeededWithItsType)
 TEST_F(SessionStoreTest, whatIsNoSessionIsPassedOverAndLeftAlone)
 {
     auto const good = *store.archive(sampleSession(1, {sampleLine(1, "a", "b")}));
-    auto const text = ScratchFolder::read(good);
-    ScratchFolder::write(folder / "copy.JSON", text);
-    ScratchFolder::write(folder / "copy.json.bak", text);
-    ScratchFolder::write(folder / ".json", text);
-    ScratchFolder::write(folder / "torn.json", text.substr(0, text.size() / 2));
-    ScratchFolder::write(folder / "deep.json", std::string(200'000, '['));
-    ScratchFolder::write(folder / "list.json", "[]");
-    ScratchFolder::write(folder / "empty.json", "");
+    auto const text = readText(good);
+    writeText(folder / "copy.JSON", text);
+    writeText(folder / "copy.json.bak", text);
+    writeText(folder / ".json", text);
+    writeText(folder / "torn.json", text.substr(0, text.size() / 2));
+    writeText(folder / "deep.json", std::string(200'000, '['));
+    writeText(folder / "list.json", "[]");
+    writeText(folder / "empty.json", "");
     fs::create_directory(folder / "folder.json");
     fs::create_symlink("nowhere", folder / "link.json");
     ASSERT_EQ(::mkfifo((folder / "pipe.json").c_str(), 0600), 0);
@@ -130,14 +130,14 @@ TEST_F(SessionStoreTest, loadingAgainSeesEveryChange)
     ASSERT_TRUE(store.archive(sampleSession(2, {sampleLine(1, "other", "")})));
     int published = 0;
     auto const watch = store.sessions().observe([&](auto const&) { ++published; });
-    auto const text = ScratchFolder::read(path);
-    ScratchFolder::write(path, std::string(text).replace(text.find("before"), 6, "change")); // the size is the same
+    auto const text = readText(path);
+    writeText(path, std::string(text).replace(text.find("before"), 6, "change")); // the size is the same
     store.load();
     EXPECT_EQ(found("before").size(), 0U);
     EXPECT_EQ(found("change").size(), 1U);
     std::this_thread::sleep_for(std::chrono::milliseconds(2100)); // now files count as settled
     store.load();
-    ScratchFolder::write(path, text);
+    writeText(path, text);
     store.load();
     EXPECT_EQ(found("before").size(), 1U);
     fs::remove(path);
@@ -185,7 +185,7 @@ TEST_F(SessionStoreTest, titlesFollowTheUsersLocale)
 
 TEST_F(SessionStoreTest, aFolderThatCannotBeUsedIsAnErrorOfTheWriteAlone)
 {
-    ScratchFolder::write(scratch / "file", "");
+    writeText(scratch / "file", "");
     SessionStore blocked(scratch / "file/Sessions");
     EXPECT_TRUE(blocked.sessions()->empty());
     auto const failed = blocked.archive(sampleSession(1, {}));
