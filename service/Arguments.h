@@ -14,6 +14,7 @@ namespace lingrelay {
 struct Arguments {
     std::uint16_t port = 0; ///< 0: any free one
     std::optional<Script> script;
+    SessionBook::Plan sessions; ///< the script's, changed by options
     bool help = false;
 
     static char const* usage();

@@ -18,6 +18,7 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 
 using HttpRequest = http::request<http::string_body>;
+using HttpResponse = http::response<http::string_body>;
 
 /// One client's WebSocket on the service's side. Its executor only; shared by its reader, its writer and a
 /// conversation.

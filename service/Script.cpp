@@ -192,18 +192,39 @@ ScriptConnection readConnection(Json const& object, Protocol protocol, std::stri
     return connection;
 }
 
+/// What is laid over a request or an answer; null when the script does not.
+Json readPatch(Fields& fields, char const* key)
+{
+    auto const* patch = fields.any(key);
+    if (patch && !patch->is_object())
+        throw Wrong{fmt::format("{}: \"{}\" must be an object", fields.place(), key)};
+    return patch ? *patch : Json();
+}
+
 ScriptAnswer readAnswer(Json const& object, std::string const& place)
 {
+    using Kind = ScriptAnswer::Kind;
     Fields fields(object, place);
     ScriptAnswer answer;
-    answer.offline = fields.flag("offline");
-    answer.status = static_cast<int>(fields.number("status").value_or(200));
-    answer.delayMs = fields.number("delay_ms").value_or(0);
-    answer.drop = fields.flag("drop");
+    std::vector<Kind> kinds;
+    answer.request = readPatch(fields, "request");
+    answer.answer = readPatch(fields, "answer");
+    if (fields.flag("offline") || !answer.request.is_null() || !answer.answer.is_null())
+        kinds.push_back(Kind::offline);
+    if (fields.flag("drop"))
+        kinds.push_back(Kind::drop);
+    if (fields.flag("silence"))
+        kinds.push_back(Kind::silence);
     if (auto const* body = fields.any("body"))
-        answer.body = jsonText(*body);
+        answer.body = jsonText(*body), kinds.push_back(Kind::scripted);
     if (auto const text = fields.string("text"))
-        answer.body = *text;
+        answer.body = *text, kinds.push_back(Kind::scripted);
+    if (kinds.size() > 1)
+        throw Wrong{place + " answers in two ways: make two entries of it"};
+    answer.kind = kinds.empty() ? Kind::scripted : kinds.front();
+    answer.status = static_cast<int>(fields.number("status").value_or(200));
+    answer.type = fields.string("type").value_or("");
+    answer.delayMs = fields.number("delay_ms").value_or(0);
     fields.noMore();
     return answer;
 }
@@ -241,12 +262,18 @@ Result<Script> Script::parse(std::string_view text)
                 return parsed.error();
             script.limits = *parsed;
         }
+        if (auto const* sessions = fields.any("sessions")) {
+            auto const parsed = SessionBook::Plan::parse(*sessions);
+            if (!parsed)
+                return parsed.error();
+            script.sessions = *parsed;
+        }
         script.record = fields.string("record").value_or("");
         script.m_stt = readList(fields.any("stt"), "stt", connectionReader(Protocol::stt));
         script.m_tts = readList(fields.any("tts"), "tts", connectionReader(Protocol::tts));
         if (auto const* answers = fields.any("http")) {
             Fields operations(*answers, "\"http\"");
-            for (auto const* name : {"start", "tick", "end", "balance"})
+            for (auto const* name : {"start", "tick", "end", "balance", "summary"})
                 script.m_answers[name] = readList(operations.any(name), fmt::format("http.{}", name), readAnswer);
             operations.noMore();
         }

@@ -3,6 +3,7 @@
 #include "base/Json.h"
 #include "base/Result.h"
 #include "service/Limits.h"
+#include "service/SessionBook.h"
 
 #include <map>
 #include <optional>
@@ -39,12 +40,18 @@ struct ScriptConnection {
     std::vector<ScriptStep> steps;
 };
 
+/// The answer to one request: a made-up one, or the real one with changes.
 struct ScriptAnswer {
-    bool offline = false; ///< the real answer
+    enum class Kind { scripted, offline, drop, silence };
+
+    Kind kind = Kind::scripted;
     int status = 200;
+    std::string type; ///< of the content; JSON when empty
     std::string body;
     double delayMs = 0;
-    bool drop = false;
+    /// Laid over the request before it is served, and over its answer (RFC 7396); null for nothing.
+    Json request;
+    Json answer;
 };
 
 /// The timed answers and faults of a script file; README.md in this folder describes the form.
@@ -60,12 +67,13 @@ public:
     /// `index` counts from 0; nothing without a list.
     ScriptConnection const* stt(std::size_t index) const { return entry(m_stt, index); }
     ScriptConnection const* tts(std::size_t index) const { return entry(m_tts, index); }
-    /// `operation` is "start", "tick", "end" or "balance".
+    /// `operation` is "start", "tick", "end", "balance" or "summary".
     ScriptAnswer const* answer(std::string const& operation, std::size_t index) const;
     /// Whether any stream may need the recogniser.
     bool needsRecogniser() const;
 
     Limits limits;
+    SessionBook::Plan sessions;
     std::string record; ///< the file that takes what clients send; empty for none
 
 private:

@@ -3,6 +3,7 @@
 #include "base/Log.h"
 #include "service/ScriptPlayer.h"
 #include "service/SttConversation.h"
+#include "service/Summary.h"
 #include "service/TtsConversation.h"
 
 #include <boost/asio/co_spawn.hpp>
@@ -14,10 +15,9 @@ namespace {
 constexpr int mostConnections = 256;
 constexpr auto requestTime = std::chrono::seconds(10); ///< for a client to send a whole request
 constexpr std::size_t bodyLimit = 1 << 20;
-constexpr std::string_view sessionPath = "/v1/pro/";
+constexpr std::string_view pathStart = "/v1/";
 
 using Parser = http::request_parser<http::string_body>;
-using Response = http::response<http::string_body>;
 
 std::string pathOf(HttpRequest const& request)
 {
@@ -28,20 +28,21 @@ std::string pathOf(HttpRequest const& request)
 /// "start" for "/v1/pro/session/start"; empty for a path that is not served.
 std::string operationOf(std::string_view path)
 {
-    auto const at = path.rfind(sessionPath);
+    auto const at = path.rfind(pathStart);
     if (at == std::string_view::npos)
         return {};
-    path.remove_prefix(at + sessionPath.size());
-    for (std::string_view const known : {"session/start", "session/tick", "session/end", "balance"}) {
+    path.remove_prefix(at + pathStart.size());
+    for (std::string_view const known :
+        {"pro/session/start", "pro/session/tick", "pro/session/end", "pro/balance", "summary"}) {
         if (path == known)
-            return std::string(known.substr(known.find('/') + 1));
+            return std::string(known.substr(known.rfind('/') + 1));
     }
     return {};
 }
 
-Response response(HttpRequest const& request, int status, std::string body)
+HttpResponse response(HttpRequest const& request, int status, std::string body)
 {
-    Response answer;
+    HttpResponse answer;
     answer.version(request.version());
     answer.result(static_cast<unsigned>(status));
     answer.set(http::field::content_type, "application/json");
@@ -51,7 +52,35 @@ Response response(HttpRequest const& request, int status, std::string body)
     return answer;
 }
 
-std::string errorBody(char const* code, char const* text) { return jsonText({{"error", text}, {"code", code}}); }
+Json errorJson(char const* code, char const* text) { return {{"error", text}, {"code", code}}; }
+
+std::string errorBody(char const* code, char const* text) { return jsonText(errorJson(code, text)); }
+
+/// The body as an object, with the token of the Authorization header as `client_token` when it has none of its own.
+Json bodyOf(HttpRequest const& request)
+{
+    auto body = parseJson(request.body()).value_or(Json());
+    if (!body.is_object())
+        body = Json::object();
+    if (auto const header = request.find(http::field::authorization);
+        header != request.end() && !body.contains("client_token")) {
+        std::string_view const value(header->value().data(), header->value().size());
+        body["client_token"] = std::string(value.substr(value.starts_with("Bearer ") ? 7 : 0));
+    }
+    return body;
+}
+
+/// Until the client has gone.
+asio::awaitable<void> keepSilent(beast::tcp_stream& stream)
+{
+    stream.expires_never();
+    std::array<char, 4096> ignored;
+    bool there = true;
+    while (there) {
+        auto const [error, size] = co_await stream.async_read_some(asio::buffer(ignored), quietly);
+        there = !error;
+    }
+}
 
 void cut(beast::tcp_stream& stream)
 {
@@ -76,7 +105,7 @@ Server::Server(asio::io_context& context, Options options)
     : m_context(context)
     , m_options(std::move(options))
     , m_token(newSecret("local"))
-    , m_provider{m_options.script ? m_options.script->limits : Limits{}, {m_token, {}},
+    , m_provider{m_options.script ? m_options.script->limits : Limits{}, {m_token, m_options.sessions},
           DecoderPool(m_options.modelFolder), Translator(context.get_executor(), m_options.modesFolder),
           Voices(context.get_executor())}
     , m_acceptor(context)
@@ -219,51 +248,82 @@ asio::awaitable<bool> Server::admit(
 asio::awaitable<bool> Server::serveRequest(beast::tcp_stream& stream, HttpRequest const& request)
 {
     auto const operation = operationOf(pathOf(request));
-    Response answer;
+    HttpResponse answer;
     if (operation.empty()) {
         answer = response(request, 404, errorBody("not_found", "There is no such path."));
     } else if (request.method() != http::verb::post) {
         answer = response(request, 405, errorBody("method_not_allowed", "Use POST."));
     } else {
-        auto body = parseJson(request.body()).value_or(Json());
-        m_recorder.write({{"connection", "http"}, {"event", operation}, {"message", body}});
+        m_recorder.write(
+            {{"connection", "http"}, {"event", operation}, {"message", parseJson(request.body()).value_or(Json())}});
         auto const index = m_requests[operation]++;
+        ScriptAnswer genuine;
+        genuine.kind = ScriptAnswer::Kind::offline;
         auto const* scripted = m_options.script ? m_options.script->answer(operation, index) : nullptr;
-        if (scripted) {
-            stream.expires_never();
-            co_await pause(m_context.get_executor(), seconds(scripted->delayMs / 1000));
-        }
-        if (scripted && scripted->drop) {
-            cut(stream);
+        auto const* how = scripted ? scripted : &genuine;
+        auto found = co_await answerTo(stream, request, operation, *how);
+        if (!found)
             co_return false;
-        }
-        answer = scripted && !scripted->offline ? response(request, scripted->status, scripted->body)
-                                                : response(request, 200, jsonText(sessionAnswer(operation, request)));
+        answer = std::move(*found);
     }
     stream.expires_after(requestTime);
     auto const [error, size] = co_await http::async_write(stream, answer, quietly);
     co_return !error;
 }
 
-Json Server::sessionAnswer(std::string const& operation, HttpRequest const& request)
+asio::awaitable<std::optional<HttpResponse>> Server::answerTo(
+    beast::tcp_stream& stream, HttpRequest const& request, std::string const& operation, ScriptAnswer const& how)
 {
-    auto body = parseJson(request.body()).value_or(Json());
-    if (!body.is_object())
-        body = Json::object();
-    if (auto const header = request.find(http::field::authorization);
-        header != request.end() && !body.contains("client_token")) {
-        std::string_view const value(header->value().data(), header->value().size());
-        body["client_token"] = std::string(value.substr(value.starts_with("Bearer ") ? 7 : 0));
+    using Kind = ScriptAnswer::Kind;
+    if (how.delayMs > 0) {
+        stream.expires_never();
+        co_await pause(m_context.get_executor(), seconds(how.delayMs / 1000));
     }
+    if (how.kind == Kind::drop)
+        cut(stream);
+    if (how.kind == Kind::silence)
+        co_await keepSilent(stream);
+    if (how.kind == Kind::drop || how.kind == Kind::silence)
+        co_return std::nullopt;
+    if (how.kind == Kind::scripted) {
+        auto answer = response(request, how.status, how.body);
+        if (!how.type.empty())
+            answer.set(http::field::content_type, how.type);
+        co_return answer;
+    }
+    auto body = bodyOf(request);
+    if (!how.request.is_null())
+        body.merge_patch(how.request);
+    auto answer = realAnswer(operation, body);
+    if (!how.answer.is_null())
+        answer.body.merge_patch(how.answer);
+    co_return response(request, answer.status, jsonText(answer.body));
+}
+
+Server::Answer Server::realAnswer(std::string const& operation, Json const& request)
+{
     auto const now = Clock::now();
     auto const date = std::chrono::system_clock::now();
     if (operation == "start")
-        return m_provider.book.start(body, now, date);
+        return {200, m_provider.book.start(request, now, date)};
     if (operation == "tick")
-        return m_provider.book.tick(body, now, date);
+        return {200, m_provider.book.tick(request, now, date)};
     if (operation == "end")
-        return m_provider.book.end(body, now);
-    return m_provider.book.balance(body);
+        return {200, m_provider.book.end(request, now)};
+    if (operation == "balance")
+        return {200, m_provider.book.balance(request)};
+    return summaryAnswer(request);
+}
+
+Server::Answer Server::summaryAnswer(Json const& request) const
+{
+    if (!m_provider.book.authorized(request))
+        return {401, errorJson("unauthorized", "The local service does not know this caller.")};
+    auto const text = jsonString(request, "text");
+    auto const style = summaryStyleOf(jsonString(request, "style").value_or(""));
+    if (!text || !style)
+        return {400, errorJson("bad_request", "A recap needs \"text\", and a \"style\" of brief or full.")};
+    return {200, {{"summary", summarize(*text, *style, jsonString(request, "target").value_or(""))}}};
 }
 
 } // namespace lingrelay

@@ -10,13 +10,14 @@
 
 namespace lingrelay {
 
-/// The whole service on one loopback port: both WebSocket protocols and the session endpoints. The context's thread
-/// only; it serves until the program ends.
+/// The whole service on one loopback port: both WebSocket protocols and the endpoints of the backend. The context's
+/// thread only; it serves until the program ends.
 class Server {
 public:
     struct Options {
         std::uint16_t port = 0;
         std::optional<Script> script;
+        SessionBook::Plan sessions;
         std::string modelFolder; ///< of speech models
         std::string modesFolder; ///< of translation pairs
     };
@@ -37,7 +38,16 @@ private:
     asio::awaitable<bool> admit(beast::tcp_stream& stream, HttpRequest const& request, ScriptConnection const& scripted,
         std::string const& name);
     asio::awaitable<bool> serveRequest(beast::tcp_stream& stream, HttpRequest const& request);
-    Json sessionAnswer(std::string const& operation, HttpRequest const& request);
+    /// Nothing when the client gets none and the connection is over.
+    asio::awaitable<std::optional<HttpResponse>> answerTo(
+        beast::tcp_stream& stream, HttpRequest const& request, std::string const& operation, ScriptAnswer const& how);
+    struct Answer {
+        int status = 200;
+        Json body;
+    };
+    /// `request` is the body, with the caller's token as `client_token`.
+    Answer realAnswer(std::string const& operation, Json const& request);
+    Answer summaryAnswer(Json const& request) const;
 
     asio::io_context& m_context;
     Options m_options;

@@ -57,7 +57,8 @@ int run(Arguments arguments)
     });
     auto const watch = watchParent(context);
     Server server(context,
-        {arguments.port, std::move(arguments.script), fromEnvironment("LINGRELAY_SPEECH_MODELS", standardModels),
+        {arguments.port, std::move(arguments.script), arguments.sessions,
+            fromEnvironment("LINGRELAY_SPEECH_MODELS", standardModels),
             fromEnvironment("LINGRELAY_TRANSLATION_MODES", standardModes)});
     if (auto const error = server.listen())
         return complain(error->message, error->kind == Error::Kind::cannotConnectToHost ? 1 : 2);
