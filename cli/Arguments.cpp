@@ -38,6 +38,9 @@ Problem choose(std::string_view option, std::string_view text, Word<T> const (&w
     return fmt::format("{} takes {}, not \"{}\"", option, known, text);
 }
 
+constexpr Word<Arguments::Form> forms[] = {{"txt", Arguments::Form::text}, {"srt", Arguments::Form::srt},
+    {"vtt", Arguments::Form::vtt}, {"json", Arguments::Form::json}};
+
 std::string ending(fs::path const& path)
 {
     auto text = path.extension().string();
@@ -143,7 +146,7 @@ Problem takeSetting(Arguments& arguments, std::string_view, std::string const& t
     auto const key = text.substr(0, mark);
     auto value = storedValue(key, std::string_view(text).substr(mark + 1));
     if (!value)
-        return value.error().message;
+        return "--set: " + value.error().message;
     arguments.settings.emplace_back(key, std::move(*value));
     return {};
 }
@@ -165,13 +168,10 @@ Problem takeSessions(Arguments& arguments, std::string_view, std::string const& 
 
 Problem takeTranscript(Arguments& arguments, std::string_view, std::string const& text)
 {
-    using Form = Arguments::Form;
-    constexpr Word<Form> words[]
-        = {{".txt", Form::text}, {".srt", Form::srt}, {".vtt", Form::vtt}, {".json", Form::json}};
-    Form form{};
-    if (!choose("", ending(text), words, form).empty())
+    auto const form = Arguments::formOf(text);
+    if (!form)
         return fmt::format("--transcript: {} must end in .txt, .srt, .vtt or .json", text);
-    arguments.transcripts.push_back({text, form});
+    arguments.transcripts.push_back({text, *form});
     return {};
 }
 
@@ -181,11 +181,32 @@ Problem takeTrace(Arguments& arguments, std::string_view, std::string const& tex
     return {};
 }
 
+Problem takeExport(Arguments& arguments, std::string_view, std::string const& text)
+{
+    arguments.outputFile = text;
+    return {};
+}
+
+Problem takeFormat(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    return choose(option, text, forms, arguments.format.emplace());
+}
+
+Problem takeJson(Arguments& arguments, std::string_view, std::string const&)
+{
+    arguments.listing = Arguments::Listing::json;
+    return {};
+}
+
+/// Commands that an option belongs to.
+enum Commands : unsigned { translating = 1, archive = 2, settingsStore = 4 };
+
 struct Option {
     std::string_view name;
-    std::string_view value; ///< what it takes, for the help
+    std::string_view value; ///< what it takes, for the help; empty: it stands alone
     std::string_view help;
     Problem (*take)(Arguments&, std::string_view option, std::string const& text);
+    unsigned commands = translating;
 };
 
 constexpr Option options[] = {
@@ -196,22 +217,54 @@ constexpr Option options[] = {
     {"--output", "FILE.wav|none|device", "where the translated voice goes (default for files: none)", takeOutput},
     {"--pace", "realtime|fast", "feed the file at its own speed (default) or as fast as possible", takePace},
     {"--events", "json", "one JSON object a line on standard output, for programs", takeEvents},
-    {"--set", "KEY=VALUE", "a setting, for this run only; may be repeated", takeSetting},
-    {"--defaults", "FILE", "another settings file", takeDefaults},
-    {"--sessions", "DIR", "another archive folder", takeSessions},
+    {"--format", "txt|srt|vtt|json", "the form to export (default: by the file's ending, else txt)", takeFormat,
+        archive},
+    {"--output", "FILE", "where to export to (default: standard output)", takeExport, archive},
+    {"--json", "", "list for programs", takeJson, archive},
+    {"--set", "KEY=VALUE", "a setting, for this run only; may be repeated", takeSetting, translating | archive},
+    {"--defaults", "FILE", "another settings file", takeDefaults, translating | archive | settingsStore},
+    {"--sessions", "DIR", "another archive folder", takeSessions, translating | archive},
     {"--stt-url", "URL", "another recognition host", takeUrl<&Arguments::sttUrl, true>},
     {"--tts-url", "URL", "another synthesis host", takeUrl<&Arguments::ttsUrl, true>},
     {"--api-url", "URL", "another host of the provider's REST interface, with /v1", takeUrl<&Arguments::apiUrl, false>},
-    {"--backend-url", "URL", "another session backend", takeUrl<&Arguments::backendUrl, false>},
+    {"--backend-url", "URL", "another session backend", takeUrl<&Arguments::backendUrl, false>, translating | archive},
     {"--transcript", "FILE", "write the transcript (.txt, .srt, .vtt or .json); may be repeated", takeTranscript},
     {"--trace", "FILE", "write the time stamps of every clause, as JSON lines", takeTrace},
 };
 
-Option const* findOption(std::string_view name)
+Option const* findOption(std::string_view name, unsigned command)
 {
-    auto const* found = std::find_if(
-        std::begin(options), std::end(options), [&](Option const& option) { return option.name == name; });
+    auto const* found = std::find_if(std::begin(options), std::end(options),
+        [&](Option const& option) { return option.name == name && (option.commands & command); });
     return found == std::end(options) ? nullptr : found;
+}
+
+unsigned commandOf(Arguments const& arguments)
+{
+    return arguments.action == Arguments::Action::sessions ? archive
+        : arguments.action == Arguments::Action::settings  ? settingsStore
+                                                           : translating;
+}
+
+Problem takeCommand(Arguments& arguments, std::string const& word)
+{
+    using Action = Arguments::Action;
+    constexpr Word<Action> words[]
+        = {{"translate", Action::translate}, {"sessions", Action::sessions}, {"settings", Action::settings}};
+    if (choose("", word, words, arguments.action).empty())
+        return {};
+    return fmt::format("there is no command \"{}\"; see lingrelay-cli --help", word);
+}
+
+Problem takeOperand(Arguments& arguments, std::string const& word)
+{
+    if (arguments.action != Arguments::Action::translate)
+        arguments.words.push_back(word);
+    else if (arguments.input)
+        return fmt::format("one sound file at a time: \"{}\" is one too many", word);
+    else
+        arguments.input = word;
+    return {};
 }
 
 /// Reads the words into `arguments`; files are not yet looked at.
@@ -221,33 +274,33 @@ Problem read(std::span<std::string const> words, Arguments& arguments)
     bool hasCommand = false;
     for (std::size_t i = 0; i < words.size(); ++i) {
         auto const& word = words[i];
+        Problem problem;
         if (!optionsEnded && word == "--") {
             optionsEnded = true;
         } else if (!optionsEnded && word.size() > 1 && word.front() == '-') {
             auto const mark = word.find('=');
             auto const name = word.substr(0, mark);
-            auto const* option = findOption(name);
+            auto const* option = findOption(name, commandOf(arguments));
             if (!option)
                 return fmt::format("there is no option {}; see lingrelay-cli --help", name);
-            if (mark == std::string::npos && ++i == words.size())
+            if (option->value.empty() && mark != std::string::npos)
+                return fmt::format("{} takes no value", name);
+            if (!option->value.empty() && mark == std::string::npos && ++i == words.size())
                 return fmt::format("{} needs a value: {}", name, option->value);
-            auto problem = option->take(arguments, name, mark == std::string::npos ? words[i] : word.substr(mark + 1));
-            if (!problem.empty())
-                return problem;
-        } else if (!std::exchange(hasCommand, true)) {
-            if (word != "translate")
-                return fmt::format("there is no command \"{}\"; see lingrelay-cli --help", word);
-        } else if (arguments.input) {
-            return fmt::format("one sound file at a time: \"{}\" is one too many", word);
+            problem = option->take(arguments, name, mark == std::string::npos ? words[i] : word.substr(mark + 1));
         } else {
-            arguments.input = word;
+            problem = std::exchange(hasCommand, true) ? takeOperand(arguments, word) : takeCommand(arguments, word);
         }
+        if (!problem.empty())
+            return problem;
     }
     return hasCommand ? "" : "nothing to do; see lingrelay-cli --help";
 }
 
 Problem liveProblem(Arguments const& arguments)
 {
+    if (arguments.action != Arguments::Action::translate)
+        return {};
     if (!arguments.input)
         return "live sound is not built in yet: name a sound file to translate";
     if (arguments.output == Arguments::Output::device)
@@ -258,7 +311,7 @@ Problem liveProblem(Arguments const& arguments)
 Problem filesProblem(Arguments const& arguments)
 {
     std::vector<fs::path> written;
-    if (arguments.output == Arguments::Output::file)
+    if (!arguments.outputFile.empty())
         written.push_back(arguments.outputFile);
     for (auto const& transcript : arguments.transcripts)
         written.push_back(transcript.path);
@@ -268,7 +321,7 @@ Problem filesProblem(Arguments const& arguments)
     for (auto path = written.begin(); path != written.end(); ++path) {
         if (std::find(written.begin(), path, *path) != path)
             return fmt::format("{} is named for two outputs", path->string());
-        if (fs::equivalent(*path, *arguments.input, ignored))
+        if (arguments.input && fs::equivalent(*path, *arguments.input, ignored))
             return fmt::format("{} is the input: it would be overwritten", path->string());
         if (auto problem = writingProblem(*path); !problem.empty())
             return problem;
@@ -298,16 +351,36 @@ Result<Arguments> Arguments::parse(std::span<std::string const> words)
     return arguments;
 }
 
+std::optional<Arguments::Form> Arguments::formOf(fs::path const& path)
+{
+    Form form{};
+    auto const text = ending(path);
+    return !text.empty() && choose("", text.substr(1), forms, form).empty() ? std::optional(form) : std::nullopt;
+}
+
 std::string Arguments::help()
 {
-    std::string text = "lingrelay-cli translate FILE [OPTION...]\n"
-                       "Translates the speech in a sound file: captions, a voice, a transcript.\n\n";
-    for (auto const& option : options)
-        text += fmt::format("  {:<36}{}\n", fmt::format("{} {}", option.name, option.value), option.help);
-    text += fmt::format("  {:<36}{}\n  {:<36}{}\n\n", "--help", "this text", "--version", "the version");
-    text += "Without a key (--set k.soniox=KEY) and without hosts, the local service is used.\n"
-            "Exit status: 0 translated or stopped, 1 the service failed or refused, 2 bad arguments.\n";
-    return text;
+    auto const row
+        = [](std::string const& name, std::string_view meaning) { return fmt::format("  {:<36}{}\n", name, meaning); };
+    auto const optionsOf = [&](unsigned command) {
+        std::string rows;
+        for (auto const& option : options) {
+            if (option.commands & command)
+                rows += row(fmt::format("{} {}", option.name, option.value), option.help);
+        }
+        return rows;
+    };
+    return "lingrelay-cli translate FILE [OPTION...]\n"
+           "Translates the speech in a sound file: captions, a voice, a transcript.\n\n"
+        + optionsOf(translating)
+        + "\nlingrelay-cli sessions list|show ID|search TEXT|export ID|delete ID|summarize ID [OPTION...]\n"
+          "The archive of past sessions. ID is the beginning of a session's, or \"last\".\n\n"
+        + optionsOf(archive)
+        + "\nlingrelay-cli settings [KEY [VALUE]] [OPTION...]\n"
+          "Lists, shows or stores settings.\n\n"
+        + optionsOf(settingsStore) + '\n' + row("--help", "this text") + row("--version", "the version")
+        + "\nWithout a key (--set k.soniox=KEY) and without hosts, the local service is used.\n"
+          "Exit status: 0 done or stopped, 1 the service failed or refused, 2 bad arguments.\n";
 }
 
 } // namespace lingrelay

@@ -16,11 +16,12 @@ namespace lingrelay {
 /// What the command line asks for, checked as far as that goes without the settings store: every file can be opened
 /// and every address used when this exists. Nobody has been contacted.
 struct Arguments {
-    enum class Action { translate, help, version };
+    enum class Action { translate, sessions, settings, help, version };
     enum class Pace { realtime, fast };
     enum class Output { automatic, none, device, file };
     enum class Events { captions, json };
     enum class Form { text, srt, vtt, json };
+    enum class Listing { people, json };
     struct Transcript {
         std::filesystem::path path;
         Form form;
@@ -46,9 +47,16 @@ struct Arguments {
     std::vector<Transcript> transcripts;
     std::optional<std::filesystem::path> trace;
 
+    std::vector<std::string> words; ///< behind `sessions` and `settings`
+    std::optional<Form> format;
+    Listing listing = Listing::people;
+
     /// `words` are the arguments behind the program's name. The error is one line for the user; it holds no value of
     /// --set, which may be a key.
     static Result<Arguments> parse(std::span<std::string const> words);
+
+    /// The form that a file's ending stands for.
+    static std::optional<Form> formOf(std::filesystem::path const& path);
 
     static std::string help();
 };

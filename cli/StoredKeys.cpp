@@ -3,8 +3,10 @@
 #include "base/Text.h"
 #include "base/Url.h"
 #include "config/AppSettings.h"
+#include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "context/ContextProfile.h"
+#include "platform/Defaults.h"
 
 #include <charconv>
 #include <cmath>
@@ -86,13 +88,23 @@ template <bool webSocket> Result<Json> address(std::string_view text)
 Result<Json> plainText(std::string_view text) { return typed(text, static_cast<std::string const*>(nullptr)); }
 Result<Json> wholeNumber(std::string_view text) { return typed(text, static_cast<std::int64_t const*>(nullptr)); }
 
+template <class T> std::string printed(T const& value)
+{
+    if constexpr (std::is_same_v<T, AppSettings::Mode>)
+        return rawValue(value);
+    else
+        return jsonPrinted(Json(value));
+}
+
+constexpr std::string_view secretKey = "k.soniox";
+
 /// The stored keys beside the settings record.
 struct StoredKey {
     std::string_view name;
     Result<Json> (*read)(std::string_view);
 };
 constexpr StoredKey otherKeys[] = {
-    {"k.soniox", plainText},
+    {secretKey, plainText},
     {"context.profiles", profiles},
     {"context.active", plainText},
     {"pro.remainingSeconds", wholeNumber},
@@ -125,10 +137,32 @@ Result<Json> storedValue(std::string const& key, std::string_view text)
 {
     auto value = read(key, text);
     if (!value)
-        return Error{Error::Kind::other, fmt::format("--set: there is no setting \"{}\"", key)};
+        return Error{Error::Kind::other, fmt::format("there is no setting \"{}\"", key)};
     if (!*value)
-        return Error{Error::Kind::other, fmt::format("--set {}: the value must be {}", key, value->error().message)};
+        return Error{Error::Kind::other, fmt::format("{}: the value must be {}", key, value->error().message)};
     return std::move(*value);
+}
+
+std::vector<std::string> storedKeys()
+{
+    std::vector<std::string> keys;
+    AppSettings::forEachField([&](char const* name, auto) { keys.emplace_back(name); });
+    for (auto const& other : otherKeys)
+        keys.emplace_back(other.name);
+    return keys;
+}
+
+std::string storedText(std::string const& key)
+{
+    std::optional<std::string> text;
+    auto const record = AppSettings::load();
+    AppSettings::forEachField([&](char const* name, auto member) {
+        if (key == name)
+            text = printed(record.*member);
+    });
+    if (key == secretKey)
+        return Secrets::byokActive() ? "•••" : "";
+    return text ? *text : KeyStore::d().string(key).value_or("");
 }
 
 } // namespace lingrelay

@@ -2,15 +2,16 @@
 
 #include "base/Log.h"
 #include "base/Registry.h"
+#include "cli/Paths.h"
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
 #include "cli/SignalWatch.h"
 #include "cli/TranslateRun.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
+#include "core/common/AppModel.h"
 #include "core/common/EchoGuard.h"
 #include "core/common/FarEndEcho.h"
-#include "core/common/AppModel.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"
@@ -33,20 +34,6 @@ constexpr Duration stopFlush = seconds(0.3);
 constexpr Duration finishFlush = std::chrono::hours(24);
 /// What remains then is to say goodbye to other parties; it must not hold up the user.
 constexpr auto goodbyeLimit = std::chrono::milliseconds(1000);
-
-std::string environment(char const* name)
-{
-    char const* value = std::getenv(name);
-    return value ? value : "";
-}
-
-fs::path defaultsPath(Arguments const& arguments)
-{
-    if (arguments.defaults)
-        return *arguments.defaults;
-    auto const folder = environment("XDG_CONFIG_HOME");
-    return (folder.empty() ? fs::path(environment("HOME")) / ".config" : fs::path(folder)) / "lingrelay/defaults.json";
-}
 
 std::unique_ptr<Presenter> makePresenter(
     Arguments const& arguments, OutputQueue& output, OutputQueue& notices, Scheduler& main, Instant start)
@@ -88,8 +75,7 @@ public:
         m_registry.put(std::make_shared<UiLanguage>()).setLang(AppSettings::load().uiLang);
         m_registry.put(std::make_shared<EchoGuard>(m_main));
         m_registry.put(std::make_shared<FarEndEcho>(m_main));
-        m_registry.put(std::make_shared<SessionStore>(
-            arguments.sessions.value_or(SessionStore::defaultFolder())));
+        m_registry.put(std::make_shared<SessionStore>(arguments.sessions.value_or(SessionStore::defaultFolder())));
     }
 
     ~Program()

@@ -1,3 +1,5 @@
+#include "cli/SessionsCommand.h"
+#include "cli/SettingsCommand.h"
 #include "cli/TranslateCommand.h"
 
 #include <csignal>
@@ -24,6 +26,10 @@ int main(int argumentCount, char** argumentTexts)
     case Arguments::Action::version:
         fmt::print("lingrelay-cli {}\n", LINGRELAY_VERSION);
         return exitDone;
+    case Arguments::Action::sessions:
+        return sessionsCommand(*arguments);
+    case Arguments::Action::settings:
+        return settingsCommand(*arguments);
     case Arguments::Action::translate:
         break;
     }

@@ -1,0 +1,58 @@
+#include "cli/SettingsCommand.h"
+
+#include "base/Registry.h"
+#include "cli/Paths.h"
+#include "cli/StoredKeys.h"
+#include "cli/TranslateCommand.h"
+#include "platform/linux/FileDefaults.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace lingrelay {
+
+namespace {
+
+int store(Defaults& defaults, std::filesystem::path const& path, std::string const& key, std::string const& text)
+{
+    auto value = storedValue(key, text);
+    if (!value) {
+        complain(value.error().message);
+        return exitBadArguments;
+    }
+    defaults.set(key, *value);
+    // Read from the disk again: the store keeps to itself what it could not write.
+    if (FileDefaults(path).value(key) == *value)
+        return exitDone;
+    complain(path.string() + ": cannot be written");
+    return exitFailed;
+}
+
+} // namespace
+
+int settingsCommand(Arguments const& arguments)
+{
+    auto const path = defaultsPath(arguments);
+    Registry registry;
+    auto& defaults = registry.put<Defaults>(std::make_shared<FileDefaults>(path));
+    auto const& words = arguments.words;
+    if (words.size() > 2) {
+        complain("settings takes a key and a value: \"" + words[2] + "\" is one too many");
+        return exitBadArguments;
+    }
+    if (words.size() == 2)
+        return store(defaults, path, words[0], words[1]);
+    auto const keys = storedKeys();
+    if (words.empty()) {
+        for (auto const& key : keys)
+            fmt::print("{}={}\n", key, storedText(key));
+    } else if (std::find(keys.begin(), keys.end(), words[0]) == keys.end()) {
+        complain("there is no setting \"" + words[0] + '"');
+        return exitBadArguments;
+    } else {
+        fmt::print("{}\n", storedText(words[0]));
+    }
+    return std::fflush(stdout) == 0 ? exitDone : exitFailed;
+}
+
+} // namespace lingrelay
