@@ -94,7 +94,8 @@ Task<EndReason> TranslateRun::run()
 
 Task<EndReason> TranslateRun::session()
 {
-    if (m_plan.localService)
+    m_announced = m_plan.localService; // the start of the service takes a moment
+    if (m_announced)
         status(Kind::connecting, T("Connecting…", "Đang kết nối…"));
     recover();
     if (auto const problem = co_await connect()) {
@@ -186,8 +187,10 @@ void TranslateRun::makeController()
 void TranslateRun::observeModel()
 {
     auto& model = AppModel::shared();
-    m_subscriptions.push_back(
-        model.statusKind.observe([this, &model](Kind kind) { status(kind, clean(*model.status)); }));
+    m_subscriptions.push_back(model.statusKind.observe([this, &model](Kind kind) {
+        if (!std::exchange(m_announced, false) || kind != Kind::connecting)
+            status(kind, clean(*model.status));
+    }));
     m_subscriptions.push_back(model.transcript.observe([this](std::vector<AppModel::Line> const& lines) {
         if (lines.empty() || lines.back().id == m_lastLine)
             return;

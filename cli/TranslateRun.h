@@ -123,6 +123,7 @@ private:
     std::shared_ptr<AppDelegate> m_app;
     std::vector<Subscription> m_subscriptions;
     std::string m_lastLine; ///< id
+    bool m_announced = false; ///< "connecting" was shown before the controller said it
 
     std::shared_ptr<bool> m_live; ///< jobs that callbacks post do nothing once this is gone
     Scheduler::TimerId m_progressTimer = 0;

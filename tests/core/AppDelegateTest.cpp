@@ -75,7 +75,8 @@ TEST_F(AppDelegateTest, aListenSessionRunsFromStartToArchive)
 {
     std::vector<std::string> archived;
     launch();
-    app->onArchived = [&](auto const&, Result<std::filesystem::path> const& file) { archived.push_back(file->string()); };
+    app->onArchived
+        = [&](auto const&, Result<std::filesystem::path> const& file) { archived.push_back(file->string()); };
     start();
     EXPECT_TRUE(*model->running);
     EXPECT_EQ(*model->statusKind, Kind::live);
@@ -177,9 +178,10 @@ TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
     std::vector<std::string> refusals;
     launch();
     app->onRefused = [&](auto const& failure) { refusals.push_back(failure.message); };
-    for (auto const& [body, message] : {Case{R"({"error":"No.","code":"banned"})", "No."},
-             Case{R"({"error":"Full.","code":"at_capacity"})", "All translation slots are busy. Try again in a moment."},
-             Case{"<html>busy</html>", "Could not start a session."}}) {
+    for (auto const& [body, message] :
+        {Case{R"({"error":"No.","code":"banned"})", "No."},
+            Case{R"({"error":"Full.","code":"at_capacity"})", "All translation slots are busy. Try again in a moment."},
+            Case{"<html>busy</html>", "Could not start a session."}}) {
         answer = body;
         start();
         EXPECT_EQ(*model->status, message);

@@ -1,5 +1,5 @@
-#include "base/Uuid.h"
 #include "core/common/AppModel.h"
+#include "base/Uuid.h"
 #include "tests/support/World.h"
 
 #include <gtest/gtest.h>

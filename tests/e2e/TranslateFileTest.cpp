@@ -83,7 +83,7 @@ protected:
 
     Words environment(Words more = {}) const
     {
-        more.insert(more.end(), {"XDG_CONFIG_HOME=" + folder / "config", "TZ=UTC"});
+        more.insert(more.end(), {"XDG_CONFIG_HOME=" + folder / "config", "XDG_DATA_HOME=" + folder / "data", "TZ=UTC"});
         if (std::filesystem::exists(folder / "service"))
             more.push_back("LINGRELAY_SERVICE=" + folder / "service");
         return more;
@@ -300,7 +300,7 @@ TEST_F(TranslateFileTest, badArgumentsAreToldInOneLineAndContactNobody)
     Words const cases[] = {{"--to", "xx"}, {"--to", "auto"}, {"--from", "klingon"}, {"--set", "unknown=1"},
         {"--set", "voiceSpeed=fast"}, {"--stt-url", "ws://example.com"}, {"--backend-url", "https://a@b"},
         {"--transcript", folder / "notes.pdf"}, {"--transcript", "/nowhere/notes.txt"}, {"--output", "/nowhere/v.wav"},
-        {"--pace", "slow"}, {"--mode", "both"}, {"--output", "device"},
+        {"--pace", "slow"}, {"--preset", "party"}, {"--output", "device"},
         {"--set", "targetLang=auto", "--to", "es", "--bad"}};
     auto const expectRefusal = [&](Words const& words) {
         Program program(words, environment());
@@ -416,6 +416,39 @@ TEST_F(TranslateFileTest, theUsersStopIsQuickAndKeepsFinishedLinesOnly)
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(10), 130);
     EXPECT_LT(toSeconds(Clock::now() - begin), 0.5);
+}
+
+TEST_F(TranslateFileTest, aSessionIsArchivedAndAKilledOneIsRecovered)
+{
+    writeTone("speech.wav", 60);
+    script({{"stt", {steps({clauseAt(300, "One.", "Uno."), clauseAt(600, "Two.", "Dos.")})}}});
+    {
+        Program killed(command({"--events=json"}), environment());
+        ASSERT_TRUE(waitUntil(15, [&] { return only(killed.events(), "line").size() == 2; }));
+        killed.signal(SIGKILL);
+        EXPECT_LT(killed.wait(), 0);
+    }
+    writeTone("speech.wav", 1);
+    script({{"stt", {steps({clauseAt(300, "Three.", "Tres."), finished})}}});
+    auto const events = run({"--pace=fast", "--preset", "watchVideo", "--transcript", folder / "t.json"});
+    auto const recovered = only(events, "recovered");
+    ASSERT_EQ(recovered.size(), 1U);
+    auto const lines = [](Json const& event) {
+        std::vector<std::string> texts;
+        auto const session = *parseJson(readFile(*jsonString(event, "path")));
+        for (auto const& line : session["lines"])
+            texts.push_back(line["source"]);
+        return texts;
+    };
+    EXPECT_EQ(lines(recovered[0]), (Words{"One.", "Two."}));
+    EXPECT_NE(errors.find(*jsonString(recovered[0], "path")), std::string::npos);
+    auto const archived = only(events, "session");
+    ASSERT_EQ(archived.size(), 1U);
+    EXPECT_EQ(lines(archived[0]), Words{"Three."});
+    EXPECT_EQ(readFile(*jsonString(archived[0], "path")), readFile(folder / "t.json"));
+    EXPECT_TRUE(only(run({"--pace=fast"}), "recovered").empty()) << "said once";
+    EXPECT_EQ(readFile(folder / "config/lingrelay/defaults.json").find("preset"), std::string::npos)
+        << "a preset on the command line is for this run only";
 }
 
 TEST_F(TranslateFileTest, nobodyReadingStandardOutputIsNoFault)

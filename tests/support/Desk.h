@@ -143,7 +143,8 @@ public:
 /// The whole program but for its windows, on simulated services and a real folder.
 class Desk {
 public:
-    explicit Desk(std::optional<std::uint32_t> seed = {}) : world(seed)
+    /// `quantum`: how often the outputs ask for sound.
+    explicit Desk(std::optional<std::uint32_t> seed = {}, Duration quantum = seconds(0.02)) : world(seed)
     {
         world.network.onConnect = [this](SimPeer& peer) {
             if (voice.serves(peer))
@@ -153,7 +154,7 @@ public:
         };
         for (auto* outputs : {&world.outputs, &speakOutputs}) {
             outputs->rates = {{1, 24000}, {2, 24000}, {3, 24000}};
-            outputs->runOn(world.background, seconds(0.02));
+            outputs->runOn(world.background, quantum);
         }
         devices.inputList = {{10, "Built-in Microphone"}, {11, "Headset"}};
         devices.outputList = {{1, "Speakers"}, {2, "Headset"}};
@@ -185,10 +186,7 @@ public:
     }
     void set(AppSettings const& settings) { settings.save(); }
     void wait(double length) { world.time.advance(seconds(length)); }
-    std::shared_ptr<SimPeer> recogniser() const
-    {
-        return recognisers.empty() ? nullptr : recognisers.back().lock();
-    }
+    std::shared_ptr<SimPeer> recogniser() const { return recognisers.empty() ? nullptr : recognisers.back().lock(); }
     /// A clause of the recogniser that connected last.
     void say(std::string const& source, std::string const& translation, double length = 0.1)
     {
