@@ -151,8 +151,8 @@ TEST_F(ArgumentsTest, languagesAreCheckedWhereverTheyComeFrom)
     EXPECT_NE(planProblem({"--mode", "speak", "--set", "theirLang=auto"}), "");
     EXPECT_NE(planProblem({"--set", "myLang=tlh"}), "");
     EXPECT_EQ(planProblem({"--mode", "speak", "--set", "myLang=auto", "--to", "de"}), "");
-    EXPECT_NE(planProblem({"--mode", "both"}), "");
-    EXPECT_NE(planProblem({"--set", "mode=both"}), "");
+    EXPECT_EQ(planProblem({"--mode", "both"}), "");
+    EXPECT_NE(planProblem({"--mode", "both", "--set", "theirLang=auto"}), "") << "both pairs are used";
     EXPECT_FALSE(planFor(*parse({}), {{"targetLang", "zz"}}));
     EXPECT_TRUE(planFor(*parse({"--to", "es"}), {{"targetLang", "zz"}}));
 }
@@ -161,17 +161,26 @@ TEST_F(ArgumentsTest, theModeDecidesWhichPairAFileIsTranslatedBy)
 {
     auto const speak = planFor(*parse({"--mode=speak", "--from=en", "--to=fr"}));
     ASSERT_TRUE(speak);
-    EXPECT_EQ(speak->record().sourceLang, "en");
-    EXPECT_EQ(speak->record().targetLang, "fr");
+    EXPECT_EQ(speak->settings.speakRecord().sourceLang, "en");
+    EXPECT_EQ(speak->settings.speakRecord().targetLang, "fr");
     EXPECT_EQ(speak->settings.targetLang, "vi"); // the listen pair is left alone
     auto const listen
         = planFor(*parse({"--to=fr", "--output", folder + "/o.wav"}), {{"mode", "listen"}, {"tts", false}});
     ASSERT_TRUE(listen);
-    EXPECT_EQ(listen->record().targetLang, "fr");
-    EXPECT_EQ(listen->record().sampleRate, 16000);
-    EXPECT_TRUE(listen->record().tts);
-    EXPECT_FALSE(planFor(*parse({}))->record().tts); // nobody hears it, so nobody synthesises
-    EXPECT_FALSE(planFor(*parse({"--output", folder + "/o.wav", "--set", "tts=false"}))->record().tts);
+    EXPECT_EQ(listen->settings.targetLang, "fr");
+    EXPECT_TRUE(listen->settings.tts);
+    EXPECT_FALSE(planFor(*parse({}))->settings.tts); // nobody hears it, so nobody synthesises
+    EXPECT_FALSE(planFor(*parse({"--output", folder + "/o.wav", "--set", "tts=false"}))->settings.tts);
+}
+
+TEST_F(ArgumentsTest, aPresetYieldsToWhatIsAskedForBesideIt)
+{
+    auto const plan = planFor(*parse({"--preset=inPerson", "--set", "echoGuard=false"}), {{"muteOriginal", true}});
+    ASSERT_TRUE(plan);
+    EXPECT_EQ(plan->settings.mode, AppSettings::Mode::speak);
+    EXPECT_FALSE(plan->settings.muteOriginal);
+    EXPECT_FALSE(plan->settings.echoGuard);
+    EXPECT_EQ(planFor(*parse({"--preset=inPerson", "--mode=listen"}))->settings.mode, AppSettings::Mode::listen);
 }
 
 TEST_F(ArgumentsTest, theLocalServiceFillsWhatNobodyNamed)
