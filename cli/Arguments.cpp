@@ -267,6 +267,12 @@ Problem takeOperand(Arguments& arguments, std::string const& word)
     return {};
 }
 
+/// A dash and what is no number.
+bool looksLikeOption(std::string const& word)
+{
+    return word.size() > 1 && word.front() == '-' && std::string_view(".0123456789").find(word[1]) == std::string::npos;
+}
+
 /// Reads the words into `arguments`; files are not yet looked at.
 Problem read(std::span<std::string const> words, Arguments& arguments)
 {
@@ -277,7 +283,7 @@ Problem read(std::span<std::string const> words, Arguments& arguments)
         Problem problem;
         if (!optionsEnded && word == "--") {
             optionsEnded = true;
-        } else if (!optionsEnded && word.size() > 1 && word.front() == '-') {
+        } else if (!optionsEnded && looksLikeOption(word)) {
             auto const mark = word.find('=');
             auto const name = word.substr(0, mark);
             auto const* option = findOption(name, commandOf(arguments));

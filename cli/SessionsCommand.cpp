@@ -135,24 +135,22 @@ private:
     }
 
     /// The session whose id begins so. The error is for the user.
-    Result<Session> find(std::string beginning)
+    Result<Session> find(std::string const& wanted)
     {
         auto const& sessions = m_store.sessions().get();
-        if (beginning == "last" && !sessions.empty())
+        if (wanted == "last" && !sessions.empty())
             return sessions.front();
+        auto beginning = wanted;
         std::transform(
             beginning.begin(), beginning.end(), beginning.begin(), [](unsigned char c) { return std::toupper(c); });
-        Session const* found = nullptr;
-        for (auto const& session : sessions) {
-            if (beginning.empty() || !session.id.starts_with(beginning))
-                continue;
-            if (found)
-                return Error{Error::Kind::other, fmt::format("more than one session begins with \"{}\"", beginning)};
-            found = &session;
-        }
-        if (found)
-            return *found;
-        return Error{Error::Kind::other, fmt::format("there is no session \"{}\"; see sessions list", beginning)};
+        auto const matches
+            = [&](Session const& session) { return !beginning.empty() && session.id.starts_with(beginning); };
+        auto const found = std::find_if(sessions.begin(), sessions.end(), matches);
+        if (found == sessions.end())
+            return Error{Error::Kind::other, fmt::format("there is no session \"{}\"; see sessions list", wanted)};
+        if (std::find_if(found + 1, sessions.end(), matches) != sessions.end())
+            return Error{Error::Kind::other, fmt::format("more than one session begins with \"{}\"", wanted)};
+        return *found;
     }
 
     static std::string length(Session const& session)

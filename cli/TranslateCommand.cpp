@@ -18,7 +18,6 @@
 #include "sessions/SessionStore.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <thread>
 
 #include <unistd.h>
@@ -26,8 +25,6 @@
 namespace lingrelay {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 /// How long a slow reader of our output is waited for after the user's stop.
 constexpr Duration stopFlush = seconds(0.3);
