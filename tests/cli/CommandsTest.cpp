@@ -162,6 +162,7 @@ TEST_F(CommandsTest, aSummaryComesFromTheBackendInTheTargetLanguage)
     auto const backend = server.url("http", "");
     EXPECT_EQ(run({"sessions", "summarize", "last", "--backend-url", backend, "--set", "targetLang=ja"}), 0) << errors;
     EXPECT_EQ(output, "They met.\n");
+    std::unique_lock lock(mutex);
     EXPECT_EQ(asked,
         Json({{"at", "/v1/summary"}, {"text", "THEM: Good morning. → Buenos días."}, {"target", "ja"},
             {"style", "full"}}));
