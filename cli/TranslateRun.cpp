@@ -61,8 +61,12 @@ void TranslateRun::Overlay::showStatus(std::string const& text)
 {
     // Warnings that are no status of the session come this way alone.
     m_run.onMain([this, text] {
-        if (text.starts_with("⚠ ") && !text.ends_with(*AppModel::shared().status))
-            m_run.m_services.presenter.notice(m_run.clean(text));
+        if (!text.starts_with("⚠ ") || text.ends_with(*AppModel::shared().status))
+            return;
+        auto const message = m_run.clean(text);
+        m_run.m_services.presenter.notice(message);
+        if (m_run.m_arguments.events == Arguments::Events::json)
+            m_run.m_complaints.push_back(message);
     });
 }
 
