@@ -37,11 +37,11 @@ struct Sentence {
     double score = 0;
 };
 
-/// The single word before ": " at the start of a line; empty without one.
+/// The single word before the first colon, when a blank or nothing follows that; else empty.
 std::string_view speakerOf(std::string_view line)
 {
-    auto const colon = line.substr(0, 64).find(": ");
-    if (colon == std::string_view::npos || colon == 0)
+    auto const colon = line.substr(0, 64).find(':');
+    if (colon == std::string_view::npos || colon == 0 || line.substr(colon + 1, 1).find_first_not_of(' ') == 0)
         return {};
     for (std::size_t at = 0; at < colon;) {
         UChar32 point = 0;
@@ -52,14 +52,17 @@ std::string_view speakerOf(std::string_view line)
     return line.substr(0, colon);
 }
 
-/// What stands right of the arrow, or all of it. Arrows inside the source come again in the translation, so that the
-/// one in the middle divides them.
+/// What stands right of the arrow; the source when there is no translation. Arrows inside the source come again in
+/// the translation, so that the one in the middle divides them.
 std::string_view translationOf(std::string_view said)
 {
     std::vector<std::size_t> arrows;
     for (auto at = said.find(arrow); at != std::string_view::npos; at = said.find(arrow, at + 1))
         arrows.push_back(at);
-    return arrows.empty() ? said : said.substr(arrows[arrows.size() / 2] + arrow.size());
+    if (!arrows.empty())
+        return said.substr(arrows[arrows.size() / 2] + arrow.size());
+    constexpr auto open = arrow.substr(0, arrow.size() - 1); // the line's end had a blank
+    return said.substr(0, said.size() - (said.ends_with(open) ? open.size() : 0));
 }
 
 /// The text as what was said by whom. It is a conversation when at least half of its lines name a speaker; what is said
@@ -76,7 +79,7 @@ std::vector<Utterance> utterancesOf(std::string_view text)
     for (auto line : lines) {
         if (auto const found = speakerOf(line); !found.empty()) {
             speaker = found;
-            line.remove_prefix(found.size() + 2);
+            line.remove_prefix(found.size() + 1);
         }
         utterances.push_back({speaker, translationOf(line)});
     }

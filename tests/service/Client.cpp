@@ -178,7 +178,8 @@ Json Client::message(Duration limit)
 
 int Client::closeCode() const { return m_impl->socket.reason().code; }
 
-std::pair<int, std::string> post(std::uint16_t port, std::string const& path, std::string const& body)
+std::pair<int, std::string> post(
+    std::uint16_t port, std::string const& path, std::string const& body, std::string const& bearer)
 {
     namespace http = beast::http;
     asio::io_context context;
@@ -187,6 +188,8 @@ std::pair<int, std::string> post(std::uint16_t port, std::string const& path, st
     socket.connect(placeOf(port), error);
     http::request<http::string_body> request(http::verb::post, path, 11, body);
     request.set(http::field::host, "localhost");
+    if (!bearer.empty())
+        request.set(http::field::authorization, "Bearer " + bearer);
     request.prepare_payload();
     http::write(socket, request, error);
     beast::flat_buffer buffer;

@@ -65,8 +65,10 @@ private:
     std::unique_ptr<Impl> m_impl;
 };
 
-/// The status and the body of a POST.
-std::pair<int, std::string> post(std::uint16_t port, std::string const& path, std::string const& body);
+/// The status and the body of a POST; 0 when no answer comes before the end of the connection. `bearer` empty: no
+/// header.
+std::pair<int, std::string> post(
+    std::uint16_t port, std::string const& path, std::string const& body, std::string const& bearer = {});
 
 /// Sends bytes as they are and returns what comes back until the other side closes or a second passes.
 std::string sendRaw(std::uint16_t port, std::string const& bytes);

@@ -44,6 +44,10 @@ TEST(Script, mistakesAreNamedWithTheirPlace)
         complaint(R"({"stt": [{"steps": [{"text_base64": "?"}]}]})"), "stt[0], step 0: \"text_base64\" must be Base64");
     EXPECT_EQ(complaint(R"({"limits": {"stt_streams": -1}})"), "\"limits\": \"stt_streams\" must be a number from 0");
     EXPECT_EQ(complaint(R"({"http": {"stop": [{}]}})"), "\"http\" has an unknown key \"stop\"");
+    EXPECT_EQ(complaint(R"({"http": {"tick": [{}, {"drop": true, "answer": {}}]}})"),
+        "http.tick[1] answers in two ways: make two entries of it");
+    EXPECT_EQ(complaint(R"({"http": {"tick": [{"request": 1}]}})"), "http.tick[0]: \"request\" must be an object");
+    EXPECT_EQ(complaint(R"({"sessions": {"secs": 1}})"), "\"sessions\" has no \"secs\"");
 }
 
 TEST(Script, stepsWaitForAllTheirTriggers)
@@ -84,8 +88,13 @@ TEST(Arguments, wrongOnesSayWhatToDo)
     EXPECT_EQ(complaint({"--port"}), "--port needs a value: see lingrelay-service --help");
     EXPECT_EQ(complaint({"--engines", "script"}), "--engines script needs a script: add --script FILE");
     EXPECT_EQ(complaint({"--script", "/no/such"}), "the script /no/such cannot be read: No such file or directory");
+    EXPECT_EQ(complaint({"--seconds", "-5"}), "--seconds takes a number from 0 to 1000000000, not \"-5\"");
+    EXPECT_EQ(complaint({"--full=1"}), "unknown argument \"1\": see lingrelay-service --help");
     EXPECT_EQ(complaint({"--prot", "1"}), "unknown argument \"--prot\": see lingrelay-service --help");
     EXPECT_EQ(Arguments::parse({"--port=81", "--engines=offline"})->port, 81);
+    auto const arguments = Arguments::parse({"--full", "--seconds", "30"});
+    EXPECT_EQ(arguments->sessions.remainingSeconds, 30);
+    EXPECT_EQ(arguments->sessions.mostSessions, 0u);
 }
 
 } // namespace

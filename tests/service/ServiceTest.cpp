@@ -1,10 +1,9 @@
 #include "base/Base64.h"
 #include "base/Text.h"
-#include "tests/service/Client.h"
+#include "tests/service/Scripted.h"
 
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -395,41 +394,6 @@ TEST(ServiceProgram, saysWhatIsWrongInOneLine)
     EXPECT_EQ(wrong.waitForEnd(), 2);
     EXPECT_EQ(wrong.firstLine, "");
 }
-
-/// A service that plays a script, which is written to a file of its own.
-class Scripted {
-public:
-    explicit Scripted(Json script)
-        : m_folder(std::filesystem::temp_directory_path() / fmt::format("service-test-{}", ::getpid()))
-    {
-        std::filesystem::create_directories(m_folder);
-        script["record"] = (m_folder / "record.jsonl").string();
-        std::ofstream(m_folder / "script.json") << script;
-        service = std::make_unique<ServiceProcess>(
-            std::vector<std::string>{"--script", (m_folder / "script.json").string()});
-    }
-    ~Scripted()
-    {
-        service.reset();
-        std::filesystem::remove_all(m_folder);
-    }
-
-    Client stt() const { return {service->port, sttPath, ""}; }
-    Client tts() const { return {service->port, ttsPath, ""}; }
-    std::vector<Json> record() const
-    {
-        std::vector<Json> lines;
-        std::ifstream file(m_folder / "record.jsonl");
-        for (std::string line; std::getline(file, line);)
-            lines.push_back(Json::parse(line));
-        return lines;
-    }
-
-    std::unique_ptr<ServiceProcess> service;
-
-private:
-    std::filesystem::path m_folder;
-};
 
 TEST(ScriptedService, refusesTheHandshakeAsOftenAsAsked)
 {

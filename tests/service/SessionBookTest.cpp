@@ -84,6 +84,67 @@ TEST_F(Book, renewedKeysOverlapWithTheOldOnes)
     EXPECT_TRUE(book().accepts(fresh, now + seconds(3599)));
 }
 
+TEST_F(Book, aSessionThatRanOutOfTimeStopsForGood)
+{
+    plan.remainingSeconds = 100;
+    auto const first = start();
+    auto const other = start();
+    auto const key = first.at("stt_key").get<std::string>();
+    Json tick = request({{"session_id", first.at("session_id")}, {"seconds", 60}});
+    EXPECT_FALSE(book().tick(tick, now, date).contains("stop"));
+    tick["renew"] = true;
+    auto const last = book().tick(tick, now, date);
+    EXPECT_EQ(last.at("stop"), true);
+    EXPECT_FALSE(last.contains("stt_key"));
+    EXPECT_EQ(last.at("active_sessions"), 1);
+    // The answer may have been lost: asking again must neither start it anew nor keep its keys good.
+    now += seconds(50);
+    EXPECT_EQ(book().tick(tick, now, date).at("stop"), true);
+    EXPECT_TRUE(book().accepts(key, now));
+    EXPECT_FALSE(book().accepts(key, now + seconds(11)));
+    EXPECT_EQ(
+        book().tick(request({{"session_id", other.at("session_id")}, {"seconds", 0}}), now, date).at("stop"), true);
+    EXPECT_EQ(start().at("code"), "exhausted");
+}
+
+TEST_F(Book, aFullServiceTakesTheNextOnceOneIsGone)
+{
+    plan.mostSessions = 1;
+    auto const first = start();
+    auto const refused = start();
+    EXPECT_EQ(refused.at("code"), "at_capacity");
+    EXPECT_FALSE(refused.at("error").get<std::string>().empty());
+    EXPECT_FALSE(refused.contains("stt_key"));
+    book().end(request({{"session_id", first.at("session_id")}}), now);
+    auto const second = start();
+    ASSERT_TRUE(second.contains("stt_key"));
+    // A client that died gives its place back, one that reports keeps it.
+    now += seconds(3000);
+    book().tick(request({{"session_id", second.at("session_id")}, {"seconds", 50}}), now, date);
+    now += seconds(3000);
+    EXPECT_EQ(start().at("code"), "at_capacity");
+    now += seconds(601);
+    EXPECT_TRUE(start().contains("stt_key"));
+}
+
+TEST_F(Book, planIsReadFromAScript)
+{
+    auto const read = SessionBook::Plan::parse({{"seconds", 7}, {"most", 2}, {"key_seconds", 1.5},
+        {"key_overlap_seconds", 0}, {"tts_rpm_budget", 3}, {"tts_concurrent_budget", 4}});
+    ASSERT_TRUE(read) << read.error().message;
+    plan = *read;
+    auto const answer = start();
+    EXPECT_EQ(answer.at("remaining_seconds"), 7);
+    EXPECT_EQ(answer.at("tts_rpm_budget"), 3);
+    EXPECT_EQ(answer.at("tts_concurrent_budget"), 4);
+    EXPECT_FALSE(book().accepts(answer.at("stt_key").get<std::string>(), now + seconds(1.6)));
+    start();
+    EXPECT_EQ(start().at("code"), "at_capacity");
+    EXPECT_FALSE(SessionBook::Plan::parse({{"second", 7}}));
+    EXPECT_FALSE(SessionBook::Plan::parse({{"seconds", -1}}));
+    EXPECT_FALSE(SessionBook::Plan::parse(Json::array()));
+}
+
 TEST_F(Book, anEndedSessionIsGoneAndItsKeysSoonAfter)
 {
     auto const first = start();
