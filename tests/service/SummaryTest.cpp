@@ -47,6 +47,7 @@ TEST_P(SummaryOfText, tellsTheSubjectAndLeavesOutTheRest)
     EXPECT_EQ(checked(article.text, recap).size(), 3u) << recap;
     EXPECT_EQ(recap.find(article.offTopic), std::string::npos) << recap;
     EXPECT_NE(recap.find(article.telling), std::string::npos) << recap;
+    EXPECT_TRUE(recap.find("fear the") == std::string::npos || recap.find("fear those") == std::string::npos) << recap;
     EXPECT_EQ(recap, summarize(article.text, SummaryStyle::brief, "no language \xff at all")) << "languages only help";
 }
 
@@ -55,12 +56,14 @@ INSTANTIATE_TEST_SUITE_P(Languages, SummaryOfText,
         Article{"en",
             "The council closes the old bridge for repairs. Cracks were found in a pillar of the bridge. The repairs "
             "of "
-            "the bridge take eighteen months. My cat sleeps all day. A ferry crosses the river while the bridge is "
-            "closed. The shops near the bridge fear the repairs. Lunch was fine.",
+            "the bridge take eighteen months. My lazy grey cat likes sleeping upstairs on two warm woollen blankets. A "
+            "ferry crosses the river while the bridge is "
+            "closed. The shops near the bridge fear the repairs. The shops near the bridge fear those repairs.",
             "cat", "bridge"},
         Article{"vi",
             "Hôm nay chúng ta bàn về việc ra mắt ứng dụng. Việc ra mắt ứng dụng phải dời lại vì phần thanh toán. Phần "
-            "thanh toán cần hai tuần để sửa. Trời đang mưa to quá. Khách hàng cần biết ngày ra mắt ứng dụng dời lại. "
+            "thanh toán cần hai tuần để sửa. Mùa mưa năm ngoái con mèo già ngủ trên ghế gỗ cạnh bếp. Khách hàng cần "
+            "biết ngày ra mắt ứng dụng dời lại. "
             "Tôi gửi thông báo cho khách hàng hôm nay.",
             "mưa", "ra mắt ứng dụng"},
         Article{"zh",
@@ -99,6 +102,7 @@ TEST(Summary, fullListsWhatEachSpeakerSaid)
     // Other words for the speakers, and a line that goes on with the one before.
     EXPECT_EQ(summarize("BẠN: Xin chào. → Hello there, Ann.\nHỌ: Good day.\nto you, too, Bob.", SummaryStyle::full),
         "BẠN\n- Hello there, Ann.\n\nHỌ\n- to you, too, Bob.");
+    EXPECT_EQ(summarize("YOU: from A → B → von A → B", SummaryStyle::full), "YOU\n- von A → B");
     EXPECT_EQ(summarize("YOU: Only this said → ", SummaryStyle::full), "YOU\n- Only this said");
     EXPECT_EQ(summarize("YOU: Yes.\nTHEM: No.", SummaryStyle::full), "YOU\n- Yes.\n\nTHEM\n- No.");
 }
@@ -119,21 +123,26 @@ TEST(Summary, briefNamesNobodyAndRepeatsNothing)
 
 TEST(Summary, longTextCountsFromItsEndAndIsFast)
 {
-    std::string talk = "THEM: x → The zebra, the zebra and the zebra again.\n";
     std::mt19937 random(3);
-    while (talk.size() < 24400) {
-        talk += random() % 2 ? "YOU: a → b" : "THEM: ";
+    std::string talk;
+    while (talk.size() < 23000) {
+        talk += random() % 2 ? "YOU:" : "THEM:";
         for (int i = 0; i < 9; ++i)
             talk += fmt::format(" word{}", random() % 150);
         talk += ".\n";
     }
+    // The front is cut within the name, so that "ST" would be one of the speakers.
+    std::string const first = "LOST: A word of long ago.\n";
+    talk = first + talk + std::string(24002 - first.size() - talk.size(), '.');
     auto const start = Clock::now();
     auto const recap = lines(summarize(talk, SummaryStyle::full, "en"));
     EXPECT_LT(toSeconds(Clock::now() - start), 0.3); // a fraction of that where nothing else runs
-    EXPECT_EQ(std::count(recap.begin(), recap.end(), "YOU"), 1);
-    EXPECT_EQ(std::count(recap.begin(), recap.end(), "THEM"), 1);
-    EXPECT_EQ(recap.size(), 22u) << "two words and ten sentences each: what is cut in two at the front is nobody's";
-    EXPECT_EQ(fmt::format("{}", fmt::join(recap, "")).find("zebra"), std::string::npos);
+    std::vector<std::string> speakers;
+    std::copy_if(recap.begin(), recap.end(), std::back_inserter(speakers),
+        [](std::string const& line) { return !line.starts_with("- "); });
+    std::sort(speakers.begin(), speakers.end());
+    EXPECT_EQ(speakers, (std::vector<std::string>{"THEM", "YOU"}));
+    EXPECT_EQ(recap.size(), 22u) << "ten sentences each";
 }
 
 TEST(Summary, anyBytesGiveARecapOfThem)
