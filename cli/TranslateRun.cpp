@@ -1,9 +1,9 @@
 #include "cli/TranslateRun.h"
 
 #include "base/async/OneShot.h"
+#include "cli/TranscriptFile.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
-#include "sessions/TranscriptForms.h"
 
 namespace lingrelay {
 
@@ -18,21 +18,6 @@ constexpr Duration endPoll = seconds(0.005);
 /// How long the last report to the backend may take; the user's stop is to be over in three seconds.
 constexpr Duration endLimit = seconds(5.0);
 constexpr Duration stopLimit = seconds(1.0);
-
-std::string transcriptText(Arguments::Form form, SessionStore::Session const& record)
-{
-    switch (form) {
-    case Arguments::Form::text:
-        return TranscriptForms::text(record.lines);
-    case Arguments::Form::srt:
-        return TranscriptForms::srt(record.lines, record.startedAt);
-    case Arguments::Form::vtt:
-        return TranscriptForms::vtt(record.lines, record.startedAt);
-    case Arguments::Form::json:
-        return TranscriptForms::json(record);
-    }
-    return {};
-}
 
 /// A sentence without its full stop, to go on after it.
 std::string sentence(std::string text)
@@ -424,7 +409,7 @@ void TranslateRun::onMain(std::function<void()> job)
 void TranslateRun::writeFiles()
 {
     for (auto const& transcript : m_arguments.transcripts)
-        complain(writeFile(transcript.path, clean(transcriptText(transcript.form, m_session))));
+        complain(writeFile(transcript.path, clean(transcriptIn(transcript.form, m_session))));
     if (m_arguments.trace)
         complain(writeFile(*m_arguments.trace, clean(m_clauses.jsonLines())));
 }
