@@ -27,6 +27,11 @@ constexpr std::array ratios{
     Ratio{"message to caption against a bare client", "messageToCaption", "messageToBareClient", 1.5},
     Ratio{"sound to the socket against a bare client", "soundToSocket", "soundFromBareClient", 1.5},
     Ratio{"final clause to first sound against a bare client", "clauseToFirstSound", "bareClientToLeadIn", 0},
+    Ratio{"loading 10,000 sessions against parsing alone", "loadArchive/10000", "parseArchive/10000", 3},
+    Ratio{"loading 10,000 sessions against 1000", "loadArchive/10000", "loadArchive/1000", 12},
+    Ratio{"search without a hit against find()", "searchArchive/10000/0", "scanTexts/10000/0", 2},
+    Ratio{"search with hits everywhere against find()", "searchArchive/10000/1", "scanTexts/10000/1", 2},
+    Ratio{"search in 10,000 sessions against 1000", "searchArchive/10000/0", "searchArchive/1000/0", 12},
 };
 
 /// Prints the median of repeated runs and keeps the best time of each benchmark.

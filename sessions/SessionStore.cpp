@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <unordered_map>
 
+#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,11 +22,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view ending = ".json";
+
 /// No byte of UTF-8, so that nothing is found across the end of a text.
 constexpr char endOfText = '\xFF';
 
 /// File systems count time in steps as long as this: what changed within one may change again unseen.
 constexpr auto coarsestStep = std::chrono::seconds(2);
+
+/// `content` is room to read into, kept from file to file.
+std::optional<SessionStore::Session> readSession(fs::path const& path, std::string& content)
+{
+    auto value = PrivateFiles::read(path, content) ? parseJson(content) : std::nullopt;
+    return value ? StoredForm::session(*value) : std::nullopt;
+}
 
 std::string environment(char const* name)
 {
@@ -55,7 +65,7 @@ fs::path SessionStore::defaultFolder()
     return base / "LingrelayPro/Sessions";
 }
 
-fs::path SessionStore::path(std::string const& id) const { return m_folder / (id + ".json"); }
+fs::path SessionStore::path(std::string const& id) const { return m_folder / (id + std::string(ending)); }
 
 Observable<std::vector<SessionStore::Session>>& SessionStore::sessions()
 {
@@ -64,21 +74,24 @@ Observable<std::vector<SessionStore::Session>>& SessionStore::sessions()
     return m_sessions;
 }
 
-std::vector<std::string> SessionStore::fileNames() const
+/// The names in the folder that end in ".json", in the listing's order, each with the file's stamp.
+std::vector<SessionStore::File> SessionStore::files() const
 {
-    std::vector<std::string> names;
-    std::error_code error;
-    for (fs::directory_iterator file(m_folder, error), end; !error && file != end; file.increment(error)) {
-        if (file->path().extension() == ".json")
-            names.push_back(file->path().filename().string());
+    auto const close = [](DIR* folder) { ::closedir(folder); };
+    std::unique_ptr<DIR, decltype(close)> const listing(::opendir(m_folder.c_str()), close);
+    std::vector<File> files;
+    while (auto const* entry = listing ? ::readdir(listing.get()) : nullptr) {
+        std::string_view const name = entry->d_name;
+        if (name.size() > ending.size() && name.ends_with(ending))
+            files.push_back({std::string(name), stampOf(::dirfd(listing.get()), entry->d_name)});
     }
-    return names;
+    return files;
 }
 
-std::optional<SessionStore::Stamp> SessionStore::stampOf(fs::path const& path)
+std::optional<SessionStore::Stamp> SessionStore::stampOf(int folder, char const* name)
 {
     struct stat status { };
-    if (::stat(path.c_str(), &status) != 0)
+    if (::fstatat(folder, name, &status, 0) != 0)
         return {};
     using namespace std::chrono;
     auto const changed = std::chrono::seconds(status.st_ctim.tv_sec) + nanoseconds(status.st_ctim.tv_nsec);
@@ -110,33 +123,29 @@ void SessionStore::load()
     PrivateFiles::makeFolder(m_folder);
     if (!m_locale)
         m_locale = std::make_unique<UserLocale>();
-    std::unordered_map<std::string, Entry> known;
-    for (auto& entry : m_entries)
-        known.emplace(entry.name, std::move(entry));
-    std::vector<Entry> entries;
+    std::unordered_map<std::string_view, std::unique_ptr<Entry>> known;
+    for (auto& entry : m_entries) {
+        std::string_view const name = entry->file.name;
+        known.emplace(name, std::move(entry));
+    }
+    m_entries.clear();
     std::string content;
-    for (auto& name : fileNames()) {
-        auto const file = m_folder / name;
-        auto const stamp = stampOf(file); // before the file is read: a later change gives another one
-        auto const before = known.find(name);
-        if (stamp && before != known.end() && before->second.stamp == *stamp) {
-            entries.push_back(std::move(before->second));
-            continue;
-        }
-        auto value = PrivateFiles::read(file, content) ? parseJson(content) : std::nullopt;
-        if (auto session = value ? StoredForm::session(*value) : std::nullopt) {
+    for (auto& file : files()) { // stamped before it is read: a later change gives another stamp
+        auto const before = known.find(file.name);
+        if (file.stamp && before != known.end() && before->second->file.stamp == file.stamp)
+            m_entries.push_back(std::move(before->second));
+        else if (auto session = readSession(m_folder / file.name, content)) {
             auto folded = foldedTexts(*session);
-            entries.push_back({std::move(name), stamp.value_or(Stamp()), std::move(*session), std::move(folded)});
+            m_entries.push_back(std::make_unique<Entry>(std::move(file), std::move(*session), std::move(folded)));
         }
     }
-    std::stable_sort(entries.begin(), entries.end(),
-        [](Entry const& a, Entry const& b) { return a.session.startedAt > b.session.startedAt; });
-    m_entries = std::move(entries);
+    std::stable_sort(m_entries.begin(), m_entries.end(),
+        [](auto const& a, auto const& b) { return a->session.startedAt > b->session.startedAt; });
     m_loaded = true;
     std::vector<Session> sessions;
     sessions.reserve(m_entries.size());
     for (auto const& entry : m_entries)
-        sessions.push_back(entry.session);
+        sessions.push_back(entry->session);
     m_sessions = std::move(sessions);
 }
 
@@ -151,8 +160,8 @@ std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
     std::string folded;
     m_locale->fold(query, folded);
     for (auto const& entry : m_entries) {
-        if (entry.folded.find(folded) != std::string::npos)
-            found.push_back(entry.session);
+        if (entry->folded.find(folded) != std::string::npos)
+            found.push_back(entry->session);
     }
     return found;
 }
@@ -179,8 +188,7 @@ Result<fs::path> SessionStore::archive(Session const& session)
 std::optional<SessionStore::Session> SessionStore::read(fs::path const& path)
 {
     std::string content;
-    auto value = PrivateFiles::read(path, content) ? parseJson(content) : std::nullopt;
-    return value ? StoredForm::session(*value) : std::nullopt;
+    return readSession(path, content);
 }
 
 } // namespace lingrelay

@@ -98,21 +98,25 @@ private:
 
         bool operator==(Stamp const&) const = default;
     };
-    struct Entry {
+    struct File {
         std::string name;
-        Stamp stamp;
+        std::optional<Stamp> stamp; ///< none while the file is too young to tell by
+    };
+    struct Entry {
+        Entry(File f, Session s, std::string t) : file(std::move(f)), session(std::move(s)), folded(std::move(t)) { }
+        File file;
         Session session;
         std::string folded; ///< title and texts as they are searched
     };
 
-    static std::optional<Stamp> stampOf(std::filesystem::path const& path);
+    static std::optional<Stamp> stampOf(int folder, char const* name);
+    std::vector<File> files() const;
     std::string foldedTexts(Session const& session) const;
-    std::vector<std::string> fileNames() const;
 
     std::filesystem::path m_folder;
     std::unique_ptr<UserLocale> m_locale;
     bool m_loaded = false;
-    std::vector<Entry> m_entries; ///< in the order of `m_sessions`
+    std::vector<std::unique_ptr<Entry>> m_entries; ///< in the order of `m_sessions`
     Observable<std::vector<Session>> m_sessions;
 };
 
