@@ -38,10 +38,10 @@ void OutputQueue::write(std::string bytes)
     m_changed.notify_all();
 }
 
-void OutputQueue::flush(Duration limit)
+bool OutputQueue::flush(Duration limit)
 {
     std::unique_lock lock(m_mutex);
-    m_changed.wait_for(lock, limit, [this] { return m_waiting.empty() || m_broken; });
+    return m_changed.wait_for(lock, limit, [this] { return m_waiting.empty() || m_broken; });
 }
 
 void OutputQueue::run()

@@ -19,8 +19,8 @@ public:
     ~OutputQueue();
 
     void write(std::string bytes);
-    /// Waits until all is written, or `limit` has passed.
-    void flush(Duration limit);
+    /// Waits until all is written or the reader has gone; false when `limit` passed before.
+    bool flush(Duration limit);
 
 private:
     void run();

@@ -1,6 +1,6 @@
 #include "cli/Secrecy.h"
 
-#include "config/KeyStore.h"
+#include <string_view>
 
 namespace lingrelay {
 
@@ -21,9 +21,15 @@ void remove(std::string& text, std::string const& secret)
 
 } // namespace
 
+void Secrecy::add(std::string secret)
+{
+    std::lock_guard const lock(m_mutex);
+    m_secrets.push_back(std::move(secret));
+}
+
 std::string Secrecy::clean(std::string text) const
 {
-    remove(text, Secrets::key());
+    std::lock_guard const lock(m_mutex);
     for (auto const& secret : m_secrets)
         remove(text, secret);
     return text;

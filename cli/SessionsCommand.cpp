@@ -9,6 +9,7 @@
 #include "cli/Secrecy.h"
 #include "cli/TranscriptFile.h"
 #include "cli/TranslateCommand.h"
+#include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
@@ -54,6 +55,7 @@ private:
                 = co_await Summarizer::summarize(std::move(text), m_plan.settings.targetLang, local->token, "full");
             Secrecy secrecy;
             secrecy.add(local->token);
+            secrecy.add(Secrets::key());
             if (!*m_result)
                 m_result = Error{Error::Kind::other, secrecy.clean(m_result->error().message)};
         } else {

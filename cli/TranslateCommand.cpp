@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <thread>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace lingrelay {
@@ -44,18 +45,21 @@ std::unique_ptr<Presenter> makePresenter(
     return std::make_unique<TerminalPresenter>(output, STDOUT_FILENO, colours);
 }
 
-/// The log goes to the file that LINGRELAY_LOG names, for looking into a run.
-void openLog()
+/// The log goes to the file that LINGRELAY_LOG names, for looking into a run. Services repeat keys in what they say.
+void openLog(std::shared_ptr<Secrecy const> secrecy)
 {
     auto const path = environment("LINGRELAY_LOG");
     if (path.empty())
         return;
-    std::shared_ptr<std::FILE> const file(std::fopen(path.c_str(), "ae"), [](std::FILE* f) { f ? std::fclose(f) : 0; });
-    if (file)
-        Log::setSink([file](std::string_view line) {
-            fmt::print(file.get(), "{} {}\n", clockTime(std::chrono::system_clock::now()), line);
-            std::fflush(file.get());
-        });
+    auto const descriptor = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        return;
+    std::shared_ptr<std::FILE> const file(::fdopen(descriptor, "a"), [](std::FILE* f) { f ? std::fclose(f) : 0; });
+    Log::setSink([file, secrecy](std::string_view line) {
+        auto const text = secrecy->clean(std::string(line));
+        fmt::print(file.get(), "{} {}\n", clockTime(std::chrono::system_clock::now()), text);
+        std::fflush(file.get());
+    });
 }
 
 /// The program for the length of one run. Members go down in the opposite order.
@@ -78,6 +82,7 @@ public:
     ~Program()
     {
         m_runtime.stop();
+        m_disk.stop();
         m_run.reset();
     }
 
@@ -89,13 +94,13 @@ public:
         auto file = SoundFile::open(*m_arguments.input);
         if (!file)
             return badArguments(file.error().message);
-        openLog();
+        openLog(m_secrecy);
         m_defaults->hold(plan->settings);
         m_registry.put(std::make_shared<AppModel>());
         translate(std::move(*plan), std::move(*file));
         for (auto const& message : m_run->complaints())
             complain(message);
-        m_output.flush(m_reason == EndReason::stopped ? stopFlush : finishFlush);
+        flushOutput();
         m_notices.flush(stopFlush);
         bool const failed = m_reason == EndReason::failed || m_reason == EndReason::refused || m_run->lostFiles();
         return failed ? exitFailed : exitDone;
@@ -118,7 +123,7 @@ private:
         m_network = std::make_unique<AsioNetwork>(m_runtime);
         m_run = std::make_unique<TranslateRun>(
             TranslateRun::Services{m_main, *m_network, *m_listenStream, *m_listenPipeline, *m_speakStream,
-                *m_speakPipeline, *m_background, *m_sound, m_localService, *m_presenter},
+                *m_speakPipeline, *m_background, *m_sound, m_localService, *m_presenter, *m_secrecy},
             m_arguments, std::move(plan), std::move(file), m_start, connect);
         TaskGroup tasks(m_main);
         tasks.spawn(runToEnd());
@@ -131,8 +136,18 @@ private:
         m_main.post([this] { m_main.quit(); });
     }
 
+    /// However long a reader takes, unless the user has had enough.
+    void flushOutput()
+    {
+        for (auto left = finishFlush; left > Duration::zero(); left -= stopFlush) {
+            if (m_output.flush(stopFlush) || m_stopping)
+                return;
+        }
+    }
+
     void stop()
     {
+        m_stopping = true;
         m_main.post([this] {
             if (m_run)
                 m_run->stop();
@@ -141,20 +156,23 @@ private:
 
     Arguments const& m_arguments;
     Instant m_start;
+    std::atomic<bool> m_stopping = false;
     AsioMainLoop m_main;
     SignalWatch m_signals{[this] { stop(); }, [this] { m_main.post([this] { m_presenter->resized(); }); }};
     OutputQueue m_output{STDOUT_FILENO};
     OutputQueue m_notices{STDERR_FILENO};
     std::unique_ptr<Presenter> m_presenter;
     AsioRuntime m_runtime;
+    AsioRuntime m_disk; ///< waits for the disk, which sockets must not
     std::unique_ptr<Scheduler> m_listenStream = m_runtime.makeScheduler();
     std::unique_ptr<Scheduler> m_listenPipeline = m_runtime.makeScheduler();
     std::unique_ptr<Scheduler> m_speakStream = m_runtime.makeScheduler();
     std::unique_ptr<Scheduler> m_speakPipeline = m_runtime.makeScheduler();
-    std::unique_ptr<Scheduler> m_background = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_background = m_disk.makeScheduler();
     std::unique_ptr<Scheduler> m_sound = m_runtime.makeScheduler();
     std::shared_ptr<OverlaidDefaults> m_defaults;
     Registry m_registry;
+    std::shared_ptr<Secrecy> m_secrecy = std::make_shared<Secrecy>();
     LocalService m_localService{m_main};
     std::unique_ptr<AsioNetwork> m_network;
     std::unique_ptr<TranslateRun> m_run;

@@ -1,5 +1,6 @@
 #include "cli/TranslateRun.h"
 
+#include "base/Uuid.h"
 #include "base/async/OneShot.h"
 #include "cli/TranscriptFile.h"
 #include "config/KeyStore.h"
@@ -46,7 +47,8 @@ void TranslateRun::Overlay::showStatus(std::string const& text)
 {
     // Warnings that are no status of the session come this way alone.
     m_run.onMain([this, text] {
-        if (!text.starts_with("⚠ ") || text.ends_with(*AppModel::shared().status))
+        auto const& shown = *AppModel::shared().status;
+        if (!text.starts_with("⚠ ") || (!shown.empty() && text.ends_with(shown)))
             return;
         auto const message = m_run.clean(text);
         m_run.m_services.presenter.notice(message);
@@ -65,9 +67,8 @@ TranslateRun::TranslateRun(
     , m_clauses(m_plan.direction, start)
     , m_fileCapture(services.sound)
     , m_fileMic(services.sound)
-    , m_live(std::make_shared<bool>(true))
 {
-    m_secrecy.add(Secrets::key());
+    m_services.secrecy.add(Secrets::key());
 }
 
 TranslateRun::~TranslateRun() = default;
@@ -88,7 +89,7 @@ Task<EndReason> TranslateRun::session()
         status(Kind::connecting, T("Connecting…", "Đang kết nối…"));
     recover();
     if (auto const problem = co_await connect()) {
-        status(Kind::warning, *problem);
+        status(Kind::warning, clean(*problem));
         co_return EndReason::refused;
     }
     makeController();
@@ -118,11 +119,11 @@ Task<std::optional<std::string>> TranslateRun::connect()
             [started](Result<LocalService::Address> result) { started.set(std::move(result)); });
         auto const result = co_await started.take();
         if (!result) {
-            m_complaints.push_back(result.error().message);
+            m_complaints.push_back(clean(result.error().message));
             co_return result.error().message;
         }
         local = *result;
-        m_secrecy.add(local.token);
+        m_services.secrecy.add(local.token);
     }
     m_hosted = &m_connect(m_plan.hostsWith(local.hosts), local.token);
     co_return std::nullopt;
@@ -165,7 +166,10 @@ void TranslateRun::makeController()
         m_outputs->queuedSeconds = [&player = fedEngine().player()] { return player.queuedSeconds(); };
     observeModel();
     m_app->onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
-    m_app->onExhausted = [this] { m_exhausted.set(); };
+    m_app->onExhausted = [this](std::string const& message) {
+        m_exhaustedMessage = message;
+        m_exhausted.set();
+    };
     m_app->onArchived = [this](SessionStore::Session const& session, Result<std::filesystem::path> const& file) {
         archived(session, file);
     };
@@ -192,7 +196,11 @@ void TranslateRun::observeModel()
     m_subscriptions.push_back(model.startedAt.observe([this](std::optional<Date> const& startedAt) {
         if (!startedAt)
             return;
-        m_session.startedAt = *startedAt;
+        auto const& settings = m_plan.settings;
+        auto const profile = AppModel::shared().activeProfile();
+        m_session = {newUuid(), *startedAt, *startedAt, rawValue(settings.mode), settings.sourceLang,
+            settings.targetLang, profile ? profile->name : "", {}};
+        clean({}); // learns the keys before anybody can repeat them
         m_started.set();
     }));
 }
@@ -208,6 +216,8 @@ void TranslateRun::openFile()
     };
     feeder.onEnd = [this] { onMain([this] { m_fed.set(); }); };
     wireFedEngine(feeder);
+    if (m_plan.settings.mode == AppSettings::Mode::both)
+        m_app->speakEngine().onStatus = {}; // it hears nobody, which the service will not like and the user knows
     wireSpeech(m_app->listenEngine(), m_services.listenPipeline);
     wireSpeech(m_app->speakEngine(), m_services.speakPipeline);
 }
@@ -262,7 +272,7 @@ void TranslateRun::wireSpeech(Engine& engine, Scheduler& pipeline)
         // A file that is written clause after clause has no listener whom anything could delay.
         auto const wait = m_arguments.pace == Arguments::Pace::fast ? Duration::zero() : delay;
         onMain([this, job, heardAt = pipeline.now() + wait] {
-            m_services.main.startTimer(heardAt, [this, job, heardAt, live = std::weak_ptr(m_live)] {
+            m_services.main.startTimer(heardAt, [this, job, heardAt, live = m_alive] {
                 if (live.lock())
                     speech(job, heardAt);
             });
@@ -287,7 +297,13 @@ Task<EndReason> TranslateRun::translate()
     if (answering.index() != 0)
         co_return answering.index() == 1 ? EndReason::failed : EndReason::exhausted;
     auto const playing = co_await race(withTimeout(playOutLimit, playOut()), waitFor(m_exhausted));
-    co_return playing.index() == 0 ? EndReason::finished : EndReason::exhausted;
+    if (playing.index() != 0)
+        co_return EndReason::exhausted;
+    if (!std::get<0>(playing))
+        complain(Error{Error::Kind::other,
+            fmt::format("the voice was not complete {:.0f} s after the last words; the rest of it is missing",
+                toSeconds(playOutLimit))});
+    co_return EndReason::finished;
 }
 
 /// Until nothing is left to be said.
@@ -334,11 +350,10 @@ void TranslateRun::showProgress()
     if (interval <= 0)
         return;
     m_services.presenter.progress(feeder()->position(), feeder()->length());
-    m_progressTimer
-        = m_services.main.startTimer(m_services.main.now() + seconds(interval), [this, live = std::weak_ptr(m_live)] {
-              if (live.lock())
-                  showProgress();
-          });
+    m_progressTimer = m_services.main.startTimer(m_services.main.now() + seconds(interval), [this, live = m_alive] {
+        if (live.lock())
+            showProgress();
+    });
 }
 
 void TranslateRun::speech(TTSPipeline::Job const& job, Instant heardAt)
@@ -351,9 +366,11 @@ Task<void> TranslateRun::close(EndReason reason)
 {
     m_services.main.stopTimer(m_progressTimer);
     if (m_app) {
+        co_await quietStreams();
         m_app->stopFromUI();
         m_app->shutdown();
         co_await settled(m_services.main, m_services.main); // the last status
+        keepLateLines();
     }
     m_live.reset();
     m_subscriptions.clear();
@@ -363,7 +380,7 @@ Task<void> TranslateRun::close(EndReason reason)
         writeFiles();
     }
     if (reason == EndReason::exhausted) {
-        m_complaints.push_back(*AppModel::shared().status);
+        m_complaints.push_back(m_exhaustedMessage);
     } else if (reason == EndReason::failed) {
         // What the service said tells more than how its connection ended.
         m_complaints.push_back("the speech service failed and did not come back: "
@@ -384,6 +401,29 @@ Task<void> TranslateRun::close(EndReason reason)
         co_await settled(*scheduler, services.main);
 }
 
+/// Every line that a stream has finished is in the model afterwards.
+Task<void> TranslateRun::quietStreams()
+{
+    for (auto* engine : {&m_app->listenEngine(), &m_app->speakEngine()}) {
+        if (auto const stream = engine->stream())
+            stream->stop();
+    }
+    for (auto* scheduler : {&m_services.listenStream, &m_services.speakStream})
+        co_await settled(*scheduler, m_services.main);
+}
+
+/// Service time that runs out stops the session in the middle of things: lines that were on their way came after it.
+void TranslateRun::keepLateLines()
+{
+    auto const& lines = *AppModel::shared().transcript;
+    if (!m_started.isSet() || lines.size() == m_session.lines.size())
+        return;
+    m_session.lines = lines;
+    m_session.endedAt = m_services.main.date();
+    if (auto const file = SessionStore::shared().archive(m_session); !file)
+        complain(file.error());
+}
+
 Task<void> TranslateRun::endHosted(Duration limit)
 {
     if (!m_hosted)
@@ -400,7 +440,7 @@ void TranslateRun::status(Kind kind, std::string const& text) { m_services.prese
 
 void TranslateRun::onMain(std::function<void()> job)
 {
-    m_services.main.post([live = std::weak_ptr(m_live), job = std::move(job)] {
+    m_services.main.post([live = m_alive, job = std::move(job)] {
         if (live.lock())
             job();
     });
@@ -408,6 +448,8 @@ void TranslateRun::onMain(std::function<void()> job)
 
 void TranslateRun::writeFiles()
 {
+    if (m_session.lines.empty())
+        m_session.endedAt = m_services.main.date();
     for (auto const& transcript : m_arguments.transcripts)
         complain(writeFile(transcript.path, clean(transcriptIn(transcript.form, m_session))));
     if (m_arguments.trace)
@@ -427,10 +469,10 @@ std::string TranslateRun::clean(std::string text)
     // Renewed keys are known before anybody can repeat them.
     if (auto key = m_hosted ? m_hosted->sttKey() : ""; key != m_hostedKey) {
         m_hostedKey = key;
-        m_secrecy.add(std::move(key));
-        m_secrecy.add(m_hosted->ttsKey());
+        m_services.secrecy.add(std::move(key));
+        m_services.secrecy.add(m_hosted->ttsKey());
     }
-    return m_secrecy.clean(std::move(text));
+    return m_services.secrecy.clean(std::move(text));
 }
 
 } // namespace lingrelay

@@ -39,6 +39,7 @@ public:
         Scheduler& sound; ///< feeds the file and writes the voice
         LocalService& localService;
         Presenter& presenter;
+        Secrecy& secrecy;
     };
     /// What the composition root adds to the registry once it is known where to connect; main.
     using Connect = std::function<HostedSession&(Hosts const& hosts, std::string const& token)>;
@@ -74,6 +75,8 @@ private:
     Task<EndReason> translate();
     Task<void> playOut();
     Task<void> close(EndReason reason);
+    Task<void> quietStreams();
+    void keepLateLines();
     Task<void> endHosted(Duration limit);
 
     void recover();
@@ -102,10 +105,9 @@ private:
     RunPlan m_plan;
     std::optional<SoundFile> m_file; ///< until the feeder has it
     Connect m_connect;
-    Secrecy m_secrecy;
     ClauseLog m_clauses;
     HostedSession* m_hosted = nullptr;
-    std::string m_hostedKey; ///< the one that m_secrecy knows
+    std::string m_hostedKey; ///< the one that is kept secret
 
     Overlay m_overlay{*this};
     NoShell m_shell;
@@ -125,7 +127,8 @@ private:
     std::string m_lastLine; ///< id
     bool m_announced = false; ///< "connecting" was shown before the controller said it
 
-    std::shared_ptr<bool> m_live; ///< jobs that callbacks post do nothing once this is gone
+    std::shared_ptr<bool> m_live = std::make_shared<bool>(true);
+    std::weak_ptr<bool> const m_alive{m_live}; ///< jobs that callbacks post do nothing once this is gone
     Scheduler::TimerId m_progressTimer = 0;
     Event m_stop;
     Event m_started;
@@ -135,6 +138,7 @@ private:
     Event m_failed;
     Event m_exhausted;
     SessionStore::Session m_session; ///< what the transcripts hold: as archived, or empty
+    std::string m_exhaustedMessage;
     std::string m_lastError;
     std::string m_serviceError; ///< the service's own words, until it is well again
     std::vector<std::string> m_complaints;

@@ -134,6 +134,7 @@ void AppDelegate::restartStreamsForContext()
         m_listenEngine->start(listenRecord());
     if (m_speakActive)
         m_speakEngine->start(m_settings.speakRecord());
+    describeSession();
 }
 
 void AppDelegate::applyFromUI()
@@ -153,6 +154,7 @@ void AppDelegate::applyFromUI()
     if (!m_settings.showOverlay)
         m_services.overlay.orderOut();
     m_services.shell.buildMenu();
+    describeSession();
 }
 
 void AppDelegate::applyPreset(Preset preset)
@@ -182,6 +184,7 @@ void AppDelegate::applyPreset(Preset preset)
                 "Giờ vào Meet / Zoom / Zalo chọn micro là “Lingrelay”")
             : title(preset));
     showPanel();
+    describeSession();
 }
 
 void AppDelegate::adoptLanguageAndGuard()

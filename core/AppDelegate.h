@@ -50,6 +50,7 @@ public:
     void applicationDidFinishLaunching();
     void applicationShouldHandleReopen() { m_services.shell.showMainWindow(); }
     void applicationWillTerminate() { restoreDefaultInput(); }
+    bool applicationShouldTerminate();
     void quitNow();
     void restartApp();
 
@@ -76,7 +77,7 @@ public:
 
     /// For a program without a window, which must tell how a session went; main, and set before the first start.
     std::function<void(HostedSession::Failure const& failure)> onRefused;
-    std::function<void()> onExhausted; ///< the session has been stopped
+    std::function<void(std::string const& message)> onExhausted; ///< the session has been stopped
     /// A session that was not empty, and its file or why there is none.
     std::function<void(SessionStore::Session const& session, Result<std::filesystem::path> const& file)> onArchived;
 
@@ -120,6 +121,7 @@ private:
 
     SessionStore::Session session() const;
     void beginJournal();
+    void describeSession();
     void keepTranscript(std::vector<AppModel::Line> const& lines);
     void archiveSession();
 

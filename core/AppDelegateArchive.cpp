@@ -17,12 +17,20 @@ SessionStore::Session AppDelegate::session() const
 
 void AppDelegate::beginJournal()
 {
-    auto journal
-        = Journal::begin(SessionStore::shared(), session(), m_services.main, m_services.listen.background);
+    auto journal = Journal::begin(SessionStore::shared(), session(), m_services.main, m_services.listen.background);
     if (journal)
         m_journal = std::move(*journal);
     else
         Log::write("[journal] {}", journal.error().message);
+}
+
+/// Its settings or its profile have changed.
+void AppDelegate::describeSession()
+{
+    if (!m_journal)
+        return;
+    if (auto const error = m_journal->describe(session()))
+        Log::write("[journal] {}", error->message);
 }
 
 /// A line was added, or all of them were taken away.

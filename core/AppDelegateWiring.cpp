@@ -73,7 +73,7 @@ void AppDelegate::applicationDidFinishLaunching()
         self->publishStatus(message, Kind::warning);
         self->m_services.overlay.showStatus("⏱ " + message);
         if (self->onExhausted)
-            self->onExhausted();
+            self->onExhausted(message);
     };
     m_services.shell.showMainWindow();
 }
@@ -176,8 +176,8 @@ void AppDelegate::showEngineStatus(std::string const& kind, std::optional<std::s
         text = "⚠ " + message.value_or(T("error", "lỗi"));
         statusKind = Kind::error;
     }
-    m_services.overlay.showStatus(text);
     publishStatus(text, statusKind);
+    m_services.overlay.showStatus(text);
 }
 
 void AppDelegate::installCommands()
@@ -238,6 +238,12 @@ void AppDelegate::startAppWatcher()
         self->m_model.saveProfiles();
         self->applyFromUI();
     });
+}
+
+bool AppDelegate::applicationShouldTerminate()
+{
+    m_services.shell.tearDownPresentations();
+    return true;
 }
 
 void AppDelegate::quitNow()

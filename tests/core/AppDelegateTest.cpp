@@ -201,7 +201,7 @@ TEST_F(AppDelegateTest, serviceTimeThatRunsOutEndsTheSessionLikeAStop)
     });
     bool exhausted = false;
     launch();
-    app->onExhausted = [&] { exhausted = true; };
+    app->onExhausted = [&](auto const&) { exhausted = true; };
     start();
     say("Hello.", "Hola.", 61);
     EXPECT_TRUE(exhausted);
