@@ -110,9 +110,10 @@ private:
             m_reported += jsonInteger(body, "seconds").value_or(0);
         if (path == "start")
             m_hostedSince = world.time.now() + delay;
-        if (path == "end")
+        if (path == "end") {
             EXPECT_NEAR(static_cast<double>(m_reported), toSeconds(m_hostedUntil - m_hostedSince), 1.0)
                 << "reported time is not the time run";
+        }
         answer["stop"] = m_faults && path == "tick" && chance(0.05);
         exchange.answer(HttpResponse{200, {}, jsonText(answer)}, delay);
     }
