@@ -37,27 +37,4 @@ public:
     virtual void setMuted(bool muted) = 0;
 };
 
-/// Silences the captured programs on the local outputs while it runs; main.
-class AudioMuter {
-public:
-    virtual ~AudioMuter() = default;
-
-    /// A text for the user; any thread. Set before the first start.
-    std::function<void(std::string const& message)> onError;
-
-    virtual void start() = 0;
-    virtual void stop() = 0;
-};
-
-/// Brings the virtual microphone into the system, once.
-class DriverInstaller {
-public:
-    virtual ~DriverInstaller() = default;
-
-    virtual bool installed() const = 0;
-    /// There is something to install.
-    virtual bool available() const = 0;
-    virtual bool install() = 0;
-};
-
 } // namespace lingrelay

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "audio/AudioMuter.h"
 #include "audio/AudioSource.h"
+#include "audio/DriverInstaller.h"
 #include "config/L10n.h"
 #include "desktop/AppShell.h"
 #include "desktop/OverlayWindow.h"

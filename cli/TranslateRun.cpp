@@ -163,7 +163,10 @@ void TranslateRun::makeController()
         speaks() ? static_cast<MicCapture&>(m_fileMic) : m_noMicrophone, m_muter, m_devices, m_driver, m_overlay,
         m_shell, m_key, m_workspace});
     if (m_outputs)
-        m_outputs->queuedSeconds = [&player = fedEngine().player()] { return player.queuedSeconds(); };
+        m_outputs->queuedSeconds = [weak = fedEngine().weak_from_this()] {
+            auto const engine = weak.lock();
+            return engine ? engine->player().queuedSeconds() : 0;
+        };
     observeModel();
     m_app->onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
     m_app->onExhausted = [this](std::string const& message) {

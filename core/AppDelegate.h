@@ -1,6 +1,8 @@
 #pragma once
 
+#include "audio/AudioMuter.h"
 #include "audio/AudioSource.h"
+#include "audio/DriverInstaller.h"
 #include "audio/Meter.h"
 #include "core/Engine.h"
 #include "core/common/AppModel.h"
