@@ -10,9 +10,11 @@ namespace lingrelay {
 /// Where a direction's sound comes from. Made once, started and stopped on main; never restarts itself.
 class AudioSource {
 public:
+    static constexpr std::int64_t sampleRate = 16000;
+
     virtual ~AudioSource() = default;
 
-    /// Mono, 16-bit little-endian PCM at 16000 samples a second in blocks of any length; on a thread of the source.
+    /// Mono, 16-bit little-endian PCM at `sampleRate` in blocks of any length; on a thread of the source.
     /// `sent`, when there is one, is called once the block was handed to the network. Set before the first start.
     std::function<void(std::string pcm, std::function<void()> sent)> onPCM;
     /// A text for the user, in their language; any thread. Set before the first start.
@@ -22,14 +24,8 @@ public:
     virtual void stop() = 0;
 };
 
-/// The other programs' sound.
-class AudioCapture : public AudioSource {
-public:
-    static constexpr std::int64_t sampleRate = 16000;
-};
-
-/// The user's microphone.
-class MicCapture : public AudioSource {
+/// The user's voice.
+class Microphone : public AudioSource {
 public:
     /// Nothing means the system's default. A running microphone goes over to the new device at once.
     virtual void setInputDevice(std::optional<std::uint32_t> device) = 0;

@@ -69,10 +69,10 @@ private:
     std::shared_ptr<FileFeeder> m_feeder;
 };
 
-using FileCapture = FileSource<AudioCapture>;
+using FileCapture = FileSource<AudioSource>;
 
 /// The file is the user's voice: no device is chosen, and nobody can hold a key for it.
-class FileMic final : public FileSource<MicCapture> {
+class FileMic final : public FileSource<Microphone> {
 public:
     using FileSource::FileSource;
     void setInputDevice(std::optional<std::uint32_t>) override { }

@@ -69,14 +69,14 @@ public:
     bool install() override { return false; }
 };
 
-class NoCapture final : public AudioCapture {
+class NoCapture final : public AudioSource {
 public:
     void start() override { }
     void stop() override { }
 };
 
 /// Says at each start that nobody will be heard.
-class NoMicrophone final : public MicCapture {
+class NoMicrophone final : public Microphone {
 public:
     void setInputDevice(std::optional<std::uint32_t>) override { }
     void setMuted(bool) override { }

@@ -159,8 +159,8 @@ void TranslateRun::makeController()
             speaks() ? m_noOutputs : *outputs},
         {services.network, services.speakStream, services.speakPipeline, services.background,
             speaks() ? *outputs : m_noOutputs},
-        speaks() ? static_cast<AudioCapture&>(m_noCapture) : m_fileCapture,
-        speaks() ? static_cast<MicCapture&>(m_fileMic) : m_noMicrophone, m_muter, m_devices, m_driver, m_overlay,
+        speaks() ? static_cast<AudioSource&>(m_noCapture) : m_fileCapture,
+        speaks() ? static_cast<Microphone&>(m_fileMic) : m_noMicrophone, m_muter, m_devices, m_driver, m_overlay,
         m_shell, m_key, m_workspace});
     if (m_outputs)
         m_outputs->queuedSeconds = [weak = fedEngine().weak_from_this()] {

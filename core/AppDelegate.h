@@ -34,8 +34,8 @@ public:
         Scheduler& main;
         Engine::Services listen;
         Engine::Services speak;
-        AudioCapture& capture;
-        MicCapture& mic;
+        AudioSource& capture;
+        Microphone& mic;
         AudioMuter& muter;
         AudioDevices& devices;
         DriverInstaller& driver;
@@ -109,7 +109,7 @@ private:
     void stopListen();
     void startSpeak();
     void stopSpeak();
-    AppSettings listenRecord() const { return m_settings.listenRecord(AudioCapture::sampleRate); }
+    AppSettings listenRecord() const { return m_settings.listenRecord(AudioSource::sampleRate); }
     void adoptLanguageAndGuard();
     void configurePushToTalk();
 

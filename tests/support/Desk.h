@@ -45,7 +45,7 @@ private:
     char const* m_name;
 };
 
-class SimMic final : public SimSource<MicCapture> {
+class SimMic final : public SimSource<Microphone> {
 public:
     using SimSource::SimSource;
     void setInputDevice(std::optional<std::uint32_t> chosen) override
@@ -205,7 +205,7 @@ public:
     VoiceServer voice{world};
     std::vector<std::weak_ptr<SimPeer>> recognisers;
     std::vector<std::string> trace; ///< of sources, muter and shell, in order
-    SimSource<AudioCapture> capture{trace, "capture"};
+    SimSource<AudioSource> capture{trace, "capture"};
     SimMic mic{trace, "mic"};
     SimMuter muter{trace};
     SimAudioDevices devices;
