@@ -120,4 +120,15 @@ std::string urlProblem(std::string_view text, bool webSocket)
     return {};
 }
 
+std::string percentEncoded(std::string_view text)
+{
+    std::string encoded;
+    for (unsigned char const c : text) {
+        bool const plain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-'
+            || c == '.' || c == '_' || c == '~';
+        encoded += plain ? std::string(1, static_cast<char>(c)) : fmt::format("%{:02X}", c);
+    }
+    return encoded;
+}
+
 } // namespace lingrelay

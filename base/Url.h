@@ -31,4 +31,7 @@ struct Url {
 /// Plain ws and http go to loopback only.
 std::string urlProblem(std::string_view text, bool webSocket);
 
+/// For a value in a URL's query: everything but letters, digits, '-', '.', '_' and '~' as %XX.
+std::string percentEncoded(std::string_view text);
+
 } // namespace lingrelay

@@ -72,6 +72,7 @@ void chooseHosts(Arguments const& arguments, RunPlan& plan)
     plan.hosts.stt = host(arguments.sttUrl, "host.stt", plan.localService ? "" : builtIn.stt);
     plan.hosts.tts = host(arguments.ttsUrl, "host.tts", plan.localService ? "" : builtIn.tts);
     plan.hosts.api = host(arguments.apiUrl, "host.api", plan.localService ? "" : builtIn.api);
+    plan.hosts.translate = builtIn.translate;
 }
 
 Problem hostsProblem(RunPlan const& plan)
@@ -82,7 +83,7 @@ Problem hostsProblem(RunPlan const& plan)
         bool webSocket;
     };
     constexpr Field fields[] = {{"host.stt", &Hosts::stt, true}, {"host.tts", &Hosts::tts, true},
-        {"host.api", &Hosts::api, false}, {"host.backend", &Hosts::backend, false}};
+        {"host.api", &Hosts::api, false}, {"host.backend", &Hosts::backend, false}, {"host.translate", &Hosts::translate, false}};
     for (auto const& field : fields) {
         auto const& url = plan.hosts.*field.member;
         if (auto problem = url.empty() ? "" : urlProblem(url, field.webSocket); !problem.empty())

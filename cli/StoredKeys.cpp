@@ -114,6 +114,7 @@ constexpr StoredKey otherKeys[] = {
     {"host.tts", address<true>},
     {"host.api", address<false>},
     {"host.backend", address<false>},
+    {"host.translate", address<false>},
 };
 
 std::optional<Result<Json>> read(std::string const& key, std::string_view text)

@@ -29,7 +29,8 @@ std::string withPath(std::string const& text, char const* path)
 Hosts Hosts::load()
 {
     return {overridden("host.stt", LINGRELAY_STT_URL), overridden("host.tts", LINGRELAY_TTS_URL),
-        overridden("host.api", LINGRELAY_API_URL), overridden("host.backend", LINGRELAY_BACKEND_URL)};
+        overridden("host.api", LINGRELAY_API_URL), overridden("host.backend", LINGRELAY_BACKEND_URL),
+        overridden("host.translate", LINGRELAY_TRANSLATE_URL)};
 }
 
 Hosts const& Hosts::shared() { return Registry::get<Hosts>(); }

@@ -6,7 +6,6 @@
 
 namespace lingrelay {
 
-using Kind = AppModel::StatusKind;
 using Mode = AppSettings::Mode;
 
 void AppDelegate::startFromUI()

@@ -73,6 +73,11 @@ public:
     void setSpeakDevice(std::optional<std::uint32_t> device);
     void selectLingrelayOutput();
 
+    /// Speaks a line of the user's, translated, where the other side hears it; logged and captioned.
+    void typeToSpeak(std::string text);
+    /// Speaks a sentence where the translation will go. `done` is called in every case.
+    void testVoice(std::function<void()> done);
+
     bool running() const { return m_running; }
     Engine& listenEngine() { return *m_listenEngine; }
     Engine& speakEngine() { return *m_speakEngine; }
@@ -88,6 +93,8 @@ public:
     bool idle() const { return m_tasks.running() == 0; }
 
 private:
+    using Kind = AppModel::StatusKind;
+
     explicit AppDelegate(Services services);
 
     void wireSources();
@@ -120,6 +127,17 @@ private:
     void restoreDefaultInput();
     void ensureDriverIfNeeded();
     bool installDriver();
+
+    Task<void> speakTyped(std::string text);
+    Task<void> speakTest(std::function<void()> done);
+    struct OneShotSpeech {
+        std::string text;
+        std::string language;
+        Kind failureKind = Kind::warning;
+        std::string failurePrefix{};
+    };
+    Task<void> speakOnce(OneShotSpeech speech, Engine& engine);
+    Task<void> stream(OneShotSpeech speech, std::weak_ptr<Engine> engine);
 
     SessionStore::Session session() const;
     void beginJournal();

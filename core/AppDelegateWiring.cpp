@@ -8,7 +8,6 @@ namespace lingrelay {
 
 namespace {
 
-using Kind = AppModel::StatusKind;
 using Direction = AppModel::Direction;
 
 constexpr Duration tickTime = seconds(1.0);
@@ -204,6 +203,8 @@ void AppDelegate::installCommands()
         self->refreshDeviceLists();
     };
     commands.refreshDevices = calling(&AppDelegate::refreshDeviceLists);
+    commands.testVoice = calling(&AppDelegate::testVoice);
+    commands.typeToSpeak = calling(&AppDelegate::typeToSpeak);
     commands.restartApp = calling(&AppDelegate::restartApp);
     commands.applyPreset = calling(&AppDelegate::applyPreset);
     m_model.settings = m_settings;

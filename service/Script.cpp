@@ -273,7 +273,7 @@ Result<Script> Script::parse(std::string_view text)
         script.m_tts = readList(fields.any("tts"), "tts", connectionReader(Protocol::tts));
         if (auto const* answers = fields.any("http")) {
             Fields operations(*answers, "\"http\"");
-            for (auto const* name : {"start", "tick", "end", "balance", "summary"})
+            for (auto const* name : {"start", "tick", "end", "balance", "summary", "translate"})
                 script.m_answers[name] = readList(operations.any(name), fmt::format("http.{}", name), readAnswer);
             operations.noMore();
         }

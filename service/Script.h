@@ -67,7 +67,7 @@ public:
     /// `index` counts from 0; nothing without a list.
     ScriptConnection const* stt(std::size_t index) const { return entry(m_stt, index); }
     ScriptConnection const* tts(std::size_t index) const { return entry(m_tts, index); }
-    /// `operation` is "start", "tick", "end", "balance" or "summary".
+    /// `operation` is "start", "tick", "end", "balance", "summary" or "translate".
     ScriptAnswer const* answer(std::string const& operation, std::size_t index) const;
     /// Whether any stream may need the recogniser.
     bool needsRecogniser() const;

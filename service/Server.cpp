@@ -33,7 +33,7 @@ std::string operationOf(std::string_view path)
         return {};
     path.remove_prefix(at + pathStart.size());
     for (std::string_view const known :
-        {"pro/session/start", "pro/session/tick", "pro/session/end", "pro/balance", "summary"}) {
+        {"pro/session/start", "pro/session/tick", "pro/session/end", "pro/balance", "summary", "translate"}) {
         if (path == known)
             return std::string(known.substr(known.rfind('/') + 1));
     }
@@ -294,7 +294,7 @@ asio::awaitable<std::optional<HttpResponse>> Server::answerTo(
     auto body = bodyOf(request);
     if (!how.request.is_null())
         body.merge_patch(how.request);
-    auto answer = realAnswer(operation, body);
+    auto answer = operation == "translate" ? co_await translation(body) : realAnswer(operation, body);
     if (!how.answer.is_null())
         answer.body.merge_patch(how.answer);
     co_return response(request, answer.status, jsonText(answer.body));
@@ -324,6 +324,29 @@ Server::Answer Server::summaryAnswer(Json const& request) const
     if (!text || !style)
         return {400, errorJson("bad_request", "A recap needs \"text\", and a \"style\" of brief or full.")};
     return {200, {{"summary", summarize(*text, *style, jsonString(request, "target").value_or(""))}}};
+}
+
+asio::awaitable<Server::Answer> Server::translation(Json request)
+{
+    if (!m_provider.book.authorized(request))
+        co_return Answer{401, errorJson("unauthorized", "The local service does not know this caller.")};
+    auto const target = jsonString(request, "target").value_or("");
+    auto const* texts = jsonMember(request, "texts");
+    if (!texts || !texts->is_array())
+        co_return Answer{400, errorJson("bad_request", "A translation needs \"texts\" and a \"target\".")};
+    auto const targets = m_provider.translator.targets();
+    if (std::find(targets.begin(), targets.end(), target) == targets.end())
+        co_return Answer{
+            422, errorJson("unsupported_language", "The local service cannot translate into this language.")};
+    auto translated = Json::array();
+    for (auto const& text : *texts) {
+        auto const answer
+            = co_await m_provider.translator.translate(target, text.is_string() ? text.get<std::string>() : "");
+        translated.push_back(answer.value_or(""));
+    }
+    Answer answer;
+    answer.body["texts"] = std::move(translated);
+    co_return answer;
 }
 
 } // namespace lingrelay

@@ -48,6 +48,7 @@ private:
     /// `request` is the body, with the caller's token as `client_token`.
     Answer realAnswer(std::string const& operation, Json const& request);
     Answer summaryAnswer(Json const& request) const;
+    asio::awaitable<Answer> translation(Json request);
 
     asio::io_context& m_context;
     Options m_options;

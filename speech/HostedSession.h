@@ -32,6 +32,7 @@ public:
     /// `clientToken` identifies the caller to the backend in every call; empty when there is none.
     HostedSession(Scheduler& main, Net& net, std::string clientToken);
     static HostedSession& shared();
+    std::string const& clientToken() const { return m_clientToken; }
 
     /// Opens a session; nothing on success. Allowed again after an end, and replaces everything.
     Task<std::optional<Failure>> start();

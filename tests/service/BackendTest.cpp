@@ -102,6 +102,22 @@ TEST(Backend, ticksFailInEveryWayAndAreNotCharged)
     EXPECT_EQ(session.tick({{"seconds", 300}}).at("remaining_seconds"), before - 300);
 }
 
+TEST(Backend, translatesTextForItsCaller)
+{
+    ServiceProcess const service;
+    auto const translated = ask(service, "/v1/translate",
+        {{"texts", {"The house is white.", "", "Good morning. How are you?"}}, {"target", "es"}, {"model", "any"}});
+    ASSERT_EQ(translated.at("texts").size(), 3U);
+    EXPECT_EQ(translated.at("texts")[0], "La casa es blanca.");
+    EXPECT_EQ(translated.at("texts")[1], "");
+    EXPECT_NE(translated.at("texts")[2].get<std::string>().find("Buenos"), std::string::npos);
+    Json const good = {{"texts", {"Hello."}}, {"target", "es"}};
+    EXPECT_EQ(post(service.port, "/v1/translate", jsonText(good), "").first, 401);
+    EXPECT_EQ(post(service.port, "/v1/translate", R"({"texts":["a"],"target":"xx"})", service.token).first, 422);
+    for (auto const* body : {"", R"({"target":"es"})", R"({"texts":"a","target":"es"})"})
+        EXPECT_EQ(post(service.port, "/v1/translate", body, service.token).first, 400) << body;
+}
+
 TEST(Backend, summaryAnswersItsCallerOnly)
 {
     ServiceProcess const service;

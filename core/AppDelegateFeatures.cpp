@@ -1,0 +1,88 @@
+// What is done once, with or without a session: a typed line is spoken, the voice is tried.
+
+#include "base/Text.h"
+#include "config/KeyStore.h"
+#include "config/L10n.h"
+#include "core/AppDelegate.h"
+#include "speech/SonioxTTS.h"
+#include "text/TextTranslator.h"
+
+namespace lingrelay {
+
+void AppDelegate::typeToSpeak(std::string text) { m_tasks.spawn(speakTyped(std::move(text))); }
+
+void AppDelegate::testVoice(std::function<void()> done) { m_tasks.spawn(speakTest(std::move(done))); }
+
+Task<void> AppDelegate::speakTyped(std::string text)
+{
+    std::string const trimmed(trimWhitespace(text));
+    if (trimmed.empty())
+        co_return;
+    if (!m_speakDevice && !m_settings.forceTwoWay) {
+        if (auto const device = AudioDevices::virtualDevice(m_services.devices.outputs())) {
+            m_speakDevice = device;
+            m_speakEngine->player().moveTo(device->id);
+            refreshDeviceLists();
+        }
+    }
+    m_model.typing = true;
+    auto const language = m_settings.theirLang;
+    auto translated = Result<std::string>(trimmed);
+    if (m_settings.myLang != language) {
+        auto const token = HostedSession::shared().clientToken();
+        translated = co_await TextTranslator::translate(trimmed, m_settings.myLang, language, token);
+    }
+    if (!translated)
+        publishStatus(translated.error().message, Kind::warning);
+    if (translated && !translated->empty()) {
+        m_services.overlay.update("speak", *translated);
+        showPanel();
+        m_model.speakTranslated = *translated;
+        m_model.log(AppModel::Direction::speak, trimmed, *translated, "", m_services.main.date());
+        OneShotSpeech speech{*translated, language};
+        co_await speakOnce(std::move(speech), *m_speakEngine);
+    }
+    m_model.typing = false;
+}
+
+Task<void> AppDelegate::speakTest(std::function<void()> done)
+{
+    auto const text = T("This is a Lingrelay test. If you can hear this on the call, your setup is correct.",
+        "Đây là câu kiểm tra của Lingrelay. Nếu bên kia nghe được câu này thì thiết lập đã đúng.");
+    auto const language = UiLanguage::shared().modelEnglish() ? "en" : "vi";
+    OneShotSpeech speech{text, language, Kind::error, T("Test voice failed: ", "Giọng thử lỗi: ")};
+    co_await speakOnce(std::move(speech), *m_speakEngine);
+    done();
+}
+
+/// With the user's key, the session's, or one that is opened for this alone.
+Task<void> AppDelegate::speakOnce(OneShotSpeech speech, Engine& engine)
+{
+    bool const hosted = !Secrets::byokActive() && !HostedSession::shared().active();
+    if (hosted) {
+        auto const failure = co_await HostedSession::shared().start();
+        if (failure) {
+            publishStatus(failure->message, Kind::warning);
+            co_return;
+        }
+    }
+    co_await stream(std::move(speech), engine.weak_from_this());
+    // A session that began meanwhile goes on with these keys.
+    if (hosted && !m_running && !m_starting)
+        HostedSession::shared().end();
+}
+
+Task<void> AppDelegate::stream(OneShotSpeech speech, std::weak_ptr<Engine> engine)
+{
+    SonioxTTS::OnAudio const onAudio = [engine](std::string const& pcm) {
+        if (auto const alive = engine.lock())
+            alive->player().enqueuePCM(pcm, 24000, false);
+    };
+    SonioxTTS tts(m_services.speak.network);
+    auto const error
+        = co_await tts.stream(speech.text, speech.language, m_settings.voiceName, m_settings.voiceSpeed, onAudio);
+    if (error)
+        publishStatus(speech.failurePrefix + error->message, speech.failureKind);
+}
+
+} // namespace lingrelay

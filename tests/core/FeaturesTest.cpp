@@ -1,0 +1,142 @@
+#include "tests/support/Desk.h"
+
+#include <gtest/gtest.h>
+
+namespace lingrelay {
+
+namespace {
+
+using Kind = AppModel::StatusKind;
+using Texts = std::vector<std::string>;
+
+class FeaturesTest : public testing::Test, protected Desk {
+protected:
+    /// `ownKey`: else keys come from a backend, which notes its calls.
+    void launch(
+        bool ownKey, std::function<void(AppSettings&)> change = [](AppSettings&) {})
+    {
+        AppSettings settings;
+        settings.mode = AppSettings::Mode::speak;
+        settings.myLang = "en";
+        settings.theirLang = "es";
+        change(settings);
+        set(settings);
+        world.defaults.set("k.soniox", ownKey ? "key" : "");
+        world.network.onExchange = [this](SimExchange const& exchange) {
+            auto const& url = exchange.request().url;
+            calls.push_back(url.substr(url.rfind('/') + 1));
+            exchange.answer(
+                HttpResponse{200, {}, calls.back() == "translate" ? R"({"texts":["Hola."]})" : backendAnswer},
+                seconds(0.05));
+        };
+        Desk::launch();
+    }
+    void type(std::string const& text, double length = 3)
+    {
+        model->commands.typeToSpeak(text);
+        wait(length);
+    }
+
+    Texts calls;
+    std::string backendAnswer = R"({"session_id":"s","stt_key":"a","tts_key":"b","remaining_seconds":600})";
+};
+
+TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
+{
+    devices.outputList.push_back({3, "Lingrelay"});
+    launch(true);
+    model->commands.typeToSpeak("  Hello.\n");
+    EXPECT_FALSE(*model->typing);
+    wait(0.02);
+    EXPECT_TRUE(*model->typing);
+    wait(3);
+    EXPECT_FALSE(*model->typing);
+    EXPECT_EQ(calls, (Texts{"translate"})) << "the user's own key needs no session";
+    EXPECT_EQ(voice.texts, (Texts{"Hola."}));
+    EXPECT_EQ(overlay.captions, (Texts{"speak: Hola."}));
+    EXPECT_EQ(*model->speakTranslated, "Hola.");
+    ASSERT_EQ(model->transcript->size(), 1U);
+    EXPECT_EQ(model->transcript->front().source, "Hello.");
+    EXPECT_EQ(model->transcript->front().direction, AppModel::Direction::speak);
+    EXPECT_EQ(*model->speakDeviceID, 3U) << "the other side hears the virtual microphone";
+    EXPECT_EQ(app->speakEngine().player().device(), 3U);
+
+    type(" \n ");
+    EXPECT_EQ(calls.size(), 1U);
+    world.network.onExchange = [](SimExchange const& exchange) { exchange.answer(HttpResponse{500, {}, ""}); };
+    type("Hello.");
+    EXPECT_FALSE(*model->typing);
+    EXPECT_EQ(*model->statusKind, Kind::warning);
+    EXPECT_EQ(voice.texts.size(), 1U);
+    EXPECT_EQ(model->transcript->size(), 1U);
+}
+
+TEST_F(FeaturesTest, oneLanguageNeedsNoTranslationAndTwoPeopleAtOneComputerNoVirtualMicrophone)
+{
+    devices.outputList.push_back({3, "Lingrelay"});
+    launch(true, [](AppSettings& settings) {
+        settings.theirLang = settings.myLang;
+        settings.forceTwoWay = true;
+    });
+    type("Hello.");
+    EXPECT_TRUE(calls.empty());
+    EXPECT_EQ(voice.texts, (Texts{"Hello."}));
+    EXPECT_FALSE(*model->speakDeviceID);
+}
+
+TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeedsIt)
+{
+    launch(false);
+    type("Hello.");
+    EXPECT_EQ(calls, (Texts{"translate", "start", "end"}));
+    calls.clear();
+    model->commands.start();
+    wait(0.3);
+    type("Hello.");
+    EXPECT_EQ(calls, (Texts{"start", "translate"}));
+    model->commands.stop();
+    wait(0.3);
+    calls.clear();
+
+    // The session that begins while the line is spoken goes on with its keys.
+    model->commands.typeToSpeak("Hello.");
+    wait(0.3);
+    model->commands.start();
+    wait(3);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 0);
+    EXPECT_TRUE(world.hosted.active());
+    model->commands.stop();
+    wait(0.3);
+
+    backendAnswer = R"({"error":"No more."})";
+    auto const spoken = voice.texts.size();
+    type("Hello.");
+    EXPECT_EQ(*model->status, "No more.");
+    EXPECT_EQ(voice.texts.size(), spoken);
+    EXPECT_FALSE(*model->typing);
+}
+
+TEST_F(FeaturesTest, theVoiceTestSaysHowItWent)
+{
+    launch(true);
+    int done = 0;
+    auto const test = [&] {
+        model->commands.testVoice([&] { ++done; });
+        wait(5);
+    };
+    test();
+    EXPECT_EQ(done, 1);
+    EXPECT_EQ(
+        voice.texts, (Texts{"This is a Lingrelay test. If you can hear this on the call, your setup is correct."}));
+    EXPECT_TRUE(model->transcript->empty());
+    voice.plan = [](auto const&, int) { return VoiceServer::Plan{.error = "too busy"}; };
+    test();
+    EXPECT_EQ(done, 2);
+    EXPECT_EQ(*model->statusKind, Kind::error);
+    EXPECT_TRUE(model->status->starts_with("Test voice failed: "));
+    EXPECT_NE(model->status->find("too busy"), std::string::npos);
+}
+
+} // namespace
+
+} // namespace lingrelay
