@@ -294,7 +294,11 @@ asio::awaitable<std::optional<HttpResponse>> Server::answerTo(
     auto body = bodyOf(request);
     if (!how.request.is_null())
         body.merge_patch(how.request);
-    auto answer = operation == "translate" ? co_await translation(body) : realAnswer(operation, body);
+    Answer answer;
+    if (operation == "translate")
+        answer = co_await translation(body);
+    else
+        answer = realAnswer(operation, body);
     if (!how.answer.is_null())
         answer.body.merge_patch(how.answer);
     co_return response(request, answer.status, jsonText(answer.body));
@@ -339,9 +343,13 @@ asio::awaitable<Server::Answer> Server::translation(Json request)
         co_return Answer{
             422, errorJson("unsupported_language", "The local service cannot translate into this language.")};
     auto translated = Json::array();
-    for (auto const& text : *texts) {
-        auto const answer
-            = co_await m_provider.translator.translate(target, text.is_string() ? text.get<std::string>() : "");
+    for (auto const& entry : *texts) {
+        std::string text;
+        if (entry.is_string())
+            text = entry.get<std::string>();
+        std::optional<std::string> answer;
+        if (!text.empty())
+            answer = co_await m_provider.translator.translate(target, std::move(text));
         translated.push_back(answer.value_or(""));
     }
     Answer answer;
