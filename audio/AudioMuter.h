@@ -1,6 +1,9 @@
 #pragma once
 
+#include "platform/SoundMuter.h"
+
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace lingrelay {
@@ -8,13 +11,18 @@ namespace lingrelay {
 /// Silences the captured programs on the local outputs while it runs; main.
 class AudioMuter {
 public:
-    virtual ~AudioMuter() = default;
+    explicit AudioMuter(SoundMuter& muter) : m_muter(muter) { }
 
-    /// A text for the user; any thread. Set before the first start.
+    /// A text for the user. Set before the first start.
     std::function<void(std::string const& message)> onError;
 
-    virtual void start() = 0;
-    virtual void stop() = 0;
+    /// A failure ends nothing else: the programs are heard as before.
+    void start();
+    void stop() { m_silence.reset(); }
+
+private:
+    SoundMuter& m_muter;
+    std::unique_ptr<SoundMuter::Silence> m_silence;
 };
 
 } // namespace lingrelay

@@ -1,16 +1,22 @@
 #pragma once
 
+#include "platform/VirtualMicrophone.h"
+
 namespace lingrelay {
 
-/// Brings the virtual microphone into the system, once.
+/// Brings the virtual microphone into the system, once; main.
 class DriverInstaller {
 public:
-    virtual ~DriverInstaller() = default;
+    explicit DriverInstaller(VirtualMicrophone& microphone) : m_microphone(microphone) { }
 
-    virtual bool installed() const = 0;
+    /// It was installed; whether the device is there is another question.
+    bool installed() const { return m_microphone.installed(); }
     /// There is something to install.
-    virtual bool available() const = 0;
-    virtual bool install() = 0;
+    bool available() const { return m_microphone.available(); }
+    bool install() { return available() && m_microphone.install(); }
+
+private:
+    VirtualMicrophone& m_microphone;
 };
 
 } // namespace lingrelay

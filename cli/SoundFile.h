@@ -1,7 +1,7 @@
 #pragma once
 
+#include "audio/Resampler.h"
 #include "base/Result.h"
-#include "cli/Resampler.h"
 
 #include <cstdint>
 #include <filesystem>

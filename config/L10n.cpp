@@ -28,9 +28,10 @@ constexpr Text table[] = {
     {"driver.title", "Install the “Lingrelay” audio device?", "Cài thiết bị âm thanh “Lingrelay”?"},
     {"driver.body",
         "To send your translated voice into Meet/Zoom/Zalo as a microphone, Lingrelay installs one virtual audio "
-        "device. One time only, needs your Mac password.",
-        "Để gửi giọng dịch vào Meet/Zoom/Zalo làm micro, Lingrelay cần cài 1 thiết bị âm thanh ảo. Chỉ làm 1 lần, cần "
-        "mật khẩu máy."},
+        "device. One time only, no password needed.",
+        "Để gửi giọng dịch vào Meet/Zoom/Zalo làm micro, Lingrelay cần cài 1 thiết bị âm thanh ảo. Chỉ làm 1 lần, "
+        "không "
+        "cần mật khẩu."},
     {"driver.done", "✓ Installed “Lingrelay” — pick it as the Microphone in Meet/Zalo",
         "✓ Đã cài “Lingrelay” — chọn nó làm Microphone trong Meet/Zalo"},
     {"driver.fail", "⚠ Device install failed", "⚠ Cài thiết bị thất bại"},

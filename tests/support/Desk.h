@@ -56,17 +56,30 @@ public:
     void setMuted(bool now) override { muted = now; }
 };
 
-class SimMuter final : public AudioMuter {
+class SimMuter final : public SoundMuter {
 public:
     explicit SimMuter(std::vector<std::string>& trace) : m_trace(trace) { }
-    void start() override { m_trace.emplace_back("muter start"); }
-    void stop() override { m_trace.emplace_back("muter stop"); }
+
+    std::variant<std::unique_ptr<Silence>, Failure> silence() override
+    {
+        m_trace.emplace_back("muter start");
+        return std::make_unique<Kept>(m_trace);
+    }
 
 private:
+    class Kept final : public Silence {
+    public:
+        explicit Kept(std::vector<std::string>& trace) : m_trace(trace) { }
+        ~Kept() override { m_trace.emplace_back("muter stop"); }
+
+    private:
+        std::vector<std::string>& m_trace;
+    };
+
     std::vector<std::string>& m_trace;
 };
 
-class SimDriver final : public DriverInstaller {
+class SimDriver final : public VirtualMicrophone {
 public:
     bool present = true;
     bool offered = true;
@@ -80,6 +93,11 @@ public:
         ++installs;
         present |= works;
         return works;
+    }
+    bool remove() override
+    {
+        present = false;
+        return true;
     }
 };
 
@@ -179,7 +197,7 @@ public:
         app = AppDelegate::create({world.main,
             {world.network, world.streamScheduler, world.pipelineScheduler, world.background, world.outputs},
             {world.network, speakStream, speakPipeline, world.background, speakOutputs}, capture, mic, muter, devices,
-            driver, overlay, shell, key, workspace});
+            installer, overlay, shell, key, workspace});
         app->applicationDidFinishLaunching();
         wait(0.01);
         trace.clear();
@@ -207,9 +225,11 @@ public:
     std::vector<std::string> trace; ///< of sources, muter and shell, in order
     SimSource<AudioSource> capture{trace, "capture"};
     SimMic mic{trace, "mic"};
-    SimMuter muter{trace};
+    SimMuter soundMuter{trace};
+    AudioMuter muter{soundMuter};
     SimAudioDevices devices;
     SimDriver driver;
+    DriverInstaller installer{driver};
     SimOverlay overlay;
     SimShell shell{trace};
     SimKey key;

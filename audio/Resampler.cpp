@@ -1,4 +1,4 @@
-#include "cli/Resampler.h"
+#include "audio/Resampler.h"
 
 #include <algorithm>
 #include <cmath>
