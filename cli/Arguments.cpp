@@ -41,6 +41,8 @@ Problem choose(std::string_view option, std::string_view text, Word<T> const (&w
 constexpr Word<Arguments::Form> forms[] = {{"txt", Arguments::Form::text}, {"srt", Arguments::Form::srt},
     {"vtt", Arguments::Form::vtt}, {"json", Arguments::Form::json}};
 
+std::string joined(std::vector<std::string> const& words) { return fmt::format("{}", fmt::join(words, " ")); }
+
 std::string ending(fs::path const& path)
 {
     auto text = path.extension().string();
@@ -181,6 +183,15 @@ Problem takeTrace(Arguments& arguments, std::string_view, std::string const& tex
     return {};
 }
 
+template <std::string Arguments::*member>
+Problem takeDevice(Arguments& arguments, std::string_view option, std::string const& text)
+{
+    if (text.empty())
+        return fmt::format("{} takes the name of a device; see lingrelay-cli devices", option);
+    arguments.*member = text;
+    return {};
+}
+
 Problem takeExport(Arguments& arguments, std::string_view, std::string const& text)
 {
     arguments.outputFile = text;
@@ -199,7 +210,7 @@ Problem takeJson(Arguments& arguments, std::string_view, std::string const&)
 }
 
 /// Commands that an option belongs to.
-enum Commands : unsigned { translating = 1, archive = 2, settingsStore = 4 };
+enum Commands : unsigned { translating = 1, archive = 2, settingsStore = 4, speaking = 8, deviceList = 16 };
 
 struct Option {
     std::string_view name;
@@ -212,22 +223,27 @@ struct Option {
 constexpr Option options[] = {
     {"--preset", "NAME", "a scenario: videoCall, watchVideo, inPerson or textChat", takePreset},
     {"--mode", "listen|speak|both", "which way to translate (default: the stored setting)", takeMode},
-    {"--from", "CODE", "language that is spoken, or auto", takeFrom},
-    {"--to", "CODE", "language to translate into", takeTo},
-    {"--output", "FILE.wav|none|device", "where the translated voice goes (default for files: none)", takeOutput},
+    {"--from", "CODE", "language that is spoken, or auto", takeFrom, translating | speaking},
+    {"--to", "CODE", "language to translate into", takeTo, translating | speaking},
+    {"--output", "FILE.wav|none|device", "where the translated voice goes (default: device; for files none)",
+        takeOutput, translating | speaking},
+    {"--mic", "NAME", "the microphone (default: the system's)", takeDevice<&Arguments::mic>},
+    {"--speakers", "NAME", "what plays the translation (default: the system's)", takeDevice<&Arguments::speakers>},
     {"--pace", "realtime|fast", "feed the file at its own speed (default) or as fast as possible", takePace},
-    {"--events", "json", "one JSON object a line on standard output, for programs", takeEvents},
+    {"--events", "json", "one JSON object a line on standard output, for programs", takeEvents, translating | speaking},
     {"--format", "txt|srt|vtt|json", "the form to export (default: by the file's ending, else txt)", takeFormat,
         archive},
     {"--output", "FILE", "where to export to (default: standard output)", takeExport, archive},
-    {"--json", "", "list for programs", takeJson, archive},
-    {"--set", "KEY=VALUE", "a setting, for this run only; may be repeated", takeSetting, translating | archive},
-    {"--defaults", "FILE", "another settings file", takeDefaults, translating | archive | settingsStore},
+    {"--json", "", "list for programs", takeJson, archive | deviceList},
+    {"--set", "KEY=VALUE", "a setting, for this run only; may be repeated", takeSetting,
+        translating | archive | speaking},
+    {"--defaults", "FILE", "another settings file", takeDefaults, translating | archive | settingsStore | speaking},
     {"--sessions", "DIR", "another archive folder", takeSessions, translating | archive},
     {"--stt-url", "URL", "another recognition host", takeUrl<&Arguments::sttUrl, true>},
-    {"--tts-url", "URL", "another synthesis host", takeUrl<&Arguments::ttsUrl, true>},
+    {"--tts-url", "URL", "another synthesis host", takeUrl<&Arguments::ttsUrl, true>, translating | speaking},
     {"--api-url", "URL", "another host of the provider's REST interface, with /v1", takeUrl<&Arguments::apiUrl, false>},
-    {"--backend-url", "URL", "another session backend", takeUrl<&Arguments::backendUrl, false>, translating | archive},
+    {"--backend-url", "URL", "another session backend", takeUrl<&Arguments::backendUrl, false>,
+        translating | archive | speaking},
     {"--transcript", "FILE", "write the transcript (.txt, .srt, .vtt or .json); may be repeated", takeTranscript},
     {"--trace", "FILE", "write the time stamps of every clause, as JSON lines", takeTrace},
 };
@@ -241,16 +257,27 @@ Option const* findOption(std::string_view name, unsigned command)
 
 unsigned commandOf(Arguments const& arguments)
 {
-    return arguments.action == Arguments::Action::sessions ? archive
-        : arguments.action == Arguments::Action::settings  ? settingsStore
-                                                           : translating;
+    switch (arguments.action) {
+    case Arguments::Action::sessions:
+        return archive;
+    case Arguments::Action::settings:
+        return settingsStore;
+    case Arguments::Action::devices:
+        return deviceList;
+    case Arguments::Action::say:
+    case Arguments::Action::testVoice:
+        return speaking;
+    default:
+        return translating;
+    }
 }
 
 Problem takeCommand(Arguments& arguments, std::string const& word)
 {
     using Action = Arguments::Action;
     constexpr Word<Action> words[]
-        = {{"translate", Action::translate}, {"sessions", Action::sessions}, {"settings", Action::settings}};
+        = {{"translate", Action::translate}, {"say", Action::say}, {"test-voice", Action::testVoice},
+            {"devices", Action::devices}, {"sessions", Action::sessions}, {"settings", Action::settings}};
     if (choose("", word, words, arguments.action).empty())
         return {};
     return fmt::format("there is no command \"{}\"; see lingrelay-cli --help", word);
@@ -303,14 +330,16 @@ Problem read(std::span<std::string const> words, Arguments& arguments)
     return hasCommand ? "" : "nothing to do; see lingrelay-cli --help";
 }
 
-Problem liveProblem(Arguments const& arguments)
+Problem wordsProblem(Arguments const& arguments)
 {
-    if (arguments.action != Arguments::Action::translate)
-        return {};
-    if (!arguments.input)
-        return "live sound is not built in yet: name a sound file to translate";
-    if (arguments.output == Arguments::Output::device)
-        return "live sound is not built in yet: --output takes FILE.wav or none";
+    using Action = Arguments::Action;
+    auto const& words = arguments.words;
+    if (arguments.action == Action::say && trimWhitespace(joined(words)).empty())
+        return "say takes the text to be spoken";
+    if (arguments.action == Action::testVoice && !words.empty())
+        return fmt::format("test-voice takes no text: \"{}\"", words[0]);
+    if (arguments.action == Action::translate && !arguments.input && arguments.pace == Arguments::Pace::fast)
+        return "--pace fast needs a sound file: live sound has its own pace";
     return {};
 }
 
@@ -349,7 +378,7 @@ Result<Arguments> Arguments::parse(std::span<std::string const> words)
         }
     }
     for (auto check : {+[](std::span<std::string const> all, Arguments&into) { return read(all, into); },
-             +[](std::span<std::string const>, Arguments&into) { return liveProblem(into); },
+             +[](std::span<std::string const>, Arguments&into) { return wordsProblem(into); },
              +[](std::span<std::string const>, Arguments&into) { return filesProblem(into); }}) {
         if (auto problem = check(words, arguments); !problem.empty())
             return Error{Error::Kind::other, std::move(problem)};
@@ -376,9 +405,20 @@ std::string Arguments::help()
         }
         return rows;
     };
-    return "lingrelay-cli translate FILE [OPTION...]\n"
-           "Translates the speech in a sound file: captions, a voice, a transcript.\n\n"
+    return "lingrelay-cli translate [FILE] [OPTION...]\n"
+           "Translates live what this computer plays and what you say, or the speech in a sound file: captions, a "
+           "voice,\n"
+           "a transcript. Ctrl-C stops.\n\n"
         + optionsOf(translating)
+        + "\nlingrelay-cli say TEXT [OPTION...]\n"
+          "Translates a line of yours and speaks it where the other side hears it.\n"
+          "lingrelay-cli test-voice [OPTION...]\n"
+          "Speaks a test sentence there.\n\n"
+        + optionsOf(speaking)
+        + "\nlingrelay-cli devices [list|install-virtual|remove-virtual] [OPTION...]\n"
+          "Lists microphones and outputs with the defaults and what sounds now; makes or takes away the virtual\n"
+          "microphone that call programs can use.\n\n"
+        + optionsOf(deviceList)
         + "\nlingrelay-cli sessions list|show ID|search TEXT|export ID|delete ID|summarize ID [OPTION...]\n"
           "The archive of past sessions. ID is the beginning of a session's, or \"last\".\n\n"
         + optionsOf(archive)

@@ -16,7 +16,7 @@ namespace lingrelay {
 /// What the command line asks for, checked as far as that goes without the settings store: every file can be opened
 /// and every address used when this exists. Nobody has been contacted.
 struct Arguments {
-    enum class Action { translate, sessions, settings, help, version };
+    enum class Action { translate, say, testVoice, devices, sessions, settings, help, version };
     enum class Pace { realtime, fast };
     enum class Output { automatic, none, device, file };
     enum class Events { captions, json };
@@ -46,8 +46,10 @@ struct Arguments {
     std::string backendUrl;
     std::vector<Transcript> transcripts;
     std::optional<std::filesystem::path> trace;
+    std::string mic; ///< names of devices; empty: automatic
+    std::string speakers;
 
-    std::vector<std::string> words; ///< behind `sessions` and `settings`
+    std::vector<std::string> words; ///< behind a command that is not `translate`
     std::optional<Form> format;
     Listing listing = Listing::people;
 

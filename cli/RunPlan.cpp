@@ -82,8 +82,9 @@ Problem hostsProblem(RunPlan const& plan)
         std::string Hosts::*member;
         bool webSocket;
     };
-    constexpr Field fields[] = {{"host.stt", &Hosts::stt, true}, {"host.tts", &Hosts::tts, true},
-        {"host.api", &Hosts::api, false}, {"host.backend", &Hosts::backend, false}, {"host.translate", &Hosts::translate, false}};
+    constexpr Field fields[]
+        = {{"host.stt", &Hosts::stt, true}, {"host.tts", &Hosts::tts, true}, {"host.api", &Hosts::api, false},
+            {"host.backend", &Hosts::backend, false}, {"host.translate", &Hosts::translate, false}};
     for (auto const& field : fields) {
         auto const& url = plan.hosts.*field.member;
         if (auto problem = url.empty() ? "" : urlProblem(url, field.webSocket); !problem.empty())
@@ -103,6 +104,21 @@ void applyPreset(Arguments const& arguments, AppSettings& settings)
         if (isSet(arguments, name))
             settings.*member = stored.*member;
     });
+}
+
+void chooseOutput(Arguments const& arguments, RunPlan& plan)
+{
+    using Output = Arguments::Output;
+    plan.live = !arguments.input;
+    plan.output = arguments.output;
+    if (plan.output == Output::automatic)
+        plan.output = plan.live ? Output::device : Output::none;
+    else if (plan.output != Output::none && !isSet(arguments, "tts"))
+        plan.settings.tts = true; // whoever names a place for the voice wants to hear it
+    // Nobody would hear anything.
+    if (plan.output != Output::device && plan.direction == AppModel::Direction::listen
+        && !isSet(arguments, "muteOriginal"))
+        plan.settings.muteOriginal = false;
 }
 
 } // namespace
@@ -144,17 +160,15 @@ Result<RunPlan> RunPlan::make(Arguments const& arguments)
     plan.settings = AppSettings::load();
     auto& settings = plan.settings;
     applyPreset(arguments, settings);
-    settings.mode = arguments.mode.value_or(settings.mode);
+    bool const translates = arguments.action == Arguments::Action::translate;
+    settings.mode = translates ? arguments.mode.value_or(settings.mode) : AppSettings::Mode::speak;
     bool const speaks = settings.mode == AppSettings::Mode::speak;
     plan.direction = speaks ? AppModel::Direction::speak : AppModel::Direction::listen;
     if (arguments.from)
         (speaks ? settings.myLang : settings.sourceLang) = *arguments.from;
     if (arguments.to)
         (speaks ? settings.theirLang : settings.targetLang) = *arguments.to;
-    if (arguments.output != Arguments::Output::file)
-        settings.tts = false;
-    else if (!isSet(arguments, "tts"))
-        settings.tts = true; // whoever names a file for the voice wants to hear it
+    chooseOutput(arguments, plan);
     chooseHosts(arguments, plan);
     for (auto const& problem : {languagesProblem(arguments, plan), hostsProblem(plan)}) {
         if (!problem.empty())

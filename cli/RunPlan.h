@@ -33,13 +33,20 @@ private:
     bool m_holding = false;
 };
 
-/// One translation run, decided from the arguments and the settings store before anybody is contacted.
+/// One run of the controller, decided from the arguments and the settings store before anybody is contacted.
 struct RunPlan {
     AppSettings settings; ///< of the run: the arguments are in them
     AppModel::Direction direction = AppModel::Direction::listen;
+    bool live = false; ///< the machine's own sound instead of a file
+    Arguments::Output output = Arguments::Output::none; ///< of the main direction's voice; never automatic
     bool ownKey = false; ///< no hosted session
     bool localService = false; ///< a service must be started; it fills the empty hosts
     Hosts hosts;
+
+    bool usesDevices() const
+    {
+        return live || settings.mode == AppSettings::Mode::both || output == Arguments::Output::device;
+    }
 
     /// Reads the current registry's store. The error is one line for the user.
     static Result<RunPlan> make(Arguments const& arguments);

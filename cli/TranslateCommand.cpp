@@ -6,6 +6,7 @@
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
 #include "cli/SignalWatch.h"
+#include "cli/Sound.h"
 #include "cli/TranslateRun.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
@@ -91,9 +92,13 @@ public:
         auto plan = RunPlan::make(m_arguments);
         if (!plan)
             return badArguments(plan.error().message);
-        auto file = SoundFile::open(*m_arguments.input);
-        if (!file)
-            return badArguments(file.error().message);
+        std::optional<SoundFile> file;
+        if (m_arguments.input) {
+            auto opened = SoundFile::open(*m_arguments.input);
+            if (!opened)
+                return badArguments(opened.error().message);
+            file.emplace(std::move(*opened));
+        }
         openLog(m_secrecy);
         m_defaults->hold(plan->settings);
         m_registry.put(std::make_shared<AppModel>());
@@ -113,17 +118,20 @@ private:
         return exitBadArguments;
     }
 
-    void translate(RunPlan plan, SoundFile file)
+    void translate(RunPlan plan, std::optional<SoundFile> file)
     {
         auto const connect = [this](Hosts const& hosts, std::string const& token) -> HostedSession& {
             m_registry.put(std::make_shared<Hosts>(hosts));
             auto& net = m_registry.put(std::make_shared<Net>(*m_network));
             return m_registry.put(std::make_shared<HostedSession>(m_main, net, token));
         };
+        if (plan.usesDevices())
+            m_machine = std::make_unique<Sound>();
         m_network = std::make_unique<AsioNetwork>(m_runtime);
         m_run = std::make_unique<TranslateRun>(
             TranslateRun::Services{m_main, *m_network, *m_listenStream, *m_listenPipeline, *m_speakStream,
-                *m_speakPipeline, *m_background, *m_sound, m_localService, *m_presenter, *m_secrecy},
+                *m_speakPipeline, *m_background, *m_sound, m_localService,
+                m_machine ? m_machine->machine() : m_noSound.parts(), *m_presenter, *m_secrecy},
             m_arguments, std::move(plan), std::move(file), m_start, connect);
         TaskGroup tasks(m_main);
         tasks.spawn(runToEnd());
@@ -175,6 +183,8 @@ private:
     std::shared_ptr<Secrecy> m_secrecy = std::make_shared<Secrecy>();
     LocalService m_localService{m_main};
     std::unique_ptr<AsioNetwork> m_network;
+    NoSound m_noSound;
+    std::unique_ptr<Sound> m_machine;
     std::unique_ptr<TranslateRun> m_run;
     EndReason m_reason = EndReason::stopped;
 };

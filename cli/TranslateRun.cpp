@@ -14,6 +14,8 @@ using Kind = AppModel::StatusKind;
 
 constexpr Duration playOutLimit = seconds(60.0);
 constexpr Duration playOutPoll = seconds(0.02);
+/// What the player has handed over is heard a little later.
+constexpr Duration lastSound = seconds(0.3);
 constexpr Duration openPoll = seconds(0.02);
 constexpr Duration endPoll = seconds(0.005);
 /// How long the last report to the backend may take; the user's stop is to be over in three seconds.
@@ -50,21 +52,32 @@ void TranslateRun::Overlay::showStatus(std::string const& text)
         auto const& shown = *AppModel::shared().status;
         if (!text.starts_with("⚠ ") || (!shown.empty() && text.ends_with(shown)))
             return;
-        auto const message = m_run.clean(text);
-        m_run.m_services.presenter.notice(message);
-        if (m_run.m_arguments.events == Arguments::Events::json)
-            m_run.m_complaints.push_back(message);
+        m_run.notice(m_run.clean(text));
     });
 }
 
-TranslateRun::TranslateRun(
-    Services services, Arguments const& arguments, RunPlan plan, SoundFile file, Instant start, Connect connect)
+bool TranslateRun::Shell::ask(std::string const&, std::string const&, std::string const&, std::string const&)
+{
+    m_run.notice(T("without the virtual microphone the other side does not hear the translation; "
+                   "\"lingrelay-cli devices install-virtual\" installs it",
+        "không có micro ảo thì bên kia không nghe được bản dịch; "
+        "\"lingrelay-cli devices install-virtual\" sẽ cài nó"));
+    return false;
+}
+
+TranslateRun::TranslateRun(Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file,
+    Instant start, Connect connect)
     : m_services(services)
     , m_arguments(arguments)
     , m_plan(std::move(plan))
     , m_file(std::move(file))
     , m_connect(std::move(connect))
-    , m_clauses(m_plan.direction, start)
+    , m_listenClauses(AppModel::Direction::listen, start)
+    , m_speakClauses(AppModel::Direction::speak, start)
+    , m_capture(services.machine.systemAudio, services.background)
+    , m_mic(services.machine.inputs, services.main)
+    , m_muter(services.machine.muter)
+    , m_driver(services.machine.virtualMicrophone)
     , m_fileCapture(services.sound)
     , m_fileMic(services.sound)
 {
@@ -87,12 +100,16 @@ Task<EndReason> TranslateRun::session()
     m_announced = m_plan.localService; // the start of the service takes a moment
     if (m_announced)
         status(Kind::connecting, T("Connecting…", "Đang kết nối…"));
-    recover();
+    bool const translates = m_arguments.action == Arguments::Action::translate;
+    if (translates)
+        recover();
     if (auto const problem = co_await connect()) {
         status(Kind::warning, clean(*problem));
         co_return EndReason::refused;
     }
     makeController();
+    if (!translates)
+        co_return co_await speakText();
     m_app->startFromUI();
     auto const starting = co_await race(waitFor(m_started), waitFor(m_refused));
     if (starting.index() != 0)
@@ -138,34 +155,43 @@ void TranslateRun::refused(HostedSession::Failure const& failure)
     m_refused.set();
 }
 
+/// Where the main direction's voice goes.
+AudioOutputs& TranslateRun::makeOutputs()
+{
+    if (m_plan.output == Arguments::Output::device)
+        return m_services.machine.outputs;
+    if (m_plan.output == Arguments::Output::none || !m_plan.settings.tts)
+        return m_noSound.outputs();
+    std::optional<WavFile> wav;
+    auto created = WavFile::create(m_arguments.outputFile, WavOutputs::rate);
+    if (created)
+        wav.emplace(std::move(*created));
+    else
+        complain(created.error());
+    m_outputs = std::make_unique<WavOutputs>(m_services.sound, std::move(wav), m_arguments.pace);
+    return *m_outputs;
+}
+
 void TranslateRun::makeController()
 {
-    std::optional<WavFile> wav;
-    if (m_arguments.output == Arguments::Output::file) {
-        auto created = WavFile::create(m_arguments.outputFile, WavOutputs::rate);
-        if (created)
-            wav.emplace(std::move(*created));
-        else
-            complain(created.error());
-    }
-    AudioOutputs* outputs = &m_noOutputs;
-    if (m_plan.settings.tts) {
-        m_outputs = std::make_unique<WavOutputs>(m_services.sound, std::move(wav), m_arguments.pace);
-        outputs = m_outputs.get();
-    }
     auto& services = m_services;
+    auto& machine = services.machine;
+    auto& outputs = makeOutputs();
+    bool const file = m_file.has_value();
     m_app = AppDelegate::create({services.main,
         {services.network, services.listenStream, services.listenPipeline, services.background,
-            speaks() ? m_noOutputs : *outputs},
+            speaks() ? machine.outputs : outputs},
         {services.network, services.speakStream, services.speakPipeline, services.background,
-            speaks() ? *outputs : m_noOutputs},
-        speaks() ? static_cast<AudioSource&>(m_noCapture) : m_fileCapture,
-        speaks() ? static_cast<Microphone&>(m_fileMic) : m_noMicrophone, m_muter, m_devices, m_driver, m_overlay,
+            speaks() ? outputs : machine.outputs},
+        file && !speaks() ? static_cast<AudioSource&>(m_fileCapture) : m_capture,
+        file && speaks() ? static_cast<Microphone&>(m_fileMic) : m_mic, m_muter, machine.devices, m_driver, m_overlay,
         m_shell, m_key, m_workspace});
+    auto& engine = mainEngine();
+    engine.voiceless = m_plan.output == Arguments::Output::none;
     if (m_outputs)
-        m_outputs->queuedSeconds = [weak = fedEngine().weak_from_this()] {
-            auto const engine = weak.lock();
-            return engine ? engine->player().queuedSeconds() : 0;
+        m_outputs->queuedSeconds = [weak = engine.weak_from_this()] {
+            auto const alive = weak.lock();
+            return alive ? alive->player().queuedSeconds() : 0;
         };
     observeModel();
     m_app->onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
@@ -177,7 +203,28 @@ void TranslateRun::makeController()
         archived(session, file);
     };
     m_app->applicationDidFinishLaunching();
-    openFile();
+    pickDevices();
+    wireEngine(m_app->listenEngine(), m_listenClauses, services.listenPipeline);
+    wireEngine(m_app->speakEngine(), m_speakClauses, services.speakPipeline);
+    if (file)
+        openFile();
+}
+
+void TranslateRun::pickDevices()
+{
+    auto const pick = [this](std::string const& name, std::vector<AudioDevice> const& devices, auto const& command) {
+        if (name.empty())
+            return;
+        auto const found = std::find_if(
+            devices.begin(), devices.end(), [&](AudioDevice const& device) { return device.name == name; });
+        if (found != devices.end())
+            command(found->id);
+        else
+            notice(fmt::format("there is no device \"{}\"; see lingrelay-cli devices", name));
+    };
+    auto& model = AppModel::shared();
+    pick(m_arguments.mic, *model.inputDevices, model.commands.pickMic);
+    pick(m_arguments.speakers, *model.outputDevices, model.commands.pickListenOut);
 }
 
 void TranslateRun::observeModel()
@@ -218,14 +265,10 @@ void TranslateRun::openFile()
             m_outputs->begin();
     };
     feeder.onEnd = [this] { onMain([this] { m_fed.set(); }); };
-    wireFedEngine(feeder);
-    if (m_plan.settings.mode == AppSettings::Mode::both)
-        m_app->speakEngine().onStatus = {}; // it hears nobody, which the service will not like and the user knows
-    wireSpeech(m_app->listenEngine(), m_services.listenPipeline);
-    wireSpeech(m_app->speakEngine(), m_services.speakPipeline);
+    wireFeeder(feeder);
 }
 
-Engine& TranslateRun::fedEngine() { return speaks() ? m_app->speakEngine() : m_app->listenEngine(); }
+Engine& TranslateRun::mainEngine() { return speaks() ? m_app->speakEngine() : m_app->listenEngine(); }
 std::shared_ptr<FileFeeder> TranslateRun::feeder() const
 {
     return speaks() ? m_fileMic.feeder() : m_fileCapture.feeder();
@@ -233,9 +276,9 @@ std::shared_ptr<FileFeeder> TranslateRun::feeder() const
 AudioTarget const& TranslateRun::target() const { return speaks() ? m_fileMic.target() : m_fileCapture.target(); }
 
 /// What a file needs to know of the recogniser, beside what the controller passes on.
-void TranslateRun::wireFedEngine(FileFeeder& feeder)
+void TranslateRun::wireFeeder(FileFeeder& feeder)
 {
-    auto& engine = fedEngine();
+    auto& engine = mainEngine();
     engine.dropsStaleSpeech = m_arguments.pace == Arguments::Pace::realtime;
     auto const feeding = feeder.weak_from_this();
     auto const tellFeeder = [this, feeding](auto tell) {
@@ -254,9 +297,14 @@ void TranslateRun::wireFedEngine(FileFeeder& feeder)
         tellFeeder([final = *progress.finalAudioMs, total = progress.totalAudioMs.value_or(0)](
                        FileFeeder& file, int connection) { file.noteProgress(connection, final, total); });
     };
-    engine.onLine = [this, keep = engine.onLine](
+    engine.onFinished = [this] { onMain([this] { m_answered.set(); }); };
+}
+
+void TranslateRun::wireEngine(Engine& engine, ClauseLog& clauses, Scheduler& pipeline)
+{
+    engine.onLine = [&clauses, keep = engine.onLine](
                         std::string const& source, std::string const& translation, std::string const& speaker) {
-        m_clauses.text(source, translation);
+        clauses.text(source, translation);
         keep(source, translation, speaker);
     };
     engine.onStatus
@@ -264,28 +312,36 @@ void TranslateRun::wireFedEngine(FileFeeder& feeder)
               onMain([this, kind, message] { noteStatus(kind, message.value_or("")); });
               show(kind, message);
           };
-    engine.onFinished = [this] { onMain([this] { m_answered.set(); }); };
     engine.onFailed = [this] { onMain([this] { m_failed.set(); }); };
-    engine.onTrace = [this](int seq, std::string_view hop) { m_clauses.stamp(seq, hop, m_services.main.now()); };
-}
-
-void TranslateRun::wireSpeech(Engine& engine, Scheduler& pipeline)
-{
-    engine.onSpeech = [this, &pipeline](TTSPipeline::Job const& job, Duration delay) {
+    engine.onTrace
+        = [this, &clauses](int seq, std::string_view hop) { clauses.stamp(seq, hop, m_services.main.now()); };
+    engine.onSpeech = [this, &clauses, &pipeline](TTSPipeline::Job const& job, Duration delay) {
         // A file that is written clause after clause has no listener whom anything could delay.
         auto const wait = m_arguments.pace == Arguments::Pace::fast ? Duration::zero() : delay;
-        onMain([this, job, heardAt = pipeline.now() + wait] {
-            m_services.main.startTimer(heardAt, [this, job, heardAt, live = m_alive] {
+        onMain([this, &clauses, job, heardAt = pipeline.now() + wait] {
+            m_services.main.startTimer(heardAt, [this, &clauses, job, heardAt, live = m_alive] {
                 if (live.lock())
-                    speech(job, heardAt);
+                    speech(job, heardAt, clauses);
             });
         });
     };
 }
 
+/// Until the sound ends, the service fails for good or its time is over.
 Task<EndReason> TranslateRun::translate()
 {
     showProgress();
+    if (m_plan.live) {
+        if (m_outputs)
+            m_outputs->begin();
+        auto const ending = co_await race(waitFor(m_failed), waitFor(m_exhausted));
+        co_return ending.index() == 0 ? EndReason::failed : EndReason::exhausted;
+    }
+    co_return co_await translateFile();
+}
+
+Task<EndReason> TranslateRun::translateFile()
+{
     auto const feeding = co_await race(waitFor(m_fed), waitFor(m_failed), waitFor(m_exhausted));
     if (feeding.index() != 0)
         co_return feeding.index() == 1 ? EndReason::failed : EndReason::exhausted;
@@ -295,7 +351,7 @@ Task<EndReason> TranslateRun::translate()
             co_return m_failed.isSet() ? EndReason::failed : EndReason::exhausted;
         co_await sleep(openPoll);
     }
-    fedEngine().finishAudio();
+    mainEngine().finishAudio();
     auto const answering = co_await race(waitFor(m_answered), waitFor(m_failed), waitFor(m_exhausted));
     if (answering.index() != 0)
         co_return answering.index() == 1 ? EndReason::failed : EndReason::exhausted;
@@ -312,18 +368,45 @@ Task<EndReason> TranslateRun::translate()
 /// Until nothing is left to be said.
 Task<void> TranslateRun::playOut()
 {
-    if (!m_outputs)
+    if (m_plan.output == Arguments::Output::none)
         co_return;
-    auto& pipeline = speaks() ? m_services.speakPipeline : m_services.listenPipeline;
-    for (;;) {
-        OneShot<bool> answer;
-        pipeline.post([answer, engine = fedEngine().shared_from_this(), &main = m_services.main] {
-            main.post([answer, finished = engine->speechFinished()] { answer.set(finished); });
-        });
-        if (co_await answer.take())
-            co_return;
+    while (!co_await speechFinished())
         co_await sleep(playOutPoll);
-    }
+}
+
+Task<bool> TranslateRun::speechFinished()
+{
+    auto& pipeline = speaks() ? m_services.speakPipeline : m_services.listenPipeline;
+    OneShot<bool> answer;
+    pipeline.post([answer, engine = mainEngine().shared_from_this(), &main = m_services.main] {
+        main.post([answer, finished = engine->speechFinished()] { answer.set(finished); });
+    });
+    co_return co_await answer.take();
+}
+
+/// A line of text, or the sentence that tests the voice.
+Task<EndReason> TranslateRun::speakText()
+{
+    auto& player = mainEngine().player();
+    if (m_plan.output == Arguments::Output::device && !player.hasOutput())
+        notice(T("there is no sound output: nobody will hear it", "không có thiết bị phát: sẽ không ai nghe thấy"));
+    if (m_outputs)
+        m_outputs->begin();
+    if (m_arguments.action == Arguments::Action::say)
+        m_app->typeToSpeak(fmt::format("{}", fmt::join(m_arguments.words, " ")));
+    else
+        m_app->testVoice([] {});
+    while (!m_app->idle())
+        co_await sleep(playOutPoll);
+    auto const deadline = m_services.main.now() + playOutLimit;
+    while (player.hasOutput() && player.queuedSeconds() > 0 && m_services.main.now() < deadline)
+        co_await sleep(playOutPoll);
+    co_await sleep(lastSound);
+    auto& model = AppModel::shared();
+    bool const failed = *model.statusKind == Kind::warning || *model.statusKind == Kind::error;
+    if (failed)
+        m_complaints.push_back(clean(*model.status));
+    co_return failed ? EndReason::failed : EndReason::finished;
 }
 
 /// What a failed run tells its user at the end.
@@ -352,16 +435,26 @@ void TranslateRun::showProgress()
     auto const interval = m_services.presenter.progressInterval();
     if (interval <= 0)
         return;
-    m_services.presenter.progress(feeder()->position(), feeder()->length());
+    if (m_plan.live)
+        m_services.presenter.progress(AppModel::shared().elapsed.get(), 0);
+    else
+        m_services.presenter.progress(feeder()->position(), feeder()->length());
     m_progressTimer = m_services.main.startTimer(m_services.main.now() + seconds(interval), [this, live = m_alive] {
         if (live.lock())
             showProgress();
     });
 }
 
-void TranslateRun::speech(TTSPipeline::Job const& job, Instant heardAt)
+void TranslateRun::notice(std::string const& text)
 {
-    m_clauses.stamp(job.seq, "heard", heardAt);
+    m_services.presenter.notice(text);
+    if (m_arguments.events == Arguments::Events::json)
+        m_complaints.push_back(text);
+}
+
+void TranslateRun::speech(TTSPipeline::Job const& job, Instant heardAt, ClauseLog& clauses)
+{
+    clauses.stamp(job.seq, "heard", heardAt);
     m_services.presenter.speech(job.seq, toSeconds(heardAt - job.createdAt));
 }
 
@@ -377,14 +470,13 @@ Task<void> TranslateRun::close(EndReason reason)
     }
     m_live.reset();
     m_subscriptions.clear();
-    if (m_app && m_started.isSet()) {
-        if (m_outputs)
-            complain(m_outputs->finish());
+    if (m_outputs)
+        complain(m_outputs->finish());
+    if (m_app && m_started.isSet())
         writeFiles();
-    }
     if (reason == EndReason::exhausted) {
         m_complaints.push_back(m_exhaustedMessage);
-    } else if (reason == EndReason::failed) {
+    } else if (reason == EndReason::failed && m_started.isSet()) {
         // What the service said tells more than how its connection ended.
         m_complaints.push_back("the speech service failed and did not come back: "
             + sentence(m_serviceError.empty() ? m_lastError : m_serviceError)
@@ -456,7 +548,7 @@ void TranslateRun::writeFiles()
     for (auto const& transcript : m_arguments.transcripts)
         complain(writeFile(transcript.path, clean(transcriptIn(transcript.form, m_session))));
     if (m_arguments.trace)
-        complain(writeFile(*m_arguments.trace, clean(m_clauses.jsonLines())));
+        complain(writeFile(*m_arguments.trace, clean(m_listenClauses.jsonLines() + m_speakClauses.jsonLines())));
 }
 
 void TranslateRun::complain(std::optional<Error> const& error)

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "audio/AudioCapture.h"
+#include "audio/MicCapture.h"
 #include "base/async/Task.h"
 #include "cli/Arguments.h"
 #include "cli/ClauseLog.h"
 #include "cli/FileSource.h"
 #include "cli/Headless.h"
 #include "cli/LocalService.h"
+#include "cli/MachineSound.h"
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
 #include "cli/Secrecy.h"
@@ -21,9 +24,9 @@
 
 namespace lingrelay {
 
-/// One translation of a file, from the first connection to the end event: left-over journals, the local service, then a
-/// session of the controller whose source is the file, its captions and lines to the presenter, the stop, the archive
-/// and the transcripts.
+/// One run of the controller, from the first connection to the end event: left-over journals, the local service, then
+/// what was asked for. A translation is a session whose sources are the machine's sound or a file, its captions and
+/// lines to the presenter, the stop, the archive and the transcripts; a line of text is spoken without a session.
 ///
 /// Main thread; the schedulers outlive it. `run` is awaited once, and all is written when it returns.
 class TranslateRun {
@@ -36,16 +39,18 @@ public:
         Scheduler& speakStream;
         Scheduler& speakPipeline;
         Scheduler& background;
-        Scheduler& sound; ///< feeds the file and writes the voice
+        Scheduler& sound; ///< feeds a file, writes a voice
         LocalService& localService;
+        MachineSound machine;
         Presenter& presenter;
         Secrecy& secrecy;
     };
     /// What the composition root adds to the registry once it is known where to connect; main.
     using Connect = std::function<HostedSession&(Hosts const& hosts, std::string const& token)>;
 
-    TranslateRun(
-        Services services, Arguments const& arguments, RunPlan plan, SoundFile file, Instant start, Connect connect);
+    /// With no file the machine's own sound is translated.
+    TranslateRun(Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file,
+        Instant start, Connect connect);
     ~TranslateRun();
 
     Task<EndReason> run();
@@ -70,10 +75,23 @@ private:
         TranslateRun& m_run;
     };
 
+    /// Nobody can be asked here: what to do is told instead.
+    class Shell final : public NoShell {
+    public:
+        explicit Shell(TranslateRun& run) : m_run(run) { }
+        bool ask(std::string const&, std::string const&, std::string const&, std::string const&) override;
+
+    private:
+        TranslateRun& m_run;
+    };
+
     Task<EndReason> session();
     Task<std::optional<std::string>> connect();
     Task<EndReason> translate();
+    Task<EndReason> translateFile();
+    Task<EndReason> speakText();
     Task<void> playOut();
+    Task<bool> speechFinished();
     Task<void> close(EndReason reason);
     Task<void> quietStreams();
     void keepLateLines();
@@ -81,14 +99,17 @@ private:
 
     void recover();
     void makeController();
+    AudioOutputs& makeOutputs();
+    void pickDevices();
     void observeModel();
     void openFile();
-    void wireFedEngine(FileFeeder& feeder);
-    void wireSpeech(Engine& engine, Scheduler& pipeline);
+    void wireFeeder(FileFeeder& feeder);
+    void wireEngine(Engine& engine, ClauseLog& clauses, Scheduler& pipeline);
     void refused(HostedSession::Failure const& failure);
     void archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file);
     void noteStatus(std::string const& kind, std::string const& message);
-    void speech(TTSPipeline::Job const& job, Instant heardAt);
+    void speech(TTSPipeline::Job const& job, Instant heardAt, ClauseLog& clauses);
+    void notice(std::string const& text);
     void showProgress();
     void status(AppModel::StatusKind kind, std::string const& text);
     void onMain(std::function<void()> job);
@@ -97,7 +118,7 @@ private:
     std::string clean(std::string text);
     std::shared_ptr<FileFeeder> feeder() const;
     AudioTarget const& target() const;
-    Engine& fedEngine();
+    Engine& mainEngine();
     bool speaks() const { return m_plan.direction == AppModel::Direction::speak; }
 
     Services m_services;
@@ -105,20 +126,20 @@ private:
     RunPlan m_plan;
     std::optional<SoundFile> m_file; ///< until the feeder has it
     Connect m_connect;
-    ClauseLog m_clauses;
+    ClauseLog m_listenClauses;
+    ClauseLog m_speakClauses;
     HostedSession* m_hosted = nullptr;
     std::string m_hostedKey; ///< the one that is kept secret
 
     Overlay m_overlay{*this};
-    NoShell m_shell;
+    Shell m_shell{*this};
     NoKey m_key;
     NoWorkspace m_workspace;
-    NoDevices m_devices;
-    NoDriver m_driver;
-    NoMuter m_muter;
-    NoOutputs m_noOutputs;
-    NoCapture m_noCapture;
-    NoMicrophone m_noMicrophone;
+    NoSound m_noSound;
+    AudioCapture m_capture;
+    MicCapture m_mic;
+    AudioMuter m_muter;
+    DriverInstaller m_driver;
     FileCapture m_fileCapture;
     FileMic m_fileMic;
     std::unique_ptr<WavOutputs> m_outputs;

@@ -1,3 +1,4 @@
+#include "cli/DevicesCommand.h"
 #include "cli/SessionsCommand.h"
 #include "cli/SettingsCommand.h"
 #include "cli/TranslateCommand.h"
@@ -30,7 +31,11 @@ int main(int argumentCount, char** argumentTexts)
         return sessionsCommand(*arguments);
     case Arguments::Action::settings:
         return settingsCommand(*arguments);
+    case Arguments::Action::devices:
+        return devicesCommand(*arguments);
     case Arguments::Action::translate:
+    case Arguments::Action::say:
+    case Arguments::Action::testVoice:
         break;
     }
     return translateCommand(*arguments, start);

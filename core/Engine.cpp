@@ -39,8 +39,8 @@ Engine::~Engine()
 
 void Engine::start(AppSettings settings)
 {
-    auto const record = std::make_shared<AppSettings const>(std::move(settings));
-    m_settings.store(record);
+    applySettings(std::move(settings));
+    auto const record = m_settings.load();
     resetSeq();
     // The old stream stays in place until the new one is connected; nothing behind the stream is touched.
     if (auto const old = m_stt.load())
@@ -270,6 +270,7 @@ void Engine::stop()
 
 void Engine::applySettings(AppSettings settings)
 {
+    settings.tts = settings.tts && !voiceless;
     m_settings.store(std::make_shared<AppSettings const>(std::move(settings)));
 }
 

@@ -41,6 +41,8 @@ public:
     std::optional<ContextProfile> contextProfile; ///< for the next stream; main
     /// False keeps every clause of the listen direction however late it is: for a recording that nobody waits for.
     bool dropsStaleSpeech = true; ///< set once, before the first start
+    /// Captions and lines only, whatever the settings say; set once, before the first start.
+    bool voiceless = false;
 
     /// kind "original" or "translation"; on the stream scheduler.
     std::function<void(std::string const& kind, std::string const& text)> onCaption;

@@ -95,7 +95,7 @@ TEST_F(ArgumentsTest, everyBadWordHasItsOwnLine)
         {{"--from", "xx"}, "not a known language"},
         {{"--to", "auto"}, "cannot be \"auto\""},
         {{"--output", "voice.mp3"}, "FILE.wav"},
-        {{"--output", "device"}, "live sound"},
+        {{"--speakers", ""}, "name of a device"},
         {{"--transcript", "notes.doc"}, ".vtt"},
         {{"--transcript", folder + "/missing/a.txt"}, "No such file"},
         {{"--trace", folder}, "cannot be written"},
@@ -120,7 +120,12 @@ TEST_F(ArgumentsTest, everyBadWordHasItsOwnLine)
                   "ws://[::1]:9"}),
         "");
     EXPECT_FALSE(Arguments::parse({}));
-    EXPECT_FALSE(Arguments::parse(std::vector<std::string>{"translate"}));
+    using Words = std::vector<std::string>;
+    for (auto const& words :
+        {Words{"say"}, Words{"say", " \t"}, Words{"test-voice", "hello"}, Words{"translate", "--pace", "fast"},
+            Words{"say", "hello", "--pace", "fast"}, Words{"devices", "--mode=both"}})
+        EXPECT_FALSE(Arguments::parse(words)) << words.back();
+    EXPECT_FALSE(Arguments::parse(Words{"translate"})->input) << "live sound";
     EXPECT_EQ(Arguments::parse(std::vector<std::string>{"--help"})->action, Arguments::Action::help);
 }
 
@@ -169,8 +174,31 @@ TEST_F(ArgumentsTest, theModeDecidesWhichPairAFileIsTranslatedBy)
     ASSERT_TRUE(listen);
     EXPECT_EQ(listen->settings.targetLang, "fr");
     EXPECT_TRUE(listen->settings.tts);
-    EXPECT_FALSE(planFor(*parse({}))->settings.tts); // nobody hears it, so nobody synthesises
     EXPECT_FALSE(planFor(*parse({"--output", folder + "/o.wav", "--set", "tts=false"}))->settings.tts);
+}
+
+TEST_F(ArgumentsTest, whereTheVoiceGoesDecidesWhetherTheOriginalIsSilenced)
+{
+    using Output = Arguments::Output;
+    std::map<std::string, Json> const muting = {{"muteOriginal", true}, {"mode", "listen"}};
+    auto const file = planFor(*parse({}), muting);
+    EXPECT_FALSE(file->live);
+    EXPECT_FALSE(file->usesDevices()) << "nothing of the machine's sound is touched";
+    EXPECT_EQ(file->output, Output::none);
+    auto const live = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), "translate");
+        return *planFor(*Arguments::parse(words), muting);
+    };
+    EXPECT_TRUE(live({}).live);
+    EXPECT_EQ(live({}).output, Output::device);
+    EXPECT_TRUE(live({}).settings.muteOriginal);
+    EXPECT_FALSE(live({"--output", "none"}).settings.muteOriginal) << "nothing would be heard at all";
+    EXPECT_TRUE(live({"--output", "none", "--set", "muteOriginal=true"}).settings.muteOriginal);
+    EXPECT_TRUE(planFor(*parse({"--output", "device"}))->usesDevices());
+    EXPECT_TRUE(planFor(*parse({"--mode", "both"}))->usesDevices()) << "the microphone speaks";
+    auto const say = *planFor(*Arguments::parse(std::vector<std::string>{"say", "Good day", "--to", "fr"}), muting);
+    EXPECT_EQ(say.settings.theirLang, "fr");
+    EXPECT_EQ(say.output, Output::device);
 }
 
 TEST_F(ArgumentsTest, aPresetYieldsToWhatIsAskedForBesideIt)
