@@ -12,6 +12,7 @@ constinit thread_local bool t_realtime = false;
 constinit thread_local int t_violations = 0;
 constinit thread_local char const* t_first = nullptr;
 
+#ifndef LINGRELAY_SANITIZED
 void note(char const* what)
 {
     if (!t_realtime)
@@ -21,9 +22,11 @@ void note(char const* what)
 }
 
 template <class F> F* next(char const* name) { return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name)); }
+#endif
 
 } // namespace
 
+#ifndef LINGRELAY_SANITIZED // sanitizers have their own allocator, and call it before anything here is ready
 extern "C" {
 void* __libc_malloc(std::size_t);
 void* __libc_calloc(std::size_t, std::size_t);
@@ -71,6 +74,7 @@ int nanosleep(timespec const* request, timespec* left)
     return real(request, left);
 }
 }
+#endif
 
 namespace lingrelay {
 

@@ -3,7 +3,7 @@
 namespace lingrelay {
 
 /// While one lives, this thread is a realtime thread: malloc, free and blocking locks made by it
-/// are counted as violations. try_lock and atomics are allowed. Not for sanitizer builds.
+/// are counted as violations. try_lock and atomics are allowed. Under sanitizers nothing is counted.
 class RealtimeGuard {
 public:
     RealtimeGuard();
