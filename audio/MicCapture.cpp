@@ -99,7 +99,7 @@ void MicCapture::start()
 
 void MicCapture::fail(std::string const& message)
 {
-    m_waiting = !m_running;
+    m_waiting = true;
     if (onError)
         onError(message);
 }

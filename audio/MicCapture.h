@@ -37,7 +37,7 @@ private:
     std::optional<std::uint32_t> m_inputDeviceID; ///< none: the default
     std::atomic<bool> m_muted = false;
     bool m_running = false; ///< is meant to run; a restart that fails leaves it
-    bool m_waiting = false; ///< the first start has failed
+    bool m_waiting = false; ///< the last start has failed
     std::unique_ptr<Tap> m_tap;
     std::unique_ptr<AudioInput> m_input;
     std::shared_ptr<void> m_life = std::make_shared<int>(0); ///< of the jobs that are posted

@@ -12,16 +12,32 @@ using Texts = std::vector<std::string>;
 
 constexpr char const* noAudio = "No audio heard — is the screen locked, or is screen-recording permission off?";
 
+/// Takes half a second to get to what is posted.
+class BusyScheduler final : public Scheduler {
+public:
+    explicit BusyScheduler(Scheduler& scheduler) : m_scheduler(scheduler) { }
+
+    Instant now() const override { return m_scheduler.now(); }
+    Date date() const override { return m_scheduler.date(); }
+    void post(Job job) override { m_scheduler.startTimer(now() + seconds(0.5), std::move(job)); }
+    TimerId startTimer(Instant when, Job job) override { return m_scheduler.startTimer(when, std::move(job)); }
+    void stopTimer(TimerId id) override { m_scheduler.stopTimer(id); }
+
+private:
+    Scheduler& m_scheduler;
+};
+
 class AudioCaptureTest : public testing::Test, protected SoundWorld {
 protected:
     void SetUp() override { watch(*m_capture); }
     void TearDown() override
     {
         m_capture.reset();
-        wait(0);
+        wait(1);
     }
 
-    std::unique_ptr<AudioCapture> m_capture = std::make_unique<AudioCapture>(sound.systemAudio(), world.background);
+    BusyScheduler m_background{world.background};
+    std::unique_ptr<AudioCapture> m_capture = std::make_unique<AudioCapture>(sound.systemAudio(), m_background);
 };
 
 /// What this program plays must not come back to the recogniser.

@@ -18,6 +18,7 @@ public:
         int blocks = 10;
         double blockGap = 0.05;
         std::size_t blockBytes = 4800; ///< 0.1 s
+        char fill = '\0'; ///< every byte of the audio
         std::string error{}; ///< instead of audio
         bool silent = false; ///< never answers
         bool drop = false; ///< breaks off after the blocks
@@ -56,7 +57,7 @@ private:
         mostSpeaking = std::max(mostSpeaking, ++speaking);
         auto at = plan.delay;
         // The first two bytes of a block tell whose it is, so that a test can hear the order.
-        std::string block(plan.blockBytes, '\0');
+        std::string block(plan.blockBytes, plan.fill);
         block.replace(0, 2, {static_cast<char>(texts.size()), '\1'});
         for (int i = 0; i < plan.blocks; ++i, at += plan.blockGap)
             peer.sendText(jsonText({{"audio", encodeBase64(block)}}), seconds(at));
