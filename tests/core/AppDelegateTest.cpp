@@ -441,21 +441,79 @@ TEST_F(AppDelegateTest, anApplicationBringsItsProfile)
     EXPECT_EQ(store.sessions()->front().profileName, "Standup");
 }
 
-TEST_F(AppDelegateTest, theVirtualMicrophoneIsOfferedWhenItIsMissed)
+TEST_F(AppDelegateTest, theVirtualMicrophoneIsOfferedWhereItIsMissed)
+{
+    auto const asked = [this] {
+        trace.clear();
+        start();
+        EXPECT_TRUE(*model->running) << "no answer and no failure stops anything";
+        stop();
+        return std::count(trace.begin(), trace.end(), "ask");
+    };
+    driver.present = false;
+    launch();
+    EXPECT_EQ(asked(), 0) << "nobody speaks";
+    model->settings.update([](AppSettings& settings) { settings.mode = Mode::speak; });
+    model->commands.applySettings();
+    driver.offered = false;
+    EXPECT_EQ(asked(), 0);
+    model->commands.installDriver();
+    EXPECT_EQ(overlay.statuses.back(), "⚠ Device install failed");
+    driver.offered = driver.present = true;
+    EXPECT_EQ(asked(), 0) << "it is installed, though its device is not there";
+    driver.present = driver.works = shell.answer = false;
+    EXPECT_EQ(asked(), 1);
+    EXPECT_EQ(driver.installs, 0);
+    shell.answer = true;
+    EXPECT_EQ(asked(), 1);
+    EXPECT_EQ(driver.installs, 1);
+    EXPECT_EQ(std::count(overlay.statuses.begin(), overlay.statuses.end(), "⚠ Device install failed"), 2);
+    EXPECT_EQ(asked(), 1) << "and again at the next start";
+}
+
+TEST_F(AppDelegateTest, theNewVirtualMicrophoneIsTakenOnceItHasAppeared)
 {
     driver.present = false;
-    launch([](auto& settings) { settings.mode = Mode::speak; });
-    shell.answer = false;
+    launch([](auto& settings) {
+        settings.mode = Mode::speak;
+        settings.showOverlay = false;
+    });
     start();
-    EXPECT_EQ(driver.installs, 0);
-    EXPECT_TRUE(*model->running) << "a refusal stops nothing";
-    stop();
-    shell.answer = true;
-    start();
-    EXPECT_EQ(driver.installs, 1);
+    auto const done = std::string("✓ Installed “Lingrelay” — pick it as the Microphone in Meet/Zalo");
+    EXPECT_NE(std::find(overlay.statuses.begin(), overlay.statuses.end(), done), overlay.statuses.end());
+    EXPECT_TRUE(overlay.shown) << "also where captions are not wanted";
     addVirtualDevice();
-    wait(3);
+    auto const menus = shell.menus;
+    wait(2.2); // 2.4 s after the installation
+    EXPECT_FALSE(app->speakEngine().player().device());
+    wait(0.2);
     EXPECT_EQ(app->speakEngine().player().device(), 3U);
+    EXPECT_EQ(shell.menus, menus + 1);
+    EXPECT_EQ(model->inputDevices->size(), 2U) << "the lists are refreshed by those who show them";
+    model->commands.refreshDevices();
+    EXPECT_TRUE(*model->virtualInstalled);
+    EXPECT_EQ(*model->speakDeviceID, 3U);
+}
+
+TEST_F(AppDelegateTest, aPickThatHasVanishedIsNoPick)
+{
+    addVirtualDevice();
+    launch();
+    auto const menus = shell.menus;
+    model->commands.pickMic(11);
+    EXPECT_EQ(trace, Texts{"mic device 11"});
+    EXPECT_EQ(*model->micDeviceID, 11U);
+    devices.inputList.erase(devices.inputList.begin() + 1);
+    model->commands.pickMic(11);
+    EXPECT_EQ(trace.back(), "mic device default");
+    EXPECT_FALSE(*model->micDeviceID);
+    EXPECT_EQ(model->inputDevices->size(), 2U) << "a pick brings fresh lists";
+    model->commands.pickSpeakOut(3);
+    EXPECT_EQ(app->speakEngine().player().device(), 3U) << "the speak voice may go into the virtual microphone";
+    model->commands.pickSpeakOut(99);
+    EXPECT_FALSE(*model->speakDeviceID);
+    EXPECT_FALSE(app->speakEngine().player().device());
+    EXPECT_EQ(shell.menus, menus + 4);
 }
 
 } // namespace
