@@ -1,0 +1,163 @@
+#include "platform/linux/pipewire/PipeWireDevices.h"
+
+#include "platform/linux/pipewire/PipeWireMuter.h"
+
+#include <algorithm>
+
+namespace lingrelay {
+
+namespace {
+
+using Object = PipeWireConnection::Object;
+
+constexpr char const* defaultSource = "default.audio.source";
+constexpr char const* defaultSink = "default.audio.sink";
+
+} // namespace
+
+PipeWireDevices::PipeWireDevices(
+    PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path const& switchedInput)
+    : m_connection(connection)
+    , m_switched(connection, guard, switchedInput)
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    m_connection.add(*this);
+    changed();
+}
+
+PipeWireDevices::~PipeWireDevices()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    m_connection.remove(*this);
+}
+
+void PipeWireDevices::changed()
+{
+    auto const current = m_connection.nameIn(defaultSource);
+    if (m_settled || current.empty())
+        return;
+    m_settled = true;
+    m_switched.recover(isVirtualNode(current));
+}
+
+/// By ports, which a node has once the session manager has set it up.
+int PipeWireDevices::channels(Object const& node, Side side, bool monitors) const
+{
+    std::string_view const direction = (side == Side::input || monitors) ? "out" : "in";
+    int count = 0;
+    for (auto const& [id, port] : m_connection.objects())
+        count += port.type == PW_TYPE_INTERFACE_Port && port.number(PW_KEY_NODE_ID) == node.id
+            && port.get(PW_KEY_PORT_DIRECTION) == direction && (port.get(PW_KEY_PORT_MONITOR) == "true") == monitors;
+    return count;
+}
+
+std::vector<AudioDevice> PipeWireDevices::list(Side side)
+{
+    std::vector<std::pair<std::uint64_t, AudioDevice>> found; ///< by age
+    for (auto const& [id, node] : m_connection.objects()) {
+        auto const& kind = node.get(PW_KEY_MEDIA_CLASS);
+        bool const fits = kind == "Audio/Duplex" || kind.starts_with(side == Side::input ? "Audio/Source" : "Audio/Sink");
+        auto const& name = node.get(PW_KEY_NODE_NAME);
+        auto const& description = node.get(PW_KEY_NODE_DESCRIPTION);
+        if (node.type != PW_TYPE_INTERFACE_Node || !fits || description.empty() || PipeWireMuter::isMuteSink(name))
+            continue;
+        if (channels(node, side, false) > 0)
+            found.emplace_back(node.number(PW_KEY_OBJECT_SERIAL), AudioDevice{idOf(name), description});
+    }
+    std::sort(found.begin(), found.end(), [](auto const& a, auto const& b) { return a.first < b.first; });
+    std::vector<AudioDevice> devices;
+    for (auto& [serial, device] : found)
+        devices.push_back(std::move(device));
+    return devices;
+}
+
+std::vector<AudioDevice> PipeWireDevices::inputs()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    return list(Side::input);
+}
+
+std::vector<AudioDevice> PipeWireDevices::outputs()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    return list(Side::output);
+}
+
+std::optional<std::uint32_t> PipeWireDevices::standard(char const* key, Side side)
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    auto const name = m_connection.nameIn(key);
+    if (name.empty())
+        return {};
+    auto const id = idOf(name);
+    auto const devices = list(side);
+    bool const listed = std::any_of(devices.begin(), devices.end(), [&](auto const& each) { return each.id == id; });
+    return listed ? std::optional(id) : std::nullopt;
+}
+
+std::optional<std::uint32_t> PipeWireDevices::defaultInput() { return standard(defaultSource, Side::input); }
+std::optional<std::uint32_t> PipeWireDevices::defaultOutput() { return standard(defaultSink, Side::output); }
+
+void PipeWireDevices::setDefaultInput(std::uint32_t device)
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    auto const name = nameOf(device);
+    if (name.empty() || !m_connection.connected())
+        return;
+    m_switched.set(name, isVirtualNode(name), isVirtualNode(m_connection.nameIn(defaultSource)));
+    m_connection.sync();
+    // The session manager follows in its own time.
+    m_connection.waitUntil(0.3, [&] { return m_connection.nameIn(defaultSource) == name; });
+}
+
+std::optional<std::uint32_t> PipeWireDevices::builtInInput()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    for (auto const& device : list(Side::input)) {
+        auto const* const node = m_connection.node(nameOf(device.id));
+        if (node && (node->get(PW_KEY_DEVICE_FORM_FACTOR) == "internal" || node->get(PW_KEY_DEVICE_BUS) == "pci"))
+            return device.id;
+    }
+    return {};
+}
+
+std::optional<PipeWireDevices::Node> PipeWireDevices::input(std::optional<std::uint32_t> device)
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    auto const name = device ? nameOf(*device) : m_connection.nameIn(defaultSource);
+    auto const* const node = name.empty() ? nullptr : m_connection.node(name);
+    if (!node)
+        return {};
+    bool const monitor = node->get(PW_KEY_MEDIA_CLASS).starts_with("Audio/Sink");
+    auto const count = channels(*node, Side::input, monitor);
+    return count > 0 ? std::optional(Node{name, count, monitor}) : std::nullopt;
+}
+
+std::optional<std::string> PipeWireDevices::output(std::uint32_t device)
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    auto name = nameOf(device);
+    return !name.empty() && m_connection.node(name) ? std::optional(std::move(name)) : std::nullopt;
+}
+
+std::uint32_t PipeWireDevices::idOf(std::string const& nodeName)
+{
+    auto const found = std::find(m_names.begin(), m_names.end(), nodeName);
+    if (found != m_names.end())
+        return static_cast<std::uint32_t>(found - m_names.begin() + 1);
+    m_names.push_back(nodeName);
+    return static_cast<std::uint32_t>(m_names.size());
+}
+
+std::string PipeWireDevices::nameOf(std::uint32_t device) const
+{
+    return device >= 1 && device <= m_names.size() ? m_names[device - 1] : "";
+}
+
+bool PipeWireDevices::isVirtualNode(std::string const& nodeName) const
+{
+    auto const* const node = m_connection.node(nodeName);
+    return node && isVirtual({0, node->get(PW_KEY_NODE_DESCRIPTION)});
+}
+
+} // namespace lingrelay

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "platform/AudioDevices.h"
+#include "platform/linux/pipewire/PipeWireConnection.h"
+#include "platform/linux/pipewire/SwitchedInput.h"
+
+#include <filesystem>
+
+namespace lingrelay {
+
+/// The server's audio nodes as devices. An id stands for a node's name as long as the program runs, so a device that
+/// goes away and comes back, with or without the server, is the same one. Any thread.
+class PipeWireDevices final : public AudioDevices, private PipeWireConnection::Member {
+public:
+    struct Node {
+        std::string name; ///< the server's
+        int channels = 0;
+        bool monitor = false; ///< an output, listened to
+    };
+
+    /// `switchedInput`: where the default input that a session replaced is kept until it is put back.
+    PipeWireDevices(
+        PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path const& switchedInput);
+    ~PipeWireDevices();
+
+    std::vector<AudioDevice> inputs() override;
+    std::vector<AudioDevice> outputs() override;
+    std::optional<std::uint32_t> defaultInput() override;
+    std::optional<std::uint32_t> defaultOutput() override;
+    void setDefaultInput(std::uint32_t device) override;
+    std::optional<std::uint32_t> builtInInput() override;
+
+    /// What to record from, or the default; nothing when it is not there.
+    std::optional<Node> input(std::optional<std::uint32_t> device);
+    /// The name of an output that is there.
+    std::optional<std::string> output(std::uint32_t device);
+
+private:
+    enum class Side { input, output };
+
+    void connected() override { m_settled = false; }
+    void changed() override;
+    std::vector<AudioDevice> list(Side side);
+    int channels(PipeWireConnection::Object const& node, Side side, bool monitors) const;
+    std::uint32_t idOf(std::string const& nodeName);
+    std::string nameOf(std::uint32_t device) const;
+    std::optional<std::uint32_t> standard(char const* key, Side side);
+    bool isVirtualNode(std::string const& nodeName) const;
+
+    PipeWireConnection& m_connection;
+    SwitchedInput m_switched;
+    std::vector<std::string> m_names; ///< by id, from 1
+    bool m_settled = false; ///< what an earlier run left is put right
+};
+
+} // namespace lingrelay

@@ -1,0 +1,191 @@
+#include "platform/linux/pipewire/PipeWireMuter.h"
+
+#include "base/Log.h"
+
+#include <cerrno>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr std::string_view sinkPrefix = "lingrelay.mute.";
+constexpr char const* targetKey = "target.object";
+constexpr double sinkLimit = 1.0; ///< seconds until the sink is there
+
+using Value = PipeWireConnection::MetadataValue;
+
+} // namespace
+
+/// The sink, and the streams in it.
+class PipeWireMuter::Sink final : public SoundMuter::Silence, private PipeWireConnection::Member {
+public:
+    Sink(PipeWireConnection& connection, SoundGuard& guard)
+        : m_connection(connection)
+        , m_guard(guard)
+        , m_name(fmt::format("{}{}", sinkPrefix, ::getpid()))
+    {
+    }
+    ~Sink() override;
+
+    /// 0, or the server's error. Under the connection's lock.
+    int make();
+    /// Begins to move streams.
+    void begin();
+
+private:
+    struct Moved {
+        std::optional<Value> before;
+    };
+
+    void create();
+    void destroy();
+    void connected() override { create(); }
+    void disconnected() override;
+    void changed() override;
+
+    PipeWireConnection& m_connection;
+    SoundGuard& m_guard;
+    std::string m_name;
+    pw_proxy* m_proxy = nullptr;
+    spa_hook m_listener{};
+    int m_error = 0;
+    std::map<std::uint32_t, Moved> m_moved;
+};
+
+void PipeWireMuter::Sink::create()
+{
+    static pw_proxy_events const events = [] {
+        pw_proxy_events result{};
+        result.version = PW_VERSION_PROXY_EVENTS;
+        result.error = [](void* self, int, int code, char const*) { static_cast<Sink*>(self)->m_error = code; };
+        return result;
+    }();
+    // Its description must not look like the virtual microphone's, and nothing may choose it by itself.
+    auto* const properties = pw_properties_new(PW_KEY_FACTORY_NAME, "support.null-audio-sink", PW_KEY_NODE_NAME,
+        m_name.c_str(), PW_KEY_NODE_DESCRIPTION, "Muted by Lingrelay", PW_KEY_MEDIA_CLASS, "Audio/Sink",
+        SPA_KEY_AUDIO_POSITION, "FL,FR", PW_KEY_PRIORITY_SESSION, "0", nullptr);
+    m_error = 0;
+    m_proxy = static_cast<pw_proxy*>(pw_core_create_object(
+        m_connection.core(), "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &properties->dict, 0));
+    pw_properties_free(properties);
+    if (!m_proxy)
+        m_error = -errno;
+    else
+        pw_proxy_add_listener(m_proxy, &m_listener, &events, this);
+}
+
+int PipeWireMuter::Sink::make()
+{
+    create();
+    bool const there = m_connection.waitUntil(
+        sinkLimit, [this] { return m_error != 0 || !m_connection.connected() || m_connection.node(m_name); });
+    if (m_error == 0 && (!there || !m_connection.connected()))
+        m_error = -ETIMEDOUT;
+    return m_error;
+}
+
+void PipeWireMuter::Sink::begin()
+{
+    m_guard.note({{"sink", m_name}});
+    m_connection.add(*this);
+    changed();
+}
+
+PipeWireMuter::Sink::~Sink()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    m_connection.remove(*this);
+    for (auto const& [stream, moved] : m_moved) {
+        auto const now = m_connection.metadata(stream, targetKey);
+        if (now && now->value == m_name) // else the user has moved it meanwhile
+            m_connection.setMetadata(stream, targetKey, moved.before);
+    }
+    if (!m_moved.empty())
+        m_connection.sync();
+    destroy();
+    m_guard.note({{"sink", nullptr}});
+}
+
+void PipeWireMuter::Sink::destroy()
+{
+    if (!m_proxy)
+        return;
+    spa_hook_remove(&m_listener);
+    pw_proxy_destroy(std::exchange(m_proxy, nullptr));
+}
+
+void PipeWireMuter::Sink::disconnected()
+{
+    destroy();
+    m_moved.clear();
+}
+
+void PipeWireMuter::Sink::changed()
+{
+    if (!m_connection.node(m_name))
+        return;
+    std::erase_if(m_moved, [this](auto const& entry) { return !m_connection.find(entry.first); });
+    for (auto const& [id, object] : m_connection.objects()) {
+        if (m_moved.contains(id) || !m_connection.foreignStream(object))
+            continue;
+        auto before = m_connection.metadata(id, targetKey);
+        if (before && isMuteSink(before->value))
+            before.reset(); // left over from an instance that died
+        m_guard.note({{"stream", id}, {"target", before ? Json(before->value) : Json()},
+            {"type", before ? before->type : ""}});
+        m_connection.setMetadata(id, targetKey, Value{"Spa:String", m_name});
+        m_moved[id] = {std::move(before)};
+    }
+}
+
+PipeWireMuter::PipeWireMuter(PipeWireConnection& connection, SoundGuard& guard)
+    : m_connection(connection)
+    , m_guard(guard)
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    m_connection.add(*this);
+}
+
+PipeWireMuter::~PipeWireMuter()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    m_connection.remove(*this);
+}
+
+bool PipeWireMuter::isMuteSink(std::string_view nodeName) { return nodeName.starts_with(sinkPrefix); }
+
+std::variant<std::unique_ptr<SoundMuter::Silence>, SoundMuter::Failure> PipeWireMuter::silence()
+{
+    auto sink = std::make_unique<Sink>(m_connection, m_guard);
+    PipeWireConnection::Lock const lock(m_connection);
+    if (!m_connection.connected())
+        return Failure{Step::tap, -EHOSTDOWN};
+    if (auto const error = sink->make(); error != 0)
+        return Failure{Step::tap, error};
+    if (!m_connection.managed())
+        return Failure{Step::device, -ENODEV};
+    sink->begin();
+    return std::unique_ptr<Silence>(std::move(sink));
+}
+
+void PipeWireMuter::connected() { changed(); }
+
+/// Streams that an instance which is gone had silenced, and that nobody has given back.
+void PipeWireMuter::changed()
+{
+    if (m_checked || !m_connection.managed())
+        return;
+    m_checked = true;
+    std::vector<std::uint32_t> stale;
+    for (auto const& [key, value] : m_connection.metadata()) {
+        if (key.second == targetKey && isMuteSink(value.value) && !m_connection.node(value.value))
+            stale.push_back(key.first);
+    }
+    for (auto const stream : stale)
+        m_connection.setMetadata(stream, targetKey, {});
+}
+
+} // namespace lingrelay

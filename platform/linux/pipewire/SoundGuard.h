@@ -1,0 +1,38 @@
+#pragma once
+
+#include "base/Json.h"
+
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include <sys/types.h>
+
+namespace lingrelay {
+
+/// A small process that outlives this one by a moment: it is told what was changed in the sound server, and puts it
+/// back when this process dies without having done so. Started with the first thing that it must know. One thread at
+/// a time.
+class SoundGuard {
+public:
+    /// `program` is lingrelay-sound-guard; an empty path goes without a guard.
+    explicit SoundGuard(std::filesystem::path program) : m_program(std::move(program)) { }
+    /// What has not been put back is put back now, by the guard.
+    ~SoundGuard();
+    SoundGuard(SoundGuard const&) = delete;
+    SoundGuard& operator=(SoundGuard const&) = delete;
+
+    /// {"sink": NAME} names the sink that swallows sound. {"stream": ID, "target": VALUE, "type": TYPE}: that stream
+    /// was moved there and had this target before, or none (null). {"input": {"configured": VALUE}}: the default
+    /// input was switched, this had been chosen before; {"input": null}: it is back.
+    void note(Json const& change);
+
+private:
+    bool start();
+
+    std::filesystem::path m_program;
+    pid_t m_process = -1;
+    int m_pipe = -1;
+};
+
+} // namespace lingrelay

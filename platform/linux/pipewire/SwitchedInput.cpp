@@ -1,0 +1,104 @@
+#include "platform/linux/pipewire/SwitchedInput.h"
+
+#include "base/Log.h"
+
+#include <array>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr char const* configuredKey = "default.configured.audio.source";
+constexpr char const* effectiveKey = "default.audio.source";
+
+PipeWireConnection::MetadataValue jsonValue(std::string text) { return {"Spa:String:JSON", std::move(text)}; }
+
+} // namespace
+
+SwitchedInput::SwitchedInput(PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path file)
+    : m_connection(connection)
+    , m_guard(guard)
+    , m_file(std::move(file))
+{
+}
+
+SwitchedInput::~SwitchedInput()
+{
+    // What is still switched stays on file for the next launch.
+    if (m_lock >= 0)
+        ::close(m_lock);
+}
+
+void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual)
+{
+    if (m_record && !isVirtual) {
+        auto const record = *m_record;
+        forget();
+        if (nodeName == record.effective)
+            return restore(record);
+    }
+    if (isVirtual && !m_record && !currentIsVirtual) {
+        auto const configured = m_connection.metadata(0, configuredKey);
+        keep({m_connection.nameIn(effectiveKey), configured ? std::optional(configured->value) : std::nullopt});
+    }
+    m_connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", nodeName}})));
+}
+
+void SwitchedInput::restore(Record const& record)
+{
+    m_connection.setMetadata(
+        0, configuredKey, record.configured ? std::optional(jsonValue(*record.configured)) : std::nullopt);
+}
+
+void SwitchedInput::keep(Record const& record)
+{
+    m_record = record;
+    Json const configured = record.configured ? Json(*record.configured) : Json();
+    m_guard.note({{"input", {{"virtual", true}, {"configured", configured}}}});
+    std::error_code ignored;
+    std::filesystem::create_directories(m_file.parent_path(), ignored);
+    m_lock = ::open(m_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (m_lock < 0 || ::flock(m_lock, LOCK_EX | LOCK_NB) != 0)
+        return Log::write("[sound] {}: the default input will not be put back after a crash", m_file.string());
+    auto const text = jsonText({{"effective", record.effective}, {"configured", configured}});
+    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) < 0 || ::fsync(m_lock) != 0)
+        Log::write("[sound] {} cannot be written", m_file.string());
+}
+
+void SwitchedInput::forget()
+{
+    m_record.reset();
+    m_guard.note({{"input", nullptr}});
+    if (m_lock < 0)
+        return;
+    ::unlink(m_file.c_str());
+    ::close(std::exchange(m_lock, -1));
+}
+
+void SwitchedInput::recover(bool currentIsVirtual)
+{
+    int const file = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC);
+    if (file < 0)
+        return;
+    // Another instance that lives still needs it.
+    if (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+        ::close(file);
+        return;
+    }
+    std::array<char, 4096> text{};
+    auto const length = ::pread(file, text.data(), text.size(), 0);
+    auto const left
+        = parseJson({text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}).value_or(Json());
+    if (currentIsVirtual && jsonString(left, "effective")) {
+        Log::write("[sound] the default input of before is put back");
+        restore({*jsonString(left, "effective"), jsonString(left, "configured")});
+    }
+    ::unlink(m_file.c_str());
+    ::close(file);
+}
+
+} // namespace lingrelay

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "base/Json.h"
+#include "platform/linux/pipewire/PipeWireConnection.h"
+#include "platform/linux/pipewire/SoundGuard.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace lingrelay {
+
+/// Makes the virtual microphone the system's default input and gives the user's choice back: at the end, or after a
+/// crash by the guard, or else at the next launch. The session manager remembers defaults over restarts, so what they
+/// were stands in a file meanwhile; the program that wrote it holds its lock. Under the connection's lock.
+class SwitchedInput {
+public:
+    SwitchedInput(PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path file);
+    ~SwitchedInput();
+
+    /// `nodeName` becomes the default. `isVirtual` says which kind it is and which the current default is.
+    void set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual);
+    /// Puts right what a program that is gone has left. Once the defaults are known.
+    void recover(bool currentIsVirtual);
+
+private:
+    struct Record {
+        std::string effective; ///< the default that a user had, by node name
+        std::optional<std::string> configured; ///< what was chosen, as the server keeps it; nothing: it chose itself
+    };
+
+    void keep(Record const& record);
+    void forget();
+    void restore(Record const& record);
+
+    PipeWireConnection& m_connection;
+    SoundGuard& m_guard;
+    std::filesystem::path m_file;
+    int m_lock = -1; ///< the open file, while it is ours
+    std::optional<Record> m_record;
+};
+
+} // namespace lingrelay
