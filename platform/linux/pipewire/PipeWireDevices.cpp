@@ -56,7 +56,8 @@ std::vector<AudioDevice> PipeWireDevices::list(Side side)
     std::vector<std::pair<std::uint64_t, AudioDevice>> found; ///< by age
     for (auto const& [id, node] : m_connection.objects()) {
         auto const& kind = node.get(PW_KEY_MEDIA_CLASS);
-        bool const fits = kind == "Audio/Duplex" || kind.starts_with(side == Side::input ? "Audio/Source" : "Audio/Sink");
+        bool const fits
+            = kind == "Audio/Duplex" || kind.starts_with(side == Side::input ? "Audio/Source" : "Audio/Sink");
         auto const& name = node.get(PW_KEY_NODE_NAME);
         auto const& description = node.get(PW_KEY_NODE_DESCRIPTION);
         if (node.type != PW_TYPE_INTERFACE_Node || !fits || description.empty() || PipeWireMuter::isMuteSink(name))

@@ -19,8 +19,7 @@ public:
     };
 
     /// `switchedInput`: where the default input that a session replaced is kept until it is put back.
-    PipeWireDevices(
-        PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path const& switchedInput);
+    PipeWireDevices(PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path const& switchedInput);
     ~PipeWireDevices();
 
     std::vector<AudioDevice> inputs() override;

@@ -66,7 +66,7 @@ void PipeWireMuter::Sink::create()
     // Its description must not look like the virtual microphone's, and nothing may choose it by itself.
     auto* const properties = pw_properties_new(PW_KEY_FACTORY_NAME, "support.null-audio-sink", PW_KEY_NODE_NAME,
         m_name.c_str(), PW_KEY_NODE_DESCRIPTION, "Muted by Lingrelay", PW_KEY_MEDIA_CLASS, "Audio/Sink",
-        SPA_KEY_AUDIO_POSITION, "FL,FR", PW_KEY_PRIORITY_SESSION, "0", nullptr);
+        "audio.position", "FL,FR", PW_KEY_PRIORITY_SESSION, "0", nullptr);
     m_error = 0;
     m_proxy = static_cast<pw_proxy*>(pw_core_create_object(
         m_connection.core(), "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &properties->dict, 0));
@@ -134,8 +134,8 @@ void PipeWireMuter::Sink::changed()
         auto before = m_connection.metadata(id, targetKey);
         if (before && isMuteSink(before->value))
             before.reset(); // left over from an instance that died
-        m_guard.note({{"stream", id}, {"target", before ? Json(before->value) : Json()},
-            {"type", before ? before->type : ""}});
+        m_guard.note(
+            {{"stream", id}, {"target", before ? Json(before->value) : Json()}, {"type", before ? before->type : ""}});
         m_connection.setMetadata(id, targetKey, Value{"Spa:String", m_name});
         m_moved[id] = {std::move(before)};
     }

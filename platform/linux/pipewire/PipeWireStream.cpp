@@ -19,10 +19,7 @@ Error stuckError()
 
 } // namespace
 
-Error noServerError()
-{
-    return {Error::Kind::resourceUnavailable, "the sound server (PipeWire) is not running"};
-}
+Error noServerError() { return {Error::Kind::resourceUnavailable, "the sound server (PipeWire) is not running"}; }
 
 void PipeWireStream::open()
 {
@@ -69,10 +66,10 @@ void PipeWireStream::build()
     bool const plays = m_plan.direction == PW_DIRECTION_OUTPUT;
     bool const linked = m_plan.links != Plan::Links::none;
     // Nothing of an earlier run is to be remembered: neither volume nor device.
-    auto* const properties = pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY,
-        plays ? "Playback" : "Capture", PW_KEY_NODE_NAME, m_plan.name, PW_KEY_NODE_DESCRIPTION, m_plan.description,
-        PW_KEY_MEDIA_NAME, m_plan.description, "state.restore-props", "false", "state.restore-target", "false",
-        nullptr);
+    auto* const properties
+        = pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture",
+            PW_KEY_NODE_NAME, m_plan.name, PW_KEY_NODE_DESCRIPTION, m_plan.description, PW_KEY_MEDIA_NAME,
+            m_plan.description, "state.restore-props", "false", "state.restore-target", "false", nullptr);
     if (!m_plan.latency.empty())
         pw_properties_set(properties, PW_KEY_NODE_LATENCY, m_plan.latency.c_str());
     if (m_plan.links == Plan::Links::monitor)
@@ -101,8 +98,7 @@ void PipeWireStream::build()
     spa_pod const* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &format)};
     auto const flags = PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS
         | (linked ? PW_STREAM_FLAG_AUTOCONNECT : PW_STREAM_FLAG_NONE);
-    pw_stream_connect(
-        m_stream, m_plan.direction, PW_ID_ANY, static_cast<pw_stream_flags>(flags), parameters, 1);
+    pw_stream_connect(m_stream, m_plan.direction, PW_ID_ANY, static_cast<pw_stream_flags>(flags), parameters, 1);
 }
 
 std::uint32_t PipeWireStream::nodeId() const { return m_stream ? pw_stream_get_node_id(m_stream) : PW_ID_ANY; }

@@ -91,8 +91,7 @@ void SwitchedInput::recover(bool currentIsVirtual)
     }
     std::array<char, 4096> text{};
     auto const length = ::pread(file, text.data(), text.size(), 0);
-    auto const left
-        = parseJson({text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}).value_or(Json());
+    auto const left = parseJson({text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}).value_or(Json());
     if (currentIsVirtual && jsonString(left, "effective")) {
         Log::write("[sound] the default input of before is put back");
         restore({*jsonString(left, "effective"), jsonString(left, "configured")});

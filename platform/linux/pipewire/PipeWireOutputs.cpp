@@ -1,0 +1,87 @@
+#include "platform/linux/pipewire/PipeWireOutputs.h"
+
+#include "platform/linux/pipewire/PipeWireStream.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace lingrelay {
+
+class PipeWireOutputs::Output final : public AudioOutput, private PipeWireStream {
+public:
+    /// `isVirtual`: the target is the virtual microphone.
+    Output(PipeWireConnection& connection, Plan plan, bool isVirtual, AudioRenderer& renderer)
+        : PipeWireStream(connection, std::move(plan))
+        , m_renderer(renderer)
+        , m_virtual(isVirtual)
+    {
+        open();
+    }
+    ~Output() override { close(); }
+
+    double sampleRate() const override { return plan().rate; }
+
+private:
+    void process() override
+    {
+        auto* const buffer = pw_stream_dequeue_buffer(stream());
+        if (!buffer)
+            return;
+        auto& data = buffer->buffer->datas[0];
+        if (!data.data) {
+            pw_stream_queue_buffer(stream(), buffer);
+            return;
+        }
+        auto frames = data.maxsize / static_cast<std::uint32_t>(sizeof(float));
+        if (buffer->requested > 0)
+            frames = std::min(frames, static_cast<std::uint32_t>(buffer->requested));
+        auto* const samples = static_cast<float*>(data.data);
+        m_renderer.render(samples, frames);
+        if (m_astray)
+            std::fill_n(samples, frames, 0.0F);
+        data.chunk->offset = 0;
+        data.chunk->stride = sizeof(float);
+        data.chunk->size = frames * static_cast<std::uint32_t>(sizeof(float));
+        pw_stream_queue_buffer(stream(), buffer);
+    }
+    void report(std::optional<Error> const&) override { }
+    bool mayWait() const override { return plan().target && !connection().node(*plan().target); }
+
+    /// A device that goes away is replaced by the default until it is back. What was meant for the other side of a
+    /// call must not come out of the user's speakers.
+    void changed() override { m_astray = m_virtual && !connection().node(*plan().target); }
+
+    AudioRenderer& m_renderer;
+    bool const m_virtual;
+    std::atomic<bool> m_astray = false;
+};
+
+PipeWireOutputs::PipeWireOutputs(PipeWireConnection& connection, PipeWireDevices& devices)
+    : m_connection(connection)
+    , m_devices(devices)
+    , m_watch(connection, "default.audio.sink")
+{
+}
+
+std::unique_ptr<AudioOutput> PipeWireOutputs::open(std::optional<std::uint32_t> device, AudioRenderer& renderer)
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    if (!m_connection.connected())
+        return nullptr;
+    PipeWireStream::Plan plan;
+    plan.direction = PW_DIRECTION_OUTPUT;
+    plan.name = "lingrelay.voice";
+    plan.description = "Lingrelay: translation";
+    plan.rate = m_connection.graphRate();
+    bool isVirtual = false;
+    if (device) {
+        plan.target = m_devices.output(*device);
+        if (!plan.target)
+            return nullptr;
+        auto const* const node = m_connection.node(*plan.target);
+        isVirtual = AudioDevices::isVirtual({*device, node->get(PW_KEY_NODE_DESCRIPTION)});
+    }
+    return std::make_unique<Output>(m_connection, std::move(plan), isVirtual, renderer);
+}
+
+} // namespace lingrelay

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/VirtualMicrophone.h"
+#include "platform/linux/pipewire/PipeWireConnection.h"
+
+#include <filesystem>
+
+namespace lingrelay {
+
+/// The virtual microphone as a file among the user's own additions to the server's configuration, for every start to
+/// come, and as two nodes with links that stay in the running server without any process, until then.
+class PipeWireVirtualMicrophone final : public VirtualMicrophone {
+public:
+    /// `additions` is the folder that the server reads at its start.
+    PipeWireVirtualMicrophone(PipeWireConnection& connection, std::filesystem::path const& additions);
+
+    bool installed() const override;
+    bool available() const override { return true; }
+    bool install() override;
+    bool remove() override;
+
+private:
+    bool writeFile() const;
+    bool makeNodes();
+    void makeNode(char const* name, char const* mediaClass);
+    void makeLink(std::uint32_t from, std::uint32_t to);
+    std::uint32_t port(char const* node, std::string_view direction, std::string_view channel) const;
+    bool present() const;
+
+    PipeWireConnection& m_connection;
+    std::filesystem::path m_file;
+};
+
+} // namespace lingrelay
