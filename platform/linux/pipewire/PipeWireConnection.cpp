@@ -1,8 +1,13 @@
 #include "platform/linux/pipewire/PipeWireConnection.h"
 
-#include <algorithm>
+#include "base/Json.h"
+#include "base/Log.h"
+
 #include <cerrno>
+#include <charconv>
+#include <chrono>
 #include <cstdlib>
+#include <mutex>
 
 #include <unistd.h>
 
@@ -10,199 +15,398 @@ namespace lingrelay {
 
 namespace {
 
-constexpr double retryTime = 0.2;
-constexpr double tickTime = 0.5;
+constexpr double syncLimit = 1.0; ///< seconds; an idle server answers in a millisecond
+constexpr long tickNanoseconds = 250'000'000; ///< also between attempts to connect
+constexpr double usualRate = 48000;
+constexpr int fullRounds = 2; ///< the objects come in the first, what was bound of them in the second
 
-pw_context* newContext(pw_thread_loop* thread)
+void initialise()
 {
-    // This configuration brings the module that makes the data thread a real-time thread where that is allowed.
-    auto* properties = pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", PW_KEY_APP_NAME, "Lingrelay", nullptr);
-    return pw_context_new(pw_thread_loop_get_loop(thread), properties, 0);
+    static std::once_flag once;
+    std::call_once(once, [] {
+        pw_init(nullptr, nullptr);
+        // The library complains on standard error of what a machine without a system bus lacks.
+        if (!std::getenv("PIPEWIRE_DEBUG"))
+            pw_log_set_level(SPA_LOG_LEVEL_NONE);
+    });
+}
+
+void addAll(spa_dict const* dictionary, PipeWireConnection::Properties& properties)
+{
+    if (!dictionary)
+        return;
+    spa_dict_item const* item = nullptr;
+    spa_dict_for_each(item, dictionary)
+    {
+        if (item->key && item->value)
+            properties[item->key] = item->value;
+    }
+}
+
+bool isAudioNode(PipeWireConnection::Object const& object)
+{
+    auto const& kind = object.get(PW_KEY_MEDIA_CLASS);
+    return object.type == PW_TYPE_INTERFACE_Node && (kind.starts_with("Audio/") || kind == "Stream/Output/Audio");
 }
 
 } // namespace
 
+std::string const& PipeWireConnection::Object::get(std::string_view key) const
+{
+    static std::string const none;
+    auto const found = properties.find(key);
+    return found == properties.end() ? none : found->second;
+}
+
+std::uint32_t PipeWireConnection::Object::number(std::string_view key) const
+{
+    auto const& text = get(key);
+    std::uint32_t value = PW_ID_ANY;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
 PipeWireConnection::PipeWireConnection()
 {
-    pw_init(nullptr, nullptr);
-    // A server that is not there is no news for standard error.
-    if (!std::getenv("PIPEWIRE_DEBUG"))
-        pw_log_set_level(SPA_LOG_LEVEL_NONE);
-    m_thread = pw_thread_loop_new("lingrelay-sound", nullptr);
-    m_context = newContext(m_thread);
-    m_change = std::make_unique<LoopEvent>(loop(), [this] { tellChange(m_participants); });
-    m_break = std::make_unique<LoopEvent>(loop(), [this] {
-        disconnect();
-        connect();
-    });
-    m_retry = std::make_unique<LoopTimer>(loop(), [this] { connect(); });
-    m_tick = std::make_unique<LoopTimer>(loop(), [this] { tellChange(m_ticking); });
-    pw_thread_loop_start(m_thread);
+    initialise();
+    m_defaults.connection = m_settings.connection = this;
+    m_loop = pw_thread_loop_new("pipewire", nullptr);
+    auto* const loop = pw_thread_loop_get_loop(m_loop);
+    m_context = pw_context_new(
+        loop, pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", PW_KEY_APP_NAME, "Lingrelay", nullptr), 0);
+    m_changeEvent = pw_loop_add_event(
+        loop, [](void* self, std::uint64_t) { static_cast<PipeWireConnection*>(self)->turn(); }, this);
+    m_timer = pw_loop_add_timer(
+        loop,
+        [](void* data, std::uint64_t) {
+            auto& self = *static_cast<PipeWireConnection*>(data);
+            if (!self.m_core)
+                self.connect();
+            self.each([](Member& member) { member.tick(); });
+        },
+        this);
+    timespec interval{0, tickNanoseconds};
+    pw_loop_update_timer(loop, m_timer, &interval, &interval, false);
+    pw_thread_loop_start(m_loop);
     Lock const lock(*this);
-    connect();
-    if (m_core)
-        waitUntil([this] { return connected(); });
+    if (connect())
+        waitUntil(syncLimit, [this] { return m_ready; });
 }
 
 PipeWireConnection::~PipeWireConnection()
 {
     {
         Lock const lock(*this);
-        roundtrip();
+        disconnect();
     }
-    pw_thread_loop_stop(m_thread);
-    disconnect();
-    m_tick.reset();
-    m_retry.reset();
-    m_break.reset();
-    m_change.reset();
-    if (m_context)
-        pw_context_destroy(m_context);
-    pw_thread_loop_destroy(m_thread);
-    pw_deinit();
+    pw_thread_loop_stop(m_loop); // before what its events refer to
+    auto* const loop = pw_thread_loop_get_loop(m_loop);
+    pw_loop_destroy_source(loop, m_timer);
+    pw_loop_destroy_source(loop, m_changeEvent);
+    pw_context_destroy(m_context);
+    pw_thread_loop_destroy(m_loop);
 }
 
-void PipeWireConnection::connect()
+bool PipeWireConnection::connect()
 {
-    if (m_core)
-        return;
-    m_core = m_context ? pw_context_connect(m_context, nullptr, 0) : nullptr;
+    m_core = pw_context_connect(m_context, nullptr, 0);
     if (!m_core)
-        return m_retry->once(retryTime);
-    static constexpr auto events = [] {
-        pw_core_events all{};
-        all.version = PW_VERSION_CORE_EVENTS;
-        all.done = [](void* self, std::uint32_t id, int sequence) {
-            if (id == PW_ID_CORE)
-                static_cast<PipeWireConnection*>(self)->done(sequence);
-        };
-        // Other errors of the core are about single requests. This one comes inside a call of the core itself, which
-        // must end first.
-        all.error = [](void* self, std::uint32_t id, int, int result, char const*) {
-            if (id == PW_ID_CORE && result == -EPIPE)
-                static_cast<PipeWireConnection*>(self)->m_break->signal();
-        };
-        return all;
+        return false;
+    static pw_core_events const coreEvents = [] {
+        pw_core_events events{};
+        events.version = PW_VERSION_CORE_EVENTS;
+        events.done = onDone;
+        events.error = onError;
+        return events;
     }();
-    m_coreHook = {};
-    pw_core_add_listener(m_core, &m_coreHook, &events, this);
-    m_registry = std::make_unique<PipeWireRegistry>(m_core, [this] { m_change->signal(); });
-    // The first answer comes after the list of objects, the second after what the objects say of themselves.
-    m_firstSyncs = 2;
-    m_asked = pw_core_sync(m_core, PW_ID_CORE, 0);
+    static pw_registry_events const registryEvents = [] {
+        pw_registry_events events{};
+        events.version = PW_VERSION_REGISTRY_EVENTS;
+        events.global = onGlobal;
+        events.global_remove = onGlobalRemove;
+        return events;
+    }();
+    spa_zero(m_coreListener);
+    spa_zero(m_registryListener);
+    pw_core_add_listener(m_core, &m_coreListener, &coreEvents, this);
+    m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
+    pw_registry_add_listener(m_registry, &m_registryListener, &registryEvents, this);
+    m_rounds = 0;
+    m_pending = pw_core_sync(m_core, PW_ID_CORE, 0);
+    return true;
 }
 
 void PipeWireConnection::disconnect()
 {
-    if (m_ready.exchange(false)) {
-        for (auto* participant : m_participants)
-            participant->serverGone();
-    }
-    m_registry.reset();
-    if (m_core) {
-        spa_hook_remove(&m_coreHook);
-        pw_core_disconnect(m_core);
-        m_core = nullptr;
-    }
-    pw_thread_loop_signal(m_thread, false);
-}
-
-void PipeWireConnection::done(int sequence)
-{
-    m_answered = sequence;
-    if (m_firstSyncs > 0 && sequence == m_asked) {
-        if (--m_firstSyncs > 0) {
-            m_asked = pw_core_sync(m_core, PW_ID_CORE, 0);
-            return;
-        }
-        m_readySince = m_unmanagedSince = Clock::now();
-        m_managed = false;
-        m_ready = true;
-        for (auto* participant : m_participants)
-            participant->serverCame();
-        tellChange(m_participants);
-    }
-    pw_thread_loop_signal(m_thread, false);
-}
-
-void PipeWireConnection::tellChange(std::vector<Participant*> const& participants)
-{
-    if (!m_ready)
+    m_lost = false;
+    if (!m_core)
         return;
-    auto const managed = m_registry->standard() != nullptr;
-    if (std::exchange(m_managed, managed) && !managed)
-        m_unmanagedSince = Clock::now();
-    for (auto* participant : participants)
-        participant->changed();
-    pw_thread_loop_signal(m_thread, false);
-}
-
-void PipeWireConnection::join(Participant& participant, Ticks ticks)
-{
-    m_participants.push_back(&participant);
-    if (ticks == Ticks::yes) {
-        m_ticking.push_back(&participant);
-        m_tick->every(tickTime);
+    if (std::exchange(m_ready, false))
+        each([](Member& member) { member.disconnected(); });
+    for (auto const& [id, watch] : m_nodes) {
+        spa_hook_remove(&watch->listener);
+        pw_proxy_destroy(watch->proxy);
     }
-    if (!m_ready)
-        return;
-    participant.serverCame();
-    participant.changed();
+    m_nodes.clear();
+    unbind(m_defaults);
+    unbind(m_settings);
+    m_objects.clear();
+    spa_hook_remove(&m_registryListener);
+    pw_proxy_destroy(reinterpret_cast<pw_proxy*>(m_registry));
+    m_registry = nullptr;
+    spa_hook_remove(&m_coreListener);
+    pw_core_disconnect(std::exchange(m_core, nullptr));
 }
 
-void PipeWireConnection::leave(Participant& participant)
+void PipeWireConnection::add(Member& member)
 {
+    m_members.insert(&member);
     if (m_ready)
-        participant.serverGone();
-    std::erase(m_participants, &participant);
-    std::erase(m_ticking, &participant);
-    if (m_ticking.empty())
-        m_tick->stop();
+        member.connected();
 }
 
-double PipeWireConnection::age() const { return m_ready ? toSeconds(Clock::now() - m_readySince) : 0; }
+void PipeWireConnection::remove(Member& member) { m_members.erase(&member); }
 
-double PipeWireConnection::unmanaged() const
+/// Members may come and go in their calls.
+template <class Call> void PipeWireConnection::each(Call call)
 {
-    return !m_ready || m_registry->standard() ? 0 : toSeconds(Clock::now() - m_unmanagedSince);
+    auto const members = m_members;
+    for (auto* member : members) {
+        if (m_members.contains(member))
+            call(*member);
+    }
 }
 
-bool PipeWireConnection::isOurs(PipeWireRegistry::Object const& node) const
+void PipeWireConnection::noteChange()
 {
-    auto const client = node.idIn(PW_KEY_CLIENT_ID);
-    if (!client)
+    m_changed = true;
+    pw_loop_signal_event(pw_thread_loop_get_loop(m_loop), m_changeEvent);
+}
+
+/// What callbacks of the library have found out, after them: they must not take down what called them.
+void PipeWireConnection::turn()
+{
+    if (m_lost) {
+        Log::write("[sound] the server is gone");
+        disconnect();
+    }
+    if (m_core && !m_ready && m_rounds == fullRounds) {
+        m_ready = true;
+        m_changed = true;
+        each([](Member& member) { member.connected(); });
+    }
+    if (m_ready && std::exchange(m_changed, false))
+        each([](Member& member) { member.changed(); });
+    pw_thread_loop_signal(m_loop, false);
+}
+
+void PipeWireConnection::onDone(void* data, std::uint32_t id, int sequence)
+{
+    auto& self = *static_cast<PipeWireConnection*>(data);
+    if (id != PW_ID_CORE || sequence != self.m_pending)
+        return;
+    self.m_done = sequence;
+    if (self.m_rounds < fullRounds && ++self.m_rounds < fullRounds)
+        self.m_pending = pw_core_sync(self.m_core, PW_ID_CORE, 0);
+    self.noteChange();
+}
+
+void PipeWireConnection::onError(void* data, std::uint32_t id, int, int result, char const* message)
+{
+    auto& self = *static_cast<PipeWireConnection*>(data);
+    // Other errors of the core tell of objects that went away while they were asked about.
+    if (id != PW_ID_CORE || result != -EPIPE)
+        return;
+    Log::write("[sound] {}", message ? message : "connection lost");
+    self.m_lost = true;
+    self.noteChange();
+}
+
+void PipeWireConnection::onGlobal(
+    void* data, std::uint32_t id, std::uint32_t, char const* type, std::uint32_t, spa_dict const* properties)
+{
+    auto& self = *static_cast<PipeWireConnection*>(data);
+    Object object{id, type, {}};
+    addAll(properties, object.properties);
+    if (object.type == PW_TYPE_INTERFACE_Metadata)
+        self.bindMetadata(object);
+    if (isAudioNode(object)) {
+        object.complete = false;
+        self.watchNode(object);
+    }
+    self.m_objects[id] = std::move(object);
+    self.noteChange();
+}
+
+void PipeWireConnection::onGlobalRemove(void* data, std::uint32_t id)
+{
+    auto& self = *static_cast<PipeWireConnection*>(data);
+    self.m_objects.erase(id);
+    if (auto const found = self.m_nodes.find(id); found != self.m_nodes.end()) {
+        spa_hook_remove(&found->second->listener);
+        pw_proxy_destroy(found->second->proxy);
+        self.m_nodes.erase(found);
+    }
+    for (auto* metadata : {&self.m_defaults, &self.m_settings}) {
+        if (metadata->proxy && metadata->id == id)
+            self.unbind(*metadata);
+    }
+    self.noteChange();
+}
+
+void PipeWireConnection::bindMetadata(Object const& object)
+{
+    auto const& name = object.get(PW_KEY_METADATA_NAME);
+    auto* const metadata = name == "default" ? &m_defaults : name == "settings" ? &m_settings : nullptr;
+    if (!metadata || metadata->proxy)
+        return;
+    static pw_metadata_events const events = [] {
+        pw_metadata_events result{};
+        result.version = PW_VERSION_METADATA_EVENTS;
+        result.property = onProperty;
+        return result;
+    }();
+    metadata->id = object.id;
+    metadata->proxy = static_cast<pw_proxy*>(
+        pw_registry_bind(m_registry, object.id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
+    spa_zero(metadata->listener);
+    pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata->proxy), &metadata->listener, &events, metadata);
+}
+
+void PipeWireConnection::unbind(Metadata& metadata)
+{
+    if (!metadata.proxy)
+        return;
+    spa_hook_remove(&metadata.listener);
+    pw_proxy_destroy(std::exchange(metadata.proxy, nullptr));
+    metadata.values.clear();
+}
+
+int PipeWireConnection::onProperty(
+    void* data, std::uint32_t subject, char const* key, char const* type, char const* value)
+{
+    auto& metadata = *static_cast<Metadata*>(data);
+    if (!key)
+        std::erase_if(metadata.values, [&](auto const& entry) { return entry.first.first == subject; });
+    else if (value)
+        metadata.values[{subject, key}] = {type ? type : "", value};
+    else
+        metadata.values.erase({subject, key});
+    metadata.connection->noteChange();
+    return 0;
+}
+
+/// The registry tells only a part of a node's properties.
+void PipeWireConnection::watchNode(Object const& object)
+{
+    static pw_node_events const events = [] {
+        pw_node_events result{};
+        result.version = PW_VERSION_NODE_EVENTS;
+        result.info = onNodeInfo;
+        return result;
+    }();
+    auto watch = std::make_unique<NodeWatch>();
+    watch->connection = this;
+    watch->id = object.id;
+    watch->proxy
+        = static_cast<pw_proxy*>(pw_registry_bind(m_registry, object.id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+    pw_node_add_listener(reinterpret_cast<pw_node*>(watch->proxy), &watch->listener, &events, watch.get());
+    m_nodes[object.id] = std::move(watch);
+}
+
+void PipeWireConnection::onNodeInfo(void* data, pw_node_info const* info)
+{
+    auto const& watch = *static_cast<NodeWatch*>(data);
+    auto const found = watch.connection->m_objects.find(watch.id);
+    bool const news = found != watch.connection->m_objects.end() && info->props
+        && (!found->second.complete || (info->change_mask & PW_NODE_CHANGE_MASK_PROPS));
+    if (!news)
+        return;
+    addAll(info->props, found->second.properties);
+    found->second.complete = true;
+    watch.connection->noteChange();
+}
+
+PipeWireConnection::Object const* PipeWireConnection::find(std::uint32_t id) const
+{
+    auto const found = m_objects.find(id);
+    return found == m_objects.end() ? nullptr : &found->second;
+}
+
+PipeWireConnection::Object const* PipeWireConnection::node(std::string_view name) const
+{
+    for (auto const& [id, object] : m_objects) {
+        if (object.type == PW_TYPE_INTERFACE_Node && object.get(PW_KEY_NODE_NAME) == name)
+            return &object;
+    }
+    return nullptr;
+}
+
+bool PipeWireConnection::foreignStream(Object const& object) const
+{
+    if (object.type != PW_TYPE_INTERFACE_Node || !object.complete
+        || object.get(PW_KEY_MEDIA_CLASS) != "Stream/Output/Audio")
         return false;
+    // Both ends of a filter or a loopback: their sound is captured where it comes from.
+    if (!object.get(PW_KEY_NODE_LINK_GROUP).empty())
+        return false;
+    auto const client = object.number(PW_KEY_CLIENT_ID);
     if (client == pw_proxy_get_bound_id(reinterpret_cast<pw_proxy*>(pw_core_get_client(m_core))))
-        return true;
-    auto const* owner = m_registry->find(*client);
-    return owner && owner->idIn(PW_KEY_SEC_PID) == static_cast<std::uint32_t>(::getpid());
+        return false;
+    auto const* const owner = find(client);
+    return !owner || owner->number(PW_KEY_SEC_PID) != static_cast<std::uint32_t>(::getpid());
 }
 
-bool PipeWireConnection::isForeignPlayback(PipeWireRegistry::Object const& node) const
+double PipeWireConnection::graphRate() const
 {
-    // Filters and loopbacks pass on what others play, and would bring it a second time.
-    return node.kind == PipeWireRegistry::Kind::node && node.complete
-        && node[PW_KEY_MEDIA_CLASS] == "Stream/Output/Audio" && node[PW_KEY_NODE_LINK_GROUP].empty() && !isOurs(node);
+    for (auto const* key : {"clock.force-rate", "clock.rate"}) {
+        auto const found = m_settings.values.find({0, key});
+        if (found == m_settings.values.end())
+            continue;
+        if (auto const rate = std::atof(found->second.value.c_str()); rate > 0)
+            return rate;
+    }
+    return usualRate;
 }
 
-bool PipeWireConnection::waitUntil(std::function<bool()> const& condition, double limit)
+std::optional<PipeWireConnection::MetadataValue> PipeWireConnection::metadata(
+    std::uint32_t subject, std::string const& key) const
 {
-    timespec end{};
-    pw_thread_loop_get_time(m_thread, &end, static_cast<std::int64_t>(limit * SPA_NSEC_PER_SEC));
-    while (!condition()) {
-        if (pw_thread_loop_timed_wait_full(m_thread, &end) != 0)
-            return condition();
+    auto const found = m_defaults.values.find({subject, key});
+    return found == m_defaults.values.end() ? std::nullopt : std::optional(found->second);
+}
+
+void PipeWireConnection::setMetadata(std::uint32_t subject, char const* key, std::optional<MetadataValue> const& value)
+{
+    if (!m_defaults.proxy)
+        return;
+    pw_metadata_set_property(reinterpret_cast<pw_metadata*>(m_defaults.proxy), subject, key,
+        value && !value->type.empty() ? value->type.c_str() : nullptr, value ? value->value.c_str() : nullptr);
+}
+
+std::string PipeWireConnection::nameIn(char const* key) const
+{
+    auto const entry = metadata(0, key);
+    return entry ? jsonString(parseJson(entry->value).value_or(Json()), "name").value_or("") : "";
+}
+
+bool PipeWireConnection::sync()
+{
+    if (!m_ready)
+        return false;
+    auto const sequence = m_pending = pw_core_sync(m_core, PW_ID_CORE, 0);
+    return waitUntil(syncLimit, [this, sequence] { return m_done == sequence || !m_ready; }) && m_ready;
+}
+
+bool PipeWireConnection::waitUntil(double limit, std::function<bool()> const& done)
+{
+    timespec deadline{};
+    pw_thread_loop_get_time(m_loop, &deadline, static_cast<std::int64_t>(limit * 1e9));
+    while (!done()) {
+        if (pw_thread_loop_timed_wait_full(m_loop, &deadline) != 0)
+            return done();
     }
     return true;
-}
-
-bool PipeWireConnection::roundtrip()
-{
-    if (!m_ready)
-        return false;
-    auto const asked = pw_core_sync(m_core, PW_ID_CORE, 0);
-    waitUntil([&] { return !m_ready || m_answered >= asked; });
-    return m_ready && m_answered >= asked;
 }
 
 } // namespace lingrelay
