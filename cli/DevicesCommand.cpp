@@ -1,8 +1,9 @@
 #include "cli/DevicesCommand.h"
 
-#include "cli/Sound.h"
+#include "cli/MachineSound.h"
 #include "cli/TextLayout.h"
 #include "cli/TranslateCommand.h"
+#include "platform/linux/pipewire/PipeWireSound.h"
 
 #include <algorithm>
 #include <atomic>
@@ -108,9 +109,9 @@ std::string table(char const* title, Rows const& rows)
     return text;
 }
 
-int list(Sound& sound, Arguments::Listing listing)
+int list(PipeWireSound& sound, Arguments::Listing listing)
 {
-    auto const machine = sound.machine();
+    auto const machine = machineSound(sound);
     auto const inputs = rowsOf(machine.devices.inputs(), machine.devices.defaultInput());
     auto rows = rowsOf(machine.devices.outputs(), machine.devices.defaultOutput());
     auto const outputCount = static_cast<std::ptrdiff_t>(rows.size());
@@ -145,8 +146,8 @@ int devicesCommand(Arguments const& arguments)
         complain("devices takes list, install-virtual or remove-virtual, not \"" + arguments.words.back() + '"');
         return exitBadArguments;
     }
-    Sound sound;
-    auto& microphone = sound.machine().virtualMicrophone;
+    PipeWireSound sound;
+    auto& microphone = sound.virtualMicrophone();
     if (word == "remove-virtual")
         return outcome(microphone.remove(), "The virtual microphone has been removed.",
             "the virtual microphone could not be removed");

@@ -19,6 +19,13 @@ struct MachineSound {
     VirtualMicrophone& virtualMicrophone;
 };
 
+/// `sound` is a sound system that has all of them.
+template <class System> MachineSound machineSound(System& sound)
+{
+    return {sound.devices(), sound.inputs(), sound.outputs(), sound.systemAudio(), sound.muter(),
+        sound.virtualMicrophone()};
+}
+
 /// For a run from a file to files: no device, nothing to hear, nobody to silence.
 class NoSound {
 public:

@@ -6,7 +6,6 @@
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
 #include "cli/SignalWatch.h"
-#include "cli/Sound.h"
 #include "cli/TranslateRun.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
@@ -16,6 +15,7 @@
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"
+#include "platform/linux/pipewire/PipeWireSound.h"
 #include "sessions/SessionStore.h"
 
 #include <cstdio>
@@ -126,12 +126,12 @@ private:
             return m_registry.put(std::make_shared<HostedSession>(m_main, net, token));
         };
         if (plan.usesDevices())
-            m_machine = std::make_unique<Sound>();
+            m_machine = std::make_unique<PipeWireSound>();
         m_network = std::make_unique<AsioNetwork>(m_runtime);
         m_run = std::make_unique<TranslateRun>(
             TranslateRun::Services{m_main, *m_network, *m_listenStream, *m_listenPipeline, *m_speakStream,
                 *m_speakPipeline, *m_background, *m_sound, m_localService,
-                m_machine ? m_machine->machine() : m_noSound.parts(), *m_presenter, *m_secrecy},
+                m_machine ? machineSound(*m_machine) : m_noSound.parts(), *m_presenter, *m_secrecy},
             m_arguments, std::move(plan), std::move(file), m_start, connect);
         TaskGroup tasks(m_main);
         tasks.spawn(runToEnd());
@@ -184,7 +184,7 @@ private:
     LocalService m_localService{m_main};
     std::unique_ptr<AsioNetwork> m_network;
     NoSound m_noSound;
-    std::unique_ptr<Sound> m_machine;
+    std::unique_ptr<PipeWireSound> m_machine;
     std::unique_ptr<TranslateRun> m_run;
     EndReason m_reason = EndReason::stopped;
 };

@@ -177,15 +177,15 @@ void TranslateRun::makeController()
     auto& services = m_services;
     auto& machine = services.machine;
     auto& outputs = makeOutputs();
-    bool const file = m_file.has_value();
+    bool const fromFile = m_file.has_value();
     m_app = AppDelegate::create({services.main,
         {services.network, services.listenStream, services.listenPipeline, services.background,
             speaks() ? machine.outputs : outputs},
         {services.network, services.speakStream, services.speakPipeline, services.background,
             speaks() ? outputs : machine.outputs},
-        file && !speaks() ? static_cast<AudioSource&>(m_fileCapture) : m_capture,
-        file && speaks() ? static_cast<Microphone&>(m_fileMic) : m_mic, m_muter, machine.devices, m_driver, m_overlay,
-        m_shell, m_key, m_workspace});
+        fromFile && !speaks() ? static_cast<AudioSource&>(m_fileCapture) : m_capture,
+        fromFile && speaks() ? static_cast<Microphone&>(m_fileMic) : m_mic, m_muter, machine.devices, m_driver,
+        m_overlay, m_shell, m_key, m_workspace});
     auto& engine = mainEngine();
     engine.voiceless = m_plan.output == Arguments::Output::none;
     if (m_outputs)
@@ -206,7 +206,7 @@ void TranslateRun::makeController()
     pickDevices();
     wireEngine(m_app->listenEngine(), m_listenClauses, services.listenPipeline);
     wireEngine(m_app->speakEngine(), m_speakClauses, services.speakPipeline);
-    if (file)
+    if (fromFile)
         openFile();
 }
 
