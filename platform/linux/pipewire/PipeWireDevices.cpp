@@ -40,14 +40,14 @@ void PipeWireDevices::changed()
     m_switched.recover(isVirtualNode(current));
 }
 
-/// By ports, which a node has once the session manager has set it up.
-int PipeWireDevices::channels(Object const& node, Side side, bool monitors) const
+/// By ports, which a node has once the session manager has set it up. What comes out of an output is its monitor.
+int PipeWireDevices::channels(Object const& node, Side side) const
 {
-    std::string_view const direction = (side == Side::input || monitors) ? "out" : "in";
+    std::string_view const direction = side == Side::input ? "out" : "in";
     int count = 0;
     for (auto const& [id, port] : m_connection.objects())
         count += port.type == PW_TYPE_INTERFACE_Port && port.number(PW_KEY_NODE_ID) == node.id
-            && port.get(PW_KEY_PORT_DIRECTION) == direction && (port.get(PW_KEY_PORT_MONITOR) == "true") == monitors;
+            && port.get(PW_KEY_PORT_DIRECTION) == direction;
     return count;
 }
 
@@ -62,7 +62,7 @@ std::vector<AudioDevice> PipeWireDevices::list(Side side)
         auto const& description = node.get(PW_KEY_NODE_DESCRIPTION);
         if (node.type != PW_TYPE_INTERFACE_Node || !fits || description.empty() || PipeWireMuter::isMuteSink(name))
             continue;
-        if (channels(node, side, false) > 0)
+        if (channels(node, side) > 0)
             found.emplace_back(node.number(PW_KEY_OBJECT_SERIAL), AudioDevice{idOf(name), description});
     }
     std::sort(found.begin(), found.end(), [](auto const& a, auto const& b) { return a.first < b.first; });
@@ -127,10 +127,11 @@ std::optional<PipeWireDevices::Node> PipeWireDevices::input(std::optional<std::u
     PipeWireConnection::Lock const lock(m_connection);
     auto const name = device ? nameOf(*device) : m_connection.nameIn(defaultSource);
     auto const* const node = name.empty() ? nullptr : m_connection.node(name);
-    if (!node)
+    // A machine without a microphone falls back to the virtual one, where this program would hear itself.
+    if (!node || (!device && isVirtualNode(name)))
         return {};
     bool const monitor = node->get(PW_KEY_MEDIA_CLASS).starts_with("Audio/Sink");
-    auto const count = channels(*node, Side::input, monitor);
+    auto const count = channels(*node, Side::input);
     return count > 0 ? std::optional(Node{name, count, monitor}) : std::nullopt;
 }
 

@@ -40,7 +40,7 @@ private:
     void connected() override { m_settled = false; }
     void changed() override;
     std::vector<AudioDevice> list(Side side);
-    int channels(PipeWireConnection::Object const& node, Side side, bool monitors) const;
+    int channels(PipeWireConnection::Object const& node, Side side) const;
     std::uint32_t idOf(std::string const& nodeName);
     std::string nameOf(std::uint32_t device) const;
     std::optional<std::uint32_t> standard(char const* key, Side side);
