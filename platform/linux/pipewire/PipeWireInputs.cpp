@@ -22,15 +22,13 @@ private:
     {
         while (auto* const buffer = pw_stream_dequeue_buffer(stream())) {
             auto const& data = buffer->buffer->datas[0];
-            if (data.data)
+            if (data.data && place() == Place::right)
                 m_queue.push({reinterpret_cast<float const*>(static_cast<char const*>(data.data) + data.chunk->offset),
                     data.chunk->size / sizeof(float)});
             pw_stream_queue_buffer(stream(), buffer);
         }
     }
     void report(std::optional<Error> const& problem) override { m_queue.tell(problem); }
-    /// A device that is gone is silent until it is back.
-    bool mayWait() const override { return plan().target && !connection().node(*plan().target); }
 
     CaptureQueue m_queue;
 };

@@ -3,7 +3,6 @@
 #include "platform/linux/pipewire/PipeWireStream.h"
 
 #include <algorithm>
-#include <atomic>
 
 namespace lingrelay {
 
@@ -36,8 +35,11 @@ private:
         if (buffer->requested > 0)
             frames = std::min(frames, static_cast<std::uint32_t>(buffer->requested));
         auto* const samples = static_cast<float*>(data.data);
-        m_renderer.render(samples, frames);
-        if (m_astray)
+        auto const where = place();
+        if (where != Place::moving)
+            m_renderer.render(samples, frames);
+        // What was meant for the other side of a call must not come out of the user's speakers.
+        if (where == Place::moving || (where == Place::astray && m_virtual))
             std::fill_n(samples, frames, 0.0F);
         data.chunk->offset = 0;
         data.chunk->stride = sizeof(float);
@@ -45,15 +47,9 @@ private:
         pw_stream_queue_buffer(stream(), buffer);
     }
     void report(std::optional<Error> const&) override { }
-    bool mayWait() const override { return plan().target && !connection().node(*plan().target); }
-
-    /// A device that goes away is replaced by the default until it is back. What was meant for the other side of a
-    /// call must not come out of the user's speakers.
-    void changed() override { m_astray = m_virtual && !connection().node(*plan().target); }
 
     AudioRenderer& m_renderer;
     bool const m_virtual;
-    std::atomic<bool> m_astray = false;
 };
 
 PipeWireOutputs::PipeWireOutputs(PipeWireConnection& connection, PipeWireDevices& devices)

@@ -24,6 +24,7 @@ Error noServerError() { return {Error::Kind::resourceUnavailable, "the sound ser
 void PipeWireStream::open()
 {
     PipeWireConnection::Lock const lock(m_connection);
+    m_place = m_plan.target ? Place::moving : Place::right;
     m_connection.add(*this);
     if (!m_connection.connected())
         tell(noServerError());
@@ -114,6 +115,29 @@ void PipeWireStream::pin()
         nodeId(), "target.object", PipeWireConnection::MetadataValue{"Spa:String", *m_plan.target});
 }
 
+/// A stream begins on the default device and is then moved; what passes meanwhile is not meant for it.
+void PipeWireStream::changed()
+{
+    if (!m_plan.target || nodeId() == PW_ID_ANY)
+        return;
+    auto const* const target = m_connection.node(*m_plan.target);
+    if (!target) {
+        m_place = Place::astray;
+        return;
+    }
+    bool const plays = m_plan.direction == PW_DIRECTION_OUTPUT;
+    auto const* const ourEnd = plays ? PW_KEY_LINK_OUTPUT_NODE : PW_KEY_LINK_INPUT_NODE;
+    auto const* const otherEnd = plays ? PW_KEY_LINK_INPUT_NODE : PW_KEY_LINK_OUTPUT_NODE;
+    bool there = false;
+    bool elsewhere = false;
+    for (auto const& [id, link] : m_connection.objects()) {
+        if (link.type != PW_TYPE_INTERFACE_Link || link.number(ourEnd) != nodeId())
+            continue;
+        (link.number(otherEnd) == target->id ? there : elsewhere) = true;
+    }
+    m_place = there && !elsewhere ? Place::right : Place::moving;
+}
+
 void PipeWireStream::stateChanged(pw_stream_state state, char const* error)
 {
     if (state == PW_STREAM_STATE_PAUSED || state == PW_STREAM_STATE_STREAMING)
@@ -132,8 +156,8 @@ void PipeWireStream::tick()
     if (!m_connection.connected())
         return;
     pin();
-    bool const waits = !m_streaming || !m_connection.managed();
-    m_waited = waits && !mayWait() ? m_waited + 1 : 0;
+    bool const waits = !m_streaming || !m_connection.managed() || m_place == Place::moving;
+    m_waited = waits && m_place != Place::astray ? m_waited + 1 : 0;
     if (m_waited == stuckAfter)
         tell(stuckError());
     if (!waits && m_told == Told::problem)

@@ -3,6 +3,7 @@
 #include "base/Result.h"
 #include "platform/linux/pipewire/PipeWireConnection.h"
 
+#include <atomic>
 #include <optional>
 #include <string>
 
@@ -34,12 +35,18 @@ protected:
     virtual void process() = 0;
     /// On the loop: sound flows (nothing), or it does not and why. Once for each change.
     virtual void report(std::optional<Error> const& problem) = 0;
-    /// On the loop. A stream that waits may have a good reason.
-    virtual bool mayWait() const { return false; }
-
     void connected() override { build(); }
     void disconnected() override;
+    void changed() override;
     void tick() override;
+
+    /// Where the stream's links lead. Any thread.
+    enum class Place {
+        right, ///< to its device, or it has none of its own
+        moving, ///< not there yet
+        astray, ///< its device is gone, and the session manager may have chosen another
+    };
+    Place place() const { return m_place; }
 
     PipeWireConnection& connection() const { return m_connection; }
     Plan const& plan() const { return m_plan; }
@@ -64,6 +71,7 @@ private:
     bool m_pinned = false;
     int m_waited = 0; ///< ticks without sound
     Told m_told = Told::nothing;
+    std::atomic<Place> m_place{Place::right};
 };
 
 /// What the user reads when there is nothing to connect to.
