@@ -102,7 +102,7 @@ public:
         openLog(m_secrecy);
         m_defaults->hold(plan->settings);
         m_registry.put(std::make_shared<AppModel>());
-        translate(std::move(*plan), std::move(*file));
+        translate(std::move(*plan), std::move(file));
         for (auto const& message : m_run->complaints())
             complain(message);
         flushOutput();
