@@ -1,0 +1,361 @@
+#include "tests/support/SoundServer.h"
+
+#include "base/Json.h"
+#include "base/Time.h"
+#include "tests/support/Tones.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace lingrelay {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr double readyLimit = 20; ///< seconds; usually half of one
+constexpr double rate = 48000;
+constexpr double window = 0.2; ///< seconds in which a level is measured
+
+constexpr char const* nullSink
+    = R"(factory.name = support.null-audio-sink object.linger = true monitor.channel-volumes = true)";
+std::map<std::string, std::string> const deviceProperties{
+    {SoundServer::speakers,
+        R"(node.name = lab.speakers node.description = "Lab Speakers" media.class = Audio/Sink
+           audio.position = [ FL FR ] priority.session = 1009 device.form-factor = internal device.bus = pci)"},
+    {SoundServer::headset,
+        R"(node.name = lab.headset node.description = "Lab Headset" media.class = Audio/Sink
+           audio.position = [ FL FR ] audio.rate = 44100 priority.session = 900)"},
+    {SoundServer::duplex,
+        R"(node.name = lab.duplex node.description = "Lab Interface" media.class = Audio/Duplex
+           audio.position = [ FL FR ] priority.session = 30)"},
+};
+
+std::string configuration()
+{
+    std::string text = "context.objects = [\n";
+    auto const object = [&](std::string const& properties) {
+        text += fmt::format("{{ factory = adapter args = {{ {} {} }} }}\n", nullSink, properties);
+    };
+    for (auto const* device : {SoundServer::speakers, SoundServer::headset, SoundServer::duplex})
+        object(deviceProperties.at(device));
+    for (std::string const feed : {"lab.micfeed", "lab.mic2feed"})
+        object(fmt::format(R"(node.name = {} node.description = "Feed" media.class = Audio/Sink
+            audio.position = [ MONO ] priority.session = 10)",
+            feed));
+    text += "]\ncontext.modules = [\n";
+    auto const microphone = [&](std::string const& name, std::string const& properties) {
+        text += fmt::format(R"({{ name = libpipewire-module-loopback args = {{
+            capture.props = {{ node.name = {0}.in stream.capture.sink = true target.object = {0}feed node.passive = true
+                audio.position = [ MONO ] stream.dont-remix = true node.dont-reconnect = true }}
+            playback.props = {{ node.name = {0} media.class = Audio/Source audio.position = [ MONO ] {1} }} }} }}
+)",
+            name, properties);
+    };
+    microphone("lab.mic2", "node.description = \"Lab Second Microphone\" priority.session = 1000");
+    microphone("lab.mic",
+        "node.description = \"Lab Microphone\" priority.session = 2000 device.form-factor = internal device.bus = pci");
+    return text + "]\n";
+}
+
+/// Nothing of the machine itself: no sound cards, cameras or headsets.
+constexpr char const* noHardware = R"(alsa_monitor.enabled = false
+v4l2_monitor.enabled = false
+libcamera_monitor.enabled = false
+)";
+
+void write(std::string const& path, std::string const& text)
+{
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string read(std::string const& path)
+{
+    std::ifstream const file(path, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+/// One minute of a tone, 16 bits.
+std::string waveFile(double frequency, int channels)
+{
+    auto const samples = tone(frequency, rate, 60);
+    std::string data;
+    data.reserve(samples.size() * 2 * static_cast<std::size_t>(channels));
+    for (auto const sample : samples) {
+        auto const value = static_cast<std::int16_t>(std::lround(sample * 32767));
+        for (int i = 0; i < channels; ++i)
+            data.append(reinterpret_cast<char const*>(&value), 2);
+    }
+    auto const number = [](std::uint32_t value, std::size_t bytes) {
+        return std::string(reinterpret_cast<char const*>(&value), bytes);
+    };
+    auto const width = static_cast<std::uint32_t>(2 * channels);
+    auto const size = static_cast<std::uint32_t>(data.size());
+    return "RIFF" + number(36 + size, 4) + "WAVEfmt " + number(16, 4) + number(1, 2)
+        + number(static_cast<std::uint32_t>(channels), 2) + number(48000, 4) + number(48000 * width, 4)
+        + number(width, 2) + number(16, 2) + "data" + number(size, 4) + data;
+}
+
+} // namespace
+
+bool eventually(std::function<bool()> const& condition, double limit)
+{
+    for (auto const end = Clock::now() + seconds(limit); Clock::now() < end;) {
+        if (condition())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+TestProcess::TestProcess(std::vector<std::string> const& words, Environment const& environment, std::string output,
+    std::string const& errors)
+    : m_output(std::move(output))
+{
+    std::vector<char*> arguments;
+    for (auto const& word : words)
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    std::vector<char*> settings;
+    for (auto const& setting : environment)
+        settings.push_back(const_cast<char*>(setting.c_str()));
+    settings.push_back(nullptr);
+    m_process = ::fork();
+    if (m_process != 0)
+        return;
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::dup2(::open("/dev/null", O_RDONLY), 0);
+    ::dup2(::open(m_output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+    ::dup2(::open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+    ::execvpe(arguments[0], arguments.data(), settings.data());
+    ::_exit(127);
+}
+
+TestProcess::~TestProcess() { end(SIGKILL); }
+
+bool TestProcess::runs() const
+{
+    if (m_process > 0 && ::waitpid(m_process, nullptr, WNOHANG) == m_process)
+        m_process = -1;
+    return m_process > 0;
+}
+
+void TestProcess::signal(int number) const
+{
+    if (runs())
+        ::kill(m_process, number);
+}
+
+void TestProcess::end(int number)
+{
+    signal(number);
+    if (!eventually([this] { return !runs(); }, 3) && m_process > 0) {
+        ::kill(m_process, SIGKILL);
+        ::waitpid(m_process, nullptr, 0);
+        m_process = -1;
+    }
+}
+
+SoundServer::SoundServer()
+{
+    write(additions() + "/10-lab.conf", configuration());
+    write(m_folder / "config/wireplumber/main.lua.d/80-lab.lua", noHardware);
+    write(m_folder / "config/wireplumber/bluetooth.lua.d/80-lab.lua", "bluez_monitor.enabled = false\n");
+    auto const runtime = m_folder / "run";
+    fs::create_directory(runtime);
+    fs::permissions(runtime, fs::perms::owner_all);
+    std::map<std::string, std::string> const settings{{"XDG_RUNTIME_DIR", runtime}, {"HOME", m_folder.path()},
+        {"XDG_CONFIG_HOME", m_folder / "config"}, {"XDG_STATE_HOME", m_folder / "state"},
+        {"PIPEWIRE_RUNTIME_DIR", runtime}, {"PULSE_RUNTIME_PATH", runtime + "/pulse"},
+        {"PULSE_SERVER", "unix:" + runtime + "/pulse/native"},
+        {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime + "/bus"}, {"DISABLE_RTKIT", "y"}};
+    for (auto const& [name, value] : settings)
+        ::setenv(name.c_str(), value.c_str(), 1);
+    for (auto const* name : {"DISPLAY", "WAYLAND_DISPLAY", "PIPEWIRE_REMOTE"})
+        ::unsetenv(name);
+    for (auto* setting = environ; *setting; ++setting)
+        m_environment.emplace_back(*setting);
+}
+
+SoundServer::~SoundServer() { stop(); }
+
+void SoundServer::start(Part part)
+{
+    static std::map<Part, std::pair<std::string, std::string>> const plans{{Part::bus, {"dbus-daemon", "bus"}},
+        {Part::pipewire, {"pipewire", "pipewire-0"}}, {Part::sessionManager, {"wireplumber", ""}},
+        {Part::pulse, {"pipewire-pulse", "pulse/native"}}};
+    auto const& [program, socket] = plans.at(part);
+    if (m_parts[part] && m_parts[part]->runs())
+        return;
+    auto const path = m_folder / "run/" + socket;
+    if (!socket.empty())
+        fs::remove(path); // of one that was killed
+    std::vector<std::string> words{program};
+    if (part == Part::bus)
+        words.insert(words.end(), {"--session", "--nofork", "--nopidfile", "--address=unix:path=" + path});
+    m_parts[part]
+        = std::make_unique<TestProcess>(words, m_environment, m_folder / program + ".out", m_folder / program + ".log");
+    if (!socket.empty())
+        EXPECT_TRUE(eventually([&] { return fs::exists(path); }, readyLimit)) << program << " does not start";
+}
+
+bool SoundServer::start()
+{
+    for (auto const part : {Part::bus, Part::pipewire, Part::sessionManager, Part::pulse})
+        start(part);
+    bool const good = eventually([this] { return ready(); }, readyLimit);
+    EXPECT_TRUE(good) << "the private sound server is not ready: " << run({"pw-link", "-io"});
+    return good;
+}
+
+void SoundServer::stop()
+{
+    for (auto const part : {Part::pulse, Part::sessionManager, Part::pipewire, Part::bus})
+        end(part);
+}
+
+void SoundServer::end(Part part, int signal)
+{
+    if (auto const& process = m_parts[part])
+        process->end(signal);
+}
+
+/// The session manager has chosen, and has given the devices their ports: either alone is not enough.
+bool SoundServer::ready() const
+{
+    if (defaultNode("default.audio.sink").empty() || defaultNode("default.audio.source").empty())
+        return false;
+    auto const ports = run({"pw-link", "-io"});
+    for (auto const* port : {"lab.speakers:playback_FR", "lab.headset:playback_FR", "lab.duplex:playback_FR",
+             "lab.mic:capture_MONO", "lab.mic2:capture_MONO"}) {
+        if (ports.find(port) == std::string::npos)
+            return false;
+    }
+    return true;
+}
+
+std::string SoundServer::run(std::vector<std::string> const& words) const
+{
+    TestProcess program(words, m_environment, fmt::format("{}/run-{}.out", folder(), ::gettid()));
+    if (!eventually([&] { return !program.runs(); }, 5))
+        ADD_FAILURE() << words.front() << " hangs";
+    return read(program.output());
+}
+
+std::unique_ptr<TestProcess> SoundServer::startProgram(std::vector<std::string> const& words)
+{
+    auto const name = fmt::format("{}/{}-{}", folder(), fs::path(words.front()).filename().string(), ++m_files);
+    return std::make_unique<TestProcess>(words, m_environment, name + ".out", name + ".log");
+}
+
+std::unique_ptr<TestProcess> SoundServer::play(Tone const& tone)
+{
+    auto const file = fmt::format("{}/tone-{}-{}.wav", folder(), tone.frequency, tone.channels);
+    if (!fs::exists(file))
+        write(file, waveFile(tone.frequency, tone.channels));
+    std::vector<std::string> words{"pw-play", file};
+    if (!tone.device.empty())
+        words.insert(words.begin() + 1, "--target=" + tone.device);
+    return startProgram(words);
+}
+
+std::unique_ptr<SoundServer::Listener> SoundServer::listen(std::string const& output)
+{
+    return std::make_unique<Listener>(startProgram({"parec", "--device=" + output + ".monitor", "--raw",
+        "--format=float32le", "--rate=48000", "--channels=2", "--latency-msec=20"}));
+}
+
+std::optional<double> SoundServer::Listener::level(double frequency) const
+{
+    auto const count = static_cast<std::size_t>(window * rate);
+    auto const bytes = static_cast<std::streamoff>(count * 2 * sizeof(float));
+    std::ifstream file(m_program->output(), std::ios::binary | std::ios::ate);
+    auto const size = file.tellg() / 8 * 8;
+    if (size < bytes)
+        return {};
+    file.seekg(size - bytes);
+    std::vector<float> stereo(count * 2);
+    file.read(reinterpret_cast<char*>(stereo.data()), bytes);
+    std::vector<float> left(count);
+    for (std::size_t i = 0; i < count; ++i)
+        left[i] = stereo[2 * i];
+    return fitTone(left, frequency, rate).level;
+}
+
+bool SoundServer::Listener::hears(double frequency, double level, double limit) const
+{
+    return eventually(
+        [&] {
+            auto const now = this->level(frequency);
+            return now && std::abs(*now - level) < 0.02 + level / 10;
+        },
+        limit);
+}
+
+void SoundServer::setDefault(char const* key, std::optional<std::string> const& node) const
+{
+    if (node)
+        run({"pw-metadata", "-n", "default", "0", key, jsonText({{"name", *node}}), "Spa:String:JSON"});
+    else
+        run({"pw-metadata", "-n", "default", "-d", "0", key});
+}
+
+std::string SoundServer::defaultNode(char const* key) const
+{
+    // update: id:0 key:'default.audio.sink' value:'{"name":"lab.speakers"}' type:'Spa:String:JSON'
+    auto const text = run({"pw-metadata", "-n", "default", "0", key});
+    auto const from = text.find("value:'");
+    auto const to = from == std::string::npos ? from : text.find("' type:", from);
+    if (to == std::string::npos)
+        return "";
+    return jsonString(parseJson(text.substr(from + 7, to - from - 7)).value_or(Json()), "name").value_or("");
+}
+
+std::optional<unsigned> SoundServer::idOf(std::string const& node) const
+{
+    for (auto const& object : parseJson(run({"pw-dump"})).value_or(Json())) {
+        auto const* info = jsonMember(object, "info");
+        auto const* properties = info ? jsonMember(*info, "props") : nullptr;
+        if (properties && jsonString(object, "type") == "PipeWire:Interface:Node"
+            && jsonString(*properties, "node.name") == node)
+            return static_cast<unsigned>(jsonInteger(object, "id").value_or(0));
+    }
+    return {};
+}
+
+void SoundServer::unplug(std::string const& node) const
+{
+    if (auto const id = idOf(node))
+        run({"pw-cli", "destroy", std::to_string(*id)});
+    EXPECT_TRUE(eventually([&] { return !idOf(node); }));
+}
+
+void SoundServer::plug(std::string const& node) const
+{
+    run({"pw-cli", "create-node", "adapter", fmt::format("{{ {} {} }}", nullSink, deviceProperties.at(node))});
+    EXPECT_TRUE(
+        eventually([&] { return run({"pw-link", "-io"}).find(node + ":playback_FR") != std::string::npos; }));
+}
+
+int SoundServer::count(char const* kind) const
+{
+    int count = 0;
+    for (auto const& object : parseJson(run({"pw-dump"})).value_or(Json()))
+        count += jsonString(object, "type") == std::string("PipeWire:Interface:") + kind;
+    return count;
+}
+
+} // namespace lingrelay

@@ -1,0 +1,119 @@
+#pragma once
+
+#include "tests/support/TemporaryFolder.h"
+
+#include <csignal>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace lingrelay {
+
+/// A process that a test starts. Ended with the object, or with the test.
+class TestProcess {
+public:
+    using Environment = std::vector<std::string>; ///< "NAME=VALUE"
+
+    /// `words[0]` is looked for in PATH. What it prints goes to files.
+    TestProcess(std::vector<std::string> const& words, Environment const& environment, std::string output,
+        std::string const& errors = "/dev/null");
+    ~TestProcess();
+    TestProcess(TestProcess const&) = delete;
+    TestProcess& operator=(TestProcess const&) = delete;
+
+    pid_t id() const { return m_process; }
+    bool runs() const;
+    void signal(int number) const;
+    /// Ends it and waits for that.
+    void end(int number = SIGTERM);
+    std::string const& output() const { return m_output; }
+
+private:
+    mutable pid_t m_process;
+    std::string m_output;
+};
+
+/// A sound system of the test's own: session bus, PipeWire, session manager and PulseAudio's protocol, in a folder of
+/// its own and with made-up devices. No sound hardware is touched. Not while another one lives: this process itself
+/// then talks to it.
+class SoundServer {
+public:
+    enum class Part { bus, pipewire, sessionManager, pulse };
+    // Node names of the devices. What is played into a feed is what its microphone hears.
+    static constexpr char const* speakers = "lab.speakers"; ///< the default output
+    static constexpr char const* headset = "lab.headset";
+    static constexpr char const* microphone = "lab.mic"; ///< the default input, part of the machine
+    static constexpr char const* secondMicrophone = "lab.mic2";
+    static constexpr char const* duplex = "lab.duplex"; ///< for both directions
+
+    /// Sets this process's environment. Nothing runs yet.
+    SoundServer();
+    ~SoundServer();
+
+    TestProcess::Environment const& environment() const { return m_environment; }
+    std::string const& folder() const { return m_folder.path(); }
+    /// The server's folder of the user's additions to its configuration.
+    std::string additions() const { return m_folder / "config/pipewire/pipewire.conf.d"; }
+
+    /// Starts all that does not run, and waits until it can be used. False, with a failure of the test, when it cannot.
+    bool start();
+    void stop();
+    void start(Part part);
+    void end(Part part, int signal = SIGKILL);
+
+    /// Runs a program of the server's to its end: what it prints.
+    std::string run(std::vector<std::string> const& words) const;
+    std::unique_ptr<TestProcess> startProgram(std::vector<std::string> const& words);
+    struct Tone {
+        double frequency = 440; ///< at level 0.5
+        std::string device = {}; ///< node name; empty: the default
+        int channels = 2;
+    };
+    /// Another program plays, for up to a minute.
+    std::unique_ptr<TestProcess> play(Tone const& tone);
+
+    /// What an output plays, heard from outside.
+    class Listener;
+    std::unique_ptr<Listener> listen(std::string const& output);
+
+    void setDefault(char const* key, std::optional<std::string> const& node) const;
+    /// The name in a metadata value such as "default.audio.sink"; empty: none.
+    std::string defaultNode(char const* key) const;
+    /// The server's own number of a node; nothing when there is none.
+    std::optional<unsigned> idOf(std::string const& node) const;
+    void unplug(std::string const& node) const;
+    /// Brings a device back that was unplugged: speakers, headset, or the duplex device.
+    void plug(std::string const& node) const;
+    /// How many objects of a kind there are: "Link", "Node", "Port".
+    int count(char const* kind) const;
+
+private:
+    bool ready() const;
+
+    TemporaryFolder m_folder;
+    TestProcess::Environment m_environment;
+    std::map<Part, std::unique_ptr<TestProcess>> m_parts;
+    int m_files = 0;
+};
+
+class SoundServer::Listener {
+public:
+    explicit Listener(std::unique_ptr<TestProcess> program) : m_program(std::move(program)) { }
+
+    /// Of a tone in the last part of a second; nothing before so much has been heard.
+    std::optional<double> level(double frequency) const;
+    /// Waits until the tone has about that level, which is kept for a moment.
+    bool hears(double frequency, double level, double limit = 5) const;
+
+private:
+    std::unique_ptr<TestProcess> m_program;
+};
+
+/// Waits in real time until it is so.
+bool eventually(std::function<bool()> const& condition, double limit = 5);
+
+} // namespace lingrelay
