@@ -3,6 +3,7 @@
 #include "base/Json.h"
 #include "base/Log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -97,9 +98,11 @@ PipeWireConnection::~PipeWireConnection()
 {
     {
         Lock const lock(*this);
-        disconnect();
+        sync(); // what was asked for is done
     }
-    pw_thread_loop_stop(m_loop); // before what its events refer to
+    pw_thread_loop_stop(
+        m_loop); // before what its events refer to; a loop that waits does not bear the loss of a source
+    disconnect();
     auto* const loop = pw_thread_loop_get_loop(m_loop);
     pw_loop_destroy_source(loop, m_timer);
     pw_loop_destroy_source(loop, m_changeEvent);
@@ -131,7 +134,7 @@ bool PipeWireConnection::connect()
     pw_core_add_listener(m_core, &m_coreListener, &coreEvents, this);
     m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
     pw_registry_add_listener(m_registry, &m_registryListener, &registryEvents, this);
-    m_rounds = 0;
+    m_rounds = m_done = 0;
     m_pending = pw_core_sync(m_core, PW_ID_CORE, 0);
     return true;
 }
@@ -161,8 +164,10 @@ void PipeWireConnection::disconnect()
 void PipeWireConnection::add(Member& member)
 {
     m_members.insert(&member);
-    if (m_ready)
-        member.connected();
+    if (!m_ready)
+        return;
+    member.connected();
+    member.changed();
 }
 
 void PipeWireConnection::remove(Member& member) { m_members.erase(&member); }
@@ -203,10 +208,10 @@ void PipeWireConnection::turn()
 void PipeWireConnection::onDone(void* data, std::uint32_t id, int sequence)
 {
     auto& self = *static_cast<PipeWireConnection*>(data);
-    if (id != PW_ID_CORE || sequence != self.m_pending)
+    if (id != PW_ID_CORE)
         return;
     self.m_done = sequence;
-    if (self.m_rounds < fullRounds && ++self.m_rounds < fullRounds)
+    if (sequence == self.m_pending && self.m_rounds < fullRounds && ++self.m_rounds < fullRounds)
         self.m_pending = pw_core_sync(self.m_core, PW_ID_CORE, 0);
     self.noteChange();
 }
@@ -342,6 +347,20 @@ PipeWireConnection::Object const* PipeWireConnection::node(std::string_view name
     return nullptr;
 }
 
+std::vector<PipeWireConnection::Object const*> PipeWireConnection::ports(
+    std::uint32_t node, std::string_view direction) const
+{
+    std::vector<Object const*> found;
+    for (auto const& [id, object] : m_objects) {
+        if (object.type == PW_TYPE_INTERFACE_Port && object.number(PW_KEY_NODE_ID) == node
+            && object.get(PW_KEY_PORT_DIRECTION) == direction)
+            found.push_back(&object);
+    }
+    std::sort(found.begin(), found.end(),
+        [](auto const* a, auto const* b) { return a->number(PW_KEY_PORT_ID) < b->number(PW_KEY_PORT_ID); });
+    return found;
+}
+
 bool PipeWireConnection::foreignStream(Object const& object) const
 {
     if (object.type != PW_TYPE_INTERFACE_Node || !object.complete
@@ -394,8 +413,8 @@ bool PipeWireConnection::sync()
 {
     if (!m_ready)
         return false;
-    auto const sequence = m_pending = pw_core_sync(m_core, PW_ID_CORE, 0);
-    return waitUntil(syncLimit, [this, sequence] { return m_done == sequence || !m_ready; }) && m_ready;
+    auto const sequence = pw_core_sync(m_core, PW_ID_CORE, 0);
+    return waitUntil(syncLimit, [this, sequence] { return m_done >= sequence || !m_ready; }) && m_ready;
 }
 
 bool PipeWireConnection::waitUntil(double limit, std::function<bool()> const& done)

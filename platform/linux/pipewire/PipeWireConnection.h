@@ -68,6 +68,7 @@ public:
 
     /// Told `connected` at once when there is a server.
     void add(Member& member);
+    /// Without a call to it.
     void remove(Member& member);
 
     bool connected() const { return m_ready; }
@@ -79,6 +80,8 @@ public:
     std::map<std::uint32_t, Object> const& objects() const { return m_objects; }
     Object const* find(std::uint32_t id) const;
     Object const* node(std::string_view name) const;
+    /// Of a node, in the order of its channels. What gives sound is "out": a microphone's ports, an output's monitors.
+    std::vector<Object const*> ports(std::uint32_t node, std::string_view direction) const;
     /// A playing stream of another program, and no filter.
     bool foreignStream(Object const& object) const;
     double graphRate() const;
@@ -144,8 +147,8 @@ private:
     bool m_lost = false; ///< the server went away; not yet taken down
     bool m_changed = false;
     int m_rounds = 0; ///< of syncs until the mirror is complete
-    int m_pending = 0; ///< sequence that is waited for
-    int m_done = 0;
+    int m_pending = 0; ///< the sequence of such a round
+    int m_done = 0; ///< the last sequence that was answered
 };
 
 } // namespace lingrelay

@@ -22,7 +22,6 @@ PipeWireDevices::PipeWireDevices(
 {
     PipeWireConnection::Lock const lock(m_connection);
     m_connection.add(*this);
-    changed();
 }
 
 PipeWireDevices::~PipeWireDevices()
@@ -33,22 +32,17 @@ PipeWireDevices::~PipeWireDevices()
 
 void PipeWireDevices::changed()
 {
-    auto const current = m_connection.nameIn(defaultSource);
-    if (m_settled || current.empty())
+    m_switched.changed();
+    if (m_settled || m_connection.nameIn(defaultSource).empty())
         return;
     m_settled = true;
-    m_switched.recover(isVirtualNode(current));
+    m_switched.recover();
 }
 
-/// By ports, which a node has once the session manager has set it up. What comes out of an output is its monitor.
+/// By ports, which a node has once the session manager has set it up.
 int PipeWireDevices::channels(Object const& node, Side side) const
 {
-    std::string_view const direction = side == Side::input ? "out" : "in";
-    int count = 0;
-    for (auto const& [id, port] : m_connection.objects())
-        count += port.type == PW_TYPE_INTERFACE_Port && port.number(PW_KEY_NODE_ID) == node.id
-            && port.get(PW_KEY_PORT_DIRECTION) == direction;
-    return count;
+    return static_cast<int>(m_connection.ports(node.id, side == Side::input ? "out" : "in").size());
 }
 
 std::vector<AudioDevice> PipeWireDevices::list(Side side)
@@ -130,9 +124,8 @@ std::optional<PipeWireDevices::Node> PipeWireDevices::input(std::optional<std::u
     // A machine without a microphone falls back to the virtual one, where this program would hear itself.
     if (!node || (!device && isVirtualNode(name)))
         return {};
-    bool const monitor = node->get(PW_KEY_MEDIA_CLASS).starts_with("Audio/Sink");
     auto const count = channels(*node, Side::input);
-    return count > 0 ? std::optional(Node{name, count, monitor}) : std::nullopt;
+    return count > 0 ? std::optional(Node{name, count}) : std::nullopt;
 }
 
 std::optional<std::string> PipeWireDevices::output(std::uint32_t device)

@@ -15,7 +15,6 @@ public:
     struct Node {
         std::string name; ///< the server's
         int channels = 0;
-        bool monitor = false; ///< an output, listened to
     };
 
     /// `switchedInput`: where the default input that a session replaced is kept until it is put back.
@@ -37,7 +36,11 @@ public:
 private:
     enum class Side { input, output };
 
-    void connected() override { m_settled = false; }
+    void connected() override
+    {
+        m_settled = false;
+        m_switched.serverCame();
+    }
     void changed() override;
     std::vector<AudioDevice> list(Side side);
     int channels(PipeWireConnection::Object const& node, Side side) const;

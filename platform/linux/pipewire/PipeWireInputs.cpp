@@ -22,7 +22,7 @@ private:
     {
         while (auto* const buffer = pw_stream_dequeue_buffer(stream())) {
             auto const& data = buffer->buffer->datas[0];
-            if (data.data && place() == Place::right)
+            if (data.data)
                 m_queue.push({reinterpret_cast<float const*>(static_cast<char const*>(data.data) + data.chunk->offset),
                     data.chunk->size / sizeof(float)});
             pw_stream_queue_buffer(stream(), buffer);
@@ -57,17 +57,17 @@ Result<std::unique_ptr<AudioInput>> PipeWireInputs::open(
         return noServerError();
     auto const node = m_devices.input(device);
     if (!node || format.sampleRate <= 0 || format.channels <= 0)
-        return Error{Error::Kind::resourceUnavailable, "the device is not there"};
+        return noDeviceError();
     PipeWireStream::Plan plan;
     plan.name = "lingrelay.input";
     plan.description = "Lingrelay: microphone";
     plan.rate = format.sampleRate;
     plan.channels = format.channels;
     plan.latency = fmt::format("{}/{:.0f}", blockFrames, format.sampleRate);
-    if (device)
-        plan.target = node->name;
-    if (node->monitor)
-        plan.links = PipeWireStream::Plan::Links::monitor;
+    if (device) {
+        plan.source = PipeWireStream::Plan::Source::device;
+        plan.device = node->name;
+    }
     return std::unique_ptr<AudioInput>(std::make_unique<Input>(m_connection, std::move(plan), blockFrames, receiver));
 }
 

@@ -37,7 +37,9 @@ public:
 
 private:
     struct Moved {
+        std::string serial; ///< the stream's; a number is given to others later
         std::optional<Value> before;
+        bool seen = false; ///< the server has told that it is in the sink
     };
 
     void create();
@@ -45,6 +47,7 @@ private:
     void connected() override { create(); }
     void disconnected() override;
     void changed() override;
+    void move(PipeWireConnection::Object const& stream);
 
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;
@@ -52,14 +55,19 @@ private:
     pw_proxy* m_proxy = nullptr;
     spa_hook m_listener{};
     int m_error = 0;
+    bool m_begun = false;
+    bool m_lost = false; ///< somebody has taken the sink away
     std::map<std::uint32_t, Moved> m_moved;
 };
 
 void PipeWireMuter::Sink::create()
 {
+    if (m_proxy)
+        return;
     static pw_proxy_events const events = [] {
         pw_proxy_events result{};
         result.version = PW_VERSION_PROXY_EVENTS;
+        result.removed = [](void* self) { static_cast<Sink*>(self)->m_lost = true; };
         result.error = [](void* self, int, int code, char const*) { static_cast<Sink*>(self)->m_error = code; };
         return result;
     }();
@@ -68,9 +76,11 @@ void PipeWireMuter::Sink::create()
         m_name.c_str(), PW_KEY_NODE_DESCRIPTION, "Muted by Lingrelay", PW_KEY_MEDIA_CLASS, "Audio/Sink",
         "audio.position", "FL,FR", PW_KEY_PRIORITY_SESSION, "0", nullptr);
     m_error = 0;
+    m_lost = false;
     m_proxy = static_cast<pw_proxy*>(pw_core_create_object(
         m_connection.core(), "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &properties->dict, 0));
     pw_properties_free(properties);
+    m_listener = {};
     if (!m_proxy)
         m_error = -errno;
     else
@@ -89,9 +99,9 @@ int PipeWireMuter::Sink::make()
 
 void PipeWireMuter::Sink::begin()
 {
+    m_begun = true;
     m_guard.note({{"sink", m_name}});
     m_connection.add(*this);
-    changed();
 }
 
 PipeWireMuter::Sink::~Sink()
@@ -106,7 +116,8 @@ PipeWireMuter::Sink::~Sink()
     if (!m_moved.empty())
         m_connection.sync();
     destroy();
-    m_guard.note({{"sink", nullptr}});
+    if (m_begun)
+        m_guard.note({{"sink", nullptr}});
 }
 
 void PipeWireMuter::Sink::destroy()
@@ -125,20 +136,42 @@ void PipeWireMuter::Sink::disconnected()
 
 void PipeWireMuter::Sink::changed()
 {
+    if (m_lost) {
+        destroy();
+        create();
+    }
     if (!m_connection.node(m_name))
         return;
-    std::erase_if(m_moved, [this](auto const& entry) { return !m_connection.find(entry.first); });
+    std::erase_if(m_moved, [this](auto const& entry) {
+        auto const* const stream = m_connection.find(entry.first);
+        return !stream || stream->get(PW_KEY_OBJECT_SERIAL) != entry.second.serial;
+    });
     for (auto const& [id, object] : m_connection.objects()) {
-        if (m_moved.contains(id) || !m_connection.foreignStream(object))
-            continue;
-        auto before = m_connection.metadata(id, targetKey);
-        if (before && isMuteSink(before->value))
-            before.reset(); // left over from an instance that died
-        m_guard.note(
-            {{"stream", id}, {"target", before ? Json(before->value) : Json()}, {"type", before ? before->type : ""}});
-        m_connection.setMetadata(id, targetKey, Value{"Spa:String", m_name});
-        m_moved[id] = {std::move(before)};
+        if (m_connection.foreignStream(object))
+            move(object);
     }
+}
+
+/// Also when somebody has moved it elsewhere meanwhile; there it is to go in the end.
+void PipeWireMuter::Sink::move(PipeWireConnection::Object const& stream)
+{
+    auto now = m_connection.metadata(stream.id, targetKey);
+    auto const known = m_moved.find(stream.id);
+    if (now && now->value == m_name) {
+        if (known != m_moved.end())
+            known->second.seen = true;
+        return;
+    }
+    if (known != m_moved.end() && !known->second.seen)
+        return; // it has been asked for
+    if (now && isMuteSink(now->value)) {
+        if (m_connection.node(now->value))
+            return; // another instance silences it, and knows where it belongs
+        now.reset(); // left over from one that died
+    }
+    m_guard.note({{"stream", stream.id}, {"target", now ? Json(now->value) : Json()}, {"type", now ? now->type : ""}});
+    m_connection.setMetadata(stream.id, targetKey, Value{"Spa:String", m_name});
+    m_moved[stream.id] = {stream.get(PW_KEY_OBJECT_SERIAL), std::move(now)};
 }
 
 PipeWireMuter::PipeWireMuter(PipeWireConnection& connection, SoundGuard& guard)

@@ -8,11 +8,9 @@ namespace lingrelay {
 
 class PipeWireOutputs::Output final : public AudioOutput, private PipeWireStream {
 public:
-    /// `isVirtual`: the target is the virtual microphone.
-    Output(PipeWireConnection& connection, Plan plan, bool isVirtual, AudioRenderer& renderer)
+    Output(PipeWireConnection& connection, Plan plan, AudioRenderer& renderer)
         : PipeWireStream(connection, std::move(plan))
         , m_renderer(renderer)
-        , m_virtual(isVirtual)
     {
         open();
     }
@@ -35,12 +33,7 @@ private:
         if (buffer->requested > 0)
             frames = std::min(frames, static_cast<std::uint32_t>(buffer->requested));
         auto* const samples = static_cast<float*>(data.data);
-        auto const where = place();
-        if (where != Place::moving)
-            m_renderer.render(samples, frames);
-        // What was meant for the other side of a call must not come out of the user's speakers.
-        if (where == Place::moving || (where == Place::astray && m_virtual))
-            std::fill_n(samples, frames, 0.0F);
+        m_renderer.render(samples, frames);
         data.chunk->offset = 0;
         data.chunk->stride = sizeof(float);
         data.chunk->size = frames * static_cast<std::uint32_t>(sizeof(float));
@@ -49,7 +42,6 @@ private:
     void report(std::optional<Error> const&) override { }
 
     AudioRenderer& m_renderer;
-    bool const m_virtual;
 };
 
 PipeWireOutputs::PipeWireOutputs(PipeWireConnection& connection, PipeWireDevices& devices)
@@ -69,15 +61,16 @@ std::unique_ptr<AudioOutput> PipeWireOutputs::open(std::optional<std::uint32_t> 
     plan.name = "lingrelay.voice";
     plan.description = "Lingrelay: translation";
     plan.rate = m_connection.graphRate();
-    bool isVirtual = false;
     if (device) {
-        plan.target = m_devices.output(*device);
-        if (!plan.target)
+        auto const name = m_devices.output(*device);
+        if (!name)
             return nullptr;
-        auto const* const node = m_connection.node(*plan.target);
-        isVirtual = AudioDevices::isVirtual({*device, node->get(PW_KEY_NODE_DESCRIPTION)});
+        plan.source = PipeWireStream::Plan::Source::device;
+        plan.device = *name;
+    } else if (!m_connection.node(m_connection.nameIn("default.audio.sink"))) {
+        return nullptr;
     }
-    return std::make_unique<Output>(m_connection, std::move(plan), isVirtual, renderer);
+    return std::make_unique<Output>(m_connection, std::move(plan), renderer);
 }
 
 } // namespace lingrelay

@@ -2,29 +2,74 @@
 
 #include "base/Log.h"
 
-#include <fmt/format.h>
+#include <algorithm>
+
 #include <spa/param/audio/format-utils.h>
 
 namespace lingrelay {
 
 namespace {
 
-constexpr int stuckAfter = 12; ///< ticks, 3 s
+constexpr Duration stuckAfter = seconds(3); ///< a device that rests needs less to wake up, a server to come up
+constexpr std::size_t mostOutputs = 2; ///< of a device with more channels the first two, which are left and right
 
 Error stuckError()
 {
     return {Error::Kind::resourceUnavailable,
-        "the audio service is stuck: restart pipewire and wireplumber, or log in again"};
+        "the audio service is stuck; log in again or restart pipewire and wireplumber"};
+}
+
+bool linksItself(PipeWireStream::Plan const& plan) { return plan.source != PipeWireStream::Plan::Source::standard; }
+
+pw_properties* propertiesOf(PipeWireStream::Plan const& plan)
+{
+    bool const plays = plan.direction == PW_DIRECTION_OUTPUT;
+    // Nothing of an earlier run is to be remembered: neither volume nor device.
+    auto* const properties = pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY,
+        plays ? "Playback" : "Capture", PW_KEY_NODE_NAME, plan.name, PW_KEY_NODE_DESCRIPTION, plan.description,
+        PW_KEY_MEDIA_NAME, plan.description, "state.restore-props", "false", "state.restore-target", "false", nullptr);
+    if (!plan.latency.empty())
+        pw_properties_set(properties, PW_KEY_NODE_LATENCY, plan.latency.c_str());
+    if (linksItself(plan))
+        pw_properties_set(properties, PW_KEY_NODE_AUTOCONNECT, "false");
+    if (plan.source == PipeWireStream::Plan::Source::programs)
+        pw_properties_set(properties, PW_KEY_NODE_ALWAYS_PROCESS, "true"); // silence flows, too
+    return properties;
+}
+
+spa_audio_info_raw formatOf(PipeWireStream::Plan const& plan)
+{
+    spa_audio_info_raw format{};
+    format.format = SPA_AUDIO_FORMAT_F32;
+    format.rate = static_cast<std::uint32_t>(plan.rate);
+    format.channels = static_cast<std::uint32_t>(plan.channels);
+    if (plan.channels == 1)
+        format.position[0] = SPA_AUDIO_CHANNEL_MONO;
+    if (plan.channels == 2) {
+        format.position[0] = SPA_AUDIO_CHANNEL_FL;
+        format.position[1] = SPA_AUDIO_CHANNEL_FR;
+    }
+    for (int channel = 0; plan.channels > 2 && channel < plan.channels; ++channel)
+        format.position[channel] = static_cast<std::uint32_t>(SPA_AUDIO_CHANNEL_AUX0 + channel);
+    return format;
 }
 
 } // namespace
 
 Error noServerError() { return {Error::Kind::resourceUnavailable, "the sound server (PipeWire) is not running"}; }
+Error noDeviceError() { return {Error::Kind::resourceUnavailable, "the device is not there"}; }
+
+PipeWireStream::PipeWireStream(PipeWireConnection& connection, Plan plan)
+    : m_connection(connection)
+    , m_plan(std::move(plan))
+    , m_links(
+          connection, m_plan.source == Plan::Source::programs ? PortLinks::Demand::passive : PortLinks::Demand::active)
+{
+}
 
 void PipeWireStream::open()
 {
     PipeWireConnection::Lock const lock(m_connection);
-    m_place = m_plan.target ? Place::moving : Place::right;
     m_connection.add(*this);
     if (!m_connection.connected())
         tell(noServerError());
@@ -39,18 +84,19 @@ void PipeWireStream::close()
 
 void PipeWireStream::destroy()
 {
+    m_links.clear();
     if (!m_stream)
         return;
     spa_hook_remove(&m_listener);
     pw_stream_destroy(std::exchange(m_stream, nullptr)); // the data thread does not come any more
-    m_streaming = m_pinned = false;
-    m_waited = 0;
+    m_streaming = false;
+    m_refusal.clear();
 }
 
 void PipeWireStream::disconnected()
 {
     destroy();
-    tell(Error{Error::Kind::networkConnectionLost, "the sound server has gone away"});
+    tell(noServerError());
 }
 
 void PipeWireStream::build()
@@ -64,114 +110,109 @@ void PipeWireStream::build()
         };
         return result;
     }();
-    bool const plays = m_plan.direction == PW_DIRECTION_OUTPUT;
-    bool const linked = m_plan.links != Plan::Links::none;
-    // Nothing of an earlier run is to be remembered: neither volume nor device.
-    auto* const properties
-        = pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture",
-            PW_KEY_NODE_NAME, m_plan.name, PW_KEY_NODE_DESCRIPTION, m_plan.description, PW_KEY_MEDIA_NAME,
-            m_plan.description, "state.restore-props", "false", "state.restore-target", "false", nullptr);
-    if (!m_plan.latency.empty())
-        pw_properties_set(properties, PW_KEY_NODE_LATENCY, m_plan.latency.c_str());
-    if (m_plan.links == Plan::Links::monitor)
-        pw_properties_set(properties, PW_KEY_STREAM_CAPTURE_SINK, "true");
-    if (!linked) {
-        pw_properties_set(properties, PW_KEY_NODE_AUTOCONNECT, "false");
-        pw_properties_set(properties, PW_KEY_NODE_ALWAYS_PROCESS, "true"); // silence flows, too
-    }
-    m_stream = pw_stream_new(m_connection.core(), m_plan.description, properties);
+    m_fine = Clock::now();
+    m_stream = pw_stream_new(m_connection.core(), m_plan.description, propertiesOf(m_plan));
     spa_zero(m_listener);
     pw_stream_add_listener(m_stream, &m_listener, &events, this);
-    spa_audio_info_raw format{};
-    format.format = SPA_AUDIO_FORMAT_F32;
-    format.rate = static_cast<std::uint32_t>(m_plan.rate);
-    format.channels = static_cast<std::uint32_t>(m_plan.channels);
-    if (m_plan.channels == 1)
-        format.position[0] = SPA_AUDIO_CHANNEL_MONO;
-    if (m_plan.channels == 2) {
-        format.position[0] = SPA_AUDIO_CHANNEL_FL;
-        format.position[1] = SPA_AUDIO_CHANNEL_FR;
-    }
-    if (m_plan.channels > 2)
-        format.flags = SPA_AUDIO_FLAG_UNPOSITIONED;
+    auto format = formatOf(m_plan);
     std::uint8_t buffer[1024];
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(buffer, sizeof buffer);
     spa_pod const* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &format)};
     auto const flags = PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS
-        | (linked ? PW_STREAM_FLAG_AUTOCONNECT : PW_STREAM_FLAG_NONE);
+        | (linksItself(m_plan) ? PW_STREAM_FLAG_NONE : PW_STREAM_FLAG_AUTOCONNECT);
     pw_stream_connect(m_stream, m_plan.direction, PW_ID_ANY, static_cast<pw_stream_flags>(flags), parameters, 1);
 }
 
-std::uint32_t PipeWireStream::nodeId() const { return m_stream ? pw_stream_get_node_id(m_stream) : PW_ID_ANY; }
-
-/// By metadata and the node's name, the stream stays with the device, also over a time in which that is not there; a
-/// target among the properties would be taken for the default when it is the default now.
-void PipeWireStream::pin()
+std::vector<PipeWireConnection::Object const*> PipeWireStream::ownPorts() const
 {
-    if (m_pinned || !m_plan.target || nodeId() == PW_ID_ANY || !m_connection.managed())
-        return;
-    m_pinned = true;
-    m_connection.setMetadata(
-        nodeId(), "target.object", PipeWireConnection::MetadataValue{"Spa:String", *m_plan.target});
+    auto const node = m_stream ? pw_stream_get_node_id(m_stream) : PW_ID_ANY;
+    return node == PW_ID_ANY ? std::vector<PipeWireConnection::Object const*>()
+                             : m_connection.ports(node, m_plan.direction == PW_DIRECTION_OUTPUT ? "out" : "in");
 }
 
-/// A stream begins on the default device and is then moved; what passes meanwhile is not meant for it.
+/// Channel by channel with the device's ports.
+std::vector<PortLinks::Ends> PipeWireStream::wantedLinks() const
+{
+    bool const plays = m_plan.direction == PW_DIRECTION_OUTPUT;
+    auto const* const device = m_connection.node(m_plan.device);
+    auto const own = ownPorts();
+    auto others = device ? m_connection.ports(device->id, plays ? "in" : "out")
+                         : std::vector<PipeWireConnection::Object const*>();
+    if (plays && others.size() > mostOutputs)
+        others.resize(mostOutputs);
+    std::vector<PortLinks::Ends> wanted;
+    for (std::size_t i = 0; !own.empty() && !others.empty() && i < std::max(own.size(), others.size()); ++i) {
+        auto const ours = own[i % own.size()]->id;
+        auto const theirs = others[i % others.size()]->id;
+        wanted.push_back(plays ? PortLinks::Ends(ours, theirs) : PortLinks::Ends(theirs, ours));
+    }
+    return wanted;
+}
+
 void PipeWireStream::changed()
 {
-    if (!m_plan.target || nodeId() == PW_ID_ANY)
+    if (!m_stream)
         return;
-    auto const* const target = m_connection.node(*m_plan.target);
-    if (!target) {
-        m_place = Place::astray;
-        return;
-    }
-    bool const plays = m_plan.direction == PW_DIRECTION_OUTPUT;
-    auto const* const ourEnd = plays ? PW_KEY_LINK_OUTPUT_NODE : PW_KEY_LINK_INPUT_NODE;
-    auto const* const otherEnd = plays ? PW_KEY_LINK_INPUT_NODE : PW_KEY_LINK_OUTPUT_NODE;
-    bool there = false;
-    bool elsewhere = false;
-    for (auto const& [id, link] : m_connection.objects()) {
-        if (link.type != PW_TYPE_INTERFACE_Link || link.number(ourEnd) != nodeId())
-            continue;
-        (link.number(otherEnd) == target->id ? there : elsewhere) = true;
-    }
-    m_place = there && !elsewhere ? Place::right : Place::moving;
+    if (linksItself(m_plan))
+        m_links.keep(wantedLinks());
+    judge();
 }
 
 void PipeWireStream::stateChanged(pw_stream_state state, char const* error)
 {
-    if (state == PW_STREAM_STATE_PAUSED || state == PW_STREAM_STATE_STREAMING)
-        pin();
     m_streaming = state == PW_STREAM_STATE_STREAMING;
-    if (m_streaming) {
-        m_waited = 0;
-        tell({});
-    }
     if (state == PW_STREAM_STATE_ERROR)
-        tell(Error{Error::Kind::resourceUnavailable, error ? error : "the sound server refused"});
+        m_refusal = error ? error : "the sound server refused";
+    judge();
 }
 
-void PipeWireStream::tick()
+bool PipeWireStream::hasDevice() const
 {
-    if (!m_connection.connected())
+    switch (m_plan.source) {
+    case Plan::Source::programs:
+        return true;
+    case Plan::Source::device:
+        return m_connection.node(m_plan.device) != nullptr;
+    case Plan::Source::standard:
+        break;
+    }
+    auto const* const key = m_plan.direction == PW_DIRECTION_OUTPUT ? "default.audio.sink" : "default.audio.source";
+    return m_connection.node(m_connection.nameIn(key)) != nullptr;
+}
+
+bool PipeWireStream::flows() const
+{
+    return m_streaming && m_connection.managed() && (m_plan.source != Plan::Source::device || m_links.complete());
+}
+
+void PipeWireStream::judge()
+{
+    bool const waitsForDevice = m_connection.managed() && !hasDevice();
+    if (flows() && !waitsForDevice) {
+        m_fine = Clock::now();
+        return tell({});
+    }
+    // A server that has just come up tells of its devices one by one.
+    if (waitsForDevice && m_told == std::string()) {
+        m_fine = Clock::now();
+        return tell(noDeviceError());
+    }
+    if (Clock::now() - m_fine < stuckAfter)
         return;
-    pin();
-    bool const waits = !m_streaming || !m_connection.managed() || m_place == Place::moving;
-    m_waited = waits && m_place != Place::astray ? m_waited + 1 : 0;
-    if (m_waited == stuckAfter)
-        tell(stuckError());
-    if (!waits && m_told == Told::problem)
-        tell({});
+    if (!m_refusal.empty())
+        tell(Error{Error::Kind::resourceUnavailable, m_refusal});
+    else
+        tell(waitsForDevice ? noDeviceError() : stuckError());
 }
 
 void PipeWireStream::tell(std::optional<Error> const& problem)
 {
-    auto const told = problem ? Told::problem : Told::flows;
-    if (m_told == told)
+    auto const message = problem ? problem->message : "";
+    if (m_told == message)
         return;
-    m_told = told;
+    m_told = message;
     if (problem)
-        Log::write("[sound] {}: {}", m_plan.name, problem->message);
+        Log::write("[sound] {}: {}", m_plan.name, message);
     report(problem);
 }
 

@@ -73,7 +73,12 @@ bool PipeWireVirtualMicrophone::install()
     }
     PipeWireConnection::Lock const lock(m_connection);
     // Without a server it comes with the next one.
-    return !m_connection.connected() || present() || makeNodes();
+    if (!m_connection.connected() || present() || makeNodes())
+        return true;
+    Log::write("[sound] the virtual microphone does not come up");
+    std::error_code ignored;
+    std::filesystem::remove(m_file, ignored);
+    return false;
 }
 
 bool PipeWireVirtualMicrophone::present() const { return m_connection.node(sinkName) && m_connection.node(sourceName); }

@@ -1,12 +1,15 @@
 #include "platform/linux/pipewire/SoundGuard.h"
 
 #include "base/Log.h"
+#include "base/Time.h"
 
 #include <cerrno>
 #include <cstring>
+#include <thread>
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,12 +17,22 @@ extern char** environ;
 
 namespace lingrelay {
 
+namespace {
+
+constexpr Duration patience = seconds(3); ///< with a guard that still has to put things back
+
+} // namespace
+
 SoundGuard::~SoundGuard()
 {
     if (m_pipe < 0)
         return;
     ::close(m_pipe);
-    while (::waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) { }
+    for (auto const end = Clock::now() + patience; Clock::now() < end;) {
+        if (::waitpid(m_process, nullptr, WNOHANG) != 0)
+            return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
 }
 
 void SoundGuard::note(Json const& change)
@@ -27,14 +40,15 @@ void SoundGuard::note(Json const& change)
     if (m_program.empty() || (m_pipe < 0 && !start()))
         return;
     auto const line = jsonText(change) + '\n';
-    if (::write(m_pipe, line.data(), line.size()) < 0)
+    // A guard that hangs or is gone must not stop this program.
+    if (::send(m_pipe, line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT) != static_cast<ssize_t>(line.size()))
         Log::write("[sound] the guard is gone: {}", std::strerror(errno));
 }
 
 bool SoundGuard::start()
 {
     int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return false;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);

@@ -23,8 +23,8 @@ public:
     SoundGuard& operator=(SoundGuard const&) = delete;
 
     /// {"sink": NAME} names the sink that swallows sound. {"stream": ID, "target": VALUE, "type": TYPE}: that stream
-    /// was moved there and had this target before, or none (null). {"input": {"configured": VALUE}}: the default
-    /// input was switched, this had been chosen before; {"input": null}: it is back.
+    /// was moved there and had this target before, or none (null). {"input": {"virtual": NAME, "configured": VALUE}}:
+    /// the default input was switched to that node, this had been chosen before; {"input": null}: it is back.
     void note(Json const& change);
 
 private:

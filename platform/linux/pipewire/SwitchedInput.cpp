@@ -43,7 +43,8 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
     }
     if (isVirtual && !m_record && !currentIsVirtual) {
         auto const configured = m_connection.metadata(0, configuredKey);
-        keep({m_connection.nameIn(effectiveKey), configured ? std::optional(configured->value) : std::nullopt});
+        keep({nodeName, m_connection.nameIn(effectiveKey),
+            configured ? std::optional(configured->value) : std::nullopt});
     }
     m_connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", nodeName}})));
 }
@@ -58,13 +59,16 @@ void SwitchedInput::keep(Record const& record)
 {
     m_record = record;
     Json const configured = record.configured ? Json(*record.configured) : Json();
-    m_guard.note({{"input", {{"virtual", true}, {"configured", configured}}}});
+    m_guard.note({{"input", {{"virtual", record.target}, {"configured", configured}}}});
     std::error_code ignored;
     std::filesystem::create_directories(m_file.parent_path(), ignored);
     m_lock = ::open(m_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (m_lock < 0 || ::flock(m_lock, LOCK_EX | LOCK_NB) != 0)
+    if (m_lock < 0 || ::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
+        if (m_lock >= 0)
+            ::close(std::exchange(m_lock, -1)); // another instance's
         return Log::write("[sound] {}: the default input will not be put back after a crash", m_file.string());
-    auto const text = jsonText({{"effective", record.effective}, {"configured", configured}});
+    }
+    auto const text = jsonText({{"virtual", record.target}, {"configured", configured}});
     if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) < 0 || ::fsync(m_lock) != 0)
         Log::write("[sound] {} cannot be written", m_file.string());
 }
@@ -79,7 +83,7 @@ void SwitchedInput::forget()
     ::close(std::exchange(m_lock, -1));
 }
 
-void SwitchedInput::recover(bool currentIsVirtual)
+void SwitchedInput::recover()
 {
     int const file = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC);
     if (file < 0)
@@ -92,12 +96,21 @@ void SwitchedInput::recover(bool currentIsVirtual)
     std::array<char, 4096> text{};
     auto const length = ::pread(file, text.data(), text.size(), 0);
     auto const left = parseJson({text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}).value_or(Json());
-    if (currentIsVirtual && jsonString(left, "effective")) {
+    if (auto const target = jsonString(left, "virtual"); target && m_connection.nameIn(configuredKey) == *target) {
         Log::write("[sound] the default input of before is put back");
-        restore({*jsonString(left, "effective"), jsonString(left, "configured")});
+        restore({*target, "", jsonString(left, "configured")});
     }
     ::unlink(m_file.c_str());
     ::close(file);
+}
+
+void SwitchedInput::changed()
+{
+    if (!m_unsure || !m_record || !m_connection.node(m_record->target) || m_connection.nameIn(effectiveKey).empty())
+        return;
+    m_unsure = false;
+    if (m_connection.nameIn(configuredKey) != m_record->target)
+        m_connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", m_record->target}})));
 }
 
 } // namespace lingrelay

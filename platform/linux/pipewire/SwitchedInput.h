@@ -21,10 +21,14 @@ public:
     /// `nodeName` becomes the default. `isVirtual` says which kind it is and which the current default is.
     void set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual);
     /// Puts right what a program that is gone has left. Once the defaults are known.
-    void recover(bool currentIsVirtual);
+    void recover();
+    /// A server that was restarted may not remember the switch.
+    void serverCame() { m_unsure = true; }
+    void changed();
 
 private:
     struct Record {
+        std::string target; ///< the virtual microphone's node name
         std::string effective; ///< the default that a user had, by node name
         std::optional<std::string> configured; ///< what was chosen, as the server keeps it; nothing: it chose itself
     };
@@ -38,6 +42,7 @@ private:
     std::filesystem::path m_file;
     int m_lock = -1; ///< the open file, while it is ours
     std::optional<Record> m_record;
+    bool m_unsure = false;
 };
 
 } // namespace lingrelay

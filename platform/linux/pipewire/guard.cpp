@@ -20,11 +20,11 @@ constexpr char const* configuredInput = "default.configured.audio.source";
 struct Changes {
     std::string sink;
     std::map<std::uint32_t, std::optional<Value>> streams; ///< and where they were before
-    bool inputSwitched = false;
-    std::optional<std::string> input; ///< what was configured before
+    std::string input; ///< the node that was made the default input; empty: none
+    std::optional<std::string> configured; ///< what had been chosen before
 
     void take(Json const& change);
-    bool any() const { return !sink.empty() || inputSwitched; }
+    bool any() const { return !sink.empty() || !input.empty(); }
     void putBack(PipeWireConnection& connection) const;
 };
 
@@ -40,8 +40,8 @@ void Changes::take(Json const& change)
             = target ? std::optional(Value{jsonString(change, "type").value_or(""), *target}) : std::nullopt;
     }
     if (auto const* const switched = jsonMember(change, "input")) {
-        inputSwitched = switched->is_object();
-        input = jsonString(*switched, "configured");
+        input = jsonString(*switched, "virtual").value_or("");
+        configured = jsonString(*switched, "configured");
     }
 }
 
@@ -57,10 +57,9 @@ void Changes::putBack(PipeWireConnection& connection) const
     }
     for (auto const& [stream, before] : left)
         connection.setMetadata(stream, "target.object", before);
-    auto const* const current = connection.node(connection.nameIn("default.audio.source"));
-    if (inputSwitched && current && current->get(PW_KEY_NODE_DESCRIPTION).starts_with("Lingrelay"))
+    if (!input.empty() && connection.nameIn(configuredInput) == input)
         connection.setMetadata(
-            0, configuredInput, input ? std::optional(Value{"Spa:String:JSON", *input}) : std::nullopt);
+            0, configuredInput, configured ? std::optional(Value{"Spa:String:JSON", *configured}) : std::nullopt);
     connection.sync();
 }
 

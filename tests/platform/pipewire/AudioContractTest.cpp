@@ -60,8 +60,8 @@ TEST_P(AudioContractTest, devicesAreListedBySideWithTheirDefaults)
     m.unplug(m.headset);
     EXPECT_TRUE(until([&] { return m.output(m.headset) == 0; }));
     m.plug(m.headset);
-    auto const before = std::find_if(
-        outputs.begin(), outputs.end(), [&](auto const& device) { return device.name == m.headset; });
+    auto const before
+        = std::find_if(outputs.begin(), outputs.end(), [&](auto const& device) { return device.name == m.headset; });
     EXPECT_TRUE(until([&] { return contains(m.devices().outputs(), *before); })) << "it is the same device again";
 }
 
@@ -198,7 +198,7 @@ TEST_P(AudioContractTest, allComesBackWithTheServer)
     auto const sung = m.sing(700, m.microphone);
     for (auto const* heard : {&system, &late})
         EXPECT_TRUE(until([&] { return heard->lastEvent() == "started" && heard->level(440) > 0.48; }));
-    EXPECT_TRUE(until([&] { return microphone.lastEvent() == "started" && microphone.level(700) > 0.48; }));
+    EXPECT_TRUE(until([&] { return microphone.lastEvent() == "started"; }));
     for (auto const* heard : {&system, &microphone})
         EXPECT_EQ(heard->events().size(), 3U) << "started, failed, started";
     EXPECT_EQ(m.input(m.microphone), number);
@@ -206,6 +206,7 @@ TEST_P(AudioContractTest, allComesBackWithTheServer)
     EXPECT_TRUE(m.hears(440, 0, m.speakers)) << "still muted";
     silence = SoundMuter::Failure{};
     EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    EXPECT_TRUE(until([&] { return microphone.level(700) > 0.48; }));
 }
 
 TEST_P(AudioContractTest, theVirtualMicrophonePassesOnWhatIsPlayedIntoIt)

@@ -97,10 +97,7 @@ private:
 /// A tone of this program's own, at level 0.5.
 class OwnTone final : public AudioRenderer {
 public:
-    explicit OwnTone(double frequency = 1000, double rate = 48000)
-        : m_step(2 * std::numbers::pi * frequency / rate)
-    {
-    }
+    explicit OwnTone(double frequency = 1000, double rate = 48000) : m_step(2 * std::numbers::pi * frequency / rate) { }
 
     void render(float* out, std::size_t frames) override
     {
