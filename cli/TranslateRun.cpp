@@ -370,8 +370,12 @@ Task<void> TranslateRun::playOut()
 {
     if (m_plan.output == Arguments::Output::none)
         co_return;
-    while (!co_await speechFinished())
+    for (;;) {
+        bool const finished = co_await speechFinished();
+        if (finished)
+            co_return;
         co_await sleep(playOutPoll);
+    }
 }
 
 Task<bool> TranslateRun::speechFinished()
