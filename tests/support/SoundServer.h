@@ -64,6 +64,7 @@ public:
     void stop();
     void start(Part part);
     void end(Part part, int signal = SIGKILL);
+    pid_t id(Part part) const { return m_parts.at(part)->id(); }
 
     /// Runs a program of the server's to its end: what it prints.
     std::string run(std::vector<std::string> const& words) const;
@@ -102,7 +103,11 @@ private:
 
 class SoundServer::Listener {
 public:
-    explicit Listener(std::unique_ptr<TestProcess> program) : m_program(std::move(program)) { }
+    Listener(std::unique_ptr<TestProcess> program, std::string file)
+        : m_program(std::move(program))
+        , m_file(std::move(file))
+    {
+    }
 
     /// Of a tone in the last part of a second; nothing before so much has been heard.
     std::optional<double> level(double frequency) const;
@@ -111,6 +116,7 @@ public:
 
 private:
     std::unique_ptr<TestProcess> m_program;
+    std::string m_file; ///< samples, 32-bit float, stereo
 };
 
 /// Waits in real time until it is so.

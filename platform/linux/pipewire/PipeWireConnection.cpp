@@ -134,6 +134,7 @@ bool PipeWireConnection::connect()
     pw_core_add_listener(m_core, &m_coreListener, &coreEvents, this);
     m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
     pw_registry_add_listener(m_registry, &m_registryListener, &registryEvents, this);
+    ++m_generation;
     m_rounds = m_done = 0;
     m_pending = pw_core_sync(m_core, PW_ID_CORE, 0);
     return true;

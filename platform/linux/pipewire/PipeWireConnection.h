@@ -75,6 +75,8 @@ public:
     /// A session manager is there: without it nobody gets devices.
     bool managed() const { return m_defaults.proxy != nullptr; }
     pw_core* core() const { return m_core; }
+    /// Counts the connections: with each, all objects of the one before are gone.
+    int generation() const { return m_generation; }
     pw_registry* registry() const { return m_registry; }
 
     std::map<std::uint32_t, Object> const& objects() const { return m_objects; }
@@ -146,6 +148,7 @@ private:
     bool m_ready = false; ///< connected, and the mirror is complete
     bool m_lost = false; ///< the server went away; not yet taken down
     bool m_changed = false;
+    int m_generation = 0;
     int m_rounds = 0; ///< of syncs until the mirror is complete
     int m_pending = 0; ///< the sequence of such a round
     int m_done = 0; ///< the last sequence that was answered

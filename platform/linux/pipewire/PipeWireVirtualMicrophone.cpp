@@ -10,7 +10,7 @@ namespace {
 
 constexpr char const* sinkName = "Lingrelay";
 constexpr char const* sourceName = "Lingrelay.source";
-constexpr double appearLimit = 2.0; ///< seconds
+constexpr double appearLimit = 1.0; ///< seconds
 constexpr char const* channels[] = {"FL", "FR"};
 
 /// A pair, and not one node for both directions: recorders that ask for such a node by name get the default microphone.
@@ -85,8 +85,9 @@ bool PipeWireVirtualMicrophone::present() const { return m_connection.node(sinkN
 
 bool PipeWireVirtualMicrophone::makeNodes()
 {
-    makeNode(sinkName, "Audio/Sink");
-    makeNode(sourceName, "Audio/Source/Virtual");
+    auto const generation = m_connection.generation();
+    auto* const sink = makeNode(sinkName, "Audio/Sink");
+    auto* const source = makeNode(sourceName, "Audio/Source/Virtual");
     auto const ready = [this] {
         for (auto const* channel : channels) {
             if (port(sinkName, "out", channel) == PW_ID_ANY || port(sourceName, "in", channel) == PW_ID_ANY)
@@ -94,15 +95,28 @@ bool PipeWireVirtualMicrophone::makeNodes()
         }
         return port(sinkName, "in", "FR") != PW_ID_ANY && port(sourceName, "out", "FR") != PW_ID_ANY;
     };
-    if (!m_connection.waitUntil(appearLimit, ready))
+    bool const there = m_connection.waitUntil(appearLimit, ready);
+    release({sink, source}, generation);
+    if (!there)
         return false;
+    std::vector<pw_proxy*> links;
     for (auto const* channel : channels)
-        makeLink(port(sinkName, "out", channel), port(sourceName, "in", channel));
-    return m_connection.sync();
+        links.push_back(makeLink(port(sinkName, "out", channel), port(sourceName, "in", channel)));
+    bool const done = m_connection.sync();
+    release(links, generation);
+    return done;
 }
 
-/// Stays in the server when this program ends.
-void PipeWireVirtualMicrophone::makeNode(char const* name, char const* mediaClass)
+/// The objects stay in the server when this program lets go of them, and when it ends.
+void PipeWireVirtualMicrophone::release(std::vector<pw_proxy*> const& objects, int generation) const
+{
+    for (auto* const proxy : objects) {
+        if (proxy && m_connection.connected() && m_connection.generation() == generation)
+            pw_proxy_destroy(proxy);
+    }
+}
+
+pw_proxy* PipeWireVirtualMicrophone::makeNode(char const* name, char const* mediaClass)
 {
     auto* const properties = pw_properties_new(PW_KEY_FACTORY_NAME, "support.null-audio-sink", PW_KEY_NODE_NAME, name,
         PW_KEY_NODE_DESCRIPTION, "Lingrelay", PW_KEY_MEDIA_CLASS, mediaClass, "audio.position", "FL,FR",
@@ -110,12 +124,10 @@ void PipeWireVirtualMicrophone::makeNode(char const* name, char const* mediaClas
     auto* const proxy = static_cast<pw_proxy*>(pw_core_create_object(
         m_connection.core(), "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &properties->dict, 0));
     pw_properties_free(properties);
-    m_connection.sync();
-    if (proxy)
-        pw_proxy_destroy(proxy);
+    return proxy;
 }
 
-void PipeWireVirtualMicrophone::makeLink(std::uint32_t from, std::uint32_t to)
+pw_proxy* PipeWireVirtualMicrophone::makeLink(std::uint32_t from, std::uint32_t to)
 {
     auto* const properties = pw_properties_new(PW_KEY_OBJECT_LINGER, "true", nullptr);
     pw_properties_setf(properties, PW_KEY_LINK_OUTPUT_PORT, "%u", from);
@@ -123,9 +135,7 @@ void PipeWireVirtualMicrophone::makeLink(std::uint32_t from, std::uint32_t to)
     auto* const proxy = static_cast<pw_proxy*>(pw_core_create_object(
         m_connection.core(), "link-factory", PW_TYPE_INTERFACE_Link, PW_VERSION_LINK, &properties->dict, 0));
     pw_properties_free(properties);
-    m_connection.sync();
-    if (proxy)
-        pw_proxy_destroy(proxy);
+    return proxy;
 }
 
 std::uint32_t PipeWireVirtualMicrophone::port(

@@ -22,8 +22,9 @@ public:
 private:
     bool writeFile() const;
     bool makeNodes();
-    void makeNode(char const* name, char const* mediaClass);
-    void makeLink(std::uint32_t from, std::uint32_t to);
+    pw_proxy* makeNode(char const* name, char const* mediaClass);
+    pw_proxy* makeLink(std::uint32_t from, std::uint32_t to);
+    void release(std::vector<pw_proxy*> const& objects, int generation) const;
     std::uint32_t port(char const* node, std::string_view direction, std::string_view channel) const;
     bool present() const;
 

@@ -23,8 +23,9 @@ public:
     SoundGuard& operator=(SoundGuard const&) = delete;
 
     /// {"sink": NAME} names the sink that swallows sound. {"stream": ID, "target": VALUE, "type": TYPE}: that stream
-    /// was moved there and had this target before, or none (null). {"input": {"virtual": NAME, "configured": VALUE}}:
-    /// the default input was switched to that node, this had been chosen before; {"input": null}: it is back.
+    /// was moved there and had this target before, or none (null). {"input": {"virtual": NAME, "effective":
+    /// NAME, "configured": VALUE}}: the default input was switched to the first from the second node, and this had been
+    /// chosen before; {"input": null}: it is back.
     void note(Json const& change);
 
 private:

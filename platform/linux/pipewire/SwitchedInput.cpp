@@ -39,7 +39,7 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
         auto const record = *m_record;
         forget();
         if (nodeName == record.effective)
-            return restore(record);
+            return restore(m_connection, record.effective, record.configured);
     }
     if (isVirtual && !m_record && !currentIsVirtual) {
         auto const configured = m_connection.metadata(0, configuredKey);
@@ -49,17 +49,21 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
     m_connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", nodeName}})));
 }
 
-void SwitchedInput::restore(Record const& record)
+void SwitchedInput::restore(
+    PipeWireConnection& connection, std::string const& effective, std::optional<std::string> const& configured)
 {
-    m_connection.setMetadata(
-        0, configuredKey, record.configured ? std::optional(jsonValue(*record.configured)) : std::nullopt);
+    // Without a choice the session manager takes what was chosen last, and must not find the virtual microphone there.
+    if (!configured && !effective.empty())
+        connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", effective}})));
+    connection.setMetadata(0, configuredKey, configured ? std::optional(jsonValue(*configured)) : std::nullopt);
 }
 
 void SwitchedInput::keep(Record const& record)
 {
     m_record = record;
     Json const configured = record.configured ? Json(*record.configured) : Json();
-    m_guard.note({{"input", {{"virtual", record.target}, {"configured", configured}}}});
+    Json const content{{"virtual", record.target}, {"effective", record.effective}, {"configured", configured}};
+    m_guard.note({{"input", content}});
     std::error_code ignored;
     std::filesystem::create_directories(m_file.parent_path(), ignored);
     m_lock = ::open(m_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -68,7 +72,7 @@ void SwitchedInput::keep(Record const& record)
             ::close(std::exchange(m_lock, -1)); // another instance's
         return Log::write("[sound] {}: the default input will not be put back after a crash", m_file.string());
     }
-    auto const text = jsonText({{"virtual", record.target}, {"configured", configured}});
+    auto const text = jsonText(content);
     if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) < 0 || ::fsync(m_lock) != 0)
         Log::write("[sound] {} cannot be written", m_file.string());
 }
@@ -98,7 +102,7 @@ void SwitchedInput::recover()
     auto const left = parseJson({text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}).value_or(Json());
     if (auto const target = jsonString(left, "virtual"); target && m_connection.nameIn(configuredKey) == *target) {
         Log::write("[sound] the default input of before is put back");
-        restore({*target, "", jsonString(left, "configured")});
+        restore(m_connection, jsonString(left, "effective").value_or(""), jsonString(left, "configured"));
     }
     ::unlink(m_file.c_str());
     ::close(file);

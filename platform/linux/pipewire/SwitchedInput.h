@@ -26,6 +26,10 @@ public:
     void serverCame() { m_unsure = true; }
     void changed();
 
+    /// Nothing `configured` leaves the choice to the session manager, which is to come to `effective`.
+    static void restore(
+        PipeWireConnection& connection, std::string const& effective, std::optional<std::string> const& configured);
+
 private:
     struct Record {
         std::string target; ///< the virtual microphone's node name
@@ -35,7 +39,6 @@ private:
 
     void keep(Record const& record);
     void forget();
-    void restore(Record const& record);
 
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;

@@ -2,7 +2,7 @@
 // sound server. What that is comes as lines on standard input, which ends when the program does, however it dies.
 
 #include "base/Json.h"
-#include "platform/linux/pipewire/PipeWireConnection.h"
+#include "platform/linux/pipewire/SwitchedInput.h"
 
 #include <iostream>
 #include <map>
@@ -21,7 +21,8 @@ struct Changes {
     std::string sink;
     std::map<std::uint32_t, std::optional<Value>> streams; ///< and where they were before
     std::string input; ///< the node that was made the default input; empty: none
-    std::optional<std::string> configured; ///< what had been chosen before
+    std::string before; ///< and the node that was it
+    std::optional<std::string> configured; ///< what had been chosen
 
     void take(Json const& change);
     bool any() const { return !sink.empty() || !input.empty(); }
@@ -41,6 +42,7 @@ void Changes::take(Json const& change)
     }
     if (auto const* const switched = jsonMember(change, "input")) {
         input = jsonString(*switched, "virtual").value_or("");
+        before = jsonString(*switched, "effective").value_or("");
         configured = jsonString(*switched, "configured");
     }
 }
@@ -58,8 +60,7 @@ void Changes::putBack(PipeWireConnection& connection) const
     for (auto const& [stream, before] : left)
         connection.setMetadata(stream, "target.object", before);
     if (!input.empty() && connection.nameIn(configuredInput) == input)
-        connection.setMetadata(
-            0, configuredInput, configured ? std::optional(Value{"Spa:String:JSON", *configured}) : std::nullopt);
+        SwitchedInput::restore(connection, before, configured);
     connection.sync();
 }
 

@@ -45,6 +45,12 @@ void PipeWireMachine::setDefaultOutput(std::string const& device)
     server.setDefault("default.configured.audio.sink", nodeOf(device));
 }
 
+void PipeWireMachine::unplug(std::string const& device)
+{
+    m_listeners.erase(device);
+    server.unplug(nodeOf(device));
+}
+
 void PipeWireMachine::stopServer()
 {
     m_listeners.clear();

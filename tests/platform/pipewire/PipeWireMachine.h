@@ -33,7 +33,7 @@ public:
     std::shared_ptr<void> sing(double frequency, std::string const& microphone) override;
     std::optional<double> played(double frequency, std::string const& output) override;
     void setDefaultOutput(std::string const& device) override;
-    void unplug(std::string const& device) override { server.unplug(nodeOf(device)); }
+    void unplug(std::string const& device) override;
     void plug(std::string const& device) override { server.plug(nodeOf(device)); }
     void stopServer() override;
     void startServer() override { server.start(); }

@@ -1,0 +1,296 @@
+// What a real sound server does to the program, and what the program must never do to it.
+
+#include "base/Time.h"
+#include "tests/platform/pipewire/AudioListeners.h"
+#include "tests/platform/pipewire/PipeWireMachine.h"
+#include "tests/support/RealtimeGuard.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+namespace lingrelay {
+
+namespace {
+
+using Part = SoundServer::Part;
+using Silence = std::unique_ptr<SoundMuter::Silence>;
+
+constexpr char const* configuredInput = "default.configured.audio.source";
+constexpr char const* currentInput = "default.audio.source";
+constexpr double soon = 3; ///< seconds; what is meant is one, on a machine that does other things, too
+
+class PipeWireFaultTest : public testing::Test {
+protected:
+    bool until(std::function<bool()> const& condition, double limit = 8) { return eventually(condition, limit); }
+    /// Another instance that mutes and has taken the default input.
+    std::unique_ptr<TestProcess> startVictim(std::string const& guard = LINGRELAY_SOUND_GUARD)
+    {
+        auto const places = m.places();
+        auto victim = m.server.startProgram(
+            {LINGRELAY_VICTIM, places.defaultInput.string(), places.serverAdditions.string(), guard});
+        EXPECT_TRUE(until([&] {
+            std::ifstream output(victim->output());
+            std::string word;
+            return output >> word && word == "ready";
+        }));
+        return victim;
+    }
+    static double took(std::function<void()> const& call)
+    {
+        auto const start = Clock::now();
+        call();
+        return toSeconds(Clock::now() - start);
+    }
+
+    PipeWireMachine m;
+};
+
+/// Guards the data thread between two calls, and so all that happens on it in the meantime.
+class GuardedTone final : public AudioRenderer {
+public:
+    static constexpr int from = 20;
+    static constexpr int to = 80;
+
+    void render(float* out, std::size_t frames) override
+    {
+        std::fill_n(out, frames, 0.1F);
+        auto const call = m_calls++;
+        if (call == from)
+            m_guard.emplace();
+        if (call == to) {
+            violations = m_guard->violations();
+            first = m_guard->first();
+            m_guard.reset();
+        }
+    }
+    int calls() const { return m_calls; }
+    int violations = 0;
+    char const* first = nullptr;
+
+private:
+    std::optional<RealtimeGuard> m_guard;
+    std::atomic<int> m_calls = 0;
+};
+
+TEST_F(PipeWireFaultTest, theDataThreadNeitherAllocatesNorLocks)
+{
+    HeardSound system;
+    HeardSound microphone(48000);
+    GuardedTone tone;
+    auto const sung = m.sing(440, m.microphone);
+    auto const capture = m.systemAudio().open(system);
+    auto const input = m.inputs().open(m.input(m.microphone), {48000, 1}, 2048, microphone);
+    EXPECT_TRUE(until([&] { return system.level(440) > 0.4 && microphone.level(440) > 0.4; }));
+    auto const before = std::pair(system.count(), microphone.count());
+    auto const output = m.outputs().open({}, tone);
+    EXPECT_TRUE(until([&] { return tone.calls() > GuardedTone::to; }));
+    EXPECT_EQ(tone.violations, 0) << tone.first;
+    EXPECT_GT(system.count(), before.first + 8000) << "it worked meanwhile";
+    EXPECT_GT(microphone.count(), before.second + 24000);
+}
+
+TEST_F(PipeWireFaultTest, aDefaultThatChangesTakesAFollowingOutputAlongAndNoOther)
+{
+    OwnTone following(1000);
+    OwnTone chosen(600);
+    auto const a = m.outputs().open({}, following);
+    auto const b = m.outputs().open(m.output(m.speakers), chosen);
+    EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
+    EXPECT_TRUE(m.hears(600, 0.5, m.speakers));
+    m.setDefaultOutput(m.headset);
+    EXPECT_TRUE(m.hears(1000, 0.5, m.headset));
+    EXPECT_TRUE(m.hears(1000, 0, m.speakers));
+    EXPECT_TRUE(m.hears(600, 0.5, m.speakers)) << "also chosen while it was the default";
+    m.unplug(m.headset);
+    EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
+    m.unplug(m.speakers);
+    m.plug(m.headset);
+    EXPECT_TRUE(m.hears(1000, 0.5, m.headset));
+    EXPECT_TRUE(m.hears(600, 0, m.headset)) << "a voice does not go where it was not sent";
+    m.plug(m.speakers);
+    EXPECT_TRUE(until([&] { return m.output(m.speakers) != 0; }));
+    EXPECT_TRUE(m.hears(600, 0.5, m.speakers));
+}
+
+TEST_F(PipeWireFaultTest, programsThatComeAndGoLeaveNothingBehind)
+{
+    HeardSound heard;
+    auto const capture = m.systemAudio().open(heard);
+    EXPECT_TRUE(until([&] { return heard.count() > 1600; }));
+    auto const links = m.server.count("Link");
+    auto const nodes = m.server.count("Node");
+    auto const start = Clock::now();
+    auto const first = heard.count();
+    for (int round = 0; round < 5; ++round) {
+        auto silence = round % 2 == 0 ? m.muter().silence() : SoundMuter::Failure{};
+        auto mono = m.server.play({.frequency = 440, .channels = 1});
+        auto stereo = m.server.play({.frequency = 600});
+        EXPECT_TRUE(until([&] { return heard.level(440) > 0.48 && heard.level(600) > 0.48; })) << round;
+        EXPECT_NEAR(heard.level(440), 0.5, 0.02) << "mono is as loud as stereo";
+        mono->end(round % 2 == 0 ? SIGKILL : SIGTERM);
+        stereo->end();
+        EXPECT_TRUE(until([&] { return heard.level(440) < 0.005 && heard.level(600) < 0.005; })) << round;
+    }
+    EXPECT_TRUE(until([&] { return m.server.count("Link") == links && m.server.count("Node") == nodes; }));
+    auto const rate = static_cast<double>(heard.count() - first) / toSeconds(Clock::now() - start);
+    EXPECT_GT(rate, 15500) << "no gap";
+    EXPECT_EQ(heard.events(), std::vector<std::string>{"started"});
+}
+
+TEST_F(PipeWireFaultTest, aKilledProgramGivesSoundDevicesAndDefaultsBack)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const standard = m.play(440, "");
+    auto const onHeadset = m.play(600, m.headset);
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    EXPECT_TRUE(m.hears(600, 0.5, m.headset));
+    auto victim = startVictim();
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    EXPECT_TRUE(m.hears(600, 0, m.headset));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    victim->end(SIGKILL);
+    auto const start = Clock::now();
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    EXPECT_TRUE(m.hears(600, 0.5, m.headset));
+    EXPECT_TRUE(m.hears(600, 0, m.speakers));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
+    EXPECT_LT(toSeconds(Clock::now() - start), soon);
+    EXPECT_EQ(m.server.defaultNode(configuredInput), "") << "nothing had been chosen";
+
+    // Together with this program's own silence.
+    victim = startVictim();
+    auto silence = m.muter().silence();
+    victim->end(SIGKILL);
+    m.wait(0.5);
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    EXPECT_TRUE(m.hears(600, 0, m.headset));
+    silence = SoundMuter::Failure{};
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    EXPECT_TRUE(m.hears(600, 0.5, m.headset));
+}
+
+TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    m.server.setDefault(configuredInput, SoundServer::secondMicrophone);
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::secondMicrophone; }));
+    auto const onHeadset = m.play(600, m.headset);
+    auto victim = startVictim("");
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    EXPECT_TRUE(m.hears(600, 0, m.headset));
+    m.endProgram();
+    m.startProgram();
+    EXPECT_TRUE(m.hears(600, 0, m.headset)) << "the other one lives";
+    EXPECT_EQ(m.server.defaultNode(configuredInput), "Lingrelay.source");
+    victim->end(SIGKILL);
+    m.endProgram();
+    m.startProgram();
+    EXPECT_TRUE(m.hears(600, 0.5, m.headset));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == SoundServer::secondMicrophone; }));
+    EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
+}
+
+TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackExactlyAndSwitchedThroughARestart)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const before = m.devices().defaultInput();
+    auto const device = m.input("Lingrelay");
+    auto const& file = m.places().defaultInput;
+    m.devices().setDefaultInput(device);
+    EXPECT_TRUE(until([&] { return m.devices().defaultInput() == device; }));
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+    // The session manager dies before it has written down what was chosen.
+    m.server.end(Part::sessionManager);
+    m.stopServer();
+    std::filesystem::remove_all(m.server.folder() + "/state/wireplumber");
+    m.startServer();
+    EXPECT_TRUE(until([&] { return m.devices().defaultInput() == device; })) << m.server.defaultNode(currentInput);
+    m.devices().setDefaultInput(*before);
+    EXPECT_TRUE(until([&] { return m.devices().defaultInput() == before; }));
+    EXPECT_EQ(m.server.defaultNode(configuredInput), "") << "nothing had been chosen";
+    EXPECT_FALSE(std::filesystem::exists(file));
+    // Another device than before is the user's choice.
+    m.devices().setDefaultInput(device);
+    m.devices().setDefaultInput(m.input(m.secondMicrophone));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == SoundServer::secondMicrophone; }));
+}
+
+TEST_F(PipeWireFaultTest, aLostSessionManagerIsToldOf)
+{
+    HeardSound system;
+    HeardSound microphone(48000);
+    auto const capture = m.systemAudio().open(system);
+    auto const input = m.inputs().open({}, {48000, 1}, 2048, microphone);
+    EXPECT_TRUE(until([&] { return system.lastEvent() == "started" && microphone.lastEvent() == "started"; }));
+    m.server.end(Part::sessionManager);
+    for (auto const* heard : {&system, &microphone})
+        EXPECT_TRUE(until([&] { return heard->lastEvent().starts_with("failed: the audio service is stuck"); }));
+    auto const failure = m.muter().silence();
+    ASSERT_TRUE(std::holds_alternative<SoundMuter::Failure>(failure));
+    EXPECT_EQ(std::get<SoundMuter::Failure>(failure).step, SoundMuter::Step::device);
+    EXPECT_LT(std::get<SoundMuter::Failure>(failure).status, 0);
+    // Both are restarted, as the message says.
+    m.stopServer();
+    m.startServer();
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(until([&] { return system.level(440) > 0.48 && microphone.lastEvent() == "started"; }));
+}
+
+TEST_F(PipeWireFaultTest, aServerThatHangsHoldsNobodyUp)
+{
+    HeardSound heard;
+    OwnTone own;
+    auto capture = m.systemAudio().open(heard);
+    auto output = m.outputs().open({}, own);
+    EXPECT_TRUE(until([&] { return heard.lastEvent() == "started" && own.frames() > 0; }));
+    auto const pipewire = m.server.id(Part::pipewire);
+    ::kill(pipewire, SIGSTOP);
+    EXPECT_LT(took([&] { EXPECT_TRUE(std::holds_alternative<SoundMuter::Failure>(m.muter().silence())); }), 2.5);
+    EXPECT_LT(took([&] { m.devices().setDefaultInput(m.input(m.secondMicrophone)); }), 2.5);
+    EXPECT_LT(took([&] { m.virtualMicrophone().install(); }), 5);
+    EXPECT_LT(took([&] { m.virtualMicrophone().remove(); }), 3);
+    EXPECT_LT(took([&] {
+        output.reset();
+        capture.reset();
+    }),
+        2.5);
+    EXPECT_LT(took([&] { m.endProgram(); }), 2.5);
+    EXPECT_LT(took([&] { m.startProgram(); }), 2.5);
+    EXPECT_FALSE(m.program().connected());
+    ::kill(pipewire, SIGCONT);
+    EXPECT_TRUE(until([&] { return m.program().connected() && m.output(m.speakers) != 0; }));
+}
+
+TEST(PipeWireAloneTest, aProgramWithoutAServerWaitsForOne)
+{
+    PipeWireMachine m(PipeWireMachine::Order::programFirst);
+    HeardSound system;
+    OwnTone own;
+    EXPECT_FALSE(m.program().connected());
+    EXPECT_TRUE(m.devices().inputs().empty());
+    EXPECT_FALSE(m.outputs().open({}, own));
+    EXPECT_FALSE(m.inputs().format({}));
+    auto const failure = m.muter().silence();
+    ASSERT_TRUE(std::holds_alternative<SoundMuter::Failure>(failure));
+    EXPECT_LT(std::get<SoundMuter::Failure>(failure).status, 0);
+    auto const capture = m.systemAudio().open(system);
+    EXPECT_TRUE(eventually([&] {
+        return system.events() == std::vector<std::string>{"failed: the sound server (PipeWire) is not running"};
+    }));
+    std::atomic<int> changes = 0;
+    auto const watch = m.outputs().watchDefault([&] { ++changes; });
+    m.startServer();
+    auto const start = Clock::now();
+    EXPECT_TRUE(eventually([&] { return system.lastEvent() == "started" && m.output(m.speakers) != 0; }));
+    EXPECT_LT(toSeconds(Clock::now() - start), soon);
+    EXPECT_EQ(system.events().size(), 2U);
+    EXPECT_TRUE(eventually([&] { return changes > 0; })) << "who waited for a device is told";
+    auto const output = m.outputs().open({}, own);
+    EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
+}
+
+} // namespace
+
+} // namespace lingrelay
