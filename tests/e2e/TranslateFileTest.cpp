@@ -1,4 +1,4 @@
-#include "tests/e2e/Programs.h"
+#include "tests/e2e/ScriptedService.h"
 
 #include <cmath>
 #include <csignal>
@@ -7,49 +7,12 @@
 #include <sstream>
 
 #include <sndfile.h>
-#include <sys/stat.h>
 
 using namespace lingrelay;
 
 namespace {
 
-using Words = std::vector<std::string>;
-
-Json token(std::string text, bool isFinal, bool isTranslation = false)
-{
-    Json token{{"text", std::move(text)}, {"is_final", isFinal}};
-    if (isTranslation)
-        token.update(Json{{"translation_status", "translation"}, {"language", "es"}});
-    return token;
-}
-
-/// A message that finishes one clause.
-Json clause(std::string const& source, std::string const& translation)
-{
-    return {{"send", {{"tokens", {token(source, true), token(translation, true, true)}}}}};
-}
-
-/// The same when the sound has come so far.
-Json clauseAt(int audioMs, std::string const& source, std::string const& translation)
-{
-    auto step = clause(source, translation);
-    step["after_audio_ms"] = audioMs;
-    return step;
-}
-
-Json const finished{{"after_end", true}, {"send", {{"tokens", Json::array()}, {"finished", true}}}};
-
-/// A synthesis connection whose every clause is half a second of a tone.
-Json toneVoice()
-{
-    return Json::array({{{"steps",
-        {{{"after_texts", 2}, {"tone_ms", 500}}, {{"send", {{"stream_id", "$stream_id"}, {"audio_end", true}}}},
-            {{"send", {{"stream_id", "$stream_id"}, {"terminated", true}}}}}}}});
-}
-
-Json steps(Json list) { return {{"steps", std::move(list)}}; }
-
-class TranslateFileTest : public testing::Test {
+class TranslateFileTest : public testing::Test, protected ScriptedService {
 protected:
     TranslateFileTest() { writeTone("speech.wav", 2.0); }
 
@@ -64,30 +27,6 @@ protected:
         sf_close(file);
     }
 
-    /// The service that the program starts plays this script; `extra` is shell run first.
-    void script(Json script, std::string const& extra = {})
-    {
-        script["record"] = folder / "record";
-        if (!script.contains("tts"))
-            script["tts"] = toneVoice();
-        if (!script.contains("http"))
-            script["http"] = {{"end", {{{"offline", true}}}}};
-        writeFile(folder / "script.json", script.dump());
-        service(fmt::format("{}\nexec '{}' --script '{}' \"$@\"", extra, LINGRELAY_SERVICE, folder / "script.json"));
-    }
-    void service(std::string const& shell)
-    {
-        writeFile(folder / "service", "#!/bin/sh\n" + shell + '\n');
-        ::chmod((folder / "service").c_str(), 0755);
-    }
-
-    Words environment(Words more = {}) const
-    {
-        more.insert(more.end(), {"XDG_CONFIG_HOME=" + folder / "config", "XDG_DATA_HOME=" + folder / "data", "TZ=UTC"});
-        if (std::filesystem::exists(folder / "service"))
-            more.push_back("LINGRELAY_SERVICE=" + folder / "service");
-        return more;
-    }
     Words command(Words options, std::string const& input = "speech.wav") const
     {
         Words words{LINGRELAY_CLI, "translate", folder / input, "--from", "en", "--to", "es"};
@@ -123,15 +62,6 @@ protected:
         return bytes;
     }
 
-    static std::vector<Json> only(std::vector<Json> const& events, std::string const& name)
-    {
-        std::vector<Json> chosen;
-        for (auto const& event : events) {
-            if (jsonString(event, "event") == name)
-                chosen.push_back(event);
-        }
-        return chosen;
-    }
     /// The reason of the one end event, which is the last; and time never goes back.
     static std::string endOf(std::vector<Json> const& events)
     {
@@ -145,7 +75,6 @@ protected:
         return jsonString(events.back(), "reason").value_or("none");
     }
 
-    TemporaryFolder folder;
     std::string errors; ///< of the last run
 };
 
@@ -300,8 +229,7 @@ TEST_F(TranslateFileTest, badArgumentsAreToldInOneLineAndContactNobody)
     Words const cases[] = {{"--to", "xx"}, {"--to", "auto"}, {"--from", "klingon"}, {"--set", "unknown=1"},
         {"--set", "voiceSpeed=fast"}, {"--stt-url", "ws://example.com"}, {"--backend-url", "https://a@b"},
         {"--transcript", folder / "notes.pdf"}, {"--transcript", "/nowhere/notes.txt"}, {"--output", "/nowhere/v.wav"},
-        {"--pace", "slow"}, {"--preset", "party"}, {"--output", "device"},
-        {"--set", "targetLang=auto", "--to", "es", "--bad"}};
+        {"--pace", "slow"}, {"--preset", "party"}, {"--set", "targetLang=auto", "--to", "es", "--bad"}};
     auto const expectRefusal = [&](Words const& words) {
         Program program(words, environment());
         EXPECT_EQ(program.wait(), 2) << words.back();
@@ -315,7 +243,7 @@ TEST_F(TranslateFileTest, badArgumentsAreToldInOneLineAndContactNobody)
     }
     for (auto const* input : {"missing.wav", "empty.wav", "", "service"})
         expectRefusal(command({"--events", "json"}, input));
-    expectRefusal({LINGRELAY_CLI, "translate", "--events", "json"});
+    expectRefusal({LINGRELAY_CLI, "say", "--events", "json"});
     EXPECT_FALSE(std::filesystem::exists(folder / "contacted"));
     EXPECT_FALSE(std::filesystem::exists(folder / "notes.pdf"));
 }
