@@ -71,9 +71,18 @@ void EventWriter::write(nlohmann::ordered_json event)
 
 void PlainPresenter::status(AppModel::StatusKind kind, std::string const& text)
 {
-    if (!isNotice(kind) || text == m_lastNotice)
+    if (isNotice(kind))
+        notice(text);
+}
+
+/// The status often repeats a warning that came without one.
+void PlainPresenter::notice(std::string const& text)
+{
+    constexpr std::string_view mark = "⚠ ";
+    auto const words = text.starts_with(mark) ? text.substr(mark.size()) : text;
+    if (words == m_lastNotice)
         return;
-    m_lastNotice = text;
+    m_lastNotice = words;
     m_notices.write(printable(text) + '\n');
 }
 

@@ -73,7 +73,7 @@ public:
     void caption(std::string const&, std::string const&) override { }
     void line(AppModel::Line const& line) override;
     void speech(int, double) override { }
-    void notice(std::string const& text) override { m_notices.write(printable(text) + '\n'); }
+    void notice(std::string const& text) override;
     void progress(double, double) override { }
     void end(EndReason) override { }
 

@@ -113,8 +113,9 @@ TerminalView::Rows TerminalView::liveRows() const
 std::string TerminalView::progressRow(int columns) const
 {
     auto const share = m_length > 0 ? std::clamp(m_position / m_length, 0.0, 1.0) : 0;
-    auto const left
-        = m_length > 0 ? fmt::format("{} / {} {:3.0f}%", clock(m_position), clock(m_length), share * 100) : "";
+    auto const left = m_length > 0 ? fmt::format("{} / {} {:3.0f}%", clock(m_position), clock(m_length), share * 100)
+        : m_position > 0           ? clock(m_position)
+                                   : "";
     auto const room = columns - columnsOf(left) - columnsOf(m_status) - 4;
     std::string bar;
     if (m_length > 0 && room >= narrowestBar) {

@@ -24,7 +24,7 @@ public:
     std::string caption(std::string const& kind, std::string const& text);
     std::string line(AppModel::Line const& line);
     std::string status(AppModel::StatusKind kind, std::string const& text);
-    /// Seconds of the file that have been fed, and its length.
+    /// Seconds of the file that have been fed, and its length; a live session has none.
     std::string progress(double position, double length);
     std::string resize(Size size);
     /// Takes the live rows away; what is written next stands below the finished clauses.

@@ -110,12 +110,14 @@ TEST(PlainPresenterTest, showsFinishedClausesAndSendsWarningsElsewhere)
         plain.status(AppModel::StatusKind::live, "● ready");
         plain.status(AppModel::StatusKind::error, "⚠ no\x1b[2J");
         plain.status(AppModel::StatusKind::error, "⚠ no\x1b[2J");
+        plain.notice("⚠ no sound"); // the panel's words come before the same status
+        plain.status(AppModel::StatusKind::warning, "no sound");
         plain.line({"id", {}, AppModel::Direction::listen, "Hello.", "Hola.", "1"});
         output.flush(seconds(5.0));
         notices.flush(seconds(5.0));
     }
     EXPECT_EQ(out.readAll(), "Speaker 1: Hello.\n  → Hola.\n");
-    EXPECT_EQ(err.readAll(), "⚠ no [2J\n");
+    EXPECT_EQ(err.readAll(), "⚠ no [2J\n⚠ no sound\n");
 }
 
 TEST(ClauseLogTest, stampsBelongToTheClauseThatWasDelivered)
