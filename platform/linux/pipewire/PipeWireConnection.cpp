@@ -19,6 +19,7 @@ namespace {
 constexpr double syncLimit = 1.0; ///< seconds; an idle server answers in a millisecond
 constexpr long tickNanoseconds = 250'000'000; ///< also between attempts to connect
 constexpr double usualRate = 48000;
+constexpr Duration holdTime = seconds(0.3); ///< usually 20 ms
 constexpr int fullRounds = 2; ///< the objects come in the first, what was bound of them in the second
 
 void initialise()
@@ -155,6 +156,7 @@ void PipeWireConnection::disconnect()
     unbind(m_defaults);
     unbind(m_settings);
     m_objects.clear();
+    m_held.clear();
     spa_hook_remove(&m_registryListener);
     pw_proxy_destroy(reinterpret_cast<pw_proxy*>(m_registry));
     m_registry = nullptr;
@@ -248,6 +250,7 @@ void PipeWireConnection::onGlobalRemove(void* data, std::uint32_t id)
 {
     auto& self = *static_cast<PipeWireConnection*>(data);
     self.m_objects.erase(id);
+    self.m_held.erase(id);
     if (auto const found = self.m_nodes.find(id); found != self.m_nodes.end()) {
         spa_hook_remove(&found->second->listener);
         pw_proxy_destroy(found->second->proxy);
@@ -375,6 +378,18 @@ bool PipeWireConnection::foreignStream(Object const& object) const
         return false;
     auto const* const owner = find(client);
     return !owner || owner->number(PW_KEY_SEC_PID) != static_cast<std::uint32_t>(::getpid());
+}
+
+void PipeWireConnection::hold(std::uint32_t stream)
+{
+    m_held[stream] = Clock::now() + holdTime;
+    each([](Member& member) { member.changed(); });
+}
+
+bool PipeWireConnection::held(std::uint32_t stream) const
+{
+    auto const found = m_held.find(stream);
+    return found != m_held.end() && Clock::now() < found->second;
 }
 
 double PipeWireConnection::graphRate() const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Time.h"
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -86,6 +88,10 @@ public:
     std::vector<Object const*> ports(std::uint32_t node, std::string_view direction) const;
     /// A playing stream of another program, and no filter.
     bool foreignStream(Object const& object) const;
+    /// The session manager is about to give the stream other ports, for a device with other channels. A stream that is
+    /// kept running by a link of ours meanwhile can fail for good, so for a moment nobody links it.
+    void hold(std::uint32_t stream);
+    bool held(std::uint32_t stream) const;
     double graphRate() const;
 
     std::optional<MetadataValue> metadata(std::uint32_t subject, std::string const& key) const;
@@ -145,6 +151,7 @@ private:
     Metadata m_defaults; ///< the session manager's "default"
     Metadata m_settings;
     std::set<Member*> m_members;
+    std::map<std::uint32_t, Instant> m_held; ///< until when
     bool m_ready = false; ///< connected, and the mirror is complete
     bool m_lost = false; ///< the server went away; not yet taken down
     bool m_changed = false;

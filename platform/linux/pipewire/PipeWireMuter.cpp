@@ -2,6 +2,7 @@
 
 #include "base/Log.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fmt/format.h>
@@ -14,6 +15,7 @@ namespace {
 constexpr std::string_view sinkPrefix = "lingrelay.mute.";
 constexpr char const* targetKey = "target.object";
 constexpr double sinkLimit = 1.0; ///< seconds until the sink is there
+constexpr double leaveLimit = 0.5; ///< seconds until the streams have left it
 
 using Value = PipeWireConnection::MetadataValue;
 
@@ -44,10 +46,13 @@ private:
 
     void create();
     void destroy();
+    bool isEmpty() const;
     void connected() override { create(); }
     void disconnected() override;
     void changed() override;
     void move(PipeWireConnection::Object const& stream);
+    void set(std::uint32_t stream, std::optional<Value> const& target);
+    PipeWireConnection::Object const* deviceOf(std::uint32_t stream, std::optional<Value> const& target) const;
 
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;
@@ -111,13 +116,23 @@ PipeWireMuter::Sink::~Sink()
     for (auto const& [stream, moved] : m_moved) {
         auto const now = m_connection.metadata(stream, targetKey);
         if (now && now->value == m_name) // else the user has moved it meanwhile
-            m_connection.setMetadata(stream, targetKey, moved.before);
+            set(stream, moved.before);
     }
+    // A sink that went first would have the session manager move each of them twice.
     if (!m_moved.empty())
-        m_connection.sync();
+        m_connection.waitUntil(leaveLimit, [this] { return !m_connection.connected() || isEmpty(); });
     destroy();
     if (m_begun)
         m_guard.note({{"sink", nullptr}});
+}
+
+bool PipeWireMuter::Sink::isEmpty() const
+{
+    auto const* const sink = m_connection.node(m_name);
+    auto const& objects = m_connection.objects();
+    return !sink || std::none_of(objects.begin(), objects.end(), [sink](auto const& entry) {
+        return entry.second.type == PW_TYPE_INTERFACE_Link && entry.second.number(PW_KEY_LINK_INPUT_NODE) == sink->id;
+    });
 }
 
 void PipeWireMuter::Sink::destroy()
@@ -170,8 +185,31 @@ void PipeWireMuter::Sink::move(PipeWireConnection::Object const& stream)
         now.reset(); // left over from one that died
     }
     m_guard.note({{"stream", stream.id}, {"target", now ? Json(now->value) : Json()}, {"type", now ? now->type : ""}});
-    m_connection.setMetadata(stream.id, targetKey, Value{"Spa:String", m_name});
     m_moved[stream.id] = {stream.get(PW_KEY_OBJECT_SERIAL), std::move(now)};
+    set(stream.id, Value{"Spa:String", m_name});
+}
+
+void PipeWireMuter::Sink::set(std::uint32_t stream, std::optional<Value> const& target)
+{
+    auto const* const device = deviceOf(stream, target);
+    auto const channels = m_connection.ports(stream, "out").size();
+    if (channels > 0 && device && m_connection.ports(device->id, "in").size() != channels)
+        m_connection.hold(stream);
+    m_connection.setMetadata(stream, targetKey, target);
+}
+
+/// Where a stream goes with that target, by the session manager's rules.
+PipeWireConnection::Object const* PipeWireMuter::Sink::deviceOf(
+    std::uint32_t stream, std::optional<Value> const& target) const
+{
+    auto const* const object = m_connection.find(stream);
+    auto const name = target ? target->value : object ? object->get(targetKey) : "";
+    for (auto const& [id, node] : m_connection.objects()) {
+        bool const named = node.get(PW_KEY_NODE_NAME) == name || node.get(PW_KEY_OBJECT_SERIAL) == name;
+        if (!name.empty() && node.type == PW_TYPE_INTERFACE_Node && named)
+            return &node;
+    }
+    return m_connection.node(m_connection.nameIn("default.audio.sink"));
 }
 
 PipeWireMuter::PipeWireMuter(PipeWireConnection& connection, SoundGuard& guard)

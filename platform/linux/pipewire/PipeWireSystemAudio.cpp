@@ -53,7 +53,7 @@ std::vector<PortLinks::Ends> PipeWireSystemAudio::Capture::wantedLinks() const
         return {};
     std::vector<PortLinks::Ends> wanted;
     for (auto const& [id, node] : connection().objects()) {
-        if (!connection().foreignStream(node))
+        if (!connection().foreignStream(node) || connection().held(id))
             continue;
         for (auto const* port : connection().ports(id, "out")) {
             auto const& channel = port->get(PW_KEY_AUDIO_CHANNEL);

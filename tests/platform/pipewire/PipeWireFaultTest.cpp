@@ -263,6 +263,22 @@ TEST_F(PipeWireFaultTest, aServerThatHangsHoldsNobodyUp)
     EXPECT_TRUE(until([&] { return m.program().connected() && m.output(m.speakers) != 0; }));
 }
 
+TEST_F(PipeWireFaultTest, aProgramOnAMonoDeviceSurvivesThatItIsMovedWhileItIsHeard)
+{
+    HeardSound heard;
+    auto const capture = m.systemAudio().open(heard);
+    for (int round = 0; round < 8; ++round) {
+        auto silence = m.muter().silence();
+        auto const program = m.server.play({.frequency = 700, .device = "lab.micfeed", .channels = 1});
+        EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
+        silence = SoundMuter::Failure{};
+        m.wait(0.1);
+        heard.forget();
+        EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
+        EXPECT_EQ(m.server.run({"pw-dump"}).find(R"("state": "error")"), std::string::npos) << round;
+    }
+}
+
 TEST(PipeWireAloneTest, aProgramWithoutAServerWaitsForOne)
 {
     PipeWireMachine m(PipeWireMachine::Order::programFirst);
