@@ -18,6 +18,7 @@ namespace {
 
 constexpr double syncLimit = 1.0; ///< seconds; an idle server answers in a millisecond
 constexpr long tickNanoseconds = 250'000'000; ///< also between attempts to connect
+constexpr Duration answerLimit = seconds(5); ///< for a new connection
 constexpr double usualRate = 48000;
 constexpr Duration holdTime = seconds(0.3); ///< usually 20 ms
 constexpr int fullRounds = 2; ///< the objects come in the first, what was bound of them in the second
@@ -43,6 +44,13 @@ void addAll(spa_dict const* dictionary, PipeWireConnection::Properties& properti
         if (item->key && item->value)
             properties[item->key] = item->value;
     }
+}
+
+/// Other errors of the core tell of objects that went away while they were asked about. A server that dies with
+/// something unread resets the connection.
+bool endsConnection(int result)
+{
+    return result == -EPIPE || result == -ECONNRESET || result == -ENOTCONN || result == -EPROTO || result == -EIO;
 }
 
 bool isAudioNode(PipeWireConnection::Object const& object)
@@ -84,6 +92,8 @@ PipeWireConnection::PipeWireConnection()
             auto& self = *static_cast<PipeWireConnection*>(data);
             if (!self.m_core)
                 self.connect();
+            else if (!self.m_ready && Clock::now() - self.m_since > answerLimit)
+                self.lose();
             self.each([](Member& member) { member.tick(); });
         },
         this);
@@ -136,6 +146,7 @@ bool PipeWireConnection::connect()
     m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
     pw_registry_add_listener(m_registry, &m_registryListener, &registryEvents, this);
     ++m_generation;
+    m_since = Clock::now();
     m_rounds = m_done = 0;
     m_pending = pw_core_sync(m_core, PW_ID_CORE, 0);
     return true;
@@ -222,12 +233,16 @@ void PipeWireConnection::onDone(void* data, std::uint32_t id, int sequence)
 void PipeWireConnection::onError(void* data, std::uint32_t id, int, int result, char const* message)
 {
     auto& self = *static_cast<PipeWireConnection*>(data);
-    // Other errors of the core tell of objects that went away while they were asked about.
-    if (id != PW_ID_CORE || result != -EPIPE)
+    if (id != PW_ID_CORE || !endsConnection(result))
         return;
     Log::write("[sound] {}", message ? message : "connection lost");
-    self.m_lost = true;
-    self.noteChange();
+    self.lose();
+}
+
+void PipeWireConnection::lose()
+{
+    m_lost = true;
+    noteChange();
 }
 
 void PipeWireConnection::onGlobal(

@@ -132,6 +132,7 @@ private:
     bool connect();
     void disconnect();
     void turn();
+    void lose();
     void noteChange();
     void bindMetadata(Object const& object);
     void unbind(Metadata& metadata);
@@ -156,6 +157,7 @@ private:
     bool m_lost = false; ///< the server went away; not yet taken down
     bool m_changed = false;
     int m_generation = 0;
+    Instant m_since{}; ///< of the connection
     int m_rounds = 0; ///< of syncs until the mirror is complete
     int m_pending = 0; ///< the sequence of such a round
     int m_done = 0; ///< the last sequence that was answered
