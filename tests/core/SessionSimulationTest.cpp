@@ -91,11 +91,11 @@ private:
     void noteTick(std::int64_t reported, bool fails, Duration delay)
     {
         auto const now = world.time.now();
-        if (!fails)
-            m_tick.seconds = 0;
-        else if (now - m_tick.began > seconds(30.0)) // no second attempt
-            m_tick = {now, now, reported};
-        m_tick.over = now + delay;
+        bool const again = now - m_tick.began < seconds(30.0);
+        if (!again)
+            m_tick.began = now;
+        m_tick.seconds = fails ? reported : 0;
+        m_tick.over = again ? now + delay : Instant::max(); // a second attempt follows
     }
 
     void backend(SimExchange const& exchange)
