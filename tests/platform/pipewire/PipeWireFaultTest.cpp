@@ -267,7 +267,7 @@ TEST_F(PipeWireFaultTest, aProgramOnAMonoDeviceSurvivesThatItIsMovedWhileItIsHea
 {
     HeardSound heard;
     auto const capture = m.systemAudio().open(heard);
-    for (int round = 0; round < 8; ++round) {
+    for (int round = 0; round < 5; ++round) {
         auto silence = m.muter().silence();
         auto const program = m.server.play({.frequency = 700, .device = "lab.micfeed", .channels = 1});
         EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
