@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr double readyLimit = 20; ///< seconds; usually half of one
+constexpr double readyLimit = 10; ///< seconds; usually half of one
 constexpr double rate = 48000;
 constexpr double window = 0.2; ///< seconds in which a level is measured
 
@@ -216,7 +216,8 @@ bool SoundServer::start()
     for (auto const part : {Part::bus, Part::pipewire, Part::sessionManager, Part::pulse})
         start(part);
     bool const good = eventually([this] { return ready(); }, readyLimit);
-    EXPECT_TRUE(good) << "the private sound server is not ready: " << run({"pw-link", "-io"});
+    EXPECT_TRUE(good) << "the private sound server is not ready: " << run({"pw-link", "-io"})
+                      << read(m_folder / "wireplumber.log");
     return good;
 }
 

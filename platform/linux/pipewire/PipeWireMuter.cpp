@@ -47,7 +47,6 @@ private:
     void create();
     void destroy();
     bool isEmpty() const;
-    void connected() override { create(); }
     void disconnected() override;
     void changed() override;
     void move(PipeWireConnection::Object const& stream);
@@ -151,10 +150,12 @@ void PipeWireMuter::Sink::disconnected()
 
 void PipeWireMuter::Sink::changed()
 {
-    if (m_lost) {
+    if (m_lost)
         destroy();
-        create();
-    }
+    // A session manager that is still starting is not to be troubled.
+    if (!m_connection.managed())
+        return;
+    create();
     if (!m_connection.node(m_name))
         return;
     std::erase_if(m_moved, [this](auto const& entry) {
