@@ -19,7 +19,7 @@ public:
 
     /// `switchedInput`: where the default input that a session replaced is kept until it is put back.
     PipeWireDevices(PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path const& switchedInput);
-    ~PipeWireDevices();
+    ~PipeWireDevices() override;
 
     std::vector<AudioDevice> inputs() override;
     std::vector<AudioDevice> outputs() override;

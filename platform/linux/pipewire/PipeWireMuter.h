@@ -11,7 +11,7 @@ namespace lingrelay {
 class PipeWireMuter final : public SoundMuter, private PipeWireConnection::Member {
 public:
     PipeWireMuter(PipeWireConnection& connection, SoundGuard& guard);
-    ~PipeWireMuter();
+    ~PipeWireMuter() override;
 
     std::variant<std::unique_ptr<Silence>, Failure> silence() override;
 
