@@ -114,7 +114,8 @@ PipeWireMuter::Sink::~Sink()
     m_connection.remove(*this);
     for (auto const& [stream, moved] : m_moved) {
         auto const now = m_connection.metadata(stream, targetKey);
-        if (now && now->value == m_name) // else the user has moved it meanwhile
+        // Else the user has moved it meanwhile. What has been asked for and not been seen yet comes before this.
+        if (!moved.seen || (now && now->value == m_name))
             set(stream, moved.before);
     }
     // A sink that went first would have the session manager move each of them twice.
