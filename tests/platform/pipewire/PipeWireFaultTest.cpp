@@ -206,7 +206,8 @@ TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackExactlyAndSwitchedThroughARe
     m.stopServer();
     std::filesystem::remove_all(m.server.folder() + "/state/wireplumber");
     m.startServer();
-    EXPECT_TRUE(until([&] { return m.devices().defaultInput() == device; })) << m.server.defaultNode(currentInput);
+    EXPECT_TRUE(until([&] { return m.devices().defaultInput() == device; })) << m.server.defaultNode(
+        currentInput) << " of " << m.devices().inputs().size() << '\n' << m.server.run({"pw-link", "-io"});
     m.devices().setDefaultInput(*before);
     EXPECT_TRUE(until([&] { return m.devices().defaultInput() == before; }));
     EXPECT_EQ(m.server.defaultNode(configuredInput), "") << "nothing had been chosen";
