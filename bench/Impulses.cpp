@@ -1,9 +1,6 @@
 #include "bench/Impulses.h"
 
-#include "bench/BareStream.h"
-
 #include <csignal>
-#include <random>
 #include <string_view>
 #include <thread>
 
@@ -20,9 +17,13 @@ namespace lingrelay::bench {
 namespace {
 
 constexpr char const* programOption = "--program";
+constexpr double graphRate = 48000;
 constexpr float loud = 0.9F;
 constexpr Duration longest = seconds(1.0); ///< a sound that was not heard by then is lost
 constexpr int warmUps = 10;
+constexpr Duration pause = seconds(0.15); ///< between sounds, at the least
+/// Multiples of it lie evenly in a circle: with few sounds all places in a step of the server have their turn.
+constexpr double golden = 0.6180339887;
 
 bool heardBy(std::span<Way const> ways)
 {
@@ -32,8 +33,6 @@ bool heardBy(std::span<Way const> ways)
 /// One sound for all of these ways.
 void tryOnce(std::span<Way const> ways)
 {
-    static std::minstd_rand random;
-    std::this_thread::sleep_for(seconds(std::uniform_real_distribution(0.15, 0.25)(random)));
     for (auto const& way : ways)
         way.ear.heard.clear();
     Moment made;
@@ -112,21 +111,28 @@ double Delays::quantile(double share) const
     return sorted.at(static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1)));
 }
 
-bool measure(Way const& floor, Way const& measured, int count)
+bool measure(Way const& floor, Way const& measured, BareStream const& stream, int count)
 {
-    Way const together[] = {floor, measured};
-    auto const round = [&](std::span<Way const> ways) {
-        if (&floor.sounder == &measured.sounder)
-            return tryOnce(ways);
-        tryOnce(ways.subspan(0, 1));
-        tryOnce(ways.subspan(1, 1));
-    };
     Delays first[2];
-    Way const unused[] = {{floor.sounder, floor.ear, first[0]}, {measured.sounder, measured.ear, first[1]}};
+    Way const warmingUp[] = {{floor.sounder, floor.ear, first[0]}, {measured.sounder, measured.ear, first[1]}};
+    Way const together[] = {floor, measured};
+    auto next = Clock::now();
+    auto step = seconds(0.02);
+    auto const round = [&](std::span<Way const> ways) {
+        std::size_t const size = &floor.sounder == &measured.sounder ? 2 : 1;
+        for (std::size_t i = 0; i < ways.size(); i += size) {
+            while (next < Clock::now() + pause)
+                next += step;
+            std::this_thread::sleep_until(next);
+            tryOnce(ways.subspan(i, size));
+        }
+        next += seconds(golden * toSeconds(step));
+    };
     for (int i = 0; i < warmUps && (first[0].empty() || first[1].empty()); ++i)
-        round(unused);
+        round(warmingUp);
     if (first[0].empty() || first[1].empty())
         return false;
+    step = seconds(stream.quantum() / graphRate);
     for (int i = 0; i < count; ++i)
         round(together);
     return true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Time.h"
+#include "bench/BareStream.h"
 
 #include <algorithm>
 #include <atomic>
@@ -105,8 +106,8 @@ struct Way {
     Delays& delays;
 };
 
-/// Waits until both ways carry sound; then lets each sound `count` times at random moments. Two ways of one sounder
-/// hear the same sound. False when one stays silent.
-bool measure(Way const& floor, Way const& measured, int count);
+/// Waits until both ways carry sound; then lets each sound `count` times, evenly over the steps of the server that
+/// `stream` belongs to. Two ways of one sounder hear the same sound. False when one stays silent.
+bool measure(Way const& floor, Way const& measured, BareStream const& stream, int count);
 
 } // namespace lingrelay::bench
