@@ -87,8 +87,13 @@ void PipeWireStream::destroy()
     m_links.clear();
     if (!m_stream)
         return;
+    // The data thread uses the stream and its listener until it is disconnected.
+    m_ending = true;
+    pw_stream_disconnect(m_stream);
     spa_hook_remove(&m_listener);
-    pw_stream_destroy(std::exchange(m_stream, nullptr)); // the data thread does not come any more
+    pw_stream_destroy(m_stream);
+    m_stream = nullptr;
+    m_ending = false;
     m_streaming = false;
     m_refusal.clear();
 }
@@ -110,7 +115,6 @@ void PipeWireStream::build()
         };
         return result;
     }();
-    m_fine = Clock::now();
     m_stream = pw_stream_new(m_connection.core(), m_plan.description, propertiesOf(m_plan));
     spa_zero(m_listener);
     pw_stream_add_listener(m_stream, &m_listener, &events, this);
@@ -151,15 +155,20 @@ std::vector<PortLinks::Ends> PipeWireStream::wantedLinks() const
 
 void PipeWireStream::changed()
 {
-    if (!m_stream)
+    if (!m_connection.connected())
         return;
-    if (linksItself(m_plan))
+    // A session manager that finds streams when it starts can come to a standstill.
+    if (!m_stream && m_connection.managed())
+        build();
+    if (m_stream && linksItself(m_plan))
         m_links.keep(wantedLinks());
     judge();
 }
 
 void PipeWireStream::stateChanged(pw_stream_state state, char const* error)
 {
+    if (m_ending)
+        return;
     m_streaming = state == PW_STREAM_STATE_STREAMING;
     if (state == PW_STREAM_STATE_ERROR)
         m_refusal = error ? error : "the sound server refused";

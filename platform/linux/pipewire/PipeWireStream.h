@@ -43,7 +43,7 @@ protected:
     /// On the loop: what a stream that is linked by itself is linked to.
     virtual std::vector<PortLinks::Ends> wantedLinks() const;
 
-    void connected() override { build(); }
+    void connected() override { m_fine = Clock::now(); }
     void disconnected() override;
     void changed() override;
     void tick() override { changed(); }
@@ -68,6 +68,7 @@ private:
     PortLinks m_links;
     pw_stream* m_stream = nullptr;
     spa_hook m_listener{};
+    bool m_ending = false; ///< the stream is taken down; what it reports is no news
     bool m_streaming = false;
     std::string m_refusal; ///< the server's, of the stream
     Instant m_fine{}; ///< when sound last flowed, or had reason not to
