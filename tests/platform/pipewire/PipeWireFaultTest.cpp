@@ -302,8 +302,8 @@ TEST(PipeWireAloneTest, aProgramWithoutAServerWaitsForOne)
     auto const start = Clock::now();
     EXPECT_TRUE(eventually([&] { return system.lastEvent() == "started" && m.output(m.speakers) != 0; }));
     EXPECT_LT(toSeconds(Clock::now() - start), soon);
-    EXPECT_EQ(system.events(),
-        (std::vector<std::string>{"failed: the sound server (PipeWire) is not running", "started"}));
+    EXPECT_EQ(
+        system.events(), (std::vector<std::string>{"failed: the sound server (PipeWire) is not running", "started"}));
     EXPECT_TRUE(eventually([&] { return changes > 0; })) << "who waited for a device is told";
     auto const output = m.outputs().open({}, own);
     EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
