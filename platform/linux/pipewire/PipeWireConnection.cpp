@@ -266,6 +266,7 @@ void PipeWireConnection::onGlobalRemove(void* data, std::uint32_t id)
     auto& self = *static_cast<PipeWireConnection*>(data);
     self.m_objects.erase(id);
     self.m_held.erase(id);
+    std::erase_if(self.m_written, [id](auto const& entry) { return entry.first.first == id && id != 0; });
     if (auto const found = self.m_nodes.find(id); found != self.m_nodes.end()) {
         spa_hook_remove(&found->second->listener);
         pw_proxy_destroy(found->second->proxy);
