@@ -19,6 +19,8 @@ namespace {
 constexpr double syncLimit = 1.0; ///< seconds; an idle server answers in a millisecond
 constexpr long tickNanoseconds = 250'000'000; ///< also between attempts to connect
 constexpr Duration answerLimit = seconds(5); ///< for a new connection
+constexpr Duration echoTime = seconds(1);
+constexpr Duration longestCheck = seconds(60);
 constexpr double usualRate = 48000;
 constexpr Duration holdTime = seconds(0.3); ///< usually 20 ms
 constexpr int fullRounds = 2; ///< the objects come in the first, what was bound of them in the second
@@ -94,6 +96,8 @@ PipeWireConnection::PipeWireConnection()
                 self.connect();
             else if (!self.m_ready && Clock::now() - self.m_since > answerLimit)
                 self.lose();
+            else if (self.m_ready)
+                self.checkMetadata();
             self.each([](Member& member) { member.tick(); });
         },
         this);
@@ -147,6 +151,8 @@ bool PipeWireConnection::connect()
     pw_registry_add_listener(m_registry, &m_registryListener, &registryEvents, this);
     ++m_generation;
     m_since = Clock::now();
+    m_checkTime = echoTime;
+    m_nextCheck = m_since + m_checkTime;
     m_rounds = m_done = 0;
     m_pending = pw_core_sync(m_core, PW_ID_CORE, 0);
     return true;
@@ -168,6 +174,7 @@ void PipeWireConnection::disconnect()
     unbind(m_settings);
     m_objects.clear();
     m_held.clear();
+    m_written.clear();
     spa_hook_remove(&m_registryListener);
     pw_proxy_destroy(reinterpret_cast<pw_proxy*>(m_registry));
     m_registry = nullptr;
@@ -285,17 +292,60 @@ void PipeWireConnection::bindMetadata(Object const& object)
     auto* const metadata = name == "default" ? &m_defaults : name == "settings" ? &m_settings : nullptr;
     if (!metadata || metadata->proxy)
         return;
+    metadata->id = object.id;
+    bind(*metadata);
+}
+
+void PipeWireConnection::bind(Metadata& metadata)
+{
     static pw_metadata_events const events = [] {
         pw_metadata_events result{};
         result.version = PW_VERSION_METADATA_EVENTS;
         result.property = onProperty;
         return result;
     }();
-    metadata->id = object.id;
-    metadata->proxy = static_cast<pw_proxy*>(
-        pw_registry_bind(m_registry, object.id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
-    spa_zero(metadata->listener);
-    pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata->proxy), &metadata->listener, &events, metadata);
+    metadata.proxy = static_cast<pw_proxy*>(
+        pw_registry_bind(m_registry, metadata.id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
+    spa_zero(metadata.listener);
+    pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata.proxy), &metadata.listener, &events, &metadata);
+}
+
+/// A server of this version loses what changes at a moment at which another program begins to watch. What cannot be
+/// right is read anew, after ever longer times: a machine may have no microphone at all.
+void PipeWireConnection::checkMetadata()
+{
+    auto const now = Clock::now();
+    bool lost = false;
+    std::erase_if(m_written, [&](auto const& entry) {
+        auto const& [value, until] = entry.second;
+        auto const found = m_defaults.values.find(entry.first);
+        bool const there = found == m_defaults.values.end() ? !value : value && found->second.value == value->value;
+        if (!there && now >= until) {
+            lost = true;
+            if (!value) // that it is gone would not be told again
+                m_defaults.values.erase(entry.first);
+        }
+        return there || now >= until;
+    });
+    if (!lacksDefaults()) {
+        m_checkTime = echoTime;
+        m_nextCheck = now + m_checkTime;
+    } else if (now >= m_nextCheck) {
+        lost = true;
+        m_checkTime = std::min(2 * m_checkTime, longestCheck);
+        m_nextCheck = now + m_checkTime;
+    }
+    if (!lost || !managed())
+        return;
+    spa_hook_remove(&m_defaults.listener);
+    pw_proxy_destroy(std::exchange(m_defaults.proxy, nullptr));
+    bind(m_defaults);
+    noteChange();
+}
+
+bool PipeWireConnection::lacksDefaults() const
+{
+    return managed() && (!node(nameIn("default.audio.sink")) || !node(nameIn("default.audio.source")));
 }
 
 void PipeWireConnection::unbind(Metadata& metadata)
@@ -431,6 +481,7 @@ void PipeWireConnection::setMetadata(std::uint32_t subject, char const* key, std
 {
     if (!m_defaults.proxy)
         return;
+    m_written[{subject, key}] = {value, Clock::now() + echoTime};
     pw_metadata_set_property(reinterpret_cast<pw_metadata*>(m_defaults.proxy), subject, key,
         value && !value->type.empty() ? value->type.c_str() : nullptr, value ? value->value.c_str() : nullptr);
 }

@@ -135,7 +135,10 @@ private:
     void lose();
     void noteChange();
     void bindMetadata(Object const& object);
+    void bind(Metadata& metadata);
     void unbind(Metadata& metadata);
+    void checkMetadata();
+    bool lacksDefaults() const;
     void watchNode(Object const& object);
     template <class Call> void each(Call call);
 
@@ -151,6 +154,10 @@ private:
     std::map<std::uint32_t, std::unique_ptr<NodeWatch>> m_nodes;
     Metadata m_defaults; ///< the session manager's "default"
     Metadata m_settings;
+    /// What was written and is to come back from the server: by when.
+    std::map<std::pair<std::uint32_t, std::string>, std::pair<std::optional<MetadataValue>, Instant>> m_written;
+    Instant m_nextCheck{};
+    Duration m_checkTime{};
     std::set<Member*> m_members;
     std::map<std::uint32_t, Instant> m_held; ///< until when
     bool m_ready = false; ///< connected, and the mirror is complete
