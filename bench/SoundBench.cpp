@@ -15,7 +15,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <future>
 #include <thread>
 
 namespace lingrelay::bench {
