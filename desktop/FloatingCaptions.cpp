@@ -1,0 +1,111 @@
+#include "desktop/FloatingCaptions.h"
+
+#include "base/Registry.h"
+#include "platform/Defaults.h"
+
+namespace lingrelay {
+
+namespace {
+
+constexpr Duration clearDelay = seconds(8.0);
+constexpr int statusSize = 11;
+constexpr char const* frameKey = "overlayFrame";
+
+} // namespace
+
+FloatingCaptions::FloatingCaptions(Scheduler& main, PanelWindow& window) : m_main(main), m_window(window)
+{
+    place();
+    retrim();
+    m_window.onFrameChanged = [this] { frameChanged(); };
+}
+
+FloatingCaptions::~FloatingCaptions()
+{
+    m_window.onFrameChanged = nullptr;
+    m_main.stopTimer(m_clearTimer);
+}
+
+/// Where the user left it, unless that screen has gone.
+void FloatingCaptions::place()
+{
+    auto const screens = m_window.screens();
+    if (auto const stored = Registry::get<Defaults>().string(frameKey)) {
+        auto const frame = CaptionLayout::frame(*stored);
+        if (CaptionLayout::frameIsOnScreen(frame, screens))
+            return m_window.setFrame(frame);
+    }
+    if (!screens.empty())
+        m_window.setFrame(CaptionLayout::defaultFrame(screens.front()));
+}
+
+void FloatingCaptions::resetPlace()
+{
+    auto const screens = m_window.screens();
+    if (screens.empty())
+        return;
+    m_window.setFrame(CaptionLayout::defaultFrame(screens.front()));
+    retrim();
+}
+
+void FloatingCaptions::update(std::string const& kind, std::string const& text)
+{
+    onMain([this, kind, text] {
+        (kind == "original" ? m_fullOriginal : kind == "speak" ? m_fullSpeak : m_fullTranslation) = text;
+        retrim();
+        orderFrontRegardless();
+        clearLater();
+    });
+}
+
+void FloatingCaptions::showStatus(std::string const& text)
+{
+    onMain([this, text] {
+        m_status = text;
+        m_content.update([&](Content& content) { content.status.text = text; });
+    });
+}
+
+void FloatingCaptions::clearLater()
+{
+    m_main.stopTimer(m_clearTimer);
+    m_clearTimer = m_main.startTimer(m_main.now() + clearDelay, [this] {
+        for (auto* full : {&m_fullOriginal, &m_fullTranslation, &m_fullSpeak})
+            full->clear();
+        retrim();
+    });
+}
+
+void FloatingCaptions::frameChanged()
+{
+    retrim();
+    Registry::get<Defaults>().set(frameKey, CaptionLayout::text(m_window.frame()));
+}
+
+/// Fits fonts and texts to the frame of this moment.
+void FloatingCaptions::retrim()
+{
+    auto const frame = m_window.frame();
+    CaptionLayout const layout(frame.width, frame.height);
+    auto const rows = layout.rows();
+    auto const label = [&](std::string const& full, int fontSize, int lines) {
+        return Label{CaptionLayout::tail(full, layout.capacity(fontSize, lines)), fontSize, lines == 0};
+    };
+    m_content = Content{
+        {m_status, statusSize, !layout.showsStatus()},
+        label(m_fullOriginal, layout.originalSize(), rows.original),
+        label(m_fullTranslation, layout.translationSize(), rows.translation),
+        label(m_fullSpeak.empty() ? "" : "🎙 → " + m_fullSpeak, layout.speakSize(), rows.speak),
+        layout.wrapWidth(),
+    };
+}
+
+void FloatingCaptions::onMain(std::function<void()> job)
+{
+    m_main.post([alive = m_alive, job = std::move(job)] {
+        if (alive.lock())
+            job();
+    });
+}
+
+} // namespace lingrelay

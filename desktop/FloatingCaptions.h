@@ -1,0 +1,66 @@
+#pragma once
+
+#include "base/Observable.h"
+#include "base/async/Scheduler.h"
+#include "desktop/CaptionLayout.h"
+#include "desktop/OverlayWindow.h"
+
+#include <memory>
+
+namespace lingrelay {
+
+/// What the captions panel shows and where it stands: the last words heard, their translation, what the user said, and
+/// a status row, fitted to the panel's size. The place is kept under "overlayFrame". A view draws `content` in
+/// `window`.
+///
+/// Main, but for what OverlayWindow says; the scheduler and the window outlive it.
+class FloatingCaptions final : public OverlayWindow {
+public:
+    struct Label {
+        std::string text;
+        int fontSize = 0; ///< points
+        bool hidden = false;
+
+        bool operator==(Label const&) const = default;
+    };
+    struct Content {
+        Label status;
+        Label original;
+        Label translation;
+        Label speak;
+        double wrapWidth = 0; ///< points
+    };
+
+    FloatingCaptions(Scheduler& main, PanelWindow& window);
+    ~FloatingCaptions() override;
+
+    void update(std::string const& kind, std::string const& text) override;
+    void showStatus(std::string const& text) override;
+    void orderFrontRegardless() override { m_window.show(); }
+    void orderOut() override { m_window.hide(); }
+
+    /// The default place and size; for a double click. Without a screen nothing happens.
+    void resetPlace();
+
+    Observable<Content>& content() { return m_content; }
+
+private:
+    void onMain(std::function<void()> job);
+    void place();
+    void frameChanged();
+    void retrim();
+    void clearLater();
+
+    Scheduler& m_main;
+    PanelWindow& m_window;
+    std::string m_fullOriginal;
+    std::string m_fullTranslation;
+    std::string m_fullSpeak;
+    std::string m_status;
+    Observable<Content> m_content;
+    Scheduler::TimerId m_clearTimer = 0;
+    std::shared_ptr<bool> m_live = std::make_shared<bool>(true);
+    std::weak_ptr<bool> const m_alive{m_live}; ///< posted jobs do nothing once this is gone
+};
+
+} // namespace lingrelay

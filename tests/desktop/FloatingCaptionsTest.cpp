@@ -1,0 +1,186 @@
+#include "desktop/FloatingCaptions.h"
+
+#include "base/Registry.h"
+#include "base/Text.h"
+#include "platform/sim/SimDefaults.h"
+#include "platform/sim/SimPanelWindow.h"
+#include "platform/sim/VirtualTime.h"
+
+#include <gtest/gtest.h>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr char const* frameKey = "overlayFrame";
+Rect const defaultPlace{420, 730, 760, 150};
+
+struct FloatingCaptionsTest : testing::Test {
+    void open() { captions = std::make_unique<FloatingCaptions>(main, window); }
+    void update(std::string const& kind, std::string const& text)
+    {
+        captions->update(kind, text);
+        time.runReady();
+    }
+    FloatingCaptions::Content const& content() { return *captions->content(); }
+    std::string stored() { return defaults.string(frameKey).value_or(""); }
+
+    VirtualTime time;
+    VirtualScheduler main{time};
+    Registry registry;
+    Defaults& defaults = registry.put<Defaults>(std::make_shared<SimDefaults>());
+    SimPanelWindow window;
+    std::unique_ptr<FloatingCaptions> captions;
+};
+
+} // namespace
+
+TEST(CaptionLayoutTest, sizesOfFontsAndSharesOfRowsFollowThePanel)
+{
+    struct Case {
+        double width, height;
+        int original, translation, speak;
+        bool status;
+        CaptionLayout::Rows rows;
+    };
+    for (auto const& it : {
+             Case{280, 64, 9, 14, 10, false, {1, 1, 0}},
+             Case{760, 150, 17, 26, 18, true, {1, 2, 0}},
+             Case{760, 95, 11, 16, 11, false, {1, 2, 0}},
+             Case{760, 96, 11, 17, 12, true, {1, 1, 0}},
+             Case{4000, 64, 9, 14, 10, false, {1, 1, 0}},
+             Case{4000, 2000, 27, 42, 29, true, {9, 18, 9}},
+             Case{300, 400, 10, 15, 11, true, {4, 9, 4}},
+             Case{2000, 20, 9, 14, 10, false, {0, 1, 0}},
+         }) {
+        CaptionLayout const layout(it.width, it.height);
+        SCOPED_TRACE(testing::Message() << it.width << " x " << it.height);
+        EXPECT_EQ(layout.originalSize(), it.original);
+        EXPECT_EQ(layout.translationSize(), it.translation);
+        EXPECT_EQ(layout.speakSize(), it.speak);
+        EXPECT_EQ(layout.showsStatus(), it.status);
+        EXPECT_EQ(layout.rows(), it.rows);
+    }
+    EXPECT_EQ(CaptionLayout(760, 150).capacity(26, 2), 110);
+    EXPECT_EQ(CaptionLayout(41, 150).capacity(26, 1), 8); // however narrow
+    EXPECT_EQ(CaptionLayout(41, 150).wrapWidth(), 60);
+}
+
+TEST(CaptionLayoutTest, tailKeepsTheNewestWholeWords)
+{
+    EXPECT_EQ(CaptionLayout::tail("one two", 7), "one two");
+    EXPECT_EQ(CaptionLayout::tail("one two three", 9), "…three");
+    EXPECT_EQ(CaptionLayout::tail("one two three", 10), "…two three"); // what was cut off was a blank
+    EXPECT_EQ(CaptionLayout::tail("indivisible", 5), "…sible");
+    EXPECT_EQ(CaptionLayout::tail("anything", 0), "");
+    EXPECT_EQ(CaptionLayout::tail("", 5), "");
+    // What the reader takes for one character counts once and is never cut.
+    EXPECT_EQ(CaptionLayout::tail("Tiếng Việt", 10), "Tiếng Việt");
+    EXPECT_EQ(CaptionLayout::tail("👩‍👩‍👧‍👦👩‍👩‍👧‍👦👩‍👩‍👧‍👦", 2),
+        "…👩‍👩‍👧‍👦👩‍👩‍👧‍👦");
+    EXPECT_EQ(CaptionLayout::tail("これは字幕です", 3), "…幕です");
+}
+
+TEST(CaptionLayoutTest, framesSurviveBeingStored)
+{
+    for (Rect const& frame : {Rect{-1280, 40.5, 760, 150}, Rect{0, 0, 4000, 2000}, Rect{123456.25, -7, 280, 64}})
+        EXPECT_EQ(CaptionLayout::frame(CaptionLayout::text(frame)), frame);
+    EXPECT_EQ(CaptionLayout::text({10, 20, 760, 150}), "{{10, 20}, {760, 150}}");
+    for (auto const* damaged : {"", "{{}}", "{{1, 2}, {3}}", "nonsense", "{{1, 2}, {-, 4}}", "{{1e999, 2}, {3, 4}}"})
+        EXPECT_EQ(CaptionLayout::frame(damaged), Rect()) << damaged;
+}
+
+TEST_F(FloatingCaptionsTest, standsWhereTheUserLeftItUnlessThatCannotBeSeen)
+{
+    open();
+    EXPECT_EQ(window.frame(), defaultPlace);
+    EXPECT_EQ(stored(), ""); // nobody has moved it
+    EXPECT_FALSE(window.shown);
+
+    window.setFrame({50, 60, 500, 200});
+    captions.reset();
+    window.setFrame({});
+    open();
+    EXPECT_EQ(window.frame(), (Rect{50, 60, 500, 200}));
+
+    for (auto const* lost : {"{{1700, 60}, {500, 200}}", "{{50, 60}, {279, 200}}", "{{50, 60}, {500, 63}}", "damaged",
+             "{{nan, nan}, {nan, nan}}"}) {
+        captions.reset();
+        defaults.set(frameKey, lost);
+        open();
+        EXPECT_EQ(window.frame(), defaultPlace) << lost;
+    }
+    window.visibleFrames = {{0, 0, 1600, 1000}, {1600, 0, 800, 600}};
+    captions.reset();
+    defaults.set(frameKey, "{{1700, 60}, {500, 200}}");
+    open();
+    EXPECT_EQ(window.frame(), (Rect{1700, 60, 500, 200}));
+
+    window.visibleFrames = {{0, 30, 1280, 700}};
+    captions->resetPlace();
+    EXPECT_EQ(window.frame(), (Rect{260, 496, 760, 150}));
+    EXPECT_EQ(stored(), "{{260, 496}, {760, 150}}");
+    window.visibleFrames.clear();
+    captions->resetPlace();
+    EXPECT_EQ(window.frame(), (Rect{260, 496, 760, 150}));
+}
+
+TEST_F(FloatingCaptionsTest, aResizeCutsTheWholeTextsAfresh)
+{
+    open();
+    std::string text;
+    for (int word = 100; word < 400; ++word)
+        text += std::to_string(word) + " ";
+    update("translation", text + "end");
+    update("original", text + "end");
+    update("speak", text + "end");
+    EXPECT_EQ(characterCount(content().translation.text), 108u); // of 110: no cut word, and an ellipsis
+    EXPECT_TRUE(content().speak.hidden);
+    EXPECT_EQ(content().speak.text, "");
+
+    window.setFrame({0, 0, 2000, 600});
+    EXPECT_FALSE(content().speak.hidden);
+    EXPECT_GT(characterCount(content().translation.text), 400u);
+    EXPECT_TRUE(content().speak.text.ends_with("end"));
+    EXPECT_EQ(content().speak.text.find("🎙"), std::string::npos); // a long text loses its mark
+    update("speak", "short");
+    EXPECT_EQ(content().speak.text, "🎙 → short");
+    update("speak", "");
+    EXPECT_EQ(content().speak.text, "");
+
+    window.setFrame({0, 0, 280, 64});
+    EXPECT_TRUE(content().status.hidden);
+    EXPECT_FALSE(content().translation.hidden);
+    EXPECT_LE(characterCount(content().translation.text), 35u);
+}
+
+TEST_F(FloatingCaptionsTest, captionsShowThePanelAndClearEightSecondsAfterTheLast)
+{
+    open();
+    captions->showStatus("Listening");
+    time.runReady();
+    EXPECT_EQ(content().status.text, "Listening");
+    EXPECT_FALSE(window.shown);
+
+    for (auto const* text : {"a", "a b", "a b c"}) {
+        update("original", text);
+        time.advance(seconds(7.9));
+    }
+    EXPECT_EQ(content().original.text, "a b c");
+    EXPECT_EQ(window.shows, 3);
+    captions->orderOut();
+    captions->showStatus("Reconnecting"); // touches neither the order nor the timer
+    time.advance(seconds(0.2));
+    EXPECT_EQ(content().original.text, "");
+    EXPECT_EQ(content().status.text, "Reconnecting");
+    EXPECT_FALSE(window.shown);
+
+    update("anything else", "translated");
+    EXPECT_EQ(content().translation.text, "translated");
+    EXPECT_TRUE(window.shown);
+    captions->update("original", "too late");
+    captions.reset();
+    time.advance(seconds(20)); // neither the posted caption nor the timer touches what is gone
+}
+
+} // namespace lingrelay
