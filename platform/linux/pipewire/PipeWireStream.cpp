@@ -116,6 +116,8 @@ void PipeWireStream::build()
         return result;
     }();
     m_stream = pw_stream_new(m_connection.core(), m_plan.description, propertiesOf(m_plan));
+    if (!m_stream)
+        return; // short of memory or descriptors; tried again at the next change
     spa_zero(m_listener);
     pw_stream_add_listener(m_stream, &m_listener, &events, this);
     auto format = formatOf(m_plan);
