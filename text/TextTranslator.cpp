@@ -81,7 +81,9 @@ Task<Result<std::string>> TextTranslator::translate(
     if (auto translated = viaBackend(hosted); !translated.empty())
         co_return translated;
     if (Hosts::shared().translate.empty())
-        co_return failure(hosted ? hosted->status : -1);
+        co_return Error{Error::Kind::other,
+            T("Translation failed: this service cannot translate it, and no other is set.",
+                "Dịch thất bại: dịch vụ này không dịch được, và chưa đặt dịch vụ nào khác.")};
     auto const answer = co_await Net::shared().data(publicRequest(trimmed, from, to), 1);
     if (!answer)
         co_return answer.error();

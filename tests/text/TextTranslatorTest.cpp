@@ -93,9 +93,13 @@ TEST_F(TextTranslatorTest, onlyFailuresOfThePublicServiceAreTold)
     EXPECT_EQ(translate("Hello.").error().message, "no connection");
 
     m_world.registry.put(std::make_shared<Hosts>(Hosts{"", "", "", "http://127.0.0.1:3"}));
-    backend = HttpResponse{422, {}, "{}"};
-    EXPECT_EQ(translate("Hello.").error().message, "Translation failed (422).");
-    EXPECT_EQ(requests.size(), 1U) << "no public service is known";
+    for (int const status : {422, 429, 200}) { // the backend's own trouble is not the user's
+        backend = HttpResponse{status, {}, "{}"};
+        requests.clear();
+        EXPECT_EQ(translate("Hello.").error().message,
+            "Translation failed: this service cannot translate it, and no other is set.");
+        EXPECT_EQ(requests.size(), 1U) << "no public service is known";
+    }
 }
 
 } // namespace

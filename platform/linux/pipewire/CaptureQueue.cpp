@@ -1,6 +1,8 @@
 #include "platform/linux/pipewire/CaptureQueue.h"
 
+#include <cerrno>
 #include <cstdint>
+
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -58,8 +60,8 @@ void CaptureQueue::run()
     std::vector<std::optional<Error>> news;
     while (!m_ending) {
         std::uint64_t count = 0;
-        if (::read(m_event, &count, sizeof count) < 0)
-            continue;
+        if (::read(m_event, &count, sizeof count) < 0 && errno != EINTR)
+            return m_receiver.failed({Error::Kind::resourceUnavailable, "too many open files"});
         {
             std::lock_guard const lock(m_mutex);
             news.swap(m_news);

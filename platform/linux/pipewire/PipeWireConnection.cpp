@@ -121,13 +121,14 @@ PipeWireConnection::~PipeWireConnection()
     auto* const loop = pw_thread_loop_get_loop(m_loop);
     pw_loop_destroy_source(loop, m_timer);
     pw_loop_destroy_source(loop, m_changeEvent);
-    pw_context_destroy(m_context);
+    if (m_context) // none without the library's own settings
+        pw_context_destroy(m_context);
     pw_thread_loop_destroy(m_loop);
 }
 
 bool PipeWireConnection::connect()
 {
-    m_core = pw_context_connect(m_context, nullptr, 0);
+    m_core = m_context ? pw_context_connect(m_context, nullptr, 0) : nullptr;
     if (!m_core)
         return false;
     static pw_core_events const coreEvents = [] {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include <spa/param/audio/raw.h>
+
 namespace lingrelay {
 
 namespace {
@@ -42,7 +44,8 @@ void PipeWireDevices::changed()
 /// By ports, which a node has once the session manager has set it up.
 int PipeWireDevices::channels(Object const& node, Side side) const
 {
-    return static_cast<int>(m_connection.ports(node.id, side == Side::input ? "out" : "in").size());
+    auto const count = m_connection.ports(node.id, side == Side::input ? "out" : "in").size();
+    return static_cast<int>(std::min<std::size_t>(count, SPA_AUDIO_MAX_CHANNELS));
 }
 
 std::vector<AudioDevice> PipeWireDevices::list(Side side)
@@ -97,9 +100,11 @@ void PipeWireDevices::setDefaultInput(std::uint32_t device)
 {
     PipeWireConnection::Lock const lock(m_connection);
     auto const name = nameOf(device);
-    if (name.empty() || !m_connection.connected())
+    if (name.empty())
         return;
     m_switched.set(name, isVirtualNode(name), isVirtualNode(m_connection.nameIn(defaultSource)));
+    if (!m_connection.managed())
+        return;
     m_connection.sync();
     // The session manager follows in its own time.
     m_connection.waitUntil(0.3, [&] { return m_connection.nameIn(defaultSource) == name; });

@@ -11,6 +11,7 @@ namespace lingrelay {
 namespace {
 
 constexpr Duration stuckAfter = seconds(3); ///< a device that rests needs less to wake up, a server to come up
+constexpr Duration mendPause = seconds(1); ///< until a stream that somebody has ended is made anew
 constexpr std::size_t mostOutputs = 2; ///< of a device with more channels the first two, which are left and right
 
 Error stuckError()
@@ -95,6 +96,7 @@ void PipeWireStream::destroy()
     m_stream = nullptr;
     m_ending = false;
     m_streaming = false;
+    m_broken.reset();
     m_refusal.clear();
 }
 
@@ -159,6 +161,8 @@ void PipeWireStream::changed()
 {
     if (!m_connection.connected())
         return;
+    if (m_broken && hasDevice() && Clock::now() - *m_broken > mendPause)
+        destroy();
     // A session manager that finds streams when it starts can come to a standstill.
     if (!m_stream && m_connection.managed())
         build();
@@ -172,6 +176,8 @@ void PipeWireStream::stateChanged(pw_stream_state state, char const* error)
     if (m_ending)
         return;
     m_streaming = state == PW_STREAM_STATE_STREAMING;
+    if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED)
+        m_broken = Clock::now();
     if (state == PW_STREAM_STATE_ERROR)
         m_refusal = error ? error : "the sound server refused";
     judge();
@@ -201,6 +207,7 @@ void PipeWireStream::judge()
     bool const waitsForDevice = m_connection.managed() && !hasDevice();
     if (flows() && !waitsForDevice) {
         m_fine = Clock::now();
+        m_refusal.clear();
         return tell({});
     }
     // A server that has just come up tells of its devices one by one.

@@ -71,6 +71,7 @@ private:
     bool m_ending = false; ///< the stream is taken down; what it reports is no news
     bool m_streaming = false;
     std::string m_refusal; ///< the server's, of the stream
+    std::optional<Instant> m_broken; ///< when the server, or somebody through it, has ended the stream
     Instant m_fine{}; ///< when sound last flowed, or had reason not to
     std::optional<std::string> m_told; ///< the message; empty: that sound flows
 };

@@ -3,6 +3,7 @@
 #include "base/Log.h"
 
 #include <array>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -35,6 +36,11 @@ SwitchedInput::~SwitchedInput()
 
 void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual)
 {
+    m_owed = false;
+    if (!m_connection.managed()) {
+        m_owed = m_record && nodeName == m_record->effective;
+        return;
+    }
     if (m_record && !isVirtual) {
         auto const record = *m_record;
         forget();
@@ -110,7 +116,15 @@ void SwitchedInput::recover()
 
 void SwitchedInput::changed()
 {
-    if (!m_unsure || !m_record || !m_connection.node(m_record->target) || m_connection.nameIn(effectiveKey).empty())
+    // The session manager is there and has come to a default of its own.
+    if (!m_record || !m_connection.managed() || m_connection.nameIn(effectiveKey).empty())
+        return;
+    if (std::exchange(m_owed, false)) {
+        auto const record = *m_record;
+        forget();
+        return restore(m_connection, record.effective, record.configured);
+    }
+    if (!m_unsure || !m_connection.node(m_record->target))
         return;
     m_unsure = false;
     if (m_connection.nameIn(configuredKey) != m_record->target)

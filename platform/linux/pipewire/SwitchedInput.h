@@ -18,7 +18,8 @@ public:
     SwitchedInput(PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path file);
     ~SwitchedInput();
 
-    /// `nodeName` becomes the default. `isVirtual` says which kind it is and which the current default is.
+    /// `nodeName` becomes the default. `isVirtual` says which kind it is and which the current default is. Without a
+    /// session manager only the user's choice is heeded, and given back as soon as there is one.
     void set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual);
     /// Puts right what a program that is gone has left. Once the defaults are known.
     void recover();
@@ -46,6 +47,7 @@ private:
     int m_lock = -1; ///< the open file, while it is ours
     std::optional<Record> m_record;
     bool m_unsure = false;
+    bool m_owed = false; ///< the choice is to be given back
 };
 
 } // namespace lingrelay

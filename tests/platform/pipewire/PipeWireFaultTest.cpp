@@ -218,6 +218,46 @@ TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackExactlyAndSwitchedThroughARe
     EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == SoundServer::secondMicrophone; }));
 }
 
+TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackOnceThereIsSomebodyToGiveItTo)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const before = m.devices().defaultInput();
+    auto const device = m.input("Lingrelay");
+    for (bool const serverToo : {false, true}) {
+        m.devices().setDefaultInput(device);
+        EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == "Lingrelay.source"; }));
+        m.server.end(Part::sessionManager);
+        EXPECT_TRUE(until([&] { return !m.devices().defaultInput(); }));
+        if (serverToo)
+            m.stopServer();
+        // The user stops the session while the sound is stuck, then restarts what is stuck.
+        m.devices().setDefaultInput(*before);
+        if (!serverToo)
+            m.stopServer();
+        m.startServer();
+        EXPECT_TRUE(until([&] { return m.devices().defaultInput() == before; })) << m.server.defaultNode(currentInput);
+        EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); }));
+        EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
+    }
+}
+
+TEST_F(PipeWireFaultTest, aStreamThatSomebodyEndsIsMadeAnew)
+{
+    OwnTone tone(1000);
+    HeardSound microphone(48000);
+    auto const output = m.outputs().open({}, tone);
+    auto const sung = m.sing(440, m.microphone);
+    auto const input = m.inputs().open(m.input(m.microphone), {48000, 1}, 2048, microphone);
+    EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
+    EXPECT_TRUE(until([&] { return microphone.level(440) > 0.4; }));
+    for (auto const* node : {"lingrelay.voice", "lingrelay.input"})
+        m.server.run({"pw-cli", "destroy", node});
+    EXPECT_TRUE(m.hears(1000, 0, m.speakers));
+    EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
+    auto const before = microphone.count();
+    EXPECT_TRUE(until([&] { return microphone.count() > before + 48000; }));
+}
+
 TEST_F(PipeWireFaultTest, aLostSessionManagerIsToldOf)
 {
     HeardSound system;
