@@ -2,7 +2,6 @@
 
 #include "platform/PanelWindow.h"
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,7 +29,6 @@ public:
     CaptionLayout(double width, double height);
 
     double wrapWidth() const; ///< the width of a line of text
-    double scale() const { return m_scale; }
     int originalSize() const; ///< sizes of fonts
     int translationSize() const;
     int speakSize() const;

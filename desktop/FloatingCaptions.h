@@ -5,7 +5,9 @@
 #include "desktop/CaptionLayout.h"
 #include "desktop/OverlayWindow.h"
 
+#include <functional>
 #include <memory>
+#include <string>
 
 namespace lingrelay {
 
@@ -20,8 +22,6 @@ public:
         std::string text;
         int fontSize = 0; ///< points
         bool hidden = false;
-
-        bool operator==(Label const&) const = default;
     };
     struct Content {
         Label status;

@@ -14,8 +14,6 @@ public:
     struct Item {
         std::string title; ///< empty: a separator
         Action action = Action::none; ///< none: the item cannot be chosen
-
-        bool operator==(Item const&) const = default;
     };
 
     /// `preset` as the settings hold it; what is no preset is not shown.

@@ -97,12 +97,12 @@ void PipeWireStream::destroy()
     m_ending = false;
     m_streaming = false;
     m_broken.reset();
-    m_refusal.clear();
 }
 
 void PipeWireStream::disconnected()
 {
     destroy();
+    m_refusal.clear();
     tell(noServerError());
 }
 
