@@ -1,9 +1,9 @@
 #include "cli/DevicesCommand.h"
 
-#include "cli/MachineSound.h"
 #include "cli/TextLayout.h"
 #include "cli/TranslateCommand.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
+#include "program/MachineSound.h"
 
 #include <algorithm>
 #include <atomic>

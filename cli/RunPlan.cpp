@@ -1,8 +1,6 @@
 #include "cli/RunPlan.h"
 
-#include "base/Url.h"
 #include "cli/SoundFile.h"
-#include "config/KeyStore.h"
 #include "config/L10n.h"
 
 #include <algorithm>
@@ -49,46 +47,6 @@ Problem languagesProblem(Arguments const& arguments, RunPlan const& plan)
         auto problem = languageProblem(field.name, plan.settings.*field.member, field.isTarget);
         if (!problem.empty())
             return problem;
-    }
-    return {};
-}
-
-/// The option, else what the store says, else what the build says when `builtIn` may be used.
-std::string host(std::string const& option, char const* key, std::string const& builtIn)
-{
-    if (!option.empty())
-        return option;
-    auto stored = KeyStore::str(key);
-    return stored.empty() ? builtIn : stored;
-}
-
-void chooseHosts(Arguments const& arguments, RunPlan& plan)
-{
-    auto const builtIn = Hosts::load();
-    plan.ownKey = Secrets::byokActive();
-    plan.hosts.backend = host(arguments.backendUrl, "host.backend", builtIn.backend);
-    plan.localService = !plan.ownKey && plan.hosts.backend.empty();
-    // Keys of a local service are good for nobody else, so it brings the other hosts with it.
-    plan.hosts.stt = host(arguments.sttUrl, "host.stt", plan.localService ? "" : builtIn.stt);
-    plan.hosts.tts = host(arguments.ttsUrl, "host.tts", plan.localService ? "" : builtIn.tts);
-    plan.hosts.api = host(arguments.apiUrl, "host.api", plan.localService ? "" : builtIn.api);
-    plan.hosts.translate = builtIn.translate;
-}
-
-Problem hostsProblem(RunPlan const& plan)
-{
-    struct Field {
-        char const* name;
-        std::string Hosts::*member;
-        bool webSocket;
-    };
-    constexpr Field fields[]
-        = {{"host.stt", &Hosts::stt, true}, {"host.tts", &Hosts::tts, true}, {"host.api", &Hosts::api, false},
-            {"host.backend", &Hosts::backend, false}, {"host.translate", &Hosts::translate, false}};
-    for (auto const& field : fields) {
-        auto const& url = plan.hosts.*field.member;
-        if (auto problem = url.empty() ? "" : urlProblem(url, field.webSocket); !problem.empty())
-            return fmt::format("{}: {}", field.name, problem);
     }
     return {};
 }
@@ -169,22 +127,13 @@ Result<RunPlan> RunPlan::make(Arguments const& arguments)
     if (arguments.to)
         (speaks ? settings.theirLang : settings.targetLang) = *arguments.to;
     chooseOutput(arguments, plan);
-    chooseHosts(arguments, plan);
-    for (auto const& problem : {languagesProblem(arguments, plan), hostsProblem(plan)}) {
+    static_cast<HostPlan&>(plan)
+        = HostPlan::make({arguments.sttUrl, arguments.ttsUrl, arguments.apiUrl, arguments.backendUrl});
+    for (auto const& problem : {languagesProblem(arguments, plan), plan.problem()}) {
         if (!problem.empty())
             return Error{Error::Kind::other, problem};
     }
     return plan;
-}
-
-Hosts RunPlan::hostsWith(Hosts const& local) const
-{
-    auto filled = hosts;
-    for (auto const member : {&Hosts::stt, &Hosts::tts, &Hosts::api, &Hosts::backend}) {
-        if ((filled.*member).empty())
-            filled.*member = local.*member;
-    }
-    return filled;
 }
 
 } // namespace lingrelay

@@ -3,9 +3,9 @@
 #include "base/Result.h"
 #include "cli/Arguments.h"
 #include "config/AppSettings.h"
-#include "config/Hosts.h"
 #include "core/common/AppModel.h"
 #include "platform/Defaults.h"
+#include "program/HostPlan.h"
 
 #include <map>
 #include <memory>
@@ -34,14 +34,11 @@ private:
 };
 
 /// One run of the controller, decided from the arguments and the settings store before anybody is contacted.
-struct RunPlan {
+struct RunPlan : HostPlan {
     AppSettings settings; ///< of the run: the arguments are in them
     AppModel::Direction direction = AppModel::Direction::listen;
     bool live = false; ///< the machine's own sound instead of a file
     Arguments::Output output = Arguments::Output::none; ///< of the main direction's voice; never automatic
-    bool ownKey = false; ///< no hosted session
-    bool localService = false; ///< a service must be started; it fills the empty hosts
-    Hosts hosts;
 
     bool usesDevices() const
     {
@@ -50,9 +47,6 @@ struct RunPlan {
 
     /// Reads the current registry's store. The error is one line for the user.
     static Result<RunPlan> make(Arguments const& arguments);
-
-    /// The hosts, those that are not known filled from `local`.
-    Hosts hostsWith(Hosts const& local) const;
 };
 
 } // namespace lingrelay

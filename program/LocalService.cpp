@@ -1,4 +1,4 @@
-#include "cli/LocalService.h"
+#include "program/LocalService.h"
 
 #include "base/Text.h"
 
