@@ -75,6 +75,10 @@ public:
 
     /// Speaks a line of the user's, translated, where the other side hears it; logged and captioned.
     void typeToSpeak(std::string text);
+    /// Speaks the last line again where only the user hears it, or both do who share one machine.
+    void replayLast();
+    /// A recap of what was said in the last `span`, into the model's `quickSummary`.
+    void summarizeRecent(Duration span);
     /// Speaks a sentence where the translation will go. `done` is called in every case.
     void testVoice(std::function<void()> done);
 
@@ -130,6 +134,7 @@ private:
 
     Task<void> speakTyped(std::string text);
     Task<void> speakTest(std::function<void()> done);
+    Task<void> recap(std::string text);
     struct OneShotSpeech {
         std::string text;
         std::string language;

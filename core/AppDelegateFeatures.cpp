@@ -1,10 +1,11 @@
-// What is done once, with or without a session: a typed line is spoken, the voice is tried.
+// What is done once, with or without a session: a typed line is spoken, the last one again, a recap, the voice tried.
 
 #include "base/Text.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "core/AppDelegate.h"
 #include "speech/SonioxTTS.h"
+#include "text/Summarizer.h"
 #include "text/TextTranslator.h"
 
 namespace lingrelay {
@@ -43,6 +44,51 @@ Task<void> AppDelegate::speakTyped(std::string text)
         co_await speakOnce(std::move(speech), *m_speakEngine);
     }
     m_model.typing = false;
+}
+
+void AppDelegate::replayLast()
+{
+    auto& overlay = m_services.overlay;
+    if (m_model.transcript->empty())
+        return overlay.showStatus(T("Nothing to replay yet", "Chưa có gì để nghe lại"));
+    auto const& line = m_model.transcript->back();
+    bool const heard = line.direction == AppModel::Direction::listen;
+    auto& speaker = heard ? *m_listenEngine : *m_speakEngine;
+    // What the other side has heard must not go to it a second time.
+    auto& player = heard || m_settings.forceTwoWay ? speaker : *m_listenEngine;
+    auto language = speaker.lastSpokenLanguage();
+    if (language.empty())
+        language = heard ? m_settings.targetLang : m_settings.theirLang;
+    overlay.showStatus(T("↺ replay", "↺ nghe lại"));
+    m_tasks.spawn(speakOnce({line.translation, language}, player));
+}
+
+void AppDelegate::summarizeRecent(Duration span)
+{
+    auto const cutoff = m_services.main.date() - std::chrono::duration_cast<Date::duration>(span);
+    std::string text;
+    for (auto const& line : *m_model.transcript) {
+        if (line.at < cutoff)
+            continue;
+        // A language model reads these words, whatever the interface speaks.
+        auto const* speaker = line.direction == AppModel::Direction::speak ? "YOU: " : "THEM: ";
+        text += (text.empty() ? "" : "\n") + (speaker + line.translation);
+    }
+    if (text.empty()) {
+        m_model.quickSummary = T("Nothing was said in the last two minutes.", "Hai phút vừa rồi chưa có gì được nói.");
+        return;
+    }
+    m_model.summarizing = true;
+    m_services.shell.showMainWindow();
+    m_tasks.spawn(recap(std::move(text)));
+}
+
+Task<void> AppDelegate::recap(std::string text)
+{
+    auto const summary = co_await Summarizer::summarize(
+        std::move(text), m_settings.targetLang, HostedSession::shared().clientToken(), "brief");
+    m_model.quickSummary = summary ? *summary : summary.error().message;
+    m_model.summarizing = false;
 }
 
 Task<void> AppDelegate::speakTest(std::function<void()> done)

@@ -10,6 +10,7 @@ namespace {
 
 using Direction = AppModel::Direction;
 
+constexpr Duration recapSpan = seconds(120.0);
 constexpr Duration tickTime = seconds(1.0);
 constexpr Duration exitBackstop = seconds(1.0);
 constexpr Duration restartDelay = seconds(0.4); ///< the other instance is up before this one goes
@@ -205,6 +206,11 @@ void AppDelegate::installCommands()
     commands.refreshDevices = calling(&AppDelegate::refreshDeviceLists);
     commands.testVoice = calling(&AppDelegate::testVoice);
     commands.typeToSpeak = calling(&AppDelegate::typeToSpeak);
+    commands.replayLast = calling(&AppDelegate::replayLast);
+    commands.summarizeRecent = [weak] {
+        if (auto const self = weak.lock())
+            self->summarizeRecent(recapSpan);
+    };
     commands.restartApp = calling(&AppDelegate::restartApp);
     commands.applyPreset = calling(&AppDelegate::applyPreset);
     m_model.settings = m_settings;

@@ -116,6 +116,63 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     EXPECT_FALSE(*model->typing);
 }
 
+TEST_F(FeaturesTest, theLastLineIsHeardAgainByTheUserAlone)
+{
+    launch(true);
+    model->commands.replayLast();
+    EXPECT_EQ(overlay.statuses.back(), "Nothing to replay yet");
+    wait(3);
+    EXPECT_TRUE(voice.texts.empty());
+
+    model->log(AppModel::Direction::listen, "Hallo.", "Hello.", "", world.main.date());
+    model->log(AppModel::Direction::speak, "Bye.", "Adiós.", "", world.main.date());
+    auto const replay = [this] {
+        auto const heard = app->listenEngine().player().queuedSeconds();
+        auto const said = app->speakEngine().player().queuedSeconds();
+        model->commands.replayLast();
+        wait(1);
+        return std::pair(
+            app->listenEngine().player().queuedSeconds() > heard, app->speakEngine().player().queuedSeconds() > said);
+    };
+    EXPECT_EQ(replay(), std::pair(true, false)) << "not into the call a second time";
+    EXPECT_EQ(voice.texts, (Texts{"Adiós."}));
+    EXPECT_EQ(model->transcript->size(), 2U);
+    model->settings.update([](AppSettings& settings) { settings.forceTwoWay = true; });
+    model->commands.applySettings();
+    EXPECT_EQ(replay(), std::pair(false, true)) << "two people hear one machine";
+}
+
+TEST_F(FeaturesTest, aRecapCoversTheLastTwoMinutes)
+{
+    launch(true);
+    model->commands.summarizeRecent();
+    EXPECT_EQ(*model->quickSummary, "Nothing was said in the last two minutes.");
+    EXPECT_TRUE(calls.empty());
+
+    Json asked;
+    world.network.onExchange = [&](SimExchange const& exchange) {
+        asked = parseJson(exchange.request().body).value_or(Json());
+        exchange.answer(HttpResponse{200, {}, R"({"summary":"All is well."})"}, seconds(0.05));
+    };
+    model->log(AppModel::Direction::listen, "a", "too long ago", "", world.main.date());
+    wait(121);
+    model->log(AppModel::Direction::listen, "b", "Come in.", "", world.main.date());
+    model->log(AppModel::Direction::speak, "c", "Gracias.", "", world.main.date());
+    model->commands.summarizeRecent();
+    EXPECT_TRUE(*model->summarizing);
+    wait(1);
+    EXPECT_FALSE(*model->summarizing);
+    EXPECT_EQ(jsonString(asked, "text"), "THEM: Come in.\nYOU: Gracias.");
+    EXPECT_EQ(jsonString(asked, "style"), "brief");
+    EXPECT_EQ(*model->quickSummary, "All is well.");
+
+    world.network.onExchange = [](SimExchange const& exchange) { exchange.answer(HttpResponse{402, {}, ""}); };
+    model->commands.summarizeRecent();
+    wait(1);
+    EXPECT_EQ(*model->quickSummary, "Server error 402");
+    EXPECT_FALSE(*model->summarizing);
+}
+
 TEST_F(FeaturesTest, theVoiceTestSaysHowItWent)
 {
     launch(true);
