@@ -41,7 +41,8 @@ function(lingrelay_uses_qt target)
     if(NOT TARGET lingrelay_qt_prefix)
         file(WRITE ${CMAKE_BINARY_DIR}/qt_prefix.cpp "")
         add_library(lingrelay_qt_prefix OBJECT ${CMAKE_BINARY_DIR}/qt_prefix.cpp)
-        target_link_libraries(lingrelay_qt_prefix PRIVATE lingrelay_options Qt6::Quick Qt6::Widgets)
+        target_link_libraries(lingrelay_qt_prefix PRIVATE lingrelay_options fmt::fmt nlohmann_json::nlohmann_json Qt6::Quick
+            Qt6::Widgets)
         target_compile_definitions(lingrelay_qt_prefix PRIVATE QT_NO_KEYWORDS QT_NO_CAST_TO_ASCII)
         target_precompile_headers(lingrelay_qt_prefix PRIVATE ${CMAKE_SOURCE_DIR}/base/Prefix.h
             <QGuiApplication> <QQmlEngine> <QQuickWindow> <QTimer>)
