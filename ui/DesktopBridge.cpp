@@ -1,0 +1,39 @@
+#include "ui/DesktopBridge.h"
+
+#include <QClipboard>
+#include <QDateTime>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QSaveFile>
+#include <QStandardPaths>
+
+namespace lingrelay {
+
+void DesktopBridge::copy(QString const& text) { QGuiApplication::clipboard()->setText(text); }
+
+void DesktopBridge::save(QString const& text, QString const& extension)
+{
+    auto const name = QStringLiteral("lingrelay-%1.%2").arg(QDateTime::currentSecsSinceEpoch()).arg(extension);
+    auto const folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    auto* dialog = new QFileDialog;
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setDefaultSuffix(extension);
+    dialog->setDirectory(QDir(folder).exists() ? folder : QDir::homePath());
+    dialog->selectFile(name);
+    connect(dialog, &QFileDialog::fileSelected, this, [this, text](QString const& path) { write(path, text); });
+    dialog->open();
+}
+
+void DesktopBridge::write(QString const& path, QString const& text)
+{
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0 && file.commit())
+        Q_EMIT saved(path);
+    else
+        Q_EMIT saveFailed(file.errorString());
+}
+
+} // namespace lingrelay

@@ -1,0 +1,179 @@
+#include "ui/HistoryModel.h"
+
+#include "config/L10n.h"
+#include "sessions/TranscriptForms.h"
+#include "speech/HostedSession.h"
+#include "text/Summarizer.h"
+#include "ui/ListSync.h"
+
+namespace lingrelay {
+
+namespace {
+
+using Session = SessionStore::Session;
+
+std::string duration(Session const& session)
+{
+    auto const whole = std::chrono::floor<std::chrono::seconds>(session.endedAt - session.startedAt).count();
+    auto const shown = std::max<std::int64_t>(whole, 0);
+    return fmt::format("{}:{:02}", shown / 60, shown % 60);
+}
+
+std::string languages(Session const& session)
+{
+    return Catalog::name(session.sourceLang) + " → " + Catalog::name(session.targetLang);
+}
+
+} // namespace
+
+HistoryModel::HistoryModel(AppModel& model, Scheduler& main) : m_model(model), m_tasks(main) { }
+
+void HistoryModel::setActive(bool active)
+{
+    if (active == m_active)
+        return;
+    m_active = active;
+    if (active) {
+        auto& store = SessionStore::shared();
+        m_watch = store.sessions().observe([this](auto const&) { refresh(); });
+        refresh();
+    } else {
+        m_watch = {};
+    }
+    Q_EMIT activeChanged();
+}
+
+void HistoryModel::setQuery(QString const& query)
+{
+    if (query == m_query)
+        return;
+    m_query = query;
+    Q_EMIT queryChanged();
+    if (m_active)
+        refresh();
+}
+
+void HistoryModel::refresh()
+{
+    auto& store = SessionStore::shared();
+    m_stored = store.sessions()->size();
+    auto const at = [this](std::size_t index) { return m_rows.begin() + static_cast<std::ptrdiff_t>(index); };
+    syncRows(
+        m_rows, store.search(m_query.toStdString()), [](Session const& row) -> std::string const& { return row.id; },
+        [&](std::size_t first, std::size_t count) {
+            beginRemoveRows({}, static_cast<int>(first), static_cast<int>(first + count - 1));
+            m_rows.erase(at(first), at(first + count));
+            endRemoveRows();
+        },
+        [&](std::size_t first, std::span<Session const> rows) {
+            beginInsertRows({}, static_cast<int>(first), static_cast<int>(first + rows.size() - 1));
+            m_rows.insert(at(first), rows.begin(), rows.end());
+            endInsertRows();
+        });
+    if (m_selected && !find(selected()))
+        select({});
+    Q_EMIT countChanged();
+}
+
+void HistoryModel::select(std::optional<Session> session)
+{
+    m_selected = std::move(session);
+    m_lines.setLines(m_selected ? LinesModel::Lines(m_selected->lines) : LinesModel::Lines());
+    m_summary.clear();
+    m_summaryError.clear();
+    Q_EMIT selectedChanged();
+    Q_EMIT summaryChanged();
+}
+
+Session const* HistoryModel::find(QString const& id) const
+{
+    auto const wanted = id.toStdString();
+    auto const found = std::find_if(m_rows.begin(), m_rows.end(), [&](Session const& row) { return row.id == wanted; });
+    return found == m_rows.end() ? nullptr : &*found;
+}
+
+void HistoryModel::toggle(QString const& id)
+{
+    auto const* session = id == selected() ? nullptr : find(id);
+    select(session ? std::optional(*session) : std::nullopt);
+}
+
+QString HistoryModel::textOf(QString const& id) const
+{
+    auto const* session = find(id);
+    return session ? toQt(TranscriptForms::sessionText(session->lines)) : QString();
+}
+
+void HistoryModel::remove(QString const& id)
+{
+    auto const* session = find(id);
+    if (!session)
+        return;
+    auto const removed = *session; // the row goes with the archive's news
+    select({});
+    SessionStore::shared().remove(removed);
+}
+
+void HistoryModel::makeSummary()
+{
+    if (!m_selected || m_summarizing)
+        return;
+    m_summarizing = true;
+    m_summaryError.clear();
+    Q_EMIT summaryChanged();
+    m_tasks.spawn(summarize(*m_selected));
+}
+
+Task<void> HistoryModel::summarize(Session session)
+{
+    auto const summary = co_await Summarizer::summarize(TranscriptForms::sessionText(session.lines),
+        m_model.settings->targetLang, HostedSession::shared().clientToken(), "full");
+    m_summarizing = false;
+    // Another session may be open by now.
+    if (m_selected && m_selected->id == session.id) {
+        if (summary)
+            m_summary = toQt(*summary);
+        else
+            m_summaryError = toQt(summary.error().message);
+    }
+    Q_EMIT summaryChanged();
+}
+
+void HistoryModel::languageChanged()
+{
+    if (!m_rows.empty())
+        Q_EMIT dataChanged(index(0), index(count() - 1), {LanguagesRole});
+}
+
+int HistoryModel::rowCount(QModelIndex const& parent) const { return parent.isValid() ? 0 : count(); }
+
+QVariant HistoryModel::data(QModelIndex const& index, int role) const
+{
+    if (index.row() < 0 || index.row() >= count())
+        return {};
+    auto const& session = m_rows[static_cast<std::size_t>(index.row())];
+    switch (role) {
+    case IdRole:
+        return toQt(session.id);
+    case TitleRole:
+        return toQt(session.title(m_locale));
+    case LanguagesRole:
+        return toQt(languages(session));
+    case DateRole:
+        return toQt(m_locale.dateAndTime(session.startedAt));
+    case LineCountRole:
+        return static_cast<int>(session.lines.size());
+    case DurationRole:
+        return toQt(duration(session));
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> HistoryModel::roleNames() const
+{
+    return {{IdRole, "sessionId"}, {TitleRole, "title"}, {LanguagesRole, "languages"}, {DateRole, "date"},
+        {LineCountRole, "lineCount"}, {DurationRole, "duration"}};
+}
+
+} // namespace lingrelay

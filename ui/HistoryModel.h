@@ -1,0 +1,92 @@
+#pragma once
+
+#include "base/async/Task.h"
+#include "sessions/SessionStore.h"
+#include "sessions/UserLocale.h"
+#include "ui/Bridge.h"
+#include "ui/LinesModel.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lingrelay {
+
+/// The archived sessions that hold `query`, newest first, and the one that is open; main. The archive is read when
+/// `active` is set for the first time, since that takes a moment. Before it dies: `shutdown`, then wait until it is
+/// `idle`.
+class HistoryModel final : public QAbstractListModel {
+    Q_OBJECT
+    Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
+    Q_PROPERTY(QString query READ query WRITE setQuery NOTIFY queryChanged)
+    Q_PROPERTY(int count READ count NOTIFY countChanged) ///< that match
+    Q_PROPERTY(bool empty READ empty NOTIFY countChanged) ///< nothing is archived
+    Q_PROPERTY(QString selected READ selected NOTIFY selectedChanged) ///< id of the open session, or empty
+    Q_PROPERTY(QAbstractListModel* lines READ lines CONSTANT) ///< of the open session
+    Q_PROPERTY(QString summary READ summary NOTIFY summaryChanged)
+    Q_PROPERTY(QString summaryError READ summaryError NOTIFY summaryChanged)
+    Q_PROPERTY(bool summarizing READ summarizing NOTIFY summaryChanged)
+
+public:
+    enum Role { IdRole = Qt::UserRole + 1, TitleRole, LanguagesRole, DateRole, LineCountRole, DurationRole };
+
+    /// The model and the scheduler outlive it.
+    HistoryModel(AppModel& model, Scheduler& main);
+
+    bool active() const { return m_active; }
+    void setActive(bool active);
+    QString query() const { return m_query; }
+    void setQuery(QString const& query);
+    int count() const { return static_cast<int>(m_rows.size()); }
+    bool empty() const { return m_stored == 0; }
+    QString selected() const { return toQt(m_selected ? m_selected->id : std::string()); }
+    QAbstractListModel* lines() { return &m_lines; }
+    QString summary() const { return m_summary; }
+    QString summaryError() const { return m_summaryError; }
+    bool summarizing() const { return m_summarizing; }
+
+    /// Opens the session, closing any other; closes it when it is the open one.
+    Q_INVOKABLE void toggle(QString const& id);
+    Q_INVOKABLE QString textOf(QString const& id) const;
+    Q_INVOKABLE void remove(QString const& id);
+    /// Asks for the minutes of the open session; they are kept while it is open.
+    Q_INVOKABLE void makeSummary();
+    /// Cancels what waits for the backend.
+    void shutdown() { m_tasks.cancel(); }
+    bool idle() const { return m_tasks.running() == 0; }
+    /// The names of languages have changed.
+    void languageChanged();
+
+    int rowCount(QModelIndex const& parent = {}) const override;
+    QVariant data(QModelIndex const& index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+    Q_SIGNAL void activeChanged();
+    Q_SIGNAL void queryChanged();
+    Q_SIGNAL void countChanged();
+    Q_SIGNAL void selectedChanged();
+    Q_SIGNAL void summaryChanged();
+
+private:
+    void refresh();
+    void select(std::optional<SessionStore::Session> session);
+    SessionStore::Session const* find(QString const& id) const;
+    Task<void> summarize(SessionStore::Session session);
+
+    AppModel& m_model;
+    TaskGroup m_tasks;
+    UserLocale m_locale;
+    bool m_active = false;
+    QString m_query;
+    std::size_t m_stored = 0;
+    std::vector<SessionStore::Session> m_rows;
+    std::optional<SessionStore::Session> m_selected;
+    LinesModel m_lines;
+    QString m_summary;
+    QString m_summaryError;
+    bool m_summarizing = false;
+    Subscription m_watch;
+};
+
+} // namespace lingrelay
