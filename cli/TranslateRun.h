@@ -6,7 +6,7 @@
 #include "cli/Arguments.h"
 #include "cli/ClauseLog.h"
 #include "cli/FileSource.h"
-#include "cli/Headless.h"
+#include "program/Headless.h"
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
 #include "cli/Secrecy.h"

@@ -1,0 +1,223 @@
+#include "app/Program.h"
+
+#include "app/WindowShell.h"
+#include "audio/AudioCapture.h"
+#include "audio/MicCapture.h"
+#include "base/Log.h"
+#include "base/Registry.h"
+#include "config/L10n.h"
+#include "core/AppDelegate.h"
+#include "core/common/EchoGuard.h"
+#include "core/common/FarEndEcho.h"
+#include "desktop/FloatingCaptions.h"
+#include "platform/linux/AsioNetwork.h"
+#include "platform/linux/AsioScheduler.h"
+#include "platform/linux/FileDefaults.h"
+#include "platform/linux/pipewire/PipeWireSound.h"
+#include "platform/linux/qt/QtScheduler.h"
+#include "program/Headless.h"
+#include "program/HostPlan.h"
+#include "program/LocalService.h"
+#include "program/MachineSound.h"
+#include "program/Paths.h"
+#include "sessions/Journal.h"
+#include "ui/MainView.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+
+#include <thread>
+
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+/// What remains after the user has quit is to say goodbye to other parties; it must not hold up anybody.
+constexpr auto goodbyeLimit = std::chrono::milliseconds(1500);
+constexpr Duration reportLimit = seconds(1.0);
+
+class NoPanel final : public PanelWindow {
+public:
+    Rect frame() const override { return {}; }
+    void setFrame(Rect) override { }
+    void show() override { }
+    void hide() override { }
+    std::vector<Rect> screens() const override { return {}; }
+};
+
+} // namespace
+
+/// Members go down in the opposite order.
+struct Program::Parts {
+    Parts();
+    ~Parts();
+
+    void launch();
+    void connected(Result<LocalService::Address> const& local);
+    void heard(std::unique_ptr<PipeWireSound> sound);
+    void begin();
+    void end();
+
+    QtScheduler main;
+    AsioRuntime runtime;
+    AsioRuntime disk; ///< waits for the disk, which sockets must not
+    std::unique_ptr<Scheduler> listenStream = runtime.makeScheduler();
+    std::unique_ptr<Scheduler> listenPipeline = runtime.makeScheduler();
+    std::unique_ptr<Scheduler> speakStream = runtime.makeScheduler();
+    std::unique_ptr<Scheduler> speakPipeline = runtime.makeScheduler();
+    std::unique_ptr<Scheduler> background = disk.makeScheduler();
+    Registry registry;
+    HostPlan plan;
+    LocalService localService{main};
+    AsioNetwork network{runtime};
+    std::thread soundOpener;
+    std::unique_ptr<PipeWireSound> sound;
+    HostedSession* hosted = nullptr;
+
+    WindowShell shell;
+    NoPanel panel;
+    NoKey key;
+    NoWorkspace workspace;
+    std::unique_ptr<FloatingCaptions> captions;
+    std::unique_ptr<MainView> view;
+
+    std::unique_ptr<AudioCapture> capture;
+    std::unique_ptr<MicCapture> mic;
+    std::unique_ptr<AudioMuter> muter;
+    std::unique_ptr<DriverInstaller> driver;
+    std::shared_ptr<AppDelegate> app;
+    std::string complaint; ///< why there is no service
+};
+
+Program::Parts::Parts()
+{
+    registry.put<Defaults>(std::make_shared<FileDefaults>(defaultsFile()));
+    auto& language = registry.put(std::make_shared<UiLanguage>());
+    language.setLang(AppSettings::load().uiLang);
+    registry.put(std::make_shared<EchoGuard>(main));
+    registry.put(std::make_shared<FarEndEcho>(main));
+    registry.put(std::make_shared<SessionStore>(SessionStore::defaultFolder()));
+    registry.put(std::make_shared<AppModel>());
+    plan = HostPlan::make({});
+}
+
+Program::Parts::~Parts()
+{
+    runtime.stop();
+    disk.stop();
+    app.reset();
+}
+
+/// The window comes up while the service and the sound are made ready.
+void Program::Parts::launch()
+{
+    if (plan.localService)
+        localService.start([this](Result<LocalService::Address> const& address) { connected(address); });
+    else
+        main.post([this] { connected(LocalService::Address{}); });
+    soundOpener = std::thread([this] {
+        auto opened = std::make_shared<std::unique_ptr<PipeWireSound>>(std::make_unique<PipeWireSound>());
+        main.post([this, opened] { heard(std::move(*opened)); });
+    });
+    captions = std::make_unique<FloatingCaptions>(main, panel);
+    shell.onResetCaptions = [this] { captions->resetPlace(); };
+    shell.onQuit = [this] { app ? app->quitNow() : QCoreApplication::quit(); };
+    shell.onBuildMenu = [] {};
+    shell.onStatusItemVisible = [](bool) {};
+    view = std::make_unique<MainView>(AppModel::shared(), main, shell);
+    shell.setWindow(view->window());
+    shell.showMainWindow();
+}
+
+void Program::Parts::connected(Result<LocalService::Address> const& local)
+{
+    auto const address = local ? *local : LocalService::Address{};
+    if (!local)
+        complaint = local.error().message;
+    registry.put(std::make_shared<Hosts>(plan.hostsWith(address.hosts)));
+    auto& net = registry.put(std::make_shared<Net>(network));
+    hosted = &registry.put(std::make_shared<HostedSession>(main, net, address.token));
+    begin();
+}
+
+void Program::Parts::heard(std::unique_ptr<PipeWireSound> opened)
+{
+    soundOpener.join();
+    sound = std::move(opened);
+    begin();
+}
+
+/// Once the service and the sound are there.
+void Program::Parts::begin()
+{
+    if (!hosted || !sound)
+        return;
+    auto const machine = machineSound(*sound);
+    capture = std::make_unique<AudioCapture>(machine.systemAudio, *background);
+    mic = std::make_unique<MicCapture>(machine.inputs, main);
+    muter = std::make_unique<AudioMuter>(machine.muter);
+    driver = std::make_unique<DriverInstaller>(machine.virtualMicrophone);
+    app = AppDelegate::create({main, {network, *listenStream, *listenPipeline, *background, machine.outputs},
+        {network, *speakStream, *speakPipeline, *background, machine.outputs}, *capture, *mic, *muter, machine.devices,
+        *driver, *captions, shell, key, workspace});
+    app->applicationDidFinishLaunching();
+    auto& model = AppModel::shared();
+    if (!complaint.empty()) {
+        model.status = complaint;
+        model.statusKind = AppModel::StatusKind::error;
+    } else if (auto const problem = plan.problem(); !problem.empty()) {
+        model.status = problem;
+        model.statusKind = AppModel::StatusKind::error;
+    }
+    if (!Journal::recover(SessionStore::shared()).empty())
+        captions->showStatus(
+            T("A session that was cut short has been kept", "Đã giữ lại một phiên bị ngắt giữa chừng"));
+}
+
+/// After the event loop.
+void Program::Parts::end()
+{
+    std::thread([] {
+        std::this_thread::sleep_for(goodbyeLimit);
+        ::_exit(0);
+    }).detach();
+    if (soundOpener.joinable())
+        soundOpener.join();
+    auto const deadline = main.now() + reportLimit;
+    auto const wait = [](auto done) {
+        while (!done())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+    };
+    if (app) {
+        app->applicationWillTerminate();
+        app->stopFromUI();
+        app->shutdown();
+    }
+    view->shutdown();
+    if (hosted) {
+        wait([&] { return hosted->idle() || main.now() >= deadline; });
+        hosted->shutdown();
+    }
+    wait([&] { return (!app || app->idle()) && (!hosted || hosted->idle()) && view->idle(); });
+    if (app) {
+        for (auto* engine : {&app->listenEngine(), &app->speakEngine()})
+            engine->player().teardown();
+    }
+    shell.setWindow(nullptr);
+    view.reset();
+}
+
+Program::Program() : m_parts(std::make_unique<Parts>()) { }
+Program::~Program() = default;
+
+int Program::run()
+{
+    m_parts->launch();
+    int const code = QCoreApplication::exec();
+    m_parts->end();
+    return code;
+}
+
+} // namespace lingrelay

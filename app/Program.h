@@ -1,0 +1,22 @@
+#pragma once
+
+#include <memory>
+
+namespace lingrelay {
+
+/// The window program: the controller with the machine's sound, its windows, its tray icon, and the local service when
+/// no other is known. One a process; main.
+class Program {
+public:
+    Program();
+    ~Program();
+
+    /// Shows the window and serves it until the user quits. The exit code.
+    int run();
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> m_parts;
+};
+
+} // namespace lingrelay

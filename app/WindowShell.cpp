@@ -1,0 +1,61 @@
+#include "app/WindowShell.h"
+
+#include "ui/Bridge.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QVariantMap>
+
+#include <unistd.h>
+
+namespace lingrelay {
+
+void WindowShell::setLaunchAtLogin(bool on)
+{
+    writeLaunchAtLogin(on);
+    Q_EMIT launchAtLoginChanged(); // also when it could not be written: the switch goes back
+}
+
+void WindowShell::showMainWindow()
+{
+    if (!m_window)
+        return;
+    if (m_window->windowStates() & Qt::WindowMinimized)
+        m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);
+    m_window->show();
+    m_window->raise();
+    m_window->requestActivate();
+}
+
+bool WindowShell::ask(
+    std::string const& title, std::string const& body, std::string const& first, std::string const& second)
+{
+    if (!m_window || m_asking)
+        return false;
+    showMainWindow();
+    QVariantMap const question{{QStringLiteral("title"), toQt(title)}, {QStringLiteral("body"), toQt(body)},
+        {QStringLiteral("first"), toQt(first)}, {QStringLiteral("second"), toQt(second)}};
+    QEventLoop loop;
+    m_asking = &loop;
+    QMetaObject::invokeMethod(m_window, "ask", Q_ARG(QVariant, question));
+    return loop.exec() == 1;
+}
+
+void WindowShell::answer(bool first)
+{
+    if (auto* const loop = std::exchange(m_asking, nullptr)) // the first answer counts
+        loop->exit(first ? 1 : 0);
+}
+
+void WindowShell::tearDownPresentations()
+{
+    if (m_window && m_asking)
+        QMetaObject::invokeMethod(m_window, "endQuestion");
+    answer(false);
+}
+
+void WindowShell::terminate() { QCoreApplication::quit(); }
+
+void WindowShell::exit() { ::_exit(0); }
+
+} // namespace lingrelay

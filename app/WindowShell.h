@@ -1,0 +1,56 @@
+#pragma once
+
+#include "desktop/AppShell.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QQuickWindow>
+
+#include <functional>
+#include <string>
+
+class QEventLoop;
+
+namespace lingrelay {
+
+/// The main window and the end of the program; also what the views call `Shell`. Main.
+class WindowShell final : public QObject, public AppShell {
+    Q_OBJECT
+    Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
+
+public:
+    /// Set before the views are loaded.
+    std::function<void()> onQuit;
+    std::function<void()> onResetCaptions;
+    std::function<void()> onBuildMenu;
+    std::function<void(bool visible)> onStatusItemVisible;
+    std::function<bool()> readLaunchAtLogin = [] { return false; };
+    std::function<bool(bool on)> writeLaunchAtLogin = [](bool) { return false; };
+
+    void setWindow(QQuickWindow* window) { m_window = window; }
+
+    bool launchAtLogin() const { return readLaunchAtLogin(); }
+    void setLaunchAtLogin(bool on);
+    Q_INVOKABLE void quit() { onQuit(); }
+    Q_INVOKABLE void resetCaptions() { onResetCaptions(); }
+    /// The user's answer to the question on show.
+    Q_INVOKABLE void answer(bool first);
+
+    void buildMenu() override { onBuildMenu(); }
+    void setStatusItemVisible(bool visible) override { onStatusItemVisible(visible); }
+    void showMainWindow() override;
+    /// Other events are served meanwhile. A second question at the same time is answered with the second button.
+    bool ask(std::string const& title, std::string const& body, std::string const& first,
+        std::string const& second) override;
+    void tearDownPresentations() override;
+    void terminate() override;
+    [[noreturn]] void exit() override;
+
+    Q_SIGNAL void launchAtLoginChanged();
+
+private:
+    QPointer<QQuickWindow> m_window;
+    QEventLoop* m_asking = nullptr; ///< runs while a question is on show
+};
+
+} // namespace lingrelay

@@ -1,0 +1,43 @@
+#include "app/Program.h"
+
+#include <QApplication>
+#include <QFont>
+#include <QFontDatabase>
+#include <QIcon>
+
+#include <cstdio>
+#include <cstring>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr auto usage = "usage: lingrelay [--version | --help]\n"
+                       "Opens the window, or brings it to the front when the program runs already. For terminals and "
+                       "scripts there is lingrelay-cli.\n";
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::puts("lingrelay " LINGRELAY_VERSION);
+            return 0;
+        }
+        if (std::strcmp(argv[i], "--help") == 0) {
+            std::fputs(usage, stdout);
+            return 0;
+        }
+    }
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("lingrelay"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Lingrelay Pro"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("lingrelay"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/qt/qml/Lingrelay/Controls/icons/app.svg")));
+    QFont font(QStringLiteral("Inter"));
+    font.setPixelSize(13);
+    QApplication::setFont(font);
+    return lingrelay::Program().run();
+}

@@ -1,0 +1,97 @@
+#include "ui/MainView.h"
+
+#include "ui/AppBridge.h"
+#include "ui/DesktopBridge.h"
+#include "ui/HistoryModel.h"
+#include "ui/LinesModel.h"
+#include "ui/SectionsBridge.h"
+#include "ui/SettingsBridge.h"
+
+#include <QQmlApplicationEngine>
+#include <QQmlProperty>
+#include <QQuickWindow>
+#include <QtQml>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr auto pages = "qrc:/qt/qml/Lingrelay/MainWindow.qml";
+constexpr auto uri = "Lingrelay.Model";
+
+/// What every page may call without an import; each text follows the interface language, because reading it here
+/// makes the binding that asked depend on it.
+constexpr auto globals = R"((function(app) {
+    return {
+        T: function(en, vi) { return app.english ? en : vi },
+        languageName: function(code) { return app.english ? app.languageName(code) : app.languageName(code) }
+    }
+}))";
+
+} // namespace
+
+struct MainView::Parts {
+    Parts(AppModel& model, Scheduler& main, QObject& windowShell)
+        : shell(windowShell)
+        , app(model)
+        , settings(model)
+        , sections(model)
+        , transcript(model)
+        , history(model, main)
+    {
+    }
+
+    void publish()
+    {
+        for (auto const& [name, object] :
+            {std::pair<char const*, QObject*>{"App", &app}, {"Settings", &settings}, {"Sections", &sections},
+                {"Transcript", &transcript}, {"History", &history}, {"Desktop", &desktop}, {"Shell", &shell}}) {
+            QQmlEngine::setObjectOwnership(object, QQmlEngine::CppOwnership);
+            qmlRegisterSingletonInstance(uri, 1, 0, name, object);
+        }
+        engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+        auto const functions = engine.evaluate(QString::fromLatin1(globals)).call({engine.newQObject(&app)});
+        for (auto const* name : {"T", "languageName"})
+            engine.globalObject().setProperty(QString::fromLatin1(name), functions.property(QString::fromLatin1(name)));
+    }
+
+    QObject& shell;
+    AppBridge app;
+    SettingsBridge settings;
+    SectionsBridge sections;
+    TranscriptModel transcript;
+    HistoryModel history;
+    DesktopBridge desktop;
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = nullptr;
+    QObject* theme = nullptr;
+};
+
+MainView::MainView(AppModel& model, Scheduler& main, QObject& shell)
+    : m_parts(std::make_unique<Parts>(model, main, shell))
+{
+    auto& parts = *m_parts;
+    parts.publish();
+    parts.engine.load(QUrl(QString::fromLatin1(pages)));
+    if (!parts.engine.rootObjects().isEmpty())
+        parts.window = qobject_cast<QQuickWindow*>(parts.engine.rootObjects().constFirst());
+    if (!parts.window)
+        qFatal("the main window could not be made");
+    parts.theme = parts.engine.singletonInstance<QObject*>(qmlTypeId("Lingrelay.Controls", 1, 0, "Theme"));
+    QObject::connect(&parts.app, &AppBridge::languageChanged, &parts.history, &HistoryModel::languageChanged);
+}
+
+MainView::~MainView() = default;
+
+QQmlEngine& MainView::engine() { return m_parts->engine; }
+QQuickWindow* MainView::window() const { return m_parts->window; }
+void MainView::setDark(bool dark) { QQmlProperty::write(m_parts->theme, QStringLiteral("dark"), dark); }
+void MainView::setReducedMotion(bool reduced)
+{
+    QQmlProperty::write(m_parts->theme, QStringLiteral("reducedMotion"), reduced);
+}
+
+void MainView::shutdown() { m_parts->history.shutdown(); }
+bool MainView::idle() const { return m_parts->history.idle(); }
+
+} // namespace lingrelay

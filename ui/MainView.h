@@ -1,0 +1,37 @@
+#pragma once
+
+#include "base/async/Scheduler.h"
+#include "core/common/AppModel.h"
+
+#include <QObject>
+
+#include <memory>
+
+class QQmlEngine;
+class QQuickWindow;
+
+namespace lingrelay {
+
+/// The main window with all of its pages over the model. Main; what it is given outlives it. Before it dies:
+/// `shutdown`, then wait until it is `idle`.
+class MainView {
+public:
+    /// `shell` is what the pages call `Shell`. The window is made here and not yet shown.
+    MainView(AppModel& model, Scheduler& main, QObject& shell);
+    ~MainView();
+
+    QQmlEngine& engine();
+    QQuickWindow* window() const;
+    void setDark(bool dark);
+    void setReducedMotion(bool reduced);
+
+    /// Cancels what waits for the backend.
+    void shutdown();
+    bool idle() const;
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> m_parts;
+};
+
+} // namespace lingrelay

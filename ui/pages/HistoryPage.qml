@@ -1,0 +1,60 @@
+import QtQuick
+import QtQuick.Layouts
+import Lingrelay.Controls
+import Lingrelay.Model
+
+Item {
+    id: page
+
+    Component.onCompleted: History.active = true
+
+    ColumnLayout {
+        anchors { fill: parent; margins: Theme.space5 }
+        spacing: Theme.space3
+
+        RowLayout {
+            spacing: Theme.space3
+
+            SectionHeader {
+                Layout.fillWidth: true
+                text: T("Past sessions", "Các phiên đã lưu")
+            }
+            SearchField {
+                Layout.preferredWidth: 280
+                placeholderText: T("Search transcripts", "Tìm trong biên bản")
+                visible: !History.empty
+                onTextChanged: History.query = text
+            }
+        }
+        Item {
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+
+            EmptyState {
+                anchors.centerIn: parent
+                width: Math.min(parent.width - 2 * Theme.space5, 420)
+                visible: History.count === 0
+                iconName: History.empty ? "history" : "search"
+                title: History.empty ? T("No sessions yet", "Chưa có phiên nào") : T("No session holds these words", "Không phiên nào có những từ này")
+                hint: History.empty ? T("Finished sessions with at least one line are saved automatically.", "Phiên nào có ít nhất một câu sẽ được lưu tự động khi dừng.") : T("Try fewer or other words.", "Hãy thử ít từ hơn hoặc từ khác.")
+            }
+            ListView {
+                id: list
+
+                anchors.fill: parent
+                clip: true
+                spacing: Theme.space2
+                boundsBehavior: Flickable.StopAtBounds
+                model: History
+                cacheBuffer: 400
+                Accessible.role: Accessible.List
+                Accessible.name: T("Past sessions", "Các phiên đã lưu")
+                ScrollBar.vertical: ScrollBar {
+                }
+                delegate: HistoryRow {
+                    width: list.width - Theme.space3
+                }
+            }
+        }
+    }
+}

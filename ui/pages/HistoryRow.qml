@@ -1,0 +1,149 @@
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as Templates
+import Lingrelay.Controls
+import Lingrelay.Model
+
+/// An archived session; open, it shows its lines and what can be done with them.
+Card {
+    id: row
+
+    required property string sessionId
+    required property string title
+    required property string languages
+    required property string date
+    required property int lineCount
+    required property string duration
+
+    readonly property bool open: History.selected === sessionId
+
+    Templates.AbstractButton {
+        id: head
+
+        Layout.fillWidth: true
+        implicitHeight: headRow.implicitHeight + 2 * Theme.space3
+        hoverEnabled: true
+        Accessible.role: Accessible.ListItem
+        Accessible.name: row.title
+        Accessible.description: details.text
+        Accessible.onPressAction: clicked()
+        Keys.onReturnPressed: clicked()
+        Keys.onEnterPressed: clicked()
+        onClicked: History.toggle(row.sessionId)
+
+        background: Rectangle {
+            radius: Theme.radiusCard
+            color: head.hovered ? Theme.hover : "transparent"
+
+            FocusRing {
+                visible: head.visualFocus
+            }
+        }
+        contentItem: RowLayout {
+            id: headRow
+
+            spacing: Theme.space3
+
+            Icon {
+                Layout.leftMargin: Theme.space3
+                name: row.open ? "chevron-down" : "chevron-right"
+                color: Theme.secondary
+            }
+            ColumnLayout {
+                spacing: 2
+
+                Label {
+                    Layout.fillWidth: true
+                    kind: Label.Row
+                    wrapMode: Text.NoWrap
+                    elide: Text.ElideRight
+                    text: row.title
+                    Accessible.ignored: true
+                }
+                Label {
+                    id: details
+
+                    Layout.fillWidth: true
+                    kind: Label.Secondary
+                    wrapMode: Text.NoWrap
+                    elide: Text.ElideRight
+                    text: row.languages + " · " + row.date
+                    Accessible.ignored: true
+                }
+            }
+            Label {
+                Layout.rightMargin: Theme.space4
+                color: Theme.secondary
+                wrapMode: Text.NoWrap
+                font.features: ({ "tnum": 1 })
+                text: (row.lineCount === 1 ? T("1 line", "1 câu") : T("%1 lines", "%1 câu").arg(row.lineCount)) + " · " + row.duration
+            }
+        }
+    }
+    Loader {
+        Layout.fillWidth: true
+        active: row.open
+        visible: active
+
+        sourceComponent: ColumnLayout {
+            spacing: Theme.space3
+
+            Flow {
+                Layout.fillWidth: true
+                Layout.leftMargin: Theme.space4
+                Layout.rightMargin: Theme.space4
+                spacing: Theme.space2
+
+                Button {
+                    iconName: "sparkle"
+                    text: History.summarizing ? T("Summarising…", "Đang tóm tắt…") : T("Summarise", "Tóm tắt")
+                    enabled: !History.summarizing
+                    onClicked: History.makeSummary()
+                }
+                Button {
+                    iconName: "copy"
+                    text: T("Copy transcript", "Chép biên bản")
+                    onClicked: Desktop.copy(History.textOf(row.sessionId))
+                }
+                Button {
+                    kind: Button.Destructive
+                    iconName: "trash"
+                    text: T("Delete", "Xoá")
+                    onClicked: History.remove(row.sessionId)
+                }
+            }
+            SelectableText {
+                Layout.fillWidth: true
+                Layout.leftMargin: Theme.space4
+                Layout.rightMargin: Theme.space4
+                visible: text.length > 0
+                text: History.summary
+            }
+            RowLayout {
+                Layout.leftMargin: Theme.space4
+                Layout.rightMargin: Theme.space4
+                visible: History.summaryError.length > 0
+                spacing: Theme.space2
+
+                Icon {
+                    name: "error"
+                    color: Theme.error
+                }
+                Label {
+                    Layout.fillWidth: true
+                    color: Theme.error
+                    text: History.summaryError
+                }
+            }
+            LinesView {
+                Layout.fillWidth: true
+                Layout.preferredHeight: Math.min(contentHeight, 420)
+                Layout.leftMargin: Theme.space4
+                Layout.rightMargin: Theme.space2
+                Layout.bottomMargin: Theme.space3
+                lines: History.lines
+                Accessible.name: row.title
+            }
+        }
+    }
+}

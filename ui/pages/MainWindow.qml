@@ -1,0 +1,96 @@
+import QtQuick
+import QtQuick.Layouts
+import Lingrelay.Controls
+import Lingrelay.Model
+
+Window {
+    id: window
+
+    title: Sections.title
+    width: 1060
+    height: 700
+    minimumWidth: 900
+    minimumHeight: 600
+    color: Theme.window
+
+    /// A question that waits for an answer; the program asks one at a time.
+    function ask(question) {
+        questionSheet.question = question;
+        questionSheet.open();
+    }
+    function endQuestion() {
+        questionSheet.close();
+    }
+
+    RowLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        Sidebar {
+            Layout.preferredWidth: 232
+            Layout.fillHeight: true
+        }
+        ColumnLayout {
+            spacing: 0
+
+            Toolbar {
+                Layout.fillWidth: true
+            }
+            StackLayout {
+                id: stack
+
+                readonly property var names: Sections.all.map(section => section.value)
+
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                currentIndex: names.indexOf(Sections.current)
+
+                Repeater {
+                    model: stack.names
+
+                    Loader {
+                        required property int index
+                        required property string modelData
+
+                        // A page is made when it is first shown, and stays with what was typed into it.
+                        active: status === Loader.Ready || StackLayout.isCurrentItem
+                        source: modelData.charAt(0).toUpperCase() + modelData.slice(1) + "Page.qml"
+                    }
+                }
+            }
+        }
+    }
+
+    QuestionSheet {
+        id: questionSheet
+    }
+
+    Shortcut {
+        sequence: "Ctrl+Return"
+        onActivated: App.running ? App.stop() : App.start()
+    }
+    Shortcut {
+        sequence: "Ctrl+Shift+R"
+        onActivated: App.replayLast()
+    }
+    Shortcut {
+        sequence: "Ctrl+Shift+M"
+        onActivated: App.summarizeRecent()
+    }
+    Shortcut {
+        sequence: "Ctrl+,"
+        onActivated: Sections.current = "general"
+    }
+    Shortcut {
+        sequence: "Ctrl+M"
+        onActivated: window.showMinimized()
+    }
+    Shortcut {
+        sequence: "Ctrl+W"
+        onActivated: window.close()
+    }
+    Shortcut {
+        sequence: "Ctrl+Q"
+        onActivated: Shell.quit()
+    }
+}

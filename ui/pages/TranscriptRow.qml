@@ -1,0 +1,64 @@
+import QtQuick
+import QtQuick.Layouts
+import Lingrelay.Controls
+
+/// One line of a transcript: when, who, what was said and what it means.
+Item {
+    id: row
+
+    required property string at
+    required property string direction
+    required property string speaker
+    required property string source
+    required property string translation
+
+    readonly property bool heard: direction === "listen"
+    readonly property string who: heard ? T("Them", "Họ") : T("You", "Bạn")
+
+    implicitHeight: texts.implicitHeight + 2 * Theme.space2
+
+    Rectangle {
+        anchors { left: parent.left; top: parent.top; bottom: parent.bottom; topMargin: Theme.space2; bottomMargin: Theme.space2 }
+        width: 3
+        radius: 1.5
+        color: row.heard ? Theme.listen : Theme.speak
+    }
+    ColumnLayout {
+        anchors { left: parent.left; top: parent.top; leftMargin: Theme.space3; topMargin: Theme.space2 }
+        width: 72
+        spacing: 2
+
+        Label {
+            kind: Label.Caption
+            color: Theme.secondary
+            text: row.at
+            font.features: ({ "tnum": 1 })
+        }
+        Label {
+            Layout.fillWidth: true
+            kind: Label.Caption
+            color: row.heard ? Theme.listenText : Theme.speakText
+            font.weight: Theme.weightStrong
+            text: row.speaker.length > 0 ? row.who + " " + row.speaker : row.who
+        }
+    }
+    ColumnLayout {
+        id: texts
+
+        anchors { left: parent.left; right: parent.right; top: parent.top; leftMargin: 96; topMargin: Theme.space2; rightMargin: Theme.space2 }
+        spacing: 2
+
+        SelectableText {
+            Layout.fillWidth: true
+            visible: text.length > 0
+            text: row.source
+            color: Theme.secondary
+        }
+        SelectableText {
+            Layout.fillWidth: true
+            visible: text.length > 0
+            kind: Label.Row
+            text: row.translation
+        }
+    }
+}
