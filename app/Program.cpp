@@ -162,6 +162,7 @@ void Program::Parts::begin()
     app = AppDelegate::create({main, {network, *listenStream, *listenPipeline, *background, machine.outputs},
         {network, *speakStream, *speakPipeline, *background, machine.outputs}, *capture, *mic, *muter, machine.devices,
         *driver, *captions, shell, key, workspace});
+    view->setHosted(*hosted);
     app->applicationDidFinishLaunching();
     auto& model = AppModel::shared();
     if (!complaint.empty()) {

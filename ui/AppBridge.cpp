@@ -67,6 +67,12 @@ AppBridge::AppBridge(AppModel& model)
     }));
 }
 
+void AppBridge::setHosted(HostedSession const& hosted)
+{
+    m_hosted = &hosted;
+    Q_EMIT elapsedChanged();
+}
+
 QString AppBridge::statusText() const
 {
     if (!m_model.status->empty())
@@ -76,9 +82,9 @@ QString AppBridge::statusText() const
 
 QString AppBridge::balance() const
 {
-    auto const& hosted = HostedSession::shared();
-    return hosted.active() ? toQt(HostedSession::format(hosted.remainingSeconds()) + T(" left", " còn lại"))
-                           : QString();
+    if (!m_hosted || !m_hosted->active())
+        return {};
+    return toQt(HostedSession::format(m_hosted->remainingSeconds()) + T(" left", " còn lại"));
 }
 
 QVariantList AppBridge::microphones() const { return deviceChoices(*m_model.inputDevices, VirtualDevice::hidden); }

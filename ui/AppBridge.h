@@ -7,6 +7,8 @@
 
 namespace lingrelay {
 
+class HostedSession;
+
 /// The model for the views, and its commands; main. The model outlives it.
 class AppBridge final : public QObject {
     Q_OBJECT
@@ -48,6 +50,8 @@ class AppBridge final : public QObject {
 
 public:
     explicit AppBridge(AppModel& model);
+    /// From now on its service time is shown. It outlives the bridge.
+    void setHosted(HostedSession const& hosted);
 
     bool english() const { return m_model.settings->uiLang == "en"; }
     QString statusText() const;
@@ -99,6 +103,7 @@ private:
     static std::optional<std::uint32_t> deviceId(QString const& device);
 
     std::vector<Subscription> m_watches;
+    HostedSession const* m_hosted = nullptr;
     QString m_language;
     QString m_keyAtLaunch;
     bool m_testing = false;

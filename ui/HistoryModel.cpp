@@ -116,7 +116,7 @@ void HistoryModel::remove(QString const& id)
 
 void HistoryModel::makeSummary()
 {
-    if (!m_selected || m_summarizing)
+    if (!m_hosted || !m_selected || m_summarizing)
         return;
     m_summarizing = true;
     m_summaryError.clear();
@@ -127,7 +127,7 @@ void HistoryModel::makeSummary()
 Task<void> HistoryModel::summarize(Session session)
 {
     auto const summary = co_await Summarizer::summarize(TranscriptForms::sessionText(session.lines),
-        m_model.settings->targetLang, HostedSession::shared().clientToken(), "full");
+        m_model.settings->targetLang, m_hosted->clientToken(), "full");
     m_summarizing = false;
     // Another session may be open by now.
     if (m_selected && m_selected->id == session.id) {

@@ -13,6 +13,8 @@
 
 namespace lingrelay {
 
+class HostedSession;
+
 /// The archived sessions that hold `query`, newest first, and the one that is open; main. The archive is read when
 /// `active` is set for the first time, since that takes a moment. Before it dies: `shutdown`, then wait until it is
 /// `idle`.
@@ -33,6 +35,8 @@ public:
 
     /// The model and the scheduler outlive it.
     HistoryModel(AppModel& model, Scheduler& main);
+    /// The backend can be asked for minutes from now on. It outlives this.
+    void setHosted(HostedSession const& hosted) { m_hosted = &hosted; }
 
     bool active() const { return m_active; }
     void setActive(bool active);
@@ -75,6 +79,7 @@ private:
     Task<void> summarize(SessionStore::Session session);
 
     AppModel& m_model;
+    HostedSession const* m_hosted = nullptr;
     TaskGroup m_tasks;
     UserLocale m_locale;
     bool m_active = false;

@@ -85,6 +85,11 @@ MainView::~MainView() = default;
 
 QQmlEngine& MainView::engine() { return m_parts->engine; }
 QQuickWindow* MainView::window() const { return m_parts->window; }
+void MainView::setHosted(HostedSession const& hosted)
+{
+    m_parts->app.setHosted(hosted);
+    m_parts->history.setHosted(hosted);
+}
 void MainView::setDark(bool dark) { QQmlProperty::write(m_parts->theme, QStringLiteral("dark"), dark); }
 void MainView::setReducedMotion(bool reduced)
 {

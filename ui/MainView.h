@@ -12,6 +12,8 @@ class QQuickWindow;
 
 namespace lingrelay {
 
+class HostedSession;
+
 /// The main window with all of its pages over the model. Main; what it is given outlives it. Before it dies:
 /// `shutdown`, then wait until it is `idle`.
 class MainView {
@@ -22,6 +24,8 @@ public:
 
     QQmlEngine& engine();
     QQuickWindow* window() const;
+    /// Service time and minutes are known of from now on; it outlives the view.
+    void setHosted(HostedSession const& hosted);
     void setDark(bool dark);
     void setReducedMotion(bool reduced);
 

@@ -75,7 +75,7 @@ Card {
                 Layout.rightMargin: Theme.space4
                 color: Theme.secondary
                 wrapMode: Text.NoWrap
-                font.features: ({ "tnum": 1 })
+                font.family: Theme.digits
                 text: (row.lineCount === 1 ? T("1 line", "1 câu") : T("%1 lines", "%1 câu").arg(row.lineCount)) + " · " + row.duration
             }
         }

@@ -62,7 +62,7 @@ Item {
             text: App.elapsed
             color: Theme.secondary
             wrapMode: Text.NoWrap
-            font.features: ({ "tnum": 1 })
+            font.family: Theme.digits
             Layout.preferredWidth: 60
             Accessible.description: T("Time since the start", "Thời gian từ lúc bắt đầu")
         }

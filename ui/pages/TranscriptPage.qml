@@ -18,7 +18,7 @@ Item {
                 text: T("Session record", "Bản ghi phiên")
             }
             Segmented {
-                Accessible.name: T("Show", "Hiện")
+                label: T("Show", "Hiện")
                 model: [
                     { value: "all", text: T("Both", "Cả hai") },
                     { value: "listen", text: T("Them", "Họ") },

@@ -32,7 +32,7 @@ Item {
             kind: Label.Caption
             color: Theme.secondary
             text: row.at
-            font.features: ({ "tnum": 1 })
+            font.family: Theme.digits
         }
         Label {
             Layout.fillWidth: true

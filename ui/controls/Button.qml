@@ -1,0 +1,75 @@
+import QtQuick
+import QtQuick.Templates as Templates
+
+Templates.Button {
+    id: button
+
+    enum Kind { Plain, Filled, Destructive, Quiet }
+
+    property int kind: Button.Plain
+    property string iconName
+    property string toolTip
+
+    readonly property color ink: !enabled ? Theme.disabled : kind === Button.Filled ? Theme.brandInk : kind === Button.Destructive ? Theme.error : Theme.text
+
+    implicitWidth: Math.max(Theme.controlHeight, row.implicitWidth + leftPadding + rightPadding)
+    implicitHeight: Theme.controlHeight
+    leftPadding: text.length > 0 ? Theme.space3 : 6
+    rightPadding: leftPadding
+    font.pixelSize: Theme.fontBody
+    font.weight: kind === Button.Filled ? Theme.weightStrong : Theme.weightNormal
+    hoverEnabled: true
+    Keys.onReturnPressed: if (enabled) clicked()
+    Keys.onEnterPressed: if (enabled) clicked()
+    Accessible.role: Accessible.Button
+    Accessible.name: text.length > 0 ? text : toolTip
+    Accessible.onPressAction: clicked()
+
+    contentItem: Item {
+        implicitWidth: row.implicitWidth
+
+        Row {
+            id: row
+
+            anchors.centerIn: parent
+            spacing: 6
+
+            Icon {
+                anchors.verticalCenter: parent.verticalCenter
+                visible: button.iconName.length > 0
+                name: button.iconName
+                color: button.ink
+                size: 18
+            }
+            Text {
+                anchors.verticalCenter: parent.verticalCenter
+                visible: text.length > 0
+                text: button.text
+                font: button.font
+                color: button.ink
+                Accessible.ignored: true
+            }
+        }
+    }
+    background: Rectangle {
+        radius: Theme.radiusControl
+        color: button.kind === Button.Filled ? (!button.enabled ? Theme.pressed : button.down ? Theme.brandPressed : Theme.brand) : button.kind === Button.Quiet ? "transparent" : Theme.card
+        border.width: button.kind === Button.Plain || button.kind === Button.Destructive ? 1 : 0
+        border.color: button.enabled ? Theme.track : Theme.cardBorder
+
+        Rectangle {
+            anchors.fill: parent
+            radius: parent.radius
+            color: button.down ? Theme.pressed : Theme.hover
+            visible: button.enabled && (button.hovered || button.down) && (button.kind !== Button.Filled || !button.down)
+        }
+        FocusRing {
+            visible: button.visualFocus
+        }
+    }
+
+    ToolTip {
+        visible: button.toolTip.length > 0 && button.hovered
+        text: button.toolTip
+    }
+}

@@ -1,0 +1,55 @@
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as Templates
+
+/// One entry of a list of choices.
+Templates.AbstractButton {
+    id: row
+
+    required property var modelData
+    required property int index
+    property bool chosen
+    property bool current
+
+    signal entered
+
+    implicitHeight: 32
+    focusPolicy: Qt.NoFocus
+    hoverEnabled: true
+    text: modelData.text
+    onHoveredChanged: if (hovered) entered()
+    Accessible.role: Accessible.ListItem
+    Accessible.name: text
+    Accessible.selected: chosen
+    Accessible.onPressAction: clicked()
+
+    background: Rectangle {
+        radius: 6
+        color: row.current ? Theme.faint(Theme.brand, 0.16) : "transparent"
+    }
+    contentItem: RowLayout {
+        spacing: Theme.space2
+
+        Icon {
+            Layout.leftMargin: Theme.space2
+            name: "check"
+            size: 16
+            color: row.chosen ? Theme.brandText : "transparent"
+        }
+        Text {
+            Layout.fillWidth: true
+            text: row.text
+            elide: Text.ElideRight
+            font.pixelSize: Theme.fontBody
+            color: Theme.text
+            Accessible.ignored: true
+        }
+        Text {
+            Layout.rightMargin: Theme.space2
+            visible: text.length > 0
+            text: row.modelData.mark ?? ""
+            font.pixelSize: Theme.fontCaption
+            color: Theme.brandText
+        }
+    }
+}

@@ -1,0 +1,21 @@
+import QtQuick
+
+/// Text in one of the sizes of the windows.
+Text {
+    id: label
+
+    enum Kind { Body, Caption, Row, Title, Number, Secondary }
+
+    property int kind: Label.Body
+
+    readonly property var sizes: [Theme.fontBody, Theme.fontCaption, Theme.fontRow, Theme.fontTitle, Theme.fontNumber, Theme.fontCaption]
+
+    color: !enabled ? Theme.disabled : kind === Label.Secondary ? Theme.secondary : Theme.text
+    font.pixelSize: sizes[kind]
+    font.weight: kind === Label.Title || kind === Label.Number ? Theme.weightStrong : Theme.weightNormal
+    wrapMode: Text.Wrap
+    textFormat: Text.PlainText
+    lineHeight: kind === Label.Row ? 1.15 : 1.1
+    Accessible.role: Accessible.StaticText
+    Accessible.name: text
+}

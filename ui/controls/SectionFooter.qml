@@ -1,0 +1,5 @@
+import QtQuick
+
+Label {
+    kind: Label.Secondary
+}
