@@ -32,7 +32,6 @@ int main(int argc, char** argv)
     }
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("lingrelay"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Lingrelay Pro"));
     QGuiApplication::setDesktopFileName(QStringLiteral("lingrelay"));
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/qt/qml/Lingrelay/Controls/icons/app.svg")));

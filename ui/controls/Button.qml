@@ -16,6 +16,7 @@ Templates.Button {
     implicitHeight: Theme.controlHeight
     leftPadding: text.length > 0 ? Theme.space3 : 6
     rightPadding: leftPadding
+    font.family: Theme.family
     font.pixelSize: Theme.fontBody
     font.weight: kind === Button.Filled ? Theme.weightStrong : Theme.weightNormal
     hoverEnabled: true

@@ -2,14 +2,21 @@ import QtQuick
 import QtQuick.Controls.impl
 
 /// One of the program's own drawings. It only goes with words: assistive technology does not see it.
-IconImage {
-    property int size: 20
+Item {
+    id: icon
 
-    source: name.length > 0 ? "icons/" + name + ".svg" : ""
-    name: ""
-    color: Theme.text
-    sourceSize: Qt.size(size, size)
-    width: size
-    height: size
+    property string name
+    property int size: 20
+    property color color: Theme.text
+
+    implicitWidth: size
+    implicitHeight: size
     Accessible.ignored: true
+
+    IconImage {
+        anchors.fill: parent
+        source: icon.name.length > 0 ? "icons/" + icon.name + ".svg" : ""
+        color: icon.color
+        sourceSize: Qt.size(icon.size, icon.size)
+    }
 }

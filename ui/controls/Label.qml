@@ -15,7 +15,7 @@ Text {
     font.weight: kind === Label.Title || kind === Label.Number ? Theme.weightStrong : Theme.weightNormal
     wrapMode: Text.Wrap
     textFormat: Text.PlainText
-    lineHeight: kind === Label.Row ? 1.15 : 1.1
+    lineHeight: kind === Label.Title || kind === Label.Number ? 1 : 1.1
     Accessible.role: Accessible.StaticText
     Accessible.name: text
 }

@@ -34,7 +34,7 @@ FocusScope {
         border.color: Theme.cardBorder
     }
     Rectangle {
-        readonly property Item segment: root.current >= 0 ? repeater.itemAt(root.current) : null
+        readonly property Item segment: repeater.count > 0 && root.current >= 0 ? repeater.itemAt(root.current) : null
 
         visible: segment !== null
         x: segment ? row.x + segment.x : 0

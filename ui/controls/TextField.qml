@@ -14,6 +14,7 @@ Templates.TextField {
     implicitHeight: Theme.controlHeight
     leftPadding: leadingIcon.length > 0 ? 34 : Theme.space3
     rightPadding: (clearButton.visible ? 28 : 0) + (secure ? 28 : 0) + Theme.space2
+    font.family: Theme.family
     font.pixelSize: Theme.fontBody
     color: Theme.text
     placeholderTextColor: Theme.secondary

@@ -34,6 +34,7 @@ QtObject {
     readonly property color dim: dark ? "#8A000000" : "#52000000"
     readonly property color focus: brandText
 
+    readonly property string family: "Inter"
     readonly property string digits: "Noto Sans" ///< all of its digits are equally wide
 
     readonly property int space1: 4

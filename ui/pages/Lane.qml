@@ -9,7 +9,6 @@ Card {
 
     property string title
     property string iconName
-    property color tint
     property color textTint
     property string from
     property string to
@@ -56,8 +55,6 @@ Card {
             tint: lane.tint
         }
     }
-
-    tint: lane.tint
 
     ColumnLayout {
         Layout.fillWidth: true

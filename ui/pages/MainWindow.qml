@@ -53,7 +53,9 @@ Window {
                         required property string modelData
 
                         // A page is made when it is first shown, and stays with what was typed into it.
-                        active: status === Loader.Ready || StackLayout.isCurrentItem
+                        active: false
+                        StackLayout.onIsCurrentItemChanged: if (StackLayout.isCurrentItem) active = true
+                        Component.onCompleted: if (StackLayout.isCurrentItem) active = true
                         source: modelData.charAt(0).toUpperCase() + modelData.slice(1) + "Page.qml"
                     }
                 }

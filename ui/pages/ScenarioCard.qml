@@ -11,7 +11,7 @@ Templates.AbstractButton {
     property string subtitle
     property bool chosen
 
-    implicitHeight: content.implicitHeight + 2 * Theme.space4
+    implicitHeight: content.implicitHeight
     hoverEnabled: true
     Accessible.role: Accessible.RadioButton
     Accessible.name: text
