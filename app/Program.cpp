@@ -10,11 +10,17 @@
 #include "core/common/EchoGuard.h"
 #include "core/common/FarEndEcho.h"
 #include "desktop/FloatingCaptions.h"
+#include "desktop/StatusMenu.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"
+#include "platform/linux/XdgLoginItem.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
+#include "platform/linux/qt/QtAppearance.h"
+#include "platform/linux/qt/QtPanelWindow.h"
 #include "platform/linux/qt/QtScheduler.h"
+#include "platform/linux/qt/QtStatusItem.h"
+#include "platform/linux/qt/QtWorkspace.h"
 #include "program/Headless.h"
 #include "program/HostPlan.h"
 #include "program/LocalService.h"
@@ -22,9 +28,11 @@
 #include "program/Paths.h"
 #include "sessions/Journal.h"
 #include "ui/MainView.h"
+#include "ui/captions/CaptionsView.h"
 
 #include <QCoreApplication>
-#include <QPointer>
+#include <QIcon>
+#include <QQuickWindow>
 
 #include <thread>
 
@@ -38,14 +46,12 @@ namespace {
 constexpr auto goodbyeLimit = std::chrono::milliseconds(1500);
 constexpr Duration reportLimit = seconds(1.0);
 
-class NoPanel final : public PanelWindow {
-public:
-    Rect frame() const override { return {}; }
-    void setFrame(Rect) override { }
-    void show() override { }
-    void hide() override { }
-    std::vector<Rect> screens() const override { return {}; }
-};
+constexpr int captionsRadius = 16;
+
+QIcon icon(char const* name)
+{
+    return QIcon(QStringLiteral(":/qt/qml/Lingrelay/Controls/icons/%1.svg").arg(QString::fromLatin1(name)));
+}
 
 } // namespace
 
@@ -58,6 +64,9 @@ struct Program::Parts {
     void connected(Result<LocalService::Address> const& local);
     void heard(std::unique_ptr<PipeWireSound> sound);
     void begin();
+    void wireShell();
+    void buildMenu();
+    void adoptAppearance();
     void end();
 
     QtScheduler main;
@@ -77,11 +86,14 @@ struct Program::Parts {
     HostedSession* hosted = nullptr;
 
     WindowShell shell;
-    NoPanel panel;
     NoKey key;
-    NoWorkspace workspace;
-    std::unique_ptr<FloatingCaptions> captions;
+    QtWorkspace workspace;
+    XdgLoginItem loginItem;
+    QtAppearance appearance;
+    std::unique_ptr<QtStatusItem> statusItem;
     std::unique_ptr<MainView> view;
+    std::unique_ptr<QtPanelWindow> panel;
+    std::unique_ptr<FloatingCaptions> captions;
 
     std::unique_ptr<AudioCapture> capture;
     std::unique_ptr<MicCapture> mic;
@@ -121,14 +133,60 @@ void Program::Parts::launch()
         auto opened = std::make_shared<std::unique_ptr<PipeWireSound>>(std::make_unique<PipeWireSound>());
         main.post([this, opened] { heard(std::move(*opened)); });
     });
-    captions = std::make_unique<FloatingCaptions>(main, panel);
-    shell.onResetCaptions = [this] { captions->resetPlace(); };
-    shell.onQuit = [this] { app ? app->quitNow() : QCoreApplication::quit(); };
-    shell.onBuildMenu = [] {};
-    shell.onStatusItemVisible = [](bool) {};
+    wireShell();
     view = std::make_unique<MainView>(AppModel::shared(), main, shell);
+    appearance.onChanged = [this] { adoptAppearance(); };
+    adoptAppearance();
     shell.setWindow(view->window());
     shell.showMainWindow();
+}
+
+void Program::Parts::wireShell()
+{
+    shell.onResetCaptions = [this] {
+        if (captions)
+            captions->resetPlace();
+    };
+    shell.onQuit = [this] { app ? app->quitNow() : QCoreApplication::quit(); };
+    shell.running = [this] { return app && app->running(); };
+    shell.hasStatusItem = [this] { return statusItem && statusItem->visible() && statusItem->available(); };
+    shell.onBuildMenu = [this] { buildMenu(); };
+    shell.onStatusItemVisible = [this](bool visible) {
+        if (statusItem)
+            statusItem->setVisible(visible);
+    };
+    shell.readLaunchAtLogin = [this] { return loginItem.enabled(); };
+    shell.writeLaunchAtLogin = [this](bool on) { return loginItem.setEnabled(on); };
+}
+
+void Program::Parts::buildMenu()
+{
+    if (!statusItem) {
+        statusItem = std::make_unique<QtStatusItem>(
+            icon("waveform-circle"), icon("waveform-circle-fill"), QStringLiteral("Lingrelay Pro"));
+        statusItem->onActivated = [this] { shell.showMainWindow(); };
+    }
+    auto const& model = AppModel::shared();
+    statusItem->setActive(shell.running());
+    std::vector<StatusItem::Item> items;
+    for (auto const& item : StatusMenu::items(shell.running(), model.settings->preset)) {
+        using Action = StatusMenu::Action;
+        std::function<void()> action;
+        if (item.action == Action::openWindow)
+            action = [this] { shell.showMainWindow(); };
+        else if (item.action == Action::toggleRun)
+            action = [this] { app->running() ? app->stopFromUI() : app->startFromUI(); };
+        else if (item.action == Action::quit)
+            action = [this] { app->quitNow(); };
+        items.push_back({item.title, std::move(action)});
+    }
+    statusItem->setMenu(std::move(items));
+}
+
+void Program::Parts::adoptAppearance()
+{
+    view->setDark(appearance.dark());
+    view->setReducedMotion(appearance.reducedMotion());
 }
 
 void Program::Parts::connected(Result<LocalService::Address> const& local)
@@ -154,6 +212,10 @@ void Program::Parts::begin()
 {
     if (!hosted || !sound)
         return;
+    auto* const window = view->makeCaptionsWindow();
+    panel = std::make_unique<QtPanelWindow>(*window, captionsRadius);
+    captions = std::make_unique<FloatingCaptions>(main, *panel);
+    view->captions().follow(*captions, *panel);
     auto const machine = machineSound(*sound);
     capture = std::make_unique<AudioCapture>(machine.systemAudio, *background);
     mic = std::make_unique<MicCapture>(machine.inputs, main);
@@ -207,11 +269,12 @@ void Program::Parts::end()
             engine->player().teardown();
     }
     shell.setWindow(nullptr);
-    view.reset();
 }
 
 Program::Program() : m_parts(std::make_unique<Parts>()) { }
 Program::~Program() = default;
+
+void Program::raise() { m_parts->shell.showMainWindow(); }
 
 int Program::run()
 {

@@ -13,6 +13,8 @@ public:
 
     /// Shows the window and serves it until the user quits. The exit code.
     int run();
+    /// Brings the window to the front.
+    void raise();
 
 private:
     struct Parts;

@@ -27,6 +27,18 @@ void WindowShell::showMainWindow()
     m_window->requestActivate();
 }
 
+bool WindowShell::mayClose()
+{
+    if (hasStatusItem())
+        return true;
+    if (!running()) {
+        quit();
+        return true;
+    }
+    m_window->showMinimized(); // a session does not end because its window is in the way
+    return false;
+}
+
 bool WindowShell::ask(
     std::string const& title, std::string const& body, std::string const& first, std::string const& second)
 {

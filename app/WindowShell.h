@@ -21,6 +21,8 @@ class WindowShell final : public QObject, public AppShell {
 public:
     /// Set before the views are loaded.
     std::function<void()> onQuit;
+    std::function<bool()> hasStatusItem = [] { return false; };
+    std::function<bool()> running = [] { return false; };
     std::function<void()> onResetCaptions;
     std::function<void()> onBuildMenu;
     std::function<void(bool visible)> onStatusItemVisible;
@@ -32,6 +34,8 @@ public:
     bool launchAtLogin() const { return readLaunchAtLogin(); }
     void setLaunchAtLogin(bool on);
     Q_INVOKABLE void quit() { onQuit(); }
+    /// The user closes the window: may it go? The program goes on where it can be found again, and ends otherwise.
+    Q_INVOKABLE bool mayClose();
     Q_INVOKABLE void resetCaptions() { onResetCaptions(); }
     /// The user's answer to the question on show.
     Q_INVOKABLE void answer(bool first);

@@ -1,4 +1,5 @@
 #include "app/Program.h"
+#include "platform/linux/qt/SingleInstance.h"
 
 #include <QApplication>
 #include <QFont>
@@ -20,11 +21,13 @@ constexpr auto usage = "usage: lingrelay [--version | --help]\n"
 
 int main(int argc, char** argv)
 {
+    bool replace = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--version") == 0) {
             std::puts("lingrelay " LINGRELAY_VERSION);
             return 0;
         }
+        replace = replace || std::strcmp(argv[i], "--replace") == 0; // after a restart from within
         if (std::strcmp(argv[i], "--help") == 0) {
             std::fputs(usage, stdout);
             return 0;
@@ -38,5 +41,11 @@ int main(int argc, char** argv)
     QFont font(QStringLiteral("Inter"));
     font.setPixelSize(13);
     QApplication::setFont(font);
-    return lingrelay::Program().run();
+    using Takeover = lingrelay::SingleInstance::Takeover;
+    lingrelay::SingleInstance instance("lingrelay", replace ? Takeover::yes : Takeover::no);
+    if (!instance.first())
+        return 0;
+    lingrelay::Program program;
+    instance.onRaise = [&program] { program.raise(); };
+    return program.run();
 }

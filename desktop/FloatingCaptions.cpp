@@ -18,11 +18,16 @@ FloatingCaptions::FloatingCaptions(Scheduler& main, PanelWindow& window) : m_mai
     place();
     retrim();
     m_window.onFrameChanged = [this] { frameChanged(); };
+    m_window.onScreensChanged = [this] {
+        if (!CaptionLayout::frameIsOnScreen(m_window.frame(), m_window.screens()))
+            resetPlace();
+    };
 }
 
 FloatingCaptions::~FloatingCaptions()
 {
     m_window.onFrameChanged = nullptr;
+    m_window.onScreensChanged = nullptr;
     m_main.stopTimer(m_clearTimer);
 }
 

@@ -27,6 +27,9 @@ public:
     /// After each change of the frame, by the user or by `setFrame`; at each step of a drag.
     std::function<void()> onFrameChanged;
 
+    /// Screens have come, gone or changed.
+    std::function<void()> onScreensChanged;
+
     virtual Rect frame() const = 0;
     virtual void setFrame(Rect frame) = 0;
     /// In front of all others.

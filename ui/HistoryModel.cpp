@@ -126,8 +126,8 @@ void HistoryModel::makeSummary()
 
 Task<void> HistoryModel::summarize(Session session)
 {
-    auto const summary = co_await Summarizer::summarize(TranscriptForms::sessionText(session.lines),
-        m_model.settings->targetLang, m_hosted->clientToken(), "full");
+    auto const summary = co_await Summarizer::summarize(
+        TranscriptForms::sessionText(session.lines), m_model.settings->targetLang, m_hosted->clientToken(), "full");
     m_summarizing = false;
     // Another session may be open by now.
     if (m_selected && m_selected->id == session.id) {

@@ -6,6 +6,7 @@
 #include "ui/LinesModel.h"
 #include "ui/SectionsBridge.h"
 #include "ui/SettingsBridge.h"
+#include "ui/captions/CaptionsView.h"
 
 #include <QQmlApplicationEngine>
 #include <QQmlProperty>
@@ -17,6 +18,7 @@ namespace lingrelay {
 namespace {
 
 constexpr auto pages = "qrc:/qt/qml/Lingrelay/MainWindow.qml";
+constexpr auto captionsPanel = "qrc:/qt/qml/Lingrelay/Captions/CaptionsPanel.qml";
 constexpr auto uri = "Lingrelay.Model";
 
 /// What every page may call without an import; each text follows the interface language, because reading it here
@@ -43,9 +45,9 @@ struct MainView::Parts {
 
     void publish()
     {
-        for (auto const& [name, object] :
-            {std::pair<char const*, QObject*>{"App", &app}, {"Settings", &settings}, {"Sections", &sections},
-                {"Transcript", &transcript}, {"History", &history}, {"Desktop", &desktop}, {"Shell", &shell}}) {
+        for (auto const& [name, object] : {std::pair<char const*, QObject*>{"App", &app}, {"Settings", &settings},
+                 {"Sections", &sections}, {"Transcript", &transcript}, {"History", &history}, {"Desktop", &desktop},
+                 {"Shell", &shell}, {"Captions", &captions}}) {
             QQmlEngine::setObjectOwnership(object, QQmlEngine::CppOwnership);
             qmlRegisterSingletonInstance(uri, 1, 0, name, object);
         }
@@ -62,6 +64,7 @@ struct MainView::Parts {
     TranscriptModel transcript;
     HistoryModel history;
     DesktopBridge desktop;
+    CaptionsView captions;
     QQmlApplicationEngine engine;
     QQuickWindow* window = nullptr;
     QObject* theme = nullptr;
@@ -83,8 +86,15 @@ MainView::MainView(AppModel& model, Scheduler& main, QObject& shell)
 
 MainView::~MainView() = default;
 
-QQmlEngine& MainView::engine() { return m_parts->engine; }
 QQuickWindow* MainView::window() const { return m_parts->window; }
+QQuickWindow* MainView::makeCaptionsWindow()
+{
+    // A root of its own: a window inside the main one would be minimised with it.
+    m_parts->engine.load(QUrl(QString::fromLatin1(captionsPanel)));
+    return qobject_cast<QQuickWindow*>(m_parts->engine.rootObjects().constLast());
+}
+CaptionsView& MainView::captions() { return m_parts->captions; }
+
 void MainView::setHosted(HostedSession const& hosted)
 {
     m_parts->app.setHosted(hosted);

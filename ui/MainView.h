@@ -7,11 +7,11 @@
 
 #include <memory>
 
-class QQmlEngine;
 class QQuickWindow;
 
 namespace lingrelay {
 
+class CaptionsView;
 class HostedSession;
 
 /// The main window with all of its pages over the model. Main; what it is given outlives it. Before it dies:
@@ -22,8 +22,10 @@ public:
     MainView(AppModel& model, Scheduler& main, QObject& shell);
     ~MainView();
 
-    QQmlEngine& engine();
     QQuickWindow* window() const;
+    /// Makes the window of the captions, not yet shown. It draws what `captions` follows.
+    QQuickWindow* makeCaptionsWindow();
+    CaptionsView& captions();
     /// Service time and minutes are known of from now on; it outlives the view.
     void setHosted(HostedSession const& hosted);
     void setDark(bool dark);

@@ -1,7 +1,8 @@
 import QtQuick
 import QtQuick.Layouts
 
-/// A setting: what it is at the left, its control at the right, or below it where there is little room.
+/// A setting: what it is at the left, its control at the right, or below it where that leaves the words little room.
+/// A control without a `label` of its own is named by the title.
 Item {
     id: row
 
@@ -11,35 +12,61 @@ Item {
     default property alias control: holder.data
 
     readonly property Item field: holder.children.length > 0 ? holder.children[0] : null
-    readonly property bool narrow: field && width - field.width < 200
     readonly property bool first: parent && Array.from(parent.children).find(item => item.visible && item.title !== undefined) === row
+    readonly property real indent: iconName.length > 0 ? Theme.indent : Theme.space4
+    readonly property bool narrow: width - indent - wanted < Theme.roomForWords
+    property real wanted ///< what the control takes when nothing limits it
+
+    function measure() {
+        if (!limit.when)
+            wanted = field ? field.width : 0;
+    }
 
     Layout.fillWidth: true
     implicitWidth: 320
-    implicitHeight: Math.max(Theme.rowHeight, texts.implicitHeight + 2 * 10 + (narrow ? holder.height + Theme.space2 : 0), narrow ? 0 : holder.height + 12)
-    onFieldChanged: {
+    implicitHeight: Math.max(Theme.rowHeight, texts.implicitHeight + 2 * texts.margin + (narrow ? holder.height + Theme.space2 : 0), narrow ? 0 : holder.height + Theme.space3)
+    Component.onCompleted: {
+        measure();
         if (field && field.label === "")
-            field.label = Qt.binding(() => row.title);
+            field.label = Qt.binding(() => title);
     }
+    onFieldChanged: measure()
 
+    Connections {
+        target: row.field
+
+        function onWidthChanged() {
+            row.measure();
+        }
+    }
+    Binding {
+        id: limit
+
+        target: row.field
+        property: "width"
+        value: row.width - row.indent - Theme.space4
+        when: row.field && row.width > 0 && row.wanted > row.width - row.indent - Theme.space4
+    }
     Rectangle {
-        anchors { left: parent.left; right: parent.right; top: parent.top; leftMargin: row.iconName.length > 0 ? 48 : Theme.space4 }
+        anchors { left: parent.left; right: parent.right; top: parent.top; leftMargin: row.indent }
         visible: !row.first
         height: 1
         color: Theme.cardBorder
     }
     Icon {
         x: Theme.space4
-        y: row.narrow ? 12 : (row.height - height) / 2
+        y: row.narrow ? texts.y : (row.height - height) / 2
         visible: row.iconName.length > 0
         name: row.iconName
-        color: Theme.secondary
+        color: row.enabled ? Theme.secondary : Theme.disabled
     }
     Column {
         id: texts
 
-        x: row.iconName.length > 0 ? 48 : Theme.space4
-        y: row.narrow ? 10 : (row.height - height) / 2
+        readonly property int margin: 10
+
+        x: row.indent
+        y: row.narrow ? margin : (row.height - height) / 2
         width: row.width - x - (row.narrow ? Theme.space4 : holder.width + Theme.space4 + Theme.space3)
         spacing: 2
 
@@ -57,9 +84,9 @@ Item {
     Item {
         id: holder
 
-        x: row.narrow ? texts.x : row.width - width - Theme.space4
+        x: row.narrow ? row.indent : row.width - width - Theme.space4
         y: row.narrow ? texts.y + texts.height + Theme.space2 : (row.height - height) / 2
-        width: Math.min(childrenRect.width, row.width - (row.narrow ? texts.x : 0) - Theme.space4)
-        height: childrenRect.height
+        width: row.field ? row.field.width : 0
+        height: row.field ? row.field.height : 0
     }
 }

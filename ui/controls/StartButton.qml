@@ -9,7 +9,7 @@ Templates.AbstractButton {
 
     readonly property color ink: running ? Theme.text : Theme.brandInk
 
-    implicitHeight: 44
+    implicitHeight: Theme.rowHeight
     implicitWidth: row.implicitWidth + 2 * Theme.space4
     hoverEnabled: true
     Keys.onReturnPressed: clicked()
@@ -66,7 +66,7 @@ Templates.AbstractButton {
         Rectangle {
             anchors.fill: parent
             radius: parent.radius
-            color: button.down ? "#30000000" : button.running ? Theme.hover : "#18FFFFFF"
+            color: button.running ? (button.down ? Theme.pressed : Theme.hover) : button.down ? Theme.gradientPressed : Theme.gradientHover
             visible: button.hovered || button.down
         }
         FocusRing {

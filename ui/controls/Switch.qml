@@ -1,36 +1,39 @@
 import QtQuick
 import QtQuick.Templates as Templates
 
-/// On or off. `checked` is bound from outside; a change by the user is told by `moved` and shows when the outside
-/// follows.
-Templates.AbstractButton {
+/// On or off. `checked` is bound from outside; a change by the user, or by assistive technology, is told by `moved` and
+/// shows when the outside follows.
+Templates.Control {
     id: control
 
-    property bool on
+    property bool checked
+    property string label ///< for assistive technology
 
     signal moved(bool on)
 
+    // A button of the templates would change `checked` by itself, and the two would drift apart.
     function act() {
-        moved(!on);
+        if (enabled)
+            moved(!checked);
     }
 
     implicitWidth: 40
     implicitHeight: 24
-    hoverEnabled: true
-    onClicked: act()
-    Keys.onReturnPressed: act()
-    Keys.onEnterPressed: act()
+    focusPolicy: Qt.StrongFocus
+    Keys.onSpacePressed: event => event.isAutoRepeat || act()
+    Keys.onReturnPressed: event => event.isAutoRepeat || act()
+    Keys.onEnterPressed: event => event.isAutoRepeat || act()
     Accessible.role: Accessible.CheckBox
-    Accessible.name: text
+    Accessible.name: label
     Accessible.checkable: true
-    Accessible.checked: on
+    Accessible.checked: checked
     Accessible.onToggleAction: act()
     Accessible.onPressAction: act()
 
     background: Rectangle {
         radius: height / 2
-        color: control.on ? (control.enabled ? Theme.brand : Theme.disabled) : "transparent"
-        border.width: control.on ? 0 : 1.5
+        color: !control.checked ? "transparent" : control.enabled ? Theme.brand : Theme.disabled
+        border.width: control.checked ? 0 : 1.5
         border.color: control.enabled ? Theme.track : Theme.disabled
 
         Behavior on color {
@@ -39,12 +42,12 @@ Templates.AbstractButton {
             }
         }
         Rectangle {
-            y: (parent.height - height) / 2
-            x: control.on ? parent.width - width - 3 : 3
-            width: control.on ? 18 : 14
+            anchors.verticalCenter: parent.verticalCenter
+            x: control.checked ? parent.width - width - 3 : (parent.height - width) / 2
+            width: control.checked ? 18 : 14
             height: width
             radius: width / 2
-            color: control.on ? Theme.brandInk : Theme.track
+            color: control.checked ? Theme.brandInk : control.enabled ? Theme.track : Theme.disabled
 
             Behavior on x {
                 NumberAnimation {
@@ -56,5 +59,10 @@ Templates.AbstractButton {
         FocusRing {
             visible: control.visualFocus
         }
+    }
+
+    TapHandler {
+        gesturePolicy: TapHandler.ReleaseWithinBounds
+        onTapped: control.act()
     }
 }

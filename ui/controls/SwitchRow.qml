@@ -11,13 +11,14 @@ FormRow {
     Switch {
         id: toggle
 
-        text: row.title
-        on: row.checked
-        enabled: row.enabled
+        label: row.title
+        checked: row.checked
         onMoved: on => row.moved(on)
         Accessible.description: row.hint
     }
     TapHandler {
+        parent: row
+        gesturePolicy: TapHandler.ReleaseWithinBounds
         onTapped: toggle.act()
     }
 }

@@ -33,6 +33,8 @@ QtObject {
     readonly property color track: dark ? "#85878F" : "#868A93" ///< edges of controls: 3 to 1 on cards and windows
     readonly property color dim: dark ? "#8A000000" : "#52000000"
     readonly property color focus: brandText
+    readonly property color gradientHover: "#18FFFFFF"
+    readonly property color gradientPressed: "#30000000"
 
     readonly property string family: "Inter"
     readonly property string digits: "Noto Sans" ///< all of its digits are equally wide
@@ -57,6 +59,12 @@ QtObject {
     readonly property int rowHeight: 44
     readonly property int controlHeight: 32
     readonly property int sidebarRowHeight: 36
+    readonly property int entryHeight: 32 ///< of a list that opens
+    readonly property int indent: 48 ///< of words after an icon in a row
+    readonly property int roomForWords: 120 ///< below it a row's control goes under its words
+    readonly property int popupHeight: 360 ///< the most
+    readonly property int sheetWidth: 460
+    readonly property int pageWidth: 720
     readonly property int duration: reducedMotion ? 0 : 120
     readonly property int meterDuration: reducedMotion ? 0 : 80
 

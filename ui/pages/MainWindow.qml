@@ -12,6 +12,7 @@ Window {
     minimumWidth: 900
     minimumHeight: 600
     color: Theme.window
+    onClosing: close => close.accepted = Shell.mayClose()
 
     /// A question that waits for an answer; the program asks one at a time.
     function ask(question) {

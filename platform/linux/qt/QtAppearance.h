@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QDBusVariant>
+#include <QObject>
+
+#include <functional>
+
+class QDBusMessage;
+
+namespace lingrelay {
+
+/// What the desktop asks windows to look like, from its settings portal; without one the palette decides. Asked
+/// without waiting. Main.
+class QtAppearance final : public QObject {
+    Q_OBJECT
+
+public:
+    QtAppearance();
+
+    bool dark() const;
+    bool reducedMotion() const { return m_reducedMotion; }
+    std::function<void()> onChanged;
+
+private:
+    enum class Scheme { none, dark, light };
+
+    Q_SLOT void settingChanged(QString const& space, QString const& key, QDBusVariant const& value);
+    void ask(char const* space, char const* key);
+    void take(QString const& space, QString const& key, QVariant const& value);
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+    Scheme m_scheme = Scheme::none;
+    bool m_reducedMotion = false;
+};
+
+} // namespace lingrelay

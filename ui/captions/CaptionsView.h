@@ -1,0 +1,59 @@
+#pragma once
+
+#include "desktop/FloatingCaptions.h"
+#include "desktop/PanelDrag.h"
+#include "ui/Bridge.h"
+
+#include <optional>
+
+namespace lingrelay {
+
+/// The captions panel for the view that draws it, and the user's hand on it; main.
+class CaptionsView final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString status READ status NOTIFY changed)
+    Q_PROPERTY(QString original READ original NOTIFY changed)
+    Q_PROPERTY(QString translation READ translation NOTIFY changed)
+    Q_PROPERTY(QString speak READ speak NOTIFY changed)
+    Q_PROPERTY(int statusSize READ statusSize NOTIFY changed)
+    Q_PROPERTY(int originalSize READ originalSize NOTIFY changed)
+    Q_PROPERTY(int translationSize READ translationSize NOTIFY changed)
+    Q_PROPERTY(int speakSize READ speakSize NOTIFY changed)
+    Q_PROPERTY(double wrapWidth READ wrapWidth NOTIFY changed)
+
+public:
+    /// What it shows from now on, and in which window. Both outlive the view.
+    void follow(FloatingCaptions& captions, PanelWindow& window);
+
+    // Hidden labels are empty here.
+    QString status() const { return text(m_content.status); }
+    QString original() const { return text(m_content.original); }
+    QString translation() const { return text(m_content.translation); }
+    QString speak() const { return text(m_content.speak); }
+    int statusSize() const { return m_content.status.fontSize; }
+    int originalSize() const { return m_content.original.fontSize; }
+    int translationSize() const { return m_content.translation.fontSize; }
+    int speakSize() const { return m_content.speak.fontSize; }
+    double wrapWidth() const { return m_content.wrapWidth; }
+
+    /// A press at (x, y) of the panel; near an edge, or on the grip, it takes hold of that.
+    Q_INVOKABLE void press(double x, double y, bool onGrip);
+    Q_INVOKABLE void drag();
+    Q_INVOKABLE void resetPlace();
+    /// Qt::CursorShape for a pointer there.
+    Q_INVOKABLE int cursorAt(double x, double y) const;
+
+    Q_SIGNAL void changed();
+
+private:
+    static QString text(FloatingCaptions::Label const& label) { return label.hidden ? QString() : toQt(label.text); }
+
+    PanelWindow* m_window = nullptr; ///< together with the captions
+    FloatingCaptions* m_captions = nullptr;
+    FloatingCaptions::Content m_content;
+    Subscription m_watch;
+    std::optional<PanelDrag> m_drag;
+    QPointF m_pressed; ///< on the desktop
+};
+
+} // namespace lingrelay
