@@ -16,11 +16,15 @@ Rectangle {
     signal clicked
 
     readonly property color tint: [Theme.brandText, Theme.warning, Theme.error][kind]
+    readonly property color wash: [Theme.brand, Theme.listen, Theme.error][kind]
 
     implicitHeight: row.implicitHeight + 2 * Theme.space3
     radius: Theme.radiusCard
-    color: Theme.faint(tint, Theme.dark ? 0.14 : 0.10)
-    border.color: Theme.faint(tint, 0.35)
+    color: Qt.tint(Theme.card, Theme.faint(wash, Theme.dark ? 0.14 : 0.09))
+    border.color: Theme.faint(wash, 0.45)
+    Accessible.role: Accessible.AlertMessage
+    Accessible.name: title
+    Accessible.description: text
 
     RowLayout {
         id: row

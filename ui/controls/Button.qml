@@ -10,9 +10,10 @@ Templates.Button {
     property string iconName
     property string toolTip
 
+    readonly property real iconRoom: iconName.length === 0 ? 0 : text.length === 0 ? 18 : 18 + row.spacing
     readonly property color ink: !enabled ? Theme.disabled : kind === Button.Filled ? Theme.brandInk : kind === Button.Destructive ? Theme.error : Theme.text
 
-    implicitWidth: Math.max(Theme.controlHeight, row.implicitWidth + leftPadding + rightPadding)
+    implicitWidth: Math.max(Theme.controlHeight, Math.ceil(label.implicitWidth) + iconRoom + leftPadding + rightPadding)
     implicitHeight: Theme.controlHeight
     leftPadding: text.length > 0 ? Theme.space3 : 6
     rightPadding: leftPadding
@@ -27,8 +28,6 @@ Templates.Button {
     Accessible.onPressAction: clicked()
 
     contentItem: Item {
-        implicitWidth: row.implicitWidth
-
         Row {
             id: row
 
@@ -43,9 +42,13 @@ Templates.Button {
                 size: 18
             }
             Text {
+                id: label
+
                 anchors.verticalCenter: parent.verticalCenter
+                width: Math.min(Math.ceil(implicitWidth), button.availableWidth - button.iconRoom)
                 visible: text.length > 0
                 text: button.text
+                elide: Text.ElideRight
                 font: button.font
                 color: button.ink
                 Accessible.ignored: true
@@ -70,7 +73,7 @@ Templates.Button {
     }
 
     ToolTip {
-        visible: button.toolTip.length > 0 && button.hovered
-        text: button.toolTip
+        visible: text.length > 0 && (button.hovered || button.visualFocus)
+        text: button.toolTip.length > 0 ? button.toolTip : label.truncated ? button.text : ""
     }
 }

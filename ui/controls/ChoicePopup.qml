@@ -2,41 +2,41 @@ import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as Templates
 
-/// The list that a Combo opens.
+/// The list that a Combo opens: as wide as its texts ask, within the window; a long one begins with a search field.
 Templates.Popup {
     id: popup
 
     required property var combo
-    property string query
 
-    readonly property var shown: query.length === 0 ? combo.model : combo.model.filter(entry => combo.folded(entry.text).includes(combo.folded(query)))
+    readonly property var shown: search.length === 0 ? combo.model : combo.model.filter(entry => combo.folded(entry.text).includes(combo.folded(search.text)))
+    readonly property real textWidth: combo.model.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text + (entry.mark ?? ""))), 0)
+    property string typed
 
     function step(by) {
         list.currentIndex = Math.max(0, Math.min(shown.length - 1, list.currentIndex + by));
     }
+    function pickCurrent() {
+        if (shown[list.currentIndex])
+            combo.pick(shown[list.currentIndex]);
+    }
+    // In a short list letters go to the next entry that begins with them.
     function type(event) {
-        // In a short list a letter goes to the next entry that begins with it.
         if (combo.searchable || event.text.trim().length === 0)
             return;
-        for (let i = 1; i <= shown.length; ++i) {
-            const index = (list.currentIndex + i) % shown.length;
-            if (combo.folded(shown[index].text).startsWith(combo.folded(event.text))) {
-                list.currentIndex = index;
-                return;
-            }
-        }
+        typed = pause.running ? typed + combo.folded(event.text) : combo.folded(event.text);
+        pause.restart();
+        const order = shown.map((entry, i) => (list.currentIndex + i + (typed.length > 1 ? 0 : 1)) % shown.length);
+        list.currentIndex = order.find(i => combo.folded(shown[i].text).startsWith(typed)) ?? list.currentIndex;
     }
 
-    y: combo.height + 4
-    width: Math.max(combo.width, 220)
-    height: Math.min(content.implicitHeight + 2 * padding, 360, combo.Window.height - 2 * margins)
+    y: combo.height + Theme.space1
+    width: Math.min(Math.max(combo.width, textWidth + 88), combo.Window.width - 2 * margins)
+    height: Math.min(content.implicitHeight + 2 * padding, Theme.popupHeight, combo.Window.height - 2 * margins)
     margins: Theme.space2
     padding: 6
     focus: true
-    modal: false
-    closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutside
+    closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutsideParent
     onAboutToShow: {
-        query = "";
         search.clear();
         list.currentIndex = Math.max(0, combo.model.findIndex(entry => entry.value === combo.value));
     }
@@ -45,12 +45,9 @@ Templates.Popup {
         (combo.searchable ? search : list).forceActiveFocus(Qt.PopupFocusReason);
     }
     onClosed: combo.forceActiveFocus(Qt.PopupFocusReason)
-    onShownChanged: if (query.length > 0) list.currentIndex = 0
+    onShownChanged: if (search.length > 0) list.currentIndex = 0
 
-    background: Rectangle {
-        radius: Theme.radiusControl + 2
-        color: Theme.popup
-        border.color: Theme.track
+    background: PopupSurface {
     }
     contentItem: ColumnLayout {
         id: content
@@ -58,17 +55,29 @@ Templates.Popup {
         spacing: 6
         Keys.onUpPressed: popup.step(-1)
         Keys.onDownPressed: popup.step(1)
-        Keys.onReturnPressed: if (popup.shown[list.currentIndex]) popup.combo.pick(popup.shown[list.currentIndex])
-        Keys.onEnterPressed: if (popup.shown[list.currentIndex]) popup.combo.pick(popup.shown[list.currentIndex])
-        Keys.onPressed: event => popup.type(event)
+        Keys.onReturnPressed: popup.pickCurrent()
+        Keys.onEnterPressed: popup.pickCurrent()
+        Keys.onPressed: event => {
+            const steps = ({ [Qt.Key_PageDown]: 8, [Qt.Key_PageUp]: -8, [Qt.Key_Home]: -Infinity, [Qt.Key_End]: Infinity });
+            event.key in steps ? popup.step(steps[event.key]) : popup.type(event);
+        }
 
+        FontMetrics {
+            id: metrics
+
+            font.pixelSize: Theme.fontBody
+        }
+        Timer {
+            id: pause
+
+            interval: 800
+        }
         SearchField {
             id: search
 
             Layout.fillWidth: true
             visible: popup.combo.searchable
             placeholderText: popup.combo.searchPrompt
-            onTextChanged: popup.query = text
             Keys.onEscapePressed: popup.close()
         }
         Label {
@@ -78,28 +87,13 @@ Templates.Popup {
             kind: Label.Secondary
             text: popup.combo.emptyText
         }
-        ListView {
+        ChoiceList {
             id: list
 
             Layout.fillWidth: true
             Layout.fillHeight: true
-            implicitHeight: contentHeight
-            clip: true
-            boundsBehavior: Flickable.StopAtBounds
             model: popup.shown
-            highlightMoveDuration: 0
-            Accessible.role: Accessible.List
-            Accessible.name: popup.combo.label
-            Templates.ScrollBar.vertical: ScrollBar {
-            }
-
-            delegate: ChoiceRow {
-                width: list.width
-                chosen: modelData.value === popup.combo.value
-                current: index === list.currentIndex
-                onClicked: popup.combo.pick(modelData)
-                onEntered: list.currentIndex = index
-            }
+            combo: popup.combo
         }
     }
 }

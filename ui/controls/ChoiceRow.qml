@@ -13,7 +13,7 @@ Templates.AbstractButton {
 
     signal entered
 
-    implicitHeight: 32
+    implicitHeight: Theme.entryHeight
     focusPolicy: Qt.NoFocus
     hoverEnabled: true
     text: modelData.text
@@ -24,8 +24,8 @@ Templates.AbstractButton {
     Accessible.onPressAction: clicked()
 
     background: Rectangle {
-        radius: 6
-        color: row.current ? Theme.faint(Theme.brand, 0.16) : "transparent"
+        radius: Theme.radiusControl - 2
+        color: row.current ? Theme.highlight : "transparent"
     }
     contentItem: RowLayout {
         spacing: Theme.space2

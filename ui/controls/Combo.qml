@@ -47,13 +47,13 @@ Templates.AbstractButton {
         elide: Text.ElideRight
         text: combo.text
         font.pixelSize: Theme.fontBody
-        color: combo.chosen ? Theme.text : Theme.secondary
+        color: !combo.enabled ? Theme.disabled : combo.chosen ? Theme.text : Theme.secondary
         Accessible.ignored: true
     }
     background: Rectangle {
         radius: Theme.radiusControl
         color: Theme.field
-        border.color: Theme.track
+        border.color: combo.enabled ? Theme.track : Theme.cardBorder
 
         Rectangle {
             anchors.fill: parent
@@ -64,7 +64,7 @@ Templates.AbstractButton {
         Icon {
             anchors { right: parent.right; rightMargin: 8; verticalCenter: parent.verticalCenter }
             name: "chevron-down"
-            color: Theme.secondary
+            color: combo.enabled ? Theme.secondary : Theme.disabled
             size: 16
         }
         FocusRing {

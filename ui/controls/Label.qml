@@ -8,10 +8,8 @@ Text {
 
     property int kind: Label.Body
 
-    readonly property var sizes: [Theme.fontBody, Theme.fontCaption, Theme.fontRow, Theme.fontTitle, Theme.fontNumber, Theme.fontCaption]
-
     color: !enabled ? Theme.disabled : kind === Label.Secondary ? Theme.secondary : Theme.text
-    font.pixelSize: sizes[kind]
+    font.pixelSize: Theme.fontSizes[kind]
     font.weight: kind === Label.Title || kind === Label.Number ? Theme.weightStrong : Theme.weightNormal
     wrapMode: Text.Wrap
     textFormat: Text.PlainText

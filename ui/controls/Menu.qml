@@ -1,94 +1,82 @@
 import QtQuick
 import QtQuick.Templates as Templates
 
-/// A few actions in a list that opens below a button.
+/// A few actions in a list that opens below an item, within the window. `items` are {text, iconName, enabled,
+/// destructive}.
 Templates.Popup {
     id: menu
 
     property var items: []
+
+    readonly property real textWidth: items.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text)), 0)
 
     signal picked(int index)
 
     function popupAt(item) {
         parent = item;
         x = Math.min(0, item.width - width);
-        y = item.height + 4;
+        y = item.height + Theme.space1;
         open();
     }
+    function usable(index) {
+        return items[index] !== undefined && (items[index].enabled ?? true);
+    }
     function pick(index) {
+        if (!usable(index))
+            return;
         close();
         picked(index);
     }
+    function step(by) {
+        for (let i = list.currentIndex + by; i >= 0 && i < items.length; i += by) {
+            if (usable(i)) {
+                list.currentIndex = i;
+                return;
+            }
+        }
+    }
 
-    width: 200
+    width: Math.min(Math.max(180, textWidth + 72), parent ? parent.Window.width - 2 * margins : 180)
+    height: Math.min(list.contentHeight + 2 * padding, parent ? parent.Window.height - 2 * margins : 180)
     padding: 6
     margins: Theme.space2
     focus: true
-    closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutside
-    onOpened: {
-        list.currentIndex = 0;
-        list.forceActiveFocus(Qt.PopupFocusReason);
+    closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutsideParent
+    onAboutToShow: {
+        list.currentIndex = -1;
+        step(1);
     }
+    onOpened: list.forceActiveFocus(Qt.PopupFocusReason)
     onClosed: if (parent) parent.forceActiveFocus(Qt.PopupFocusReason)
 
-    background: Rectangle {
-        radius: Theme.radiusControl + 2
-        color: Theme.popup
-        border.color: Theme.track
+    background: PopupSurface {
     }
     contentItem: ListView {
         id: list
 
-        implicitHeight: contentHeight
         model: menu.items
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
         highlightMoveDuration: 0
-        keyNavigationEnabled: true
+        Keys.onUpPressed: menu.step(-1)
+        Keys.onDownPressed: menu.step(1)
         Keys.onReturnPressed: menu.pick(currentIndex)
         Keys.onEnterPressed: menu.pick(currentIndex)
         Keys.onSpacePressed: menu.pick(currentIndex)
         Accessible.role: Accessible.PopupMenu
 
-        delegate: Templates.AbstractButton {
-            id: entry
-
-            required property var modelData
-            required property int index
-
+        delegate: MenuRow {
             width: list.width
-            implicitHeight: 32
-            enabled: modelData.enabled ?? true
-            focusPolicy: Qt.NoFocus
-            hoverEnabled: true
-            text: modelData.text
-            onHoveredChanged: if (hovered) list.currentIndex = index
+            enabled: menu.usable(index)
+            current: index === list.currentIndex
+            onEntered: list.currentIndex = index
             onClicked: menu.pick(index)
-            Accessible.role: Accessible.MenuItem
-            Accessible.name: text
-            Accessible.onPressAction: clicked()
+        }
 
-            background: Rectangle {
-                radius: 6
-                color: entry.index === list.currentIndex ? Theme.faint(Theme.brand, 0.16) : "transparent"
-            }
-            contentItem: Row {
-                leftPadding: Theme.space2
-                spacing: Theme.space2
+        FontMetrics {
+            id: metrics
 
-                Icon {
-                    anchors.verticalCenter: parent.verticalCenter
-                    visible: name.length > 0
-                    name: entry.modelData.iconName ?? ""
-                    color: Theme.secondary
-                    size: 18
-                }
-                Text {
-                    anchors.verticalCenter: parent.verticalCenter
-                    text: entry.text
-                    font.pixelSize: Theme.fontBody
-                    color: !entry.enabled ? Theme.disabled : entry.modelData.destructive ? Theme.error : Theme.text
-                    Accessible.ignored: true
-                }
-            }
+            font.pixelSize: Theme.fontBody
         }
     }
 }

@@ -16,8 +16,11 @@ RowLayout {
         color: Theme.secondary
     }
     Label {
+        Layout.preferredWidth: Math.max(implicitWidth, 96)
+        Layout.maximumWidth: row.width / 2
         text: row.label
         wrapMode: Text.NoWrap
+        elide: Text.ElideRight
     }
     LevelMeter {
         Layout.fillWidth: true

@@ -5,7 +5,9 @@ TextField {
     Accessible.role: Accessible.EditableText
     Keys.onEscapePressed: event => {
         event.accepted = length > 0;
-        if (length > 0)
+        if (length > 0) {
             clear();
+            textEdited();
+        }
     }
 }

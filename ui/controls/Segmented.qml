@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as Templates
 
 /// A choice among a few, all in view. `value` is bound from outside; `picked` tells what the user asks for.
 FocusScope {
@@ -10,6 +9,8 @@ FocusScope {
     property string label ///< for assistive technology
 
     readonly property int current: model.findIndex(entry => entry.value === value)
+    readonly property var widths: model.map(entry => Math.ceil(metrics.advanceWidth(entry.text)) + 2 * Theme.space3)
+    readonly property real spare: model.length > 0 ? (width - 4 - widths.reduce((sum, width) => sum + width, 0)) / model.length : 0
 
     signal picked(var value)
 
@@ -22,16 +23,26 @@ FocusScope {
             repeater.itemAt(current).forceActiveFocus(Qt.TabFocusReason);
     }
 
-    implicitWidth: row.implicitWidth + 4
+    implicitWidth: widths.reduce((sum, width) => sum + width, 4)
     implicitHeight: Theme.controlHeight
     Accessible.role: Accessible.Grouping
     Accessible.name: label
 
+    FontMetrics {
+        id: metrics
+
+        font.pixelSize: Theme.fontBody
+        font.weight: Theme.weightStrong
+    }
     Rectangle {
         anchors.fill: parent
         radius: Theme.radiusControl
         color: Theme.faint(Theme.text, 0.06)
-        border.color: Theme.cardBorder
+        border.color: root.enabled ? Theme.track : Theme.cardBorder
+
+        FocusRing {
+            visible: root.activeFocus && root.Window.activeFocusItem.visualFocus
+        }
     }
     Rectangle {
         readonly property Item segment: repeater.count > 0 && root.current >= 0 ? repeater.itemAt(root.current) : null
@@ -42,7 +53,7 @@ FocusScope {
         width: segment ? segment.width : 0
         height: parent.height - 4
         radius: Theme.radiusControl - 2
-        color: Theme.brand
+        color: root.enabled ? Theme.brand : Theme.pressed
 
         Behavior on x {
             NumberAnimation {
@@ -62,46 +73,18 @@ FocusScope {
 
             model: root.model
 
-            Templates.AbstractButton {
-                id: segment
-
+            Segment {
                 required property var modelData
                 required property int index
 
-                readonly property bool selected: index === root.current
-
-                width: label.implicitWidth + 2 * Theme.space3
+                width: root.widths[index] + root.spare
                 height: row.height
-                hoverEnabled: true
-                focusPolicy: selected || (root.current < 0 && index === 0) ? Qt.StrongFocus : Qt.ClickFocus
                 text: modelData.text
-                onClicked: root.picked(modelData.value)
+                selected: index === root.current
+                focusPolicy: selected || (root.current < 0 && index === 0) ? Qt.StrongFocus : Qt.ClickFocus
+                onClicked: if (!selected) root.picked(modelData.value)
                 Keys.onLeftPressed: root.step(-1)
                 Keys.onRightPressed: root.step(1)
-                Accessible.role: Accessible.RadioButton
-                Accessible.name: text
-                Accessible.checkable: true
-                Accessible.checked: selected
-                Accessible.onPressAction: clicked()
-                Accessible.onToggleAction: clicked()
-
-                contentItem: Text {
-                    id: label
-
-                    text: segment.text
-                    horizontalAlignment: Text.AlignHCenter
-                    verticalAlignment: Text.AlignVCenter
-                    font.pixelSize: Theme.fontBody
-                    font.weight: segment.selected ? Theme.weightStrong : Theme.weightNormal
-                    color: segment.selected ? Theme.brandInk : segment.hovered ? Theme.text : Theme.secondary
-                    Accessible.ignored: true
-                }
-                background: Item {
-                    FocusRing {
-                        anchors.margins: -1
-                        visible: segment.visualFocus
-                    }
-                }
             }
         }
     }

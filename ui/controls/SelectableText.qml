@@ -6,13 +6,15 @@ TextEdit {
 
     property int kind: Label.Body
 
-    color: Theme.text
-    font.pixelSize: kind === Label.Row ? Theme.fontRow : kind === Label.Secondary ? Theme.fontCaption : Theme.fontBody
+    color: kind === Label.Secondary ? Theme.secondary : Theme.text
+    font.weight: kind === Label.Title || kind === Label.Number ? Theme.weightStrong : Theme.weightNormal
+    font.pixelSize: Theme.fontSizes[kind]
     wrapMode: TextEdit.Wrap
     textFormat: TextEdit.PlainText
     readOnly: true
     selectByMouse: true
-    activeFocusOnPress: true
+    selectByKeyboard: true
+    activeFocusOnTab: true
     selectionColor: Theme.brand
     selectedTextColor: Theme.brandInk
     onActiveFocusChanged: if (!activeFocus) deselect()

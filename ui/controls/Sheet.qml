@@ -2,7 +2,8 @@ import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as Templates
 
-/// A dialog inside the window, with the rest dimmed. Escape closes it.
+/// A dialog inside the window, with the rest dimmed. Escape closes it; the keyboard stays within and then goes back to
+/// where it was. What is taller than the window scrolls.
 Templates.Popup {
     id: sheet
 
@@ -12,13 +13,28 @@ Templates.Popup {
 
     parent: Templates.Overlay.overlay
     anchors.centerIn: parent
-    width: Math.min(460, parent ? parent.width - 2 * Theme.space5 : 460)
+    width: Math.min(Theme.sheetWidth, parent ? parent.width - 2 * Theme.space5 : Theme.sheetWidth)
+    height: Math.min(column.implicitHeight + 2 * padding, parent ? parent.height - 2 * Theme.space5 : 400)
     padding: Theme.space5
     modal: true
     focus: true
     dim: true
     closePolicy: Templates.Popup.CloseOnEscape
+    onOpened: {
+        const first = column.nextItemInFocusChain();
+        if (column.Window.activeFocusItem === column && first)
+            first.forceActiveFocus(Qt.PopupFocusReason);
+    }
 
+    enter: Transition {
+        NumberAnimation {
+            property: "opacity"
+            from: 0
+            to: 1
+            duration: Theme.duration
+            easing.type: Easing.OutCubic
+        }
+    }
     Templates.Overlay.modal: Rectangle {
         color: Theme.dim
     }
@@ -28,21 +44,36 @@ Templates.Popup {
         border.color: Theme.cardBorder
     }
     contentItem: ColumnLayout {
+        id: column
+
+        focus: true
         spacing: Theme.space4
         Accessible.role: Accessible.Dialog
         Accessible.name: sheet.title
 
         Label {
             Layout.fillWidth: true
+            visible: text.length > 0
             kind: Label.Title
             text: sheet.title
             Accessible.role: Accessible.Heading
         }
-        ColumnLayout {
-            id: body
-
+        Flickable {
             Layout.fillWidth: true
-            spacing: Theme.space3
+            Layout.fillHeight: true
+            implicitHeight: body.implicitHeight
+            contentHeight: body.implicitHeight
+            clip: contentHeight > height
+            boundsBehavior: Flickable.StopAtBounds
+            Templates.ScrollBar.vertical: ScrollBar {
+            }
+
+            ColumnLayout {
+                id: body
+
+                width: parent.width
+                spacing: Theme.space3
+            }
         }
         ColumnLayout {
             id: foot

@@ -17,6 +17,11 @@ Item {
     implicitWidth: 200
     implicitHeight: Theme.controlHeight
 
+    // What the outside did not take shows no longer once the handle is let go.
+    function settle() {
+        slider.value = Qt.binding(() => value);
+    }
+
     Templates.Slider {
         id: slider
 
@@ -27,19 +32,17 @@ Item {
         stepSize: root.step
         snapMode: Templates.Slider.SnapAlways
         live: true
+        value: root.value
         onValueChanged: if (Math.abs(value - root.value) > root.step / 4) root.moved(value)
+        onPressedChanged: if (!pressed) root.settle()
         Accessible.name: root.label
-
-        Binding on value {
-            value: root.value
-        }
 
         background: Rectangle {
             y: (slider.height - height) / 2
             width: slider.width
             height: 4
             radius: 2
-            color: Theme.track
+            color: slider.enabled ? Theme.track : Theme.cardBorder
 
             Rectangle {
                 readonly property real zero: root.from < 0 && root.to > 0 ? -root.from / (root.to - root.from) : 0
@@ -48,7 +51,7 @@ Item {
                 width: Math.abs(slider.position - zero) * parent.width
                 height: parent.height
                 radius: 2
-                color: Theme.brandText
+                color: slider.enabled ? Theme.brandText : Theme.disabled
             }
         }
         handle: Rectangle {
@@ -59,7 +62,7 @@ Item {
             radius: 9
             color: Theme.brandInk
             border.width: 1.5
-            border.color: Theme.brandText
+            border.color: slider.enabled ? Theme.brandText : Theme.track
 
             FocusRing {
                 visible: slider.visualFocus
@@ -70,7 +73,7 @@ Item {
         id: number
 
         anchors { right: parent.right; verticalCenter: parent.verticalCenter }
-        width: 40
+        width: Math.max(implicitWidth, 40)
         horizontalAlignment: Text.AlignRight
         wrapMode: Text.NoWrap
         color: Theme.secondary

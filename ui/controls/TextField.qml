@@ -9,6 +9,7 @@ Templates.TextField {
     property bool secure
     property bool revealed
     property string leadingIcon
+    property string label ///< for assistive technology; without it the place holder
 
     implicitWidth: 200
     implicitHeight: Theme.controlHeight
@@ -16,7 +17,7 @@ Templates.TextField {
     rightPadding: (clearButton.visible ? 28 : 0) + (secure ? 28 : 0) + Theme.space2
     font.family: Theme.family
     font.pixelSize: Theme.fontBody
-    color: Theme.text
+    color: enabled ? Theme.text : Theme.disabled
     placeholderTextColor: Theme.secondary
     selectionColor: Theme.brand
     selectedTextColor: Theme.brandInk
@@ -24,14 +25,14 @@ Templates.TextField {
     verticalAlignment: TextInput.AlignVCenter
     echoMode: secure && !revealed ? TextInput.Password : TextInput.Normal
     hoverEnabled: true
-    Accessible.name: placeholderText
+    Accessible.name: label.length > 0 ? label : placeholderText
     Accessible.passwordEdit: secure
 
     background: Rectangle {
         radius: Theme.radiusControl
         color: Theme.field
         border.width: field.activeFocus ? 2 : 1
-        border.color: field.activeFocus ? Theme.focus : Theme.track
+        border.color: field.activeFocus ? Theme.focus : field.enabled ? Theme.track : Theme.cardBorder
 
         Icon {
             anchors { left: parent.left; leftMargin: 10; verticalCenter: parent.verticalCenter }
@@ -60,7 +61,7 @@ Templates.TextField {
         anchors { right: parent.right; rightMargin: 3; verticalCenter: parent.verticalCenter }
         implicitWidth: 26
         implicitHeight: 26
-        visible: field.clearable && field.length > 0
+        visible: field.clearable && field.length > 0 && field.enabled && !field.readOnly
         kind: Button.Quiet
         iconName: "close"
         focusPolicy: Qt.NoFocus

@@ -29,6 +29,7 @@ QtObject {
     readonly property color error: dark ? "#FF6B63" : "#C9302C"
     readonly property color hover: dark ? "#0FFFFFFF" : "#0A000000"
     readonly property color pressed: dark ? "#1AFFFFFF" : "#14000000"
+    readonly property color highlight: faint(brand, dark ? 0.30 : 0.14) ///< of a chosen or reached row
     readonly property color field: dark ? "#1F2024" : "#FFFFFF"
     readonly property color track: dark ? "#85878F" : "#868A93" ///< edges of controls: 3 to 1 on cards and windows
     readonly property color dim: dark ? "#8A000000" : "#52000000"
@@ -51,6 +52,7 @@ QtObject {
     readonly property int fontButton: 16
     readonly property int fontTitle: 20
     readonly property int fontNumber: 28
+    readonly property var fontSizes: [fontBody, fontCaption, fontRow, fontTitle, fontNumber, fontCaption] ///< by Label.Kind
     readonly property int weightNormal: Font.Normal
     readonly property int weightStrong: Font.DemiBold
     readonly property int radiusControl: 8
@@ -65,6 +67,7 @@ QtObject {
     readonly property int popupHeight: 360 ///< the most
     readonly property int sheetWidth: 460
     readonly property int pageWidth: 720
+    readonly property int narrowPage: 560
     readonly property int duration: reducedMotion ? 0 : 120
     readonly property int meterDuration: reducedMotion ? 0 : 80
 

@@ -1,0 +1,28 @@
+import QtQuick
+import QtQuick.Templates as Templates
+
+/// One of the choices of a Segmented.
+Templates.AbstractButton {
+    id: segment
+
+    property bool selected
+
+    hoverEnabled: true
+    Accessible.role: Accessible.RadioButton
+    Accessible.name: text
+    Accessible.checkable: true
+    Accessible.checked: selected
+    Accessible.onPressAction: clicked()
+    Accessible.onToggleAction: clicked()
+
+    contentItem: Text {
+        text: segment.text
+        horizontalAlignment: Text.AlignHCenter
+        verticalAlignment: Text.AlignVCenter
+        elide: Text.ElideRight
+        font.pixelSize: Theme.fontBody
+        font.weight: segment.selected ? Theme.weightStrong : Theme.weightNormal
+        color: !segment.enabled ? Theme.disabled : segment.selected ? Theme.brandInk : segment.hovered ? Theme.text : Theme.secondary
+        Accessible.ignored: true
+    }
+}
