@@ -5,6 +5,7 @@
 #include "audio/MicCapture.h"
 #include "base/Log.h"
 #include "base/Registry.h"
+#include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "core/AppDelegate.h"
 #include "core/common/EchoGuard.h"
@@ -51,6 +52,17 @@ constexpr int captionsRadius = 16;
 QIcon icon(char const* name)
 {
     return QIcon(QStringLiteral(":/qt/qml/Lingrelay/Controls/icons/%1.svg").arg(QString::fromLatin1(name)));
+}
+
+/// Who has chosen nothing yet gets languages that the local service knows.
+void greetNewcomer()
+{
+    if (KeyStore::d().value("targetLang"))
+        return;
+    auto settings = AppSettings::load();
+    settings.sourceLang = settings.myLang = "en";
+    settings.targetLang = settings.theirLang = "es";
+    settings.save();
 }
 
 } // namespace
@@ -111,8 +123,10 @@ Program::Parts::Parts()
     registry.put(std::make_shared<EchoGuard>(main));
     registry.put(std::make_shared<FarEndEcho>(main));
     registry.put(std::make_shared<SessionStore>(SessionStore::defaultFolder()));
-    registry.put(std::make_shared<AppModel>());
     plan = HostPlan::make({});
+    if (plan.localService)
+        greetNewcomer();
+    registry.put(std::make_shared<AppModel>());
 }
 
 Program::Parts::~Parts()

@@ -149,6 +149,8 @@ void AppBridge::setOwnKey(QString const& key)
     Q_EMIT ownKeyChanged();
 }
 
+QString AppBridge::version() const { return QStringLiteral(LINGRELAY_VERSION); }
+
 QString AppBridge::languageName(QString const& code) const { return toQt(Catalog::name(code.toStdString())); }
 
 void AppBridge::testVoice()

@@ -71,7 +71,7 @@ public:
     void setOwnKey(QString const& key);
     bool ownKeyWaits() const { return ownKey() != m_keyAtLaunch; }
     bool testing() const { return m_testing; }
-    QString version() const { return QStringLiteral(LINGRELAY_VERSION); }
+    QString version() const;
 
     Q_INVOKABLE QString languageName(QString const& code) const;
     Q_INVOKABLE void start() { m_model.commands.start(); }

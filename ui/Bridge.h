@@ -14,7 +14,8 @@ inline QString toQt(std::string const& text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
-inline QString toQt(AppModel::StatusKind kind) { return QString::fromLatin1(rawValue(kind)); }
+inline QString toQt(char const* text) { return QString::fromUtf8(text); }
+inline QString toQt(AppModel::StatusKind kind) { return toQt(rawValue(kind)); }
 inline bool toQt(bool value) { return value; }
 inline double toQt(double value) { return value; }
 

@@ -1,0 +1,279 @@
+// What the views see of the program.
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/World.h"
+#include "ui/AppBridge.h"
+#include "ui/HistoryModel.h"
+#include "ui/LinesModel.h"
+#include "ui/SectionsBridge.h"
+#include "ui/SettingsBridge.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+namespace lingrelay {
+
+namespace {
+
+using Direction = AppModel::Direction;
+using FailureMode = QAbstractItemModelTester::FailureReportingMode;
+
+QStringList column(QAbstractItemModel const& model, int role)
+{
+    QStringList texts;
+    for (int row = 0; row < model.rowCount(); ++row)
+        texts << model.data(model.index(row, 0), role).toString();
+    return texts;
+}
+
+class ModelsTest : public testing::Test {
+protected:
+    void log(Direction direction, std::string const& text)
+    {
+        model.log(direction, "source of " + text, text, "1", world.main.date());
+    }
+
+    World world;
+    TemporaryFolder folder;
+    SessionStore& store = world.registry.put(std::make_shared<SessionStore>(folder / "Sessions"));
+    AppModel& model = world.registry.put(std::make_shared<AppModel>());
+};
+
+TEST_F(ModelsTest, linesComeAndGoWithoutAReset)
+{
+    TranscriptModel transcript(model);
+    QAbstractItemModelTester const tester(&transcript, FailureMode::Fatal);
+    QSignalSpy const resets(&transcript, &QAbstractItemModel::modelReset);
+    QSignalSpy const removals(&transcript, &QAbstractItemModel::rowsRemoved);
+    EXPECT_TRUE(transcript.empty());
+    for (int i = 0; i < 2005; ++i)
+        log(i % 2 == 0 ? Direction::listen : Direction::speak, std::to_string(i));
+    EXPECT_EQ(transcript.rowCount(), 2000);
+    EXPECT_EQ(removals.size(), 5) << "the oldest, one for each that came";
+    EXPECT_EQ(transcript.index(0, 0).data(LinesModel::TranslationRole), "5");
+    EXPECT_EQ(transcript.index(1999, 0).data(LinesModel::TranslationRole), "2004");
+    EXPECT_EQ(transcript.index(1999, 0).data(LinesModel::DirectionRole), "listen");
+
+    transcript.setFilter("speak");
+    EXPECT_EQ(transcript.count(), 1000);
+    log(Direction::listen, "not on show");
+    EXPECT_EQ(transcript.count(), 999) << "the oldest, which was shown, has gone";
+    model.transcript = std::vector<AppModel::Line>();
+    EXPECT_EQ(transcript.count(), 0);
+    EXPECT_TRUE(transcript.empty());
+    log(Direction::listen, "first");
+    EXPECT_EQ(transcript.count(), 0);
+    EXPECT_FALSE(transcript.empty()) << "copying and exporting take all lines";
+    EXPECT_EQ(resets.size(), 0);
+}
+
+class HistoryTest : public ModelsTest {
+protected:
+    ~HistoryTest() override
+    {
+        history.shutdown();
+        world.time.runReady();
+    }
+
+    static QString id(std::string const& name)
+    {
+        return QStringLiteral("00000000-0000-4000-8000-%1").arg(toQt(name), 12, QLatin1Char('0'));
+    }
+    void archive(std::string const& name, double startedAt, std::string const& words)
+    {
+        Date const start{std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(startedAt))};
+        SessionStore::Session session{id(name).toStdString(), start, start + std::chrono::milliseconds(83'900),
+            "listen", "en", "xx", name, {{id(name + "1").toStdString(), start, Direction::listen, "", words, ""}}};
+        EXPECT_TRUE(store.archive(session));
+        store.load();
+    }
+    QStringList titles() { return column(history, HistoryModel::TitleRole); }
+    void answer(int status, std::string const& body)
+    {
+        world.network.onExchange = [=](SimExchange const& exchange) {
+            exchange.answer(HttpResponse{status, {}, body}, seconds(0.05));
+        };
+    }
+
+    HistoryModel history{model, world.main};
+    QAbstractItemModelTester tester{&history, FailureMode::Fatal};
+    QSignalSpy resets{&history, &QAbstractItemModel::modelReset};
+};
+
+TEST_F(HistoryTest, sessionsAreFoundOpenedAndDeleted)
+{
+    archive("A", 1000, "the harbour");
+    archive("B", 2000, "a lighthouse");
+    EXPECT_EQ(history.count(), 0) << "nothing is read before it is looked at";
+    history.setActive(true);
+    EXPECT_EQ(titles(), (QStringList{"B", "A"}));
+    auto const row = history.index(1, 0);
+    EXPECT_EQ(row.data(HistoryModel::DurationRole), "1:23");
+    EXPECT_EQ(row.data(HistoryModel::LanguagesRole), "English → XX");
+    EXPECT_EQ(row.data(HistoryModel::LineCountRole), 1);
+
+    history.toggle(id("A"));
+    EXPECT_EQ(history.selected(), id("A"));
+    EXPECT_EQ(column(*history.lines(), LinesModel::TranslationRole), QStringList{"the harbour"});
+    history.toggle(id("B"));
+    EXPECT_EQ(history.selected(), id("B"));
+    EXPECT_EQ(history.textOf(id("B")), "THEM: a lighthouse");
+    history.setQuery("HARBOUR");
+    EXPECT_EQ(titles(), QStringList{"A"});
+    EXPECT_EQ(history.selected(), "") << "the open one is not on show";
+    history.setQuery("nothing");
+    EXPECT_EQ(history.count(), 0);
+    EXPECT_FALSE(history.empty());
+    history.setQuery("");
+
+    archive("C", 1500, "in between");
+    EXPECT_EQ(titles(), (QStringList{"B", "C", "A"}));
+    history.toggle(id("C"));
+    history.toggle(id("C"));
+    EXPECT_EQ(history.selected(), "");
+    for (auto const* name : {"C", "A", "B"})
+        history.remove(id(name));
+    EXPECT_TRUE(history.empty());
+    EXPECT_EQ(resets.size(), 0);
+}
+
+TEST_F(HistoryTest, minutesBelongToTheSessionThatIsOpen)
+{
+    archive("A", 1000, "one");
+    archive("B", 2000, "two");
+    history.setHosted(world.hosted);
+    history.setActive(true);
+    history.makeSummary();
+    EXPECT_FALSE(history.summarizing()) << "none is open";
+
+    answer(200, R"({"summary":"Minutes."})");
+    history.toggle(id("A"));
+    history.makeSummary();
+    EXPECT_TRUE(history.summarizing());
+    world.time.advance(seconds(1.0));
+    EXPECT_FALSE(history.summarizing());
+    EXPECT_EQ(history.summary(), "Minutes.");
+    history.toggle(id("B"));
+    EXPECT_EQ(history.summary(), "");
+    history.makeSummary();
+    history.toggle(id("A"));
+    world.time.advance(seconds(1.0));
+    EXPECT_EQ(history.summary(), "") << "they were another one's";
+    EXPECT_FALSE(history.summarizing());
+
+    answer(503, "");
+    history.makeSummary();
+    world.time.advance(seconds(5.0));
+    EXPECT_EQ(history.summaryError(), "Server error 503");
+    history.makeSummary();
+    EXPECT_EQ(history.summaryError(), "");
+}
+
+TEST_F(ModelsTest, aSettingIsKeptAndAppliedWhenItChangesAndNotOtherwise)
+{
+    SettingsBridge settings(model);
+    QStringList applied;
+    model.commands.applySettings = [&] { applied << toQt(rawValue(model.settings->mode)); };
+    settings.set_mode("both");
+    settings.set_mode("sideways");
+    settings.set_mode("both");
+    settings.set_endpointSensitivity(-0.3);
+    EXPECT_EQ(applied, (QStringList{"both", "both"}));
+    EXPECT_EQ(AppSettings::load().mode, AppSettings::Mode::both);
+    EXPECT_EQ(AppSettings::load().endpointSensitivity, -0.3);
+
+    AppBridge const app(model);
+    QSignalSpy const texts(&app, &AppBridge::languageChanged);
+    EXPECT_EQ(app.languageName("es"), "Spanish");
+    settings.set_uiLang("vi");
+    EXPECT_EQ(app.languageName("es"), "Tiếng Tây Ban Nha") << "before anybody has applied it";
+    EXPECT_EQ(app.statusText(), "Chưa chạy");
+    EXPECT_EQ(texts.size(), 1);
+    settings.set_tts(false);
+    EXPECT_EQ(texts.size(), 1);
+}
+
+TEST_F(ModelsTest, theVirtualMicrophoneIsOfferedWhereItMayBe)
+{
+    AppBridge app(model);
+    QSignalSpy const changes(&app, &AppBridge::devicesChanged);
+    model.inputDevices = std::vector<AudioDevice>{{1, "Microphone"}, {7, "Lingrelay"}};
+    model.outputDevices = std::vector<AudioDevice>{{2, "Speakers"}, {7, "Lingrelay"}};
+    EXPECT_EQ(changes.size(), 2);
+    auto const texts = [](QVariantList const& choices) {
+        QStringList result;
+        for (auto const& choice : choices)
+            result << choice.toMap()["text"].toString() + choice.toMap()["mark"].toString();
+        return result;
+    };
+    EXPECT_EQ(texts(app.microphones()), (QStringList{"System default", "Microphone"}));
+    EXPECT_EQ(texts(app.speakOutputs()), (QStringList{"System default", "Speakers", "LingrelayRecommended"}));
+    EXPECT_EQ(texts(app.listenOutputs()), (QStringList{"System default", "Speakers"}));
+
+    std::vector<AppModel::Commands::Device> picked;
+    model.commands.pickMic = [&](AppModel::Commands::Device device) { picked.push_back(device); };
+    app.pickMic(app.microphones()[1].toMap()["value"].toString());
+    app.pickMic(app.microphones()[0].toMap()["value"].toString());
+    EXPECT_EQ(picked, (std::vector<AppModel::Commands::Device>{1, std::nullopt}));
+    model.micDeviceID = 1;
+    EXPECT_EQ(app.microphone(), "1");
+}
+
+TEST_F(ModelsTest, theProfileShowsWhatItDeclares)
+{
+    AppBridge const app(model);
+    EXPECT_EQ(app.profileName(), "None");
+    ContextProfile profile;
+    profile.id = "P";
+    profile.autoTerms = std::vector<std::string>{"learned"};
+    model.profiles = std::vector{profile};
+    EXPECT_EQ(app.profileName(), "None") << "none is active";
+    model.activeProfileID = "P";
+    EXPECT_EQ(app.profileName(), "Untitled");
+    EXPECT_EQ(app.profileCounts(), "") << "what was learned does not count";
+    profile.name = "Standup";
+    profile.terms = {"sprint", "retro"};
+    profile.glossary = {{"1", "a", "b"}};
+    model.profiles = std::vector{profile};
+    EXPECT_EQ(app.profileName(), "Standup");
+    EXPECT_EQ(app.profileCounts(), "2 · 1");
+}
+
+TEST_F(ModelsTest, exportsTakeTheWholeTranscriptAndAKeyIsTrimmed)
+{
+    AppBridge app(model);
+    TranscriptModel transcript(model);
+    transcript.setFilter("listen");
+    log(Direction::listen, "one");
+    log(Direction::speak, "two");
+    EXPECT_TRUE(app.transcriptAs("txt").contains("two"));
+    EXPECT_EQ(app.transcriptAs("srt"), "") << "no session has begun";
+    model.startedAt = world.main.date();
+    EXPECT_TRUE(app.transcriptAs("srt").contains("two"));
+
+    EXPECT_FALSE(app.ownKeyWaits());
+    app.setOwnKey(" secret \n");
+    EXPECT_EQ(world.defaults.string("k.soniox"), "secret");
+    EXPECT_TRUE(app.ownKeyWaits());
+    app.setOwnKey("");
+    EXPECT_FALSE(app.ownKeyWaits());
+}
+
+TEST_F(ModelsTest, serviceTimeShowsWhileAHostedSessionIsOn)
+{
+    AppBridge app(model);
+    EXPECT_EQ(app.balance(), "") << "also before there is a backend";
+    app.setHosted(world.hosted);
+    EXPECT_EQ(app.balance(), "");
+    model.status = "Connecting…";
+    EXPECT_EQ(app.statusText(), "Connecting…");
+    model.status = "";
+    model.running = true;
+    EXPECT_EQ(app.statusText(), "Running");
+}
+
+} // namespace
+
+} // namespace lingrelay
