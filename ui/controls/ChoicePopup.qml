@@ -81,6 +81,7 @@ Templates.Popup {
             Keys.onEscapePressed: popup.close()
         }
         Label {
+            objectName: "empty"
             Layout.fillWidth: true
             Layout.margins: Theme.space2
             visible: popup.shown.length === 0
@@ -90,6 +91,7 @@ Templates.Popup {
         ChoiceList {
             id: list
 
+            objectName: "list"
             Layout.fillWidth: true
             Layout.fillHeight: true
             model: popup.shown

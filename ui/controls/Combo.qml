@@ -13,6 +13,7 @@ Templates.AbstractButton {
     property string searchPrompt
     property string emptyText
 
+    readonly property alias popup: popup
     readonly property bool searchable: model.length > 12
     readonly property var chosen: model.find(entry => entry.value === value)
 

@@ -77,11 +77,12 @@ FocusScope {
                 required property var modelData
                 required property int index
 
+                objectName: "segment" + (index + 1)
                 width: root.widths[index] + root.spare
                 height: row.height
                 text: modelData.text
                 selected: index === root.current
-                focusPolicy: selected || (root.current < 0 && index === 0) ? Qt.StrongFocus : Qt.ClickFocus
+                focusPolicy: selected || activeFocus || (root.current < 0 && index === 0) ? Qt.StrongFocus : Qt.ClickFocus
                 onClicked: if (!selected) root.picked(modelData.value)
                 Keys.onLeftPressed: root.step(-1)
                 Keys.onRightPressed: root.step(1)

@@ -25,6 +25,7 @@ Item {
     Templates.Slider {
         id: slider
 
+        objectName: "inner"
         anchors { left: parent.left; right: number.left; rightMargin: Theme.space3; verticalCenter: parent.verticalCenter }
         height: 24
         from: root.from

@@ -44,23 +44,43 @@ Templates.AbstractButton {
     }
     background: Rectangle {
         radius: Theme.radiusControl + 2
-        color: Theme.card
+        color: button.running ? Theme.card : "transparent"
         border.width: button.running ? 1 : 0
         border.color: Theme.track
-        gradient: button.running ? null : idle
 
-        Gradient {
-            id: idle
+        // Round ends of plain colour with the gradient between them: rounded gradients have jagged corners when they
+        // are drawn in software.
+        Rectangle {
+            width: 2 * radius
+            height: parent.height
+            radius: parent.radius
+            visible: !button.running
+            color: Theme.gradientStart
+        }
+        Rectangle {
+            x: parent.width - width
+            width: 2 * radius
+            height: parent.height
+            radius: parent.radius
+            visible: !button.running
+            color: Theme.gradientEnd
+        }
+        Rectangle {
+            x: parent.radius
+            width: parent.width - 2 * parent.radius
+            height: parent.height
+            visible: !button.running
+            gradient: Gradient {
+                orientation: Gradient.Horizontal
 
-            orientation: Gradient.Horizontal
-
-            GradientStop {
-                position: 0
-                color: Theme.gradientStart
-            }
-            GradientStop {
-                position: 1
-                color: Theme.gradientEnd
+                GradientStop {
+                    position: 0
+                    color: Theme.gradientStart
+                }
+                GradientStop {
+                    position: 1
+                    color: Theme.gradientEnd
+                }
             }
         }
         Rectangle {

@@ -19,7 +19,7 @@ Templates.Control {
 
     implicitWidth: 40
     implicitHeight: 24
-    focusPolicy: Qt.StrongFocus
+    focusPolicy: Qt.TabFocus
     Keys.onSpacePressed: event => event.isAutoRepeat || act()
     Keys.onReturnPressed: event => event.isAutoRepeat || act()
     Keys.onEnterPressed: event => event.isAutoRepeat || act()
@@ -61,8 +61,8 @@ Templates.Control {
         }
     }
 
-    TapHandler {
-        gesturePolicy: TapHandler.ReleaseWithinBounds
-        onTapped: control.act()
+    MouseArea {
+        anchors.fill: parent
+        onClicked: control.act()
     }
 }

@@ -16,9 +16,10 @@ FormRow {
         onMoved: on => row.moved(on)
         Accessible.description: row.hint
     }
-    TapHandler {
+    MouseArea {
         parent: row
-        gesturePolicy: TapHandler.ReleaseWithinBounds
-        onTapped: toggle.act()
+        z: -1
+        anchors.fill: parent
+        onClicked: toggle.act()
     }
 }

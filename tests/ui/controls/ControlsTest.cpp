@@ -5,6 +5,7 @@
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
+#include <QQuickWindow>
 #include <QtPlugin>
 #include <QtQuickTest/quicktest.h>
 
@@ -53,6 +54,22 @@ private:
     }
 };
 
+// Saves a window as it is drawn, when pictures are asked for.
+class Pictures : public QObject {
+    Q_OBJECT
+
+public:
+    Q_INVOKABLE bool wanted() const { return !m_folder.isEmpty(); }
+    Q_INVOKABLE void save(QQuickWindow* window, QString const& name) const
+    {
+        if (wanted() && !window->grabWindow().save(m_folder + QLatin1Char('/') + name + QStringLiteral(".png")))
+            qWarning("no picture could be saved");
+    }
+
+private:
+    QString m_folder = qEnvironmentVariable("CONTROLS_PICTURES");
+};
+
 class Setup : public QObject {
     Q_OBJECT
 
@@ -72,12 +89,12 @@ public Q_SLOTS:
         engine->rootContext()->setContextProperty(QStringLiteral("Reader"), &m_reader);
         engine->rootContext()->setContextProperty(QStringLiteral("iconNames"),
             QDir(QStringLiteral(":/qt/qml/Lingrelay/Controls/icons")).entryList().replaceInStrings(".svg", ""));
-        engine->rootContext()->setContextProperty(
-            QStringLiteral("picturesFolder"), qEnvironmentVariable("CONTROLS_PICTURES"));
+        engine->rootContext()->setContextProperty(QStringLiteral("Pictures"), &m_pictures);
     }
 
 private:
     Reader m_reader;
+    Pictures m_pictures;
 };
 
 QUICK_TEST_MAIN_WITH_SETUP(controls, Setup)

@@ -9,7 +9,7 @@ TestCase {
     when: windowShown
     visible: true
     width: 1120
-    height: 1500
+    height: 1640
 
     Component {
         id: component
@@ -34,7 +34,6 @@ TestCase {
         const gallery = createTemporaryObject(component, test);
         waitForRendering(gallery);
         verify(gallery.implicitHeight > 0);
-        if (picturesFolder.length > 0)
-            grabImage(gallery).save(picturesFolder + "/gallery-" + data.tag + ".png");
+        Pictures.save(gallery.Window.window, "gallery-" + data.tag);
     }
 }
