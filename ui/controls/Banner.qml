@@ -20,7 +20,7 @@ Rectangle {
 
     implicitHeight: row.implicitHeight + 2 * Theme.space3
     radius: Theme.radiusCard
-    color: Qt.tint(Theme.card, Theme.faint(wash, Theme.dark ? 0.14 : 0.09))
+    color: Theme.washed(wash)
     border.color: Theme.faint(wash, 0.45)
     Accessible.role: Accessible.AlertMessage
     Accessible.name: title

@@ -25,7 +25,7 @@ Templates.Button {
     Keys.onEnterPressed: if (enabled) clicked()
     Accessible.role: Accessible.Button
     Accessible.name: text.length > 0 ? text : toolTip
-    Accessible.onPressAction: clicked()
+    Accessible.onPressAction: if (enabled) clicked()
 
     contentItem: Item {
         Row {

@@ -18,6 +18,7 @@ Rectangle {
     ColumnLayout {
         id: column
 
+        objectName: "column"
         anchors { fill: parent; margins: card.padding }
         spacing: 0
     }

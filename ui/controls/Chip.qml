@@ -12,7 +12,7 @@ Rectangle {
     implicitWidth: row.implicitWidth + Theme.space3 + (removable ? 4 : Theme.space3)
     implicitHeight: 28
     radius: height / 2
-    color: Theme.faint(Theme.brand, 0.12)
+    color: Theme.chip
 
     Row {
         id: row

@@ -11,6 +11,7 @@ Templates.Popup {
     readonly property var shown: search.length === 0 ? combo.model : combo.model.filter(entry => combo.folded(entry.text).includes(combo.folded(search.text)))
     readonly property real textWidth: combo.model.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text + (entry.mark ?? ""))), 0)
     property string typed
+    property int back ///< the reason for the focus to return: the ring shows again when it was there
 
     function step(by) {
         list.currentIndex = Math.max(0, Math.min(shown.length - 1, list.currentIndex + by));
@@ -38,13 +39,14 @@ Templates.Popup {
     closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutsideParent
     onAboutToShow: {
         search.clear();
+        back = combo.visualFocus ? Qt.TabFocusReason : Qt.PopupFocusReason;
         list.currentIndex = Math.max(0, combo.model.findIndex(entry => entry.value === combo.value));
     }
     onOpened: {
         list.positionViewAtIndex(list.currentIndex, ListView.Center);
         (combo.searchable ? search : list).forceActiveFocus(Qt.PopupFocusReason);
     }
-    onClosed: combo.forceActiveFocus(Qt.PopupFocusReason)
+    onClosed: combo.forceActiveFocus(back)
     onShownChanged: if (search.length > 0) list.currentIndex = 0
 
     background: PopupSurface {

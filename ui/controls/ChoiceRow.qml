@@ -20,8 +20,9 @@ Templates.AbstractButton {
     onHoveredChanged: if (hovered) entered()
     Accessible.role: Accessible.ListItem
     Accessible.name: text
+    Accessible.description: modelData.mark ?? ""
     Accessible.selected: chosen
-    Accessible.onPressAction: clicked()
+    Accessible.onPressAction: if (enabled) clicked()
 
     background: Rectangle {
         radius: Theme.radiusControl - 2
@@ -49,7 +50,8 @@ Templates.AbstractButton {
             visible: text.length > 0
             text: row.modelData.mark ?? ""
             font.pixelSize: Theme.fontCaption
-            color: Theme.brandText
+            color: row.current ? Theme.text : Theme.brandText
+            Accessible.ignored: true
         }
     }
 }

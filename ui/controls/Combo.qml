@@ -39,7 +39,7 @@ Templates.AbstractButton {
     Accessible.role: Accessible.ComboBox
     Accessible.name: label
     Accessible.description: text
-    Accessible.onPressAction: popup.open()
+    Accessible.onPressAction: if (enabled) popup.open()
 
     contentItem: Text {
         leftPadding: Theme.space3

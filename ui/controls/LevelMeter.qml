@@ -8,11 +8,6 @@ Item {
     property color tint: Theme.brandText
     property string label
 
-    // Read by assistive technology.
-    readonly property int value: Math.round(Math.max(0, Math.min(1, level)) * 100)
-    readonly property int minimumValue: 0
-    readonly property int maximumValue: 100
-
     readonly property int bars: 20
     property real shown: level
 
@@ -26,9 +21,10 @@ Item {
     implicitHeight: 6
     Accessible.role: Accessible.ProgressBar
     Accessible.name: label.length > 0 ? label + ", " + T("signal level", "mức tín hiệu") : T("Signal level", "Mức tín hiệu")
-    Accessible.description: value
+    Accessible.description: Math.round(Math.max(0, Math.min(1, level)) * 100)
 
     Row {
+        objectName: "bars"
         anchors.fill: parent
         spacing: 3
 

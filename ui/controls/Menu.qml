@@ -10,6 +10,8 @@ Templates.Popup {
 
     readonly property real textWidth: items.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text)), 0)
 
+    property int back ///< the reason for the focus to return: the ring shows again when it was there
+
     signal picked(int index)
 
     function popupAt(item) {
@@ -43,11 +45,12 @@ Templates.Popup {
     focus: true
     closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutsideParent
     onAboutToShow: {
+        back = parent.visualFocus ? Qt.TabFocusReason : Qt.PopupFocusReason;
         list.currentIndex = -1;
         step(1);
     }
     onOpened: list.forceActiveFocus(Qt.PopupFocusReason)
-    onClosed: if (parent) parent.forceActiveFocus(Qt.PopupFocusReason)
+    onClosed: if (parent) parent.forceActiveFocus(back)
 
     background: PopupSurface {
     }

@@ -20,7 +20,7 @@ Templates.AbstractButton {
     onHoveredChanged: if (hovered) entered()
     Accessible.role: Accessible.MenuItem
     Accessible.name: text
-    Accessible.onPressAction: clicked()
+    Accessible.onPressAction: if (enabled) clicked()
 
     background: Rectangle {
         radius: Theme.radiusControl - 2
@@ -39,7 +39,7 @@ Templates.AbstractButton {
             text: entry.text
             elide: Text.ElideRight
             font.pixelSize: Theme.fontBody
-            color: entry.ink
+            color: entry.current && entry.enabled ? Theme.text : entry.ink
             Accessible.ignored: true
         }
     }

@@ -23,6 +23,7 @@ RowLayout {
         elide: Text.ElideRight
     }
     LevelMeter {
+        objectName: "meter"
         Layout.fillWidth: true
         label: row.label
         level: row.level

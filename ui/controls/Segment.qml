@@ -12,8 +12,8 @@ Templates.AbstractButton {
     Accessible.name: text
     Accessible.checkable: true
     Accessible.checked: selected
-    Accessible.onPressAction: clicked()
-    Accessible.onToggleAction: clicked()
+    Accessible.onPressAction: if (enabled) clicked()
+    Accessible.onToggleAction: if (enabled) clicked()
 
     contentItem: Text {
         text: segment.text

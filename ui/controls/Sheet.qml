@@ -10,6 +10,8 @@ Templates.Popup {
     property string title
     property alias footer: foot.data
     default property alias content: body.data
+    property Item before ///< had the focus, and gets it back
+    property bool ringed
 
     parent: Templates.Overlay.overlay
     anchors.centerIn: parent
@@ -20,6 +22,11 @@ Templates.Popup {
     focus: true
     dim: true
     closePolicy: Templates.Popup.CloseOnEscape
+    onAboutToShow: {
+        before = parent.Window.activeFocusItem;
+        ringed = before !== null && before.visualFocus === true;
+    }
+    onClosed: if (before) before.forceActiveFocus(ringed ? Qt.TabFocusReason : Qt.PopupFocusReason)
     onOpened: {
         const first = column.nextItemInFocusChain();
         if (column.Window.activeFocusItem === column && first)
@@ -71,6 +78,7 @@ Templates.Popup {
             ColumnLayout {
                 id: body
 
+                objectName: "body"
                 width: parent.width
                 spacing: Theme.space3
             }

@@ -12,11 +12,11 @@ Templates.AbstractButton {
     implicitHeight: Theme.rowHeight
     implicitWidth: row.implicitWidth + 2 * Theme.space4
     hoverEnabled: true
-    Keys.onReturnPressed: clicked()
-    Keys.onEnterPressed: clicked()
+    Keys.onReturnPressed: if (enabled) clicked()
+    Keys.onEnterPressed: if (enabled) clicked()
     Accessible.role: Accessible.Button
     Accessible.name: text
-    Accessible.onPressAction: clicked()
+    Accessible.onPressAction: if (enabled) clicked()
 
     contentItem: Item {
         Row {

@@ -23,6 +23,7 @@ Templates.TextField {
     selectedTextColor: Theme.brandInk
     selectByMouse: true
     verticalAlignment: TextInput.AlignVCenter
+    onVisibleChanged: if (!visible) revealed = false
     echoMode: secure && !revealed ? TextInput.Password : TextInput.Normal
     hoverEnabled: true
     Accessible.name: label.length > 0 ? label : placeholderText

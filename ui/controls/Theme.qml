@@ -27,11 +27,12 @@ QtObject {
     readonly property color good: dark ? "#3CCB7F" : "#15803D"
     readonly property color warning: dark ? "#FFB340" : "#9A5B00"
     readonly property color error: dark ? "#FF6B63" : "#C9302C"
-    readonly property color hover: dark ? "#0FFFFFFF" : "#0A000000"
+    readonly property color hover: dark ? "#0DFFFFFF" : "#0A000000"
     readonly property color pressed: dark ? "#1AFFFFFF" : "#14000000"
     readonly property color highlight: faint(brand, dark ? 0.30 : 0.14) ///< of a chosen or reached row
+    readonly property color chip: faint(brand, dark ? 0.24 : 0.12)
     readonly property color field: dark ? "#1F2024" : "#FFFFFF"
-    readonly property color track: dark ? "#85878F" : "#868A93" ///< edges of controls: 3 to 1 on cards and windows
+    readonly property color track: dark ? "#85878F" : "#7F838C" ///< edges of controls: 3 to 1 on cards and windows
     readonly property color dim: dark ? "#8A000000" : "#52000000"
     readonly property color focus: brandText
     readonly property color gradientHover: "#18FFFFFF"
@@ -71,6 +72,10 @@ QtObject {
     readonly property int duration: reducedMotion ? 0 : 120
     readonly property int meterDuration: reducedMotion ? 0 : 80
 
+    /// A banner's surface, in a light wash of a colour.
+    function washed(tint) {
+        return Qt.tint(card, faint(tint, dark ? 0.14 : 0.09));
+    }
     function faint(tint, opacity) {
         return Qt.rgba(tint.r, tint.g, tint.b, opacity);
     }

@@ -152,10 +152,10 @@ Rectangle {
                     Layout.topMargin: 0
                     spacing: Theme.space3
 
-                    Switch { checked: true }
-                    Switch { checked: false }
-                    Switch { checked: true; enabled: false }
-                    Switch { checked: false; enabled: false }
+                    Switch { label: "On"; checked: true }
+                    Switch { label: "Off"; checked: false }
+                    Switch { label: "On"; checked: true; enabled: false }
+                    Switch { label: "Off"; checked: false; enabled: false }
                     StatusDot { color: Theme.good; shape: StatusDot.Dot }
                     StatusDot { color: Theme.secondary; shape: StatusDot.Ring }
                     StatusDot { color: Theme.warning; shape: StatusDot.Triangle }
@@ -180,17 +180,17 @@ Rectangle {
                     spacing: Theme.space3
 
                     TextField { Layout.fillWidth: true; placeholderText: "Để trống để dùng dịch vụ có sẵn" }
-                    TextField { Layout.fillWidth: true; text: "Văn bản có nút xoá"; clearable: true }
-                    TextField { Layout.fillWidth: true; text: "a secret key"; secure: true }
+                    TextField { label: "Words"; Layout.fillWidth: true; text: "Văn bản có nút xoá"; clearable: true }
+                    TextField { Layout.fillWidth: true; label: "Key"; text: "a secret key"; secure: true }
                     SearchField { Layout.fillWidth: true; placeholderText: "Search" }
-                    TextField { Layout.fillWidth: true; text: "Disabled"; enabled: false }
+                    TextField { Layout.fillWidth: true; label: "Off"; text: "Disabled"; enabled: false }
                     RowLayout {
                         spacing: Theme.space3
 
-                        Combo { Layout.fillWidth: true; model: gallery.languages; value: "vi" }
-                        Combo { Layout.fillWidth: true; model: gallery.languages; value: "vi"; enabled: false }
+                        Combo { label: "Language"; Layout.fillWidth: true; model: gallery.languages; value: "vi" }
+                        Combo { label: "Language"; Layout.fillWidth: true; model: gallery.languages; value: "vi"; enabled: false }
                     }
-                    Slider { Layout.fillWidth: true; from: -10; to: 10; step: 1; value: 4; valueText: "+4" }
+                    Slider { label: "Pitch"; Layout.fillWidth: true; from: -10; to: 10; step: 1; value: 4; valueText: "+4" }
                     Slider { Layout.fillWidth: true; value: 0.5; valueText: "50%"; enabled: false }
                     Segmented { Layout.fillWidth: true; model: [{ value: 1, text: "Listen" }, { value: 2, text: "Speak" }, { value: 3, text: "Both" }]; value: 3 }
                     Segmented { enabled: false; model: [{ value: 1, text: "On" }, { value: 2, text: "Off" }]; value: 1 }

@@ -164,7 +164,7 @@ TestCase {
         keyClick(Qt.Key_Return);
         compare(asked, [2]);
         compare(item.text, "Speak");
-        verify(item.activeFocus); // it is the combo's again
+        verify(item.visualFocus); // it is the combo's again, and shows
         keyClick(Qt.Key_Space);
         type("bo");
         keyClick(Qt.Key_Return);

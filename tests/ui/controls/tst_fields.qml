@@ -1,0 +1,183 @@
+import QtQuick
+import QtQuick.Layouts
+import QtTest
+import Lingrelay.Controls
+
+TestCase {
+    id: test
+
+    property var seen: []
+
+    name: "Fields"
+    when: windowShown
+    visible: true
+    width: 500
+    height: 400
+
+    Component {
+        id: textField
+
+        TextField { width: 240; placeholderText: "Key"; onTextEdited: test.seen.push(text) }
+    }
+    Component {
+        id: searchField
+
+        SearchField { width: 240; placeholderText: "Search"; onTextEdited: test.seen.push(text) }
+    }
+    Component {
+        id: button
+
+        Button { onClicked: test.seen.push("clicked") }
+    }
+    Component {
+        id: chip
+
+        Chip { text: "Nguyễn"; removable: true; onRemoved: test.seen.push("removed") }
+    }
+    Component {
+        id: sheetScene
+
+        Item {
+            property alias opener: opener
+            property alias sheet: sheet
+            property alias first: first
+            property alias last: last
+
+            anchors.fill: parent
+
+            Button { id: opener; text: "Open"; onClicked: sheet.open() }
+            Button { y: 100; text: "Behind" ; onClicked: test.seen.push("behind") }
+            Sheet {
+                id: sheet
+
+                title: "Kết thúc phiên?"
+
+                TextField { id: first; Layout.fillWidth: true; placeholderText: "Name" }
+                Label { id: tall; Layout.fillWidth: true; text: "One" }
+                footer: RowLayout {
+                    Button { id: last; text: "OK"; onClicked: sheet.close() }
+                }
+            }
+        }
+    }
+
+    function init() {
+        failOnWarning(/.*/);
+        Theme.reducedMotion = true;
+        seen = [];
+    }
+    function named(item, name) {
+        if (item.visible && Reader.name(item) === name)
+            return item;
+        for (let i = 0; i < item.children.length; ++i) {
+            const found = named(item.children[i], name);
+            if (found)
+                return found;
+        }
+        return null;
+    }
+
+    function test_fieldIsCleared() {
+        const field = createTemporaryObject(textField, test);
+        compare(Reader.name(field), "Key");
+        verify(!named(field, "Clear"));
+        field.forceActiveFocus();
+        keyClick("a");
+        keyClick("b");
+        mouseClick(named(field, "Clear"));
+        compare(seen, ["a", "ab", ""]);
+        verify(field.activeFocus);
+        verify(!named(field, "Clear"));
+        field.text = "Một câu dài hơn ô này rất nhiều, để chữ không chạy xuống dưới nút xoá";
+        verify(field.rightPadding >= field.width - named(field, "Clear").x);
+        field.clearable = false;
+        verify(!named(field, "Clear"));
+        field.clearable = true;
+        field.enabled = false;
+        verify(!named(field, "Clear"));
+    }
+    function test_secretIsHiddenUntilAsked() {
+        const field = createTemporaryObject(textField, test, { secure: true, text: "s3cret" });
+        verify(!field.displayText.includes("s3cret"));
+        mouseClick(named(field, "Show"));
+        compare(field.displayText, "s3cret");
+        verify(Reader.act(named(field, "Hide"), "Press"));
+        verify(!field.displayText.includes("s3cret"));
+        field.revealed = true;
+        field.visible = false;
+        field.visible = true;
+        verify(!field.displayText.includes("s3cret")); // hidden anew when it comes back
+        compare(seen, []);
+    }
+    function test_escapeEmptiesTheSearch() {
+        const field = createTemporaryObject(searchField, test);
+        field.forceActiveFocus();
+        keyClick("a");
+        keyClick(Qt.Key_Escape);
+        compare(field.text, "");
+        compare(seen, ["a", ""]);
+    }
+
+    function test_buttonByEveryWay() {
+        const item = createTemporaryObject(button, test, { iconName: "trash", toolTip: "Delete" });
+        compare(Reader.name(item), "Delete");
+        item.forceActiveFocus(Qt.TabFocusReason);
+        keyClick(Qt.Key_Space);
+        keyClick(Qt.Key_Return);
+        keyClick(Qt.Key_Enter);
+        mouseClick(item);
+        verify(Reader.act(item, "Press"));
+        compare(seen.length, 5);
+        item.enabled = false;
+        mouseClick(item);
+        Reader.act(item, "Press");
+        compare(seen.length, 5);
+        item.text = "Xoá";
+        compare(Reader.name(item), "Xoá");
+    }
+    function test_chipIsRemoved() {
+        const item = createTemporaryObject(chip, test);
+        mouseClick(named(item, "Remove Nguyễn"));
+        compare(seen, ["removed"]);
+        item.removable = false;
+        verify(!named(item, "Remove Nguyễn"));
+    }
+
+    function test_sheetKeepsTheKeyboard() {
+        const scene = createTemporaryObject(sheetScene, test);
+        scene.opener.forceActiveFocus(Qt.TabFocusReason);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => scene.sheet.opened);
+        waitForRendering(scene);
+        Pictures.save(scene.Window.window, "sheet");
+        verify(scene.first.activeFocus); // it can be typed into at once
+        for (let i = 0; i < 5; ++i) {
+            keyClick(Qt.Key_Tab);
+            verify(scene.first.activeFocus || scene.last.activeFocus, "Tab left the sheet");
+        }
+        for (let i = 0; i < 5; ++i) {
+            keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+            verify(scene.first.activeFocus || scene.last.activeFocus, "Shift+Tab left the sheet");
+        }
+        mouseClick(scene, 20, 110);
+        compare(seen, []);
+        verify(scene.sheet.opened);
+        keyClick(Qt.Key_Escape);
+        tryVerify(() => !scene.sheet.visible);
+        verify(scene.opener.visualFocus);
+    }
+    function test_tallSheetStaysInTheWindow() {
+        const scene = createTemporaryObject(sheetScene, test);
+        scene.sheet.open();
+        tryVerify(() => scene.sheet.opened);
+        const before = scene.sheet.height;
+        findChild(scene.sheet.contentItem, "body").children[1].text = "Một dòng\n".repeat(80);
+        tryVerify(() => scene.sheet.height > before);
+        verify(scene.sheet.height <= test.Window.height);
+        const foot = scene.last.mapToItem(null, 0, scene.last.height).y;
+        verify(foot < test.Window.height, "the answers are out of reach");
+        scene.last.forceActiveFocus();
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !scene.sheet.visible);
+    }
+}
