@@ -17,7 +17,7 @@ ListView {
     }
 
     delegate: ChoiceRow {
-        width: list.width
+        width: list.width - (list.contentHeight > list.height ? Theme.space3 : 0)
         chosen: modelData.value === list.combo.value
         current: index === list.currentIndex
         onClicked: list.combo.pick(modelData)

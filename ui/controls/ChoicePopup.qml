@@ -9,8 +9,10 @@ Templates.Popup {
     required property var combo
 
     readonly property var shown: search.length === 0 ? combo.model : combo.model.filter(entry => combo.folded(entry.text).includes(combo.folded(search.text)))
+    readonly property real wanted: Math.min(content.implicitHeight + 2 * padding, Theme.popupHeight)
     readonly property real textWidth: combo.model.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text + (entry.mark ?? ""))), 0)
     property string typed
+    property bool above
     property int back ///< the reason for the focus to return: the ring shows again when it was there
 
     function step(by) {
@@ -30,15 +32,17 @@ Templates.Popup {
         list.currentIndex = order.find(i => combo.folded(shown[i].text).startsWith(typed)) ?? list.currentIndex;
     }
 
-    y: combo.height + Theme.space1
+    y: above ? -height - Theme.space1 : combo.height + Theme.space1
     width: Math.min(Math.max(combo.width, textWidth + 88), combo.Window.width - 2 * margins)
-    height: Math.min(content.implicitHeight + 2 * padding, Theme.popupHeight, combo.Window.height - 2 * margins)
+    height: Math.min(wanted, combo.Window.height - 2 * margins)
     margins: Theme.space2
     padding: 6
     focus: true
     closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutsideParent
     onAboutToShow: {
         search.clear();
+        const below = combo.Window.height - combo.mapToItem(null, 0, combo.height).y;
+        above = below < wanted && combo.Window.height - combo.height - below > wanted;
         back = combo.visualFocus ? Qt.TabFocusReason : Qt.PopupFocusReason;
         list.currentIndex = Math.max(0, combo.model.findIndex(entry => entry.value === combo.value));
     }

@@ -35,7 +35,8 @@ Templates.AbstractButton {
             Layout.leftMargin: Theme.space2
             name: "check"
             size: 16
-            color: row.chosen ? Theme.brandText : "transparent"
+            opacity: row.chosen ? 1 : 0
+            color: Theme.brandText
         }
         Text {
             Layout.fillWidth: true

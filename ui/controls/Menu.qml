@@ -17,7 +17,8 @@ Templates.Popup {
     function popupAt(item) {
         parent = item;
         x = Math.min(0, item.width - width);
-        y = item.height + Theme.space1;
+        const below = item.Window.height - item.mapToItem(null, 0, item.height).y;
+        y = below < height + margins ? -height - Theme.space1 : item.height + Theme.space1;
         open();
     }
     function usable(index) {

@@ -45,10 +45,8 @@ Templates.Popup {
     Templates.Overlay.modal: Rectangle {
         color: Theme.dim
     }
-    background: Rectangle {
+    background: PopupSurface {
         radius: Theme.radiusPanel
-        color: Theme.popup
-        border.color: Theme.cardBorder
     }
     contentItem: ColumnLayout {
         id: column

@@ -27,6 +27,7 @@ Templates.TextField {
     echoMode: secure && !revealed ? TextInput.Password : TextInput.Normal
     hoverEnabled: true
     Accessible.name: label.length > 0 ? label : placeholderText
+    Accessible.description: secure && label.length > 0 ? label : placeholderText // Qt keeps the name of a secret to itself
     Accessible.passwordEdit: secure
 
     background: Rectangle {

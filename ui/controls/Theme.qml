@@ -11,6 +11,7 @@ QtObject {
     readonly property color card: dark ? "#26272C" : "#FFFFFF"
     readonly property color cardBorder: dark ? "#12FFFFFF" : "#14000000"
     readonly property color popup: dark ? "#2E2F35" : "#FFFFFF"
+    readonly property color popupBorder: dark ? "#24FFFFFF" : "#24000000"
     readonly property color text: dark ? "#F2F3F5" : "#16181D"
     readonly property color secondary: dark ? "#A8F2F3F5" : "#A316181D"
     readonly property color disabled: dark ? "#61F2F3F5" : "#6116181D"
@@ -33,6 +34,7 @@ QtObject {
     readonly property color chip: faint(brand, dark ? 0.24 : 0.12)
     readonly property color field: dark ? "#1F2024" : "#FFFFFF"
     readonly property color track: dark ? "#85878F" : "#7F838C" ///< edges of controls: 3 to 1 on cards and windows
+    readonly property color shadow: dark ? "#12000000" : "#07000000" ///< one of several layers
     readonly property color dim: dark ? "#8A000000" : "#52000000"
     readonly property color focus: brandText
     readonly property color gradientHover: "#18FFFFFF"

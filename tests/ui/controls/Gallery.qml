@@ -191,7 +191,7 @@ Rectangle {
                         Combo { label: "Language"; Layout.fillWidth: true; model: gallery.languages; value: "vi"; enabled: false }
                     }
                     Slider { label: "Pitch"; Layout.fillWidth: true; from: -10; to: 10; step: 1; value: 4; valueText: "+4" }
-                    Slider { Layout.fillWidth: true; value: 0.5; valueText: "50%"; enabled: false }
+                    Slider { label: "Volume"; Layout.fillWidth: true; value: 0.5; valueText: "50%"; enabled: false }
                     Segmented { Layout.fillWidth: true; model: [{ value: 1, text: "Listen" }, { value: 2, text: "Speak" }, { value: 3, text: "Both" }]; value: 3 }
                     Segmented { enabled: false; model: [{ value: 1, text: "On" }, { value: 2, text: "Off" }]; value: 1 }
                 }

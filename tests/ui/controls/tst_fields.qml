@@ -98,6 +98,7 @@ TestCase {
     }
     function test_secretIsHiddenUntilAsked() {
         const field = createTemporaryObject(textField, test, { secure: true, text: "s3cret" });
+        compare(Reader.description(field), "Key");
         verify(!field.displayText.includes("s3cret"));
         mouseClick(named(field, "Show"));
         compare(field.displayText, "s3cret");

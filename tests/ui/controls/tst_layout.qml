@@ -128,7 +128,7 @@ TestCase {
                 verify(place(part, item).right <= item.width - Theme.space4, "sticks out: " + part.text);
             if (part.activeFocusOnTab) {
                 ++reached;
-                verify(Reader.name(part).length > 0, "no name: " + part + part.text);
+                verify((Reader.name(part) + (part.secure ? Reader.description(part) : "")).length > 0, "no name: " + part + part.text);
             }
         });
         verify(reached > 30);
