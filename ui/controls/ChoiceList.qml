@@ -1,11 +1,25 @@
 import QtQuick
 import QtQuick.Templates as Templates
 
-/// The entries of a Combo.
+/// The entries of a Combo. Letters go to the next one that begins with them.
 ListView {
     id: list
 
     required property var combo
+    property string typed
+
+    function step(by) {
+        currentIndex = Math.max(0, Math.min(count - 1, currentIndex + by));
+    }
+    function type(text) {
+        if (text.trim().length === 0)
+            return;
+        typed = (pause.running ? typed : "") + combo.folded(text);
+        pause.restart();
+        const first = typed.length > 1 ? currentIndex : currentIndex + 1;
+        const order = model.map((entry, i) => (first + i) % count);
+        currentIndex = order.find(i => combo.folded(model[i].text).startsWith(typed)) ?? currentIndex;
+    }
 
     implicitHeight: contentHeight
     clip: true
@@ -16,6 +30,11 @@ ListView {
     Templates.ScrollBar.vertical: ScrollBar {
     }
 
+    Timer {
+        id: pause
+
+        interval: 800
+    }
     delegate: ChoiceRow {
         width: list.width - (list.contentHeight > list.height ? Theme.space3 : 0)
         chosen: modelData.value === list.combo.value

@@ -11,25 +11,12 @@ Templates.Popup {
     readonly property var shown: search.length === 0 ? combo.model : combo.model.filter(entry => combo.folded(entry.text).includes(combo.folded(search.text)))
     readonly property real wanted: Math.min(content.implicitHeight + 2 * padding, Theme.popupHeight)
     readonly property real textWidth: combo.model.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text + (entry.mark ?? ""))), 0)
-    property string typed
     property bool above
     property int back ///< the reason for the focus to return: the ring shows again when it was there
 
-    function step(by) {
-        list.currentIndex = Math.max(0, Math.min(shown.length - 1, list.currentIndex + by));
-    }
     function pickCurrent() {
         if (shown[list.currentIndex])
             combo.pick(shown[list.currentIndex]);
-    }
-    // In a short list letters go to the next entry that begins with them.
-    function type(event) {
-        if (combo.searchable || event.text.trim().length === 0)
-            return;
-        typed = pause.running ? typed + combo.folded(event.text) : combo.folded(event.text);
-        pause.restart();
-        const order = shown.map((entry, i) => (list.currentIndex + i + (typed.length > 1 ? 0 : 1)) % shown.length);
-        list.currentIndex = order.find(i => combo.folded(shown[i].text).startsWith(typed)) ?? list.currentIndex;
     }
 
     y: above ? -height - Theme.space1 : combo.height + Theme.space1
@@ -59,24 +46,22 @@ Templates.Popup {
         id: content
 
         spacing: 6
-        Keys.onUpPressed: popup.step(-1)
-        Keys.onDownPressed: popup.step(1)
+        Keys.onUpPressed: list.step(-1)
+        Keys.onDownPressed: list.step(1)
         Keys.onReturnPressed: popup.pickCurrent()
         Keys.onEnterPressed: popup.pickCurrent()
         Keys.onPressed: event => {
             const steps = ({ [Qt.Key_PageDown]: 8, [Qt.Key_PageUp]: -8, [Qt.Key_Home]: -Infinity, [Qt.Key_End]: Infinity });
-            event.key in steps ? popup.step(steps[event.key]) : popup.type(event);
+            if (event.key in steps)
+                list.step(steps[event.key]);
+            else if (!popup.combo.searchable)
+                list.type(event.text);
         }
 
         FontMetrics {
             id: metrics
 
             font.pixelSize: Theme.fontBody
-        }
-        Timer {
-            id: pause
-
-            interval: 800
         }
         SearchField {
             id: search

@@ -60,6 +60,7 @@ Flickable {
     }
     WheelHandler {
         parent: page
+        acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
         onWheel: event => page.scroll(event.pixelDelta.y !== 0 ? -event.pixelDelta.y : -event.angleDelta.y / 2)
     }
     DragHandler {
