@@ -197,11 +197,7 @@ void Program::Parts::buildMenu()
     statusItem->setMenu(std::move(items));
 }
 
-void Program::Parts::adoptAppearance()
-{
-    view->setDark(appearance.dark());
-    view->setReducedMotion(appearance.reducedMotion());
-}
+void Program::Parts::adoptAppearance() { view->setAppearance(appearance.dark(), appearance.reducedMotion()); }
 
 void Program::Parts::connected(Result<LocalService::Address> const& local)
 {

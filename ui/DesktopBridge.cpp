@@ -11,6 +11,13 @@
 
 namespace lingrelay {
 
+void DesktopBridge::setAppearance(bool dark, bool reducedMotion)
+{
+    m_dark = dark;
+    m_reducedMotion = reducedMotion;
+    Q_EMIT appearanceChanged();
+}
+
 void DesktopBridge::copy(QString const& text) { QGuiApplication::clipboard()->setText(text); }
 
 void DesktopBridge::save(QString const& text, QString const& extension)

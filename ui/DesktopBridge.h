@@ -5,11 +5,17 @@
 
 namespace lingrelay {
 
-/// What views ask of the desktop: the clipboard, a place for a file; main.
+/// What views ask of the desktop: the clipboard, a place for a file, how windows should look; main.
 class DesktopBridge final : public QObject {
     Q_OBJECT
+    Q_PROPERTY(bool dark READ dark NOTIFY appearanceChanged)
+    Q_PROPERTY(bool reducedMotion READ reducedMotion NOTIFY appearanceChanged)
 
 public:
+    bool dark() const { return m_dark; }
+    bool reducedMotion() const { return m_reducedMotion; }
+    void setAppearance(bool dark, bool reducedMotion);
+
     /// Replaces what the clipboard holds.
     Q_INVOKABLE void copy(QString const& text);
     /// Asks for a place, "lingrelay-TIME.EXTENSION" being proposed, and writes the text there, whole or not at all.
@@ -18,9 +24,13 @@ public:
     /// Where the text went, or why it went nowhere. A user who changes their mind gets neither.
     Q_SIGNAL void saved(QString const& path);
     Q_SIGNAL void saveFailed(QString const& reason);
+    Q_SIGNAL void appearanceChanged();
 
 private:
     void write(QString const& path, QString const& text);
+
+    bool m_dark = false;
+    bool m_reducedMotion = false;
 };
 
 } // namespace lingrelay

@@ -9,7 +9,6 @@
 #include "ui/captions/CaptionsView.h"
 
 #include <QQmlApplicationEngine>
-#include <QQmlProperty>
 #include <QQuickWindow>
 #include <QtQml>
 
@@ -67,7 +66,6 @@ struct MainView::Parts {
     CaptionsView captions;
     QQmlApplicationEngine engine;
     QQuickWindow* window = nullptr;
-    QObject* theme = nullptr;
 };
 
 MainView::MainView(AppModel& model, Scheduler& main, QObject& shell)
@@ -80,7 +78,6 @@ MainView::MainView(AppModel& model, Scheduler& main, QObject& shell)
         parts.window = qobject_cast<QQuickWindow*>(parts.engine.rootObjects().constFirst());
     if (!parts.window)
         qFatal("the main window could not be made");
-    parts.theme = parts.engine.singletonInstance<QObject*>(qmlTypeId("Lingrelay.Controls", 1, 0, "Theme"));
     QObject::connect(&parts.app, &AppBridge::languageChanged, &parts.history, &HistoryModel::languageChanged);
 }
 
@@ -100,11 +97,7 @@ void MainView::setHosted(HostedSession const& hosted)
     m_parts->app.setHosted(hosted);
     m_parts->history.setHosted(hosted);
 }
-void MainView::setDark(bool dark) { QQmlProperty::write(m_parts->theme, QStringLiteral("dark"), dark); }
-void MainView::setReducedMotion(bool reduced)
-{
-    QQmlProperty::write(m_parts->theme, QStringLiteral("reducedMotion"), reduced);
-}
+void MainView::setAppearance(bool dark, bool reducedMotion) { m_parts->desktop.setAppearance(dark, reducedMotion); }
 
 void MainView::shutdown() { m_parts->history.shutdown(); }
 bool MainView::idle() const { return m_parts->history.idle(); }

@@ -28,8 +28,7 @@ public:
     CaptionsView& captions();
     /// Service time and minutes are known of from now on; it outlives the view.
     void setHosted(HostedSession const& hosted);
-    void setDark(bool dark);
-    void setReducedMotion(bool reduced);
+    void setAppearance(bool dark, bool reducedMotion);
 
     /// Cancels what waits for the backend.
     void shutdown();

@@ -121,6 +121,7 @@ class Desktop:
 
     def turn_scheme(self):
         """From light to dark, and back."""
+        self.scheme = "light" if self.scheme == "dark" else "dark"
         self.portal.send_signal(signal.SIGUSR1)
         time.sleep(0.5)
 

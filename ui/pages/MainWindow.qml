@@ -68,6 +68,16 @@ Window {
         id: questionSheet
     }
 
+    Binding {
+        target: Theme
+        property: "dark"
+        value: Desktop.dark
+    }
+    Binding {
+        target: Theme
+        property: "reducedMotion"
+        value: Desktop.reducedMotion
+    }
     Shortcut {
         sequence: "Ctrl+Return"
         onActivated: App.running ? App.stop() : App.start()

@@ -21,10 +21,12 @@ public:
     bool reducedMotion() const { return m_reducedMotion; }
     std::function<void()> onChanged;
 
+    /// For the message bus alone, which calls public slots only.
+    Q_SLOT void settingChanged(QString const& space, QString const& key, QDBusVariant const& value);
+
 private:
     enum class Scheme { none, dark, light };
 
-    Q_SLOT void settingChanged(QString const& space, QString const& key, QDBusVariant const& value);
     void ask(char const* space, char const* key);
     void take(QString const& space, QString const& key, QVariant const& value);
     bool eventFilter(QObject* watched, QEvent* event) override;
