@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Templates as Templates
 
+/// A thin bar that shows while something scrolls or the pointer is at its edge.
 Templates.ScrollBar {
     id: bar
 
@@ -8,18 +9,26 @@ Templates.ScrollBar {
     padding: 2
     minimumSize: 0.06
     visible: size < 1
+    onPositionChanged: rest.restart()
+    onVisibleChanged: rest.restart()
     Accessible.ignored: true
 
     contentItem: Rectangle {
         implicitWidth: 6
-        radius: 3
+        radius: width / 2
         color: Theme.track
-        opacity: bar.pressed ? 0.9 : bar.hovered || bar.active ? 0.6 : 0.25
+        opacity: bar.pressed ? 0.9 : bar.hovered || rest.running ? 0.6 : 0
 
         Behavior on opacity {
             NumberAnimation {
                 duration: Theme.duration
             }
         }
+    }
+
+    Timer {
+        id: rest
+
+        interval: 1200
     }
 }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import QtQuick.Templates as Templates
 import QtTest
 import Lingrelay.Controls
 
@@ -166,8 +167,11 @@ TestCase {
         keyClick(Qt.Key_PageUp);
         keyClick(Qt.Key_PageUp);
         tryCompare(item, "contentY", 0);
+        const bar = item.Templates.ScrollBar.vertical.contentItem;
+        tryCompare(bar, "opacity", 0); // it has hidden itself
         mouseWheel(item, 100, 100, 0, -240);
         tryVerify(() => item.contentY > 100);
+        tryVerify(() => bar.opacity > 0.5);
         mouseClick(item, 4, 100); // beside the fields
         verify(item.activeFocus);
         keyClick(Qt.Key_End);
