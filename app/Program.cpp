@@ -27,6 +27,7 @@
 #include "program/LocalService.h"
 #include "program/MachineSound.h"
 #include "program/Paths.h"
+#include "program/SignalWatch.h"
 #include "sessions/Journal.h"
 #include "ui/MainView.h"
 #include "ui/captions/CaptionsView.h"
@@ -82,6 +83,8 @@ struct Program::Parts {
     void end();
 
     QtScheduler main;
+    /// A logout ends the program as the user does.
+    SignalWatch signals{[this] { main.post([this] { shell.onQuit(); }); }, [] {}};
     AsioRuntime runtime;
     AsioRuntime disk; ///< waits for the disk, which sockets must not
     std::unique_ptr<Scheduler> listenStream = runtime.makeScheduler();

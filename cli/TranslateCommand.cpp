@@ -5,7 +5,7 @@
 #include "cli/Paths.h"
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
-#include "cli/SignalWatch.h"
+#include "program/SignalWatch.h"
 #include "cli/TranslateRun.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"

@@ -95,16 +95,18 @@ class Desktop:
         self.spawn("dbus-daemon", "--session", "--nofork", "--address=unix:path=" + bus)
         eventually(lambda: os.path.exists(bus), what="the session bus")
         self.portal = self.spawn(sys.executable, str(pathlib.Path(__file__).with_name("portal.py")), self.scheme)
-        self.spawn("openbox")
+        manager = self.spawn("openbox")
         if self.compositor:
             self.spawn("picom", "--backend", "xrender", "--config", "/dev/null")
         self.spawn("/usr/libexec/at-spi-bus-launcher", "--launch-immediately")
-        eventually(lambda: b"Openbox" in subprocess.run(("xprop", "-root", "_NET_SUPPORTING_WM_CHECK", "_NET_WM_NAME"),
-                                                        capture_output=True).stdout
-                   or b"window id" in subprocess.run(("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
-                                                     capture_output=True).stdout, what="the window manager")
+        eventually(lambda: self.managed(manager), what="the window manager")
         if self.with_sound:
             self.start_sound()
+
+    def managed(self, manager):
+        assert manager.poll() is None, "the window manager ended"
+        check = subprocess.run(("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"), capture_output=True, text=True)
+        return "window id" in check.stdout
 
     def start_sound(self):
         for place, text in (("pipewire/pipewire.conf.d/lab.conf", SOUND % "\n".join(NODE % node for node in NODES)),

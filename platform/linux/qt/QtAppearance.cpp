@@ -1,9 +1,9 @@
 #include "platform/linux/qt/QtAppearance.h"
 
 #include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusVariant>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QPalette>
@@ -28,7 +28,7 @@ QtAppearance::QtAppearance()
 {
     auto bus = QDBusConnection::sessionBus();
     bus.connect(text(service), text(path), text(settings), QStringLiteral("SettingChanged"), this,
-        SLOT(settingChanged(QString, QString, QDBusVariant)));
+        SLOT(settingChanged(QDBusMessage)));
     ask(appearance, colourScheme);
     ask(gnome, animations);
     qGuiApp->installEventFilter(this);
@@ -54,9 +54,11 @@ void QtAppearance::ask(char const* space, char const* key)
     });
 }
 
-void QtAppearance::settingChanged(QString const& space, QString const& key, QDBusVariant const& value)
+void QtAppearance::settingChanged(QDBusMessage const& message)
 {
-    take(space, key, value.variant());
+    auto const& words = message.arguments();
+    if (words.size() == 3)
+        take(words[0].toString(), words[1].toString(), words[2]);
 }
 
 void QtAppearance::take(QString const& space, QString const& key, QVariant const& value)

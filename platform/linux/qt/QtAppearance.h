@@ -1,11 +1,9 @@
 #pragma once
 
-#include <QDBusVariant>
+#include <QDBusMessage>
 #include <QObject>
 
 #include <functional>
-
-class QDBusMessage;
 
 namespace lingrelay {
 
@@ -22,7 +20,7 @@ public:
     std::function<void()> onChanged;
 
     /// For the message bus alone, which calls public slots only.
-    Q_SLOT void settingChanged(QString const& space, QString const& key, QDBusVariant const& value);
+    Q_SLOT void settingChanged(QDBusMessage const& message);
 
 private:
     enum class Scheme { none, dark, light };

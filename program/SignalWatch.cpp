@@ -1,4 +1,4 @@
-#include "cli/SignalWatch.h"
+#include "program/SignalWatch.h"
 
 #include <csignal>
 #include <cstdint>

@@ -1,0 +1,184 @@
+"""person.py PROGRAM [FOLDER]: a person's first hour with the window, by pointer, keyboard and accessibility tree, on a
+desktop with sound. What was seen goes to FOLDER as pictures."""
+
+import pathlib
+import subprocess
+import sys
+import time
+
+from desktop import Desktop, Program, click, eventually, key, xdotool
+
+CLIPS = pathlib.Path("/usr/share/pocketsphinx/test/data/librivox")
+
+
+class Person:
+    def __init__(self, desktop, program, folder):
+        self.desktop, self.program, self.folder = desktop, program, folder
+
+    def look(self, name):
+        if self.folder:
+            self.desktop.screenshot(self.folder / f"{name}.png")
+
+    def section(self, name):
+        self.program.press("push button", name)
+        self.program.wait("heading", name)
+
+    def sees(self, text, limit=20.0):
+        return eventually(lambda: next((seen for seen in self.program.texts() if text in seen), None), limit,
+                          f"the text \"{text}\"")
+
+    def first_start(self):
+        assert "Idle" in self.program.texts()
+        self.program.press("push button", "Watch a video")
+        eventually(lambda: self.desktop.stored("preset") == "watchVideo", what="the scenario")
+        self.look("first-start")
+
+    def session(self):
+        self.program.press("push button", "Start translating")
+        self.program.wait("push button", "Stop")
+        self.sees("ready")
+        clip = self.desktop.spawn("pw-play", str(CLIPS / "sense_and_sensibility_01_austen_64kb-0870.wav"))
+        panel = eventually(lambda: self.desktop.windows("Captions"), what="the captions panel")[0]
+        self.sees("dashwood", 30)
+        self.look("live")
+        for name in ("Audio Routing", "Languages"):
+            self.section(name)
+        clip.wait()
+        return panel
+
+    def transcript(self):
+        self.section("Transcript")
+        self.sees("john dashwood", 30)
+        self.look("transcript")
+        self.program.press("push button", "Stop")
+        self.program.wait("push button", "Start translating")
+        self.program.press("push button", "Copy")
+        copied = subprocess.run(("xclip", "-o", "-selection", "clipboard"), capture_output=True, text=True, timeout=5)
+        assert "THEM" in copied.stdout and "→" in copied.stdout, copied.stdout
+        self.export()
+
+    def export(self):
+        self.program.press("push button", "Export")
+        self.program.press("push button", "Text")
+        dialog = eventually(lambda: self.desktop.windows("Save As"), what="the save dialog")[0]
+        xdotool("windowfocus", "--sync", dialog)
+        place = self.desktop.folder / "kept.txt"
+        key("ctrl+a")
+        xdotool("type", str(place))
+        key("Return")
+        eventually(place.exists, what="the exported file")
+        assert "dashwood" in place.read_text(), place.read_text()
+        self.sees("Saved: ")
+
+    def history(self):
+        self.section("History")
+        self.program.press("text", "Search transcripts")
+        xdotool("type", "dashwood")
+        row = eventually(lambda: next((seen for seen in self.program.walk()
+                                       if seen.getRoleName() == "push button" and "English → Spanish" in
+                                       (seen.description or "")), None), what="the session in the history")
+        self.look("history")
+        xdotool("type", "x")
+        self.sees("No session holds these words")
+        key("Escape")
+        eventually(lambda: self.program.find("push button", row.name), what="the session again")
+        self.program.press("push button", row.name)
+        self.program.press("push button", "Summarise")
+        eventually(lambda: self.program.find("push button", "Summarise") and
+                   not self.program.find("push button", "Summarising"), 20, "the minutes")
+        self.look("minutes")
+
+    def vietnamese_and_dark(self):
+        self.section("General")
+        self.program.press("push button", "Tiếng Việt")
+        self.sees("Ngôn ngữ giao diện")
+        self.program.wait("push button", "Bắt đầu dịch")
+        before = self.brightness()
+        self.desktop.turn_scheme()
+        eventually(lambda: self.brightness() < before / 2, what="the dark window")
+        self.look("dark-vietnamese")
+        self.desktop.turn_scheme()
+        self.program.press("push button", "English")
+        self.program.wait("push button", "Start translating")
+
+    def brightness(self):
+        window = xdotool("getactivewindow").strip()
+        shot = subprocess.run(("import", "-window", window, "-resize", "1x1!", "-colorspace", "gray", "txt:-"),
+                              capture_output=True, text=True, check=True).stdout
+        return float(shot.rsplit("(", 1)[1].rstrip(")\n%"))
+
+    def keyboard(self):
+        """Every section by arrow keys alone; the main button by its key."""
+        self.section("Dashboard")
+        for name in ("Audio Routing", "Languages", "Transcript", "History", "General", "Shortcuts", "About"):
+            key("Down")
+            self.program.wait("heading" if name != "About" else "push button", name)
+        eventually(lambda: self.desktop.stored("sidebarSection") == "about", what="the section by keyboard")
+        key("ctrl+comma")
+        self.program.wait("heading", "General")
+
+    def panel(self, panel):
+        """It is moved and pulled larger, and never has the focus."""
+        focus = xdotool("getactivewindow").strip()
+        x, y, width, height = self.desktop.geometry(panel)
+        click(x + 300, y + 40)
+        self.drag((x + 300, y + 40), (x + 180, y - 60))
+        assert self.desktop.geometry(panel)[:2] == (x - 120, y - 100), self.desktop.geometry(panel)
+        x, y = x - 120, y - 100
+        self.drag((x + width - 12, y + height - 12), (x + width + 88, y + height + 38))
+        assert self.desktop.geometry(panel) == (x, y, width + 100, height + 50), self.desktop.geometry(panel)
+        assert xdotool("getactivewindow").strip() == focus, "the panel took the focus"
+        assert self.desktop.stored("overlayFrame") == f"{{{{{x}, {y}}}, {{{width + 100}, {height + 50}}}}}"
+        self.look("panel")
+        return x, y, width + 100, height + 50
+
+    def drag(self, start, end):
+        xdotool("mousemove", *start, "mousedown", 1)
+        for step in range(1, 9):
+            xdotool("mousemove", *(round(a + (b - a) * step / 8) for a, b in zip(start, end)))
+            time.sleep(0.02)
+        xdotool("mouseup", 1)
+        time.sleep(0.2)
+
+
+def second_launch(desktop, binary):
+    window = desktop.windows("General")[0]
+    xdotool("windowminimize", "--sync", window)
+    again = desktop.spawn(binary)
+    assert again.wait(10) == 0
+    eventually(lambda: xdotool("getactivewindow").strip() == window, what="the raised window")
+
+
+def main(binary, folder=None):
+    folder = pathlib.Path(folder) if folder else None
+    if folder:
+        folder.mkdir(parents=True, exist_ok=True)
+    with Desktop(sound=True) as desktop:
+        with Program(desktop, binary) as program:
+            person = Person(desktop, program, folder)
+            person.first_start()
+            panel = person.session()
+            person.transcript()
+            place = person.panel(panel)
+            person.history()
+            person.keyboard()
+            person.vietnamese_and_dark()
+            second_launch(desktop, binary)
+            key("ctrl+q")
+            assert program.process.wait(10) == 0
+        with Program(desktop, binary) as program:
+            person = Person(desktop, program, folder)
+            program.press("push button", "Start translating")
+            panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
+            eventually(lambda: desktop.geometry(panel) == place, what="the panel's own place")
+            program.process.terminate()
+        desktop.defaults(overlayFrame="{{5000, 300}, {760, 150}}")  # a screen that has gone
+        with Program(desktop, binary) as program:
+            program.press("push button", "Start translating")
+            panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
+            assert desktop.geometry(panel) == (420, 730, 760, 150), desktop.geometry(panel)
+    print("all done")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
