@@ -27,6 +27,16 @@ class Person:
         return eventually(lambda: next((seen for seen in self.program.texts() if text in seen), None), limit,
                           f"the text \"{text}\"")
 
+    def first_hour(self):
+        self.first_start()
+        panel = self.session()
+        self.transcript()
+        place = self.panel(panel)
+        self.history()
+        self.keyboard()
+        self.vietnamese_and_dark()
+        return place
+
     def first_start(self):
         assert "Idle" in self.program.texts()
         self.program.press("push button", "Watch a video")
@@ -74,15 +84,15 @@ class Person:
         self.section("History")
         self.program.press("text", "Search transcripts")
         xdotool("type", "dashwood")
-        row = eventually(lambda: next((seen for seen in self.program.walk()
+        row = eventually(lambda: next((seen.name for seen in self.program.walk()
                                        if seen.getRoleName() == "push button" and "English → Spanish" in
                                        (seen.description or "")), None), what="the session in the history")
         self.look("history")
         xdotool("type", "x")
         self.sees("No session holds these words")
         key("Escape")
-        eventually(lambda: self.program.find("push button", row.name), what="the session again")
-        self.program.press("push button", row.name)
+        eventually(lambda: self.program.find("push button", row), what="the session again")
+        self.program.press("push button", row)
         self.program.press("push button", "Summarise")
         eventually(lambda: self.program.find("push button", "Summarise") and
                    not self.program.find("push button", "Summarising"), 20, "the minutes")
@@ -122,6 +132,7 @@ class Person:
         focus = xdotool("getactivewindow").strip()
         x, y, width, height = self.desktop.geometry(panel)
         click(x + 300, y + 40)
+        time.sleep(0.8)  # or the next press makes it a double click
         self.drag((x + 300, y + 40), (x + 180, y - 60))
         assert self.desktop.geometry(panel)[:2] == (x - 120, y - 100), self.desktop.geometry(panel)
         x, y = x - 120, y - 100
@@ -156,13 +167,11 @@ def main(binary, folder=None):
     with Desktop(sound=True) as desktop:
         with Program(desktop, binary) as program:
             person = Person(desktop, program, folder)
-            person.first_start()
-            panel = person.session()
-            person.transcript()
-            place = person.panel(panel)
-            person.history()
-            person.keyboard()
-            person.vietnamese_and_dark()
+            try:
+                place = person.first_hour()
+            except BaseException:
+                person.look("failed")
+                raise
             second_launch(desktop, binary)
             key("ctrl+q")
             assert program.process.wait(10) == 0

@@ -37,8 +37,11 @@ Window {
             Column {
                 id: column
 
-                // Should it not fit after all, the newest words, which are below, stay in view.
-                y: implicitHeight > parent.height ? parent.height - implicitHeight : (parent.height - implicitHeight) / 2
+                // Letters may be wider than was reckoned with: then all of it gets smaller. Should even that not do, the
+                // newest words, which are below, stay in view.
+                y: implicitHeight * scale > parent.height + 1 ? parent.height - implicitHeight : (parent.height - implicitHeight) / 2
+                scale: Math.max(0.6, Math.min(1, parent.height / implicitHeight))
+                transformOrigin: implicitHeight * 0.6 > parent.height ? Item.Bottom : Item.Center
                 width: parent.width
                 spacing: 6
 
