@@ -1,41 +1,15 @@
 #pragma once
 
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestProcess.h"
 
-#include <csignal>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include <sys/types.h>
-
 namespace lingrelay {
-
-/// A process that a test starts. Ended with the object, or with the test.
-class TestProcess {
-public:
-    using Environment = std::vector<std::string>; ///< "NAME=VALUE"
-
-    /// `words[0]` is looked for in PATH. What it prints goes to files.
-    TestProcess(std::vector<std::string> const& words, Environment const& environment, std::string output,
-        std::string const& errors = "/dev/null");
-    ~TestProcess();
-    TestProcess(TestProcess const&) = delete;
-    TestProcess& operator=(TestProcess const&) = delete;
-
-    pid_t id() const { return m_process; }
-    bool runs() const;
-    void signal(int number) const;
-    /// Ends it and waits for that.
-    void end(int number = SIGTERM);
-    std::string const& output() const { return m_output; }
-
-private:
-    mutable pid_t m_process;
-    std::string m_output;
-};
 
 /// A sound system of the test's own: session bus, PipeWire, session manager and PulseAudio's protocol, in a folder of
 /// its own and with made-up devices. No sound hardware is touched. Not while another one lives: this process itself
@@ -118,8 +92,5 @@ private:
     std::unique_ptr<TestProcess> m_program;
     std::string m_file; ///< samples, 32-bit float, stereo
 };
-
-/// Waits in real time until it is so.
-bool eventually(std::function<bool()> const& condition, double limit = 5);
 
 } // namespace lingrelay

@@ -1,0 +1,121 @@
+#include "tests/support/OtherProgram.h"
+
+#include "tests/support/TestProcess.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <xcb/xcb.h>
+
+namespace lingrelay {
+
+namespace {
+
+constexpr std::uint32_t white = 0xffffff;
+
+template <class T> auto held(T* reply) { return std::unique_ptr<T, void (*)(void*)>(reply, std::free); }
+
+} // namespace
+
+OtherProgram::OtherProgram(std::string const& name, Look look, Rect frame)
+    : m_connection(xcb_connect(nullptr, nullptr), xcb_disconnect)
+{
+    auto* const connection = m_connection.get();
+    m_root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    m_window = xcb_generate_id(connection);
+    std::uint32_t const values[] = {white, XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, m_window, m_root, static_cast<std::int16_t>(frame.x),
+        static_cast<std::int16_t>(frame.y), static_cast<std::uint16_t>(frame.width),
+        static_cast<std::uint16_t>(frame.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+        XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+    auto const words = name + '\0' + name + '\0';
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, m_window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+        static_cast<std::uint32_t>(words.size()), words.data());
+    if (look == Look::fullScreen) {
+        auto const state = atom("_NET_WM_STATE_FULLSCREEN");
+        xcb_change_property(
+            connection, XCB_PROP_MODE_REPLACE, m_window, atom("_NET_WM_STATE"), XCB_ATOM_ATOM, 32, 1, &state);
+    }
+    xcb_map_window(connection, m_window);
+    xcb_flush(connection);
+    EXPECT_TRUE(eventually([this] { return viewable() && hasFocus(); })) << name << " does not come up";
+    m_focusLosses = 0;
+}
+
+OtherProgram::~OtherProgram() = default;
+
+std::uint32_t OtherProgram::atom(char const* name)
+{
+    auto const length = static_cast<std::uint16_t>(std::strlen(name));
+    auto const reply = held(
+        xcb_intern_atom_reply(m_connection.get(), xcb_intern_atom(m_connection.get(), 0, length, name), nullptr));
+    return reply ? reply->atom : 0;
+}
+
+void OtherProgram::listen()
+{
+    while (auto const event = held(xcb_poll_for_event(m_connection.get()))) {
+        if ((event->response_type & 0x7f) != XCB_FOCUS_OUT)
+            continue;
+        auto const* const out = reinterpret_cast<xcb_focus_out_event_t const*>(event.get());
+        // A grab of keys, as for a shortcut, takes nothing away.
+        m_focusLosses += out->mode == XCB_NOTIFY_MODE_NORMAL && out->detail != XCB_NOTIFY_DETAIL_INFERIOR;
+    }
+}
+
+bool OtherProgram::hasFocus()
+{
+    listen();
+    auto const reply
+        = held(xcb_get_input_focus_reply(m_connection.get(), xcb_get_input_focus(m_connection.get()), nullptr));
+    return reply && reply->focus == m_window;
+}
+
+int OtherProgram::focusLosses()
+{
+    hasFocus(); // an answer comes after all events before it
+    listen();
+    return m_focusLosses;
+}
+
+bool OtherProgram::viewable()
+{
+    auto const reply = held(xcb_get_window_attributes_reply(
+        m_connection.get(), xcb_get_window_attributes(m_connection.get(), m_window), nullptr));
+    return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
+void OtherProgram::raise() { ask("_NET_ACTIVE_WINDOW", 2, XCB_CURRENT_TIME, m_window); }
+
+void OtherProgram::setDesktop(std::uint32_t number) { ask("_NET_CURRENT_DESKTOP", number, XCB_CURRENT_TIME, m_root); }
+
+void OtherProgram::ask(char const* type, std::uint32_t first, std::uint32_t second, std::uint32_t window)
+{
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = atom(type);
+    message.data.data32[0] = first;
+    message.data.data32[1] = second;
+    xcb_send_event(m_connection.get(), 0, m_root,
+        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+        reinterpret_cast<char const*>(&message));
+    xcb_flush(m_connection.get());
+}
+
+std::uint32_t OtherProgram::colourAt(double x, double y)
+{
+    auto const reply = held(xcb_get_image_reply(m_connection.get(),
+        xcb_get_image(m_connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, m_root, static_cast<std::int16_t>(x),
+            static_cast<std::int16_t>(y), 1, 1, ~0U),
+        nullptr));
+    std::uint32_t pixel = 0;
+    if (reply && xcb_get_image_data_length(reply.get()) >= 4)
+        std::memcpy(&pixel, xcb_get_image_data(reply.get()), 4);
+    return pixel & white;
+}
+
+} // namespace lingrelay
