@@ -21,13 +21,16 @@ public:
 private:
     class Sink;
 
+    static std::string ownSink();
     void connected() override;
-    void disconnected() override { m_checked = false; }
+    void disconnected() override { m_left.clear(); }
     void changed() override;
+    void tick() override;
 
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;
-    bool m_checked = false; ///< what dead instances left has been cleared
+    int m_sinks = 0; ///< of this process
+    std::map<std::uint32_t, Instant> m_left; ///< streams whose sink is gone with its instance, and since when
 };
 
 } // namespace lingrelay

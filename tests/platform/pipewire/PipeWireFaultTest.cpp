@@ -1,6 +1,7 @@
 // What a real sound server does to the program, and what the program must never do to it.
 
 #include "base/Time.h"
+#include "platform/linux/pipewire/PipeWireConnection.h"
 #include "tests/platform/pipewire/AudioListeners.h"
 #include "tests/platform/pipewire/PipeWireMachine.h"
 #include "tests/support/RealtimeGuard.h"
@@ -36,6 +37,13 @@ protected:
             return output >> word && word == "ready";
         }));
         return victim;
+    }
+    /// The guard of another instance.
+    static pid_t childOf(TestProcess const& program)
+    {
+        pid_t child = 0;
+        std::ifstream(fmt::format("/proc/{0}/task/{0}/children", program.id())) >> child;
+        return child;
     }
     static double took(std::function<void()> const& call)
     {
@@ -159,16 +167,66 @@ TEST_F(PipeWireFaultTest, aKilledProgramGivesSoundDevicesAndDefaultsBack)
     EXPECT_LT(toSeconds(Clock::now() - start), soon);
     EXPECT_EQ(m.server.defaultNode(configuredInput), "") << "nothing had been chosen";
 
-    // Together with this program's own silence.
-    victim = startVictim();
+    // Together with this program's own silence, and while the streams are still on their way.
+    for (int round = 0; round < 4; ++round) {
+        victim = startVictim();
+        auto silence = m.muter().silence();
+        victim->end(SIGKILL);
+        m.wait(0.5);
+        EXPECT_TRUE(m.hears(440, 0, m.speakers)) << round;
+        EXPECT_TRUE(m.hears(600, 0, m.headset)) << round;
+        silence = SoundMuter::Failure{};
+        EXPECT_TRUE(m.hears(440, 0.5, m.speakers)) << round;
+        EXPECT_TRUE(m.hears(600, 0.5, m.headset)) << round;
+    }
+}
+
+TEST_F(PipeWireFaultTest, aStreamThatIsCalledBackWhileItIsMutedIsMutedAllTheSame)
+{
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
+    auto const stream = m.server.idOf("pw-play");
+    ASSERT_TRUE(stream);
+    PipeWireConnection other;
+    // The session manager gets both at once, and of the first nobody hears.
+    m.server.signal(Part::sessionManager, SIGSTOP);
     auto silence = m.muter().silence();
+    m.wait(0.1);
+    {
+        PipeWireConnection::Lock const lock(other);
+        other.setMetadata(*stream, "target.object", {{"Spa:String", SoundServer::headset}});
+        other.sync();
+    }
+    m.server.signal(Part::sessionManager, SIGCONT);
+    m.wait(0.5);
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    silence = SoundMuter::Failure{};
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset)) << "where it was called to";
+}
+
+TEST_F(PipeWireFaultTest, aStreamThatADeadInstanceHadSilencedStillGoesBackWhereItWas)
+{
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    m.server.choose("pw-play", "target.object", SoundServer::headset);
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    auto victim = startVictim();
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
+    auto const guard = childOf(*victim);
+    ASSERT_GT(guard, 0);
+    // Its guard is slower than this program, which silences the same stream.
+    ::kill(guard, SIGSTOP);
     victim->end(SIGKILL);
+    auto silence = m.muter().silence();
+    m.wait(0.3);
+    ::kill(guard, SIGCONT);
     m.wait(0.5);
     EXPECT_TRUE(m.hears(440, 0, m.speakers));
-    EXPECT_TRUE(m.hears(600, 0, m.headset));
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
     silence = SoundMuter::Failure{};
-    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
-    EXPECT_TRUE(m.hears(600, 0.5, m.headset));
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
 }
 
 TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
@@ -286,8 +344,7 @@ TEST_F(PipeWireFaultTest, aServerThatHangsHoldsNobodyUp)
     auto capture = m.systemAudio().open(heard);
     auto output = m.outputs().open({}, own);
     EXPECT_TRUE(until([&] { return heard.lastEvent() == "started" && own.frames() > 0; }));
-    auto const pipewire = m.server.id(Part::pipewire);
-    ::kill(pipewire, SIGSTOP);
+    m.server.signal(Part::pipewire, SIGSTOP);
     EXPECT_LT(took([&] { EXPECT_TRUE(std::holds_alternative<SoundMuter::Failure>(m.muter().silence())); }), 2.5);
     EXPECT_LT(took([&] { m.devices().setDefaultInput(m.input(m.secondMicrophone)); }), 2.5);
     EXPECT_LT(took([&] { m.virtualMicrophone().install(); }), 5);
@@ -300,7 +357,7 @@ TEST_F(PipeWireFaultTest, aServerThatHangsHoldsNobodyUp)
     EXPECT_LT(took([&] { m.endProgram(); }), 2.5);
     EXPECT_LT(took([&] { m.startProgram(); }), 2.5);
     EXPECT_FALSE(m.program().connected());
-    ::kill(pipewire, SIGCONT);
+    m.server.signal(Part::pipewire, SIGCONT);
     EXPECT_TRUE(until([&] { return m.program().connected() && m.output(m.speakers) != 0; }));
 }
 
