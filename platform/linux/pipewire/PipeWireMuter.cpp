@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -14,6 +15,8 @@ namespace {
 
 constexpr std::string_view sinkPrefix = "lingrelay.mute.";
 constexpr char const* targetKey = "target.object";
+constexpr char const* rememberedKey = "target.node"; ///< what the session manager has remembered of a program
+constexpr std::string_view follows = "-1"; ///< a target that is the default
 constexpr double sinkLimit = 1.0; ///< seconds until the sink is there
 constexpr double leaveLimit = 0.5; ///< seconds until the streams have left it
 constexpr Duration echoLimit = seconds(0.5); ///< until a move is asked for again
@@ -47,6 +50,8 @@ private:
         std::optional<Value> before;
         Instant asked{};
         bool seen = false; ///< the server has told that it is in the sink
+        bool sure = false; ///< all that is told of the stream has been read
+        std::string remembered = {}; ///< its device, which has been kept
     };
 
     void create();
@@ -57,6 +62,7 @@ private:
     void tick() override;
     void move(PipeWireConnection::Object const& stream);
     void set(std::uint32_t stream, std::optional<Value> const& target);
+    void keepRemembered();
     void endDoubledLinks();
     PipeWireConnection::Object const* deviceOf(std::uint32_t stream, std::optional<Value> const& target) const;
 
@@ -69,6 +75,7 @@ private:
     int m_error = 0;
     bool m_begun = false;
     bool m_lost = false; ///< somebody has taken the sink away
+    bool m_moving = false; ///< which makes changes by itself
     std::map<std::uint32_t, Moved> m_moved;
     std::map<std::uint32_t, Instant> m_doubled; ///< links besides those to the sink, and since when
 };
@@ -130,6 +137,8 @@ PipeWireMuter::Sink::~Sink()
         else if (!moved.seen) // the move may still be on its way, and comes before this
             set(stream, now && isMuteSink(now->value) ? moved.before : now);
     }
+    if (!m_moved.empty())
+        PipeWireMuter::keepRemembered(m_connection);
     // A sink that went first would have the session manager move each of them twice.
     if (!m_moved.empty())
         m_connection.waitUntil(leaveLimit, [this] { return !m_connection.connected() || isEmpty(); });
@@ -172,8 +181,9 @@ void PipeWireMuter::Sink::changed()
     if (!m_connection.managed())
         return;
     create();
-    if (!m_connection.node(m_name))
+    if (!m_connection.node(m_name) || m_moving)
         return;
+    m_moving = true;
     std::erase_if(m_moved, [this](auto const& entry) {
         auto const* const stream = m_connection.find(entry.first);
         return !stream || stream->get(PW_KEY_OBJECT_SERIAL) != entry.second.serial;
@@ -182,6 +192,8 @@ void PipeWireMuter::Sink::changed()
         if (m_connection.foreignStream(object))
             move(object);
     }
+    m_moving = false;
+    keepRemembered();
     endDoubledLinks();
 }
 
@@ -190,6 +202,14 @@ void PipeWireMuter::Sink::tick()
     bool const waits = std::any_of(m_moved.begin(), m_moved.end(), [](auto const& each) { return !each.second.seen; });
     if (waits || !m_doubled.empty())
         changed();
+    // What it remembers of new ones comes at a moment at which it is easily lost.
+    bool doubtful = false;
+    for (auto& [stream, moved] : m_moved) {
+        if (!moved.sure && Clock::now() - moved.asked >= echoLimit)
+            doubtful = moved.sure = true;
+    }
+    if (doubtful)
+        m_connection.readMetadata();
 }
 
 /// A session manager of this version forgets a link when the device of the one before goes away while it is being
@@ -244,6 +264,19 @@ void PipeWireMuter::Sink::move(PipeWireConnection::Object const& stream)
     set(stream.id, Value{"Spa:String", m_name});
 }
 
+/// The device that the session manager remembers of a new program can come after the program.
+void PipeWireMuter::Sink::keepRemembered()
+{
+    bool news = false;
+    for (auto& [stream, moved] : m_moved) {
+        auto const remembered = m_connection.metadata(stream, rememberedKey);
+        news = news || (remembered && remembered->value != moved.remembered);
+        moved.remembered = remembered ? remembered->value : "";
+    }
+    if (news)
+        PipeWireMuter::keepRemembered(m_connection);
+}
+
 void PipeWireMuter::Sink::set(std::uint32_t stream, std::optional<Value> const& target)
 {
     auto const* const device = deviceOf(stream, target);
@@ -257,8 +290,11 @@ void PipeWireMuter::Sink::set(std::uint32_t stream, std::optional<Value> const& 
 PipeWireConnection::Object const* PipeWireMuter::Sink::deviceOf(
     std::uint32_t stream, std::optional<Value> const& target) const
 {
+    auto const remembered = m_connection.metadata(stream, rememberedKey);
+    if (!target && remembered && remembered->value != follows)
+        return m_connection.find(static_cast<std::uint32_t>(std::atoi(remembered->value.c_str())));
     auto const* const object = m_connection.find(stream);
-    auto const name = target ? target->value : object ? object->get(targetKey) : "";
+    auto const name = target ? target->value : object && !remembered ? object->get(targetKey) : "";
     for (auto const& [id, node] : m_connection.objects()) {
         bool const named = node.get(PW_KEY_NODE_NAME) == name || node.get(PW_KEY_OBJECT_SERIAL) == name;
         if (!name.empty() && node.type == PW_TYPE_INTERFACE_Node && named)
@@ -299,6 +335,21 @@ std::variant<std::unique_ptr<SoundMuter::Silence>, SoundMuter::Failure> PipeWire
     return std::unique_ptr<Silence>(std::move(sink));
 }
 
+void PipeWireMuter::keepRemembered(PipeWireConnection& connection)
+{
+    std::map<std::uint32_t, Value> remembered;
+    for (auto const& [key, value] : connection.metadata()) {
+        auto const* const stream = connection.find(key.first);
+        if (key.second == rememberedKey && value.value != follows && stream && connection.foreignStream(*stream))
+            remembered[key.first] = value;
+    }
+    // Only what changes is heeded, and a stream without it for a moment would be moved.
+    for (auto const& [stream, value] : remembered) {
+        connection.setMetadata(stream, rememberedKey, Value{"Spa:String", value.value});
+        connection.setMetadata(stream, rememberedKey, value);
+    }
+}
+
 void PipeWireMuter::connected() { changed(); }
 
 void PipeWireMuter::tick()
@@ -322,6 +373,7 @@ void PipeWireMuter::changed()
         if (now - since < guardTime)
             continue;
         m_connection.setMetadata(stream, targetKey, {});
+        keepRemembered(m_connection);
         since = now;
     }
 }

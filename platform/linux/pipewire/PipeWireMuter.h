@@ -17,6 +17,9 @@ public:
 
     /// The sink of any instance of the program, by node name.
     static bool isMuteSink(std::string_view nodeName);
+    /// To be called after streams were given targets: for the session manager each is a choice of the user's, who has
+    /// then left the device that it remembers of the program. Makes it remember those devices again.
+    static void keepRemembered(PipeWireConnection& connection);
 
 private:
     class Sink;

@@ -229,6 +229,54 @@ TEST_F(PipeWireFaultTest, aStreamThatADeadInstanceHadSilencedStillGoesBackWhereI
     EXPECT_TRUE(m.hears(440, 0.5, m.headset));
 }
 
+TEST_F(PipeWireFaultTest, aMutedProgramIsStillRememberedWithItsDevice)
+{
+    auto const start = [&] {
+        EXPECT_TRUE(m.hears(440, 0, m.speakers) && m.hears(440, 0, m.headset)) << "nothing plays";
+        return m.play(440, "");
+    };
+    auto const startRemembered = [&] {
+        auto program = start();
+        EXPECT_TRUE(m.hears(440, 0.5, m.headset) && m.hears(440, 0, m.speakers));
+        return program;
+    };
+    auto const staysMuted = [&] {
+        m.wait(1.5);
+        return m.hears(440, 0, m.speakers) && m.hears(440, 0, m.headset);
+    };
+    auto program = start();
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    m.server.choose("pw-play", "target.node", SoundServer::headset);
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    program.reset();
+
+    program = startRemembered();
+    auto silence = m.muter().silence();
+    EXPECT_TRUE(staysMuted());
+    silence = SoundMuter::Failure{};
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    program.reset();
+
+    program = startRemembered();
+    silence = m.muter().silence();
+    EXPECT_TRUE(staysMuted());
+    program.reset();
+    program = start();
+    EXPECT_TRUE(staysMuted()) << "one that begins while others are muted";
+    program.reset();
+    m.wait(0.5);
+    silence = SoundMuter::Failure{};
+
+    program = startRemembered();
+    auto const victim = startVictim();
+    EXPECT_TRUE(staysMuted());
+    victim->end(SIGKILL);
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    m.wait(0.5); // its guard
+    program.reset();
+    startRemembered();
+}
+
 TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
 {
     ASSERT_TRUE(m.virtualMicrophone().install());
