@@ -328,7 +328,8 @@ void SoundServer::setDefault(char const* key, std::optional<std::string> const& 
 
 void SoundServer::choose(std::string const& stream, std::string const& key, std::string const& device) const
 {
-    auto const subject = idOf(stream);
+    std::optional<unsigned> subject;
+    eventually([&] { return (subject = idOf(stream)).has_value(); });
     auto const target = key == "target.node" ? idOf(device) : serialOf(device);
     ASSERT_TRUE(subject && target) << stream << " to " << device;
     run({"pw-metadata", "-n", "default", std::to_string(*subject), key, std::to_string(*target), "Spa:Id"});

@@ -425,6 +425,27 @@ TEST_F(PipeWireFaultTest, aProgramOnAMonoDeviceSurvivesThatItIsMovedWhileItIsHea
     }
 }
 
+TEST_F(PipeWireFaultTest, soDoesOneWhoseMonoDeviceTheSessionManagerRemembers)
+{
+    for (int round = 0; round < 8; ++round) {
+        auto const program = m.server.play({.frequency = 700, .channels = 1});
+        m.server.choose("pw-play", "target.node", "lab.micfeed");
+        EXPECT_TRUE(until([&] {
+            return m.server.run({"pw-link", "-l"}).find("|-> lab.micfeed:") != std::string::npos;
+        }));
+        HeardSound heard;
+        auto const capture = m.systemAudio().open(heard);
+        EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
+        auto silence = m.muter().silence();
+        m.wait(0.3);
+        silence = SoundMuter::Failure{};
+        m.wait(0.1);
+        heard.forget();
+        EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
+        EXPECT_EQ(m.server.run({"pw-dump"}).find(R"("state": "error")"), std::string::npos) << round;
+    }
+}
+
 TEST(PipeWireAloneTest, aProgramWithoutAServerWaitsForOne)
 {
     PipeWireMachine m(PipeWireMachine::Order::programFirst);
