@@ -20,6 +20,7 @@ constexpr std::string_view follows = "-1"; ///< a target that is the default
 constexpr double sinkLimit = 1.0; ///< seconds until the sink is there
 constexpr double leaveLimit = 0.5; ///< seconds until the streams have left it
 constexpr Duration echoLimit = seconds(0.5); ///< until a move is asked for again
+constexpr Duration retryTime = seconds(1); ///< after a sink that the server could not make
 constexpr Duration moveTime = seconds(0.5); ///< in which the session manager has ended the links of before
 constexpr Duration guardTime = seconds(1); ///< that a dead instance's guard has for giving streams back
 
@@ -73,6 +74,7 @@ private:
     pw_proxy* m_proxy = nullptr;
     spa_hook m_listener{};
     int m_error = 0;
+    Instant m_made{}; ///< the sink, or tried to
     bool m_begun = false;
     bool m_lost = false; ///< somebody has taken the sink away
     bool m_moving = false; ///< which makes changes by itself
@@ -97,6 +99,7 @@ void PipeWireMuter::Sink::create()
         "audio.position", "FL,FR", PW_KEY_PRIORITY_SESSION, "0", nullptr);
     m_error = 0;
     m_lost = false;
+    m_made = Clock::now();
     m_proxy = static_cast<pw_proxy*>(pw_core_create_object(
         m_connection.core(), "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &properties->dict, 0));
     pw_properties_free(properties);
@@ -175,7 +178,7 @@ void PipeWireMuter::Sink::disconnected()
 
 void PipeWireMuter::Sink::changed()
 {
-    if (m_lost)
+    if (m_lost || (m_error != 0 && Clock::now() - m_made >= retryTime))
         destroy();
     // A session manager that is still starting is not to be troubled.
     if (!m_connection.managed())
@@ -200,7 +203,7 @@ void PipeWireMuter::Sink::changed()
 void PipeWireMuter::Sink::tick()
 {
     bool const waits = std::any_of(m_moved.begin(), m_moved.end(), [](auto const& each) { return !each.second.seen; });
-    if (waits || !m_doubled.empty())
+    if (waits || !m_doubled.empty() || m_error != 0)
         changed();
     // What it remembers of new ones comes at a moment at which it is easily lost.
     bool doubtful = false;

@@ -10,6 +10,8 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace lingrelay {
 
@@ -277,6 +279,49 @@ TEST_F(PipeWireFaultTest, aMutedProgramIsStillRememberedWithItsDevice)
     startRemembered();
 }
 
+TEST_F(PipeWireFaultTest, aGuardThatDiesIsReplaced)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const victim = startVictim();
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    auto const first = childOf(*victim);
+    ASSERT_GT(first, 0);
+    ::kill(first, SIGKILL);
+    // The next thing to tell it.
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(until([&] { return childOf(*victim) != first; }));
+    m.wait(0.5);
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    victim->end(SIGKILL);
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }))
+        << "it knows what the first one was told";
+}
+
+TEST_F(PipeWireFaultTest, aMuteSinkThatTheServerCouldNotMakeIsMadeLater)
+{
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    auto silence = m.muter().silence();
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    // A server without another file descriptor.
+    auto const go = m.server.folder() + "/go";
+    auto const end = m.server.startProgram({"sh", "-c",
+        fmt::format(
+            "(sleep 1; until [ -e {} ]; do sleep 0.05; done; echo destroy lingrelay.mute.{}; sleep 30) | pw-cli", go,
+            ::getpid())});
+    m.wait(0.5);
+    auto const server = m.server.id(Part::pipewire);
+    rlimit before{};
+    ASSERT_EQ(::prlimit(server, RLIMIT_NOFILE, nullptr, &before), 0);
+    rlimit const none{10, before.rlim_max};
+    ASSERT_EQ(::prlimit(server, RLIMIT_NOFILE, &none, nullptr), 0);
+    std::ofstream{go};
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    m.wait(1);
+    ASSERT_EQ(::prlimit(server, RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+}
+
 TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
 {
     ASSERT_TRUE(m.virtualMicrophone().install());
@@ -296,6 +341,29 @@ TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
     EXPECT_TRUE(m.hears(600, 0.5, m.headset));
     EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == SoundServer::secondMicrophone; }));
     EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
+}
+
+TEST_F(PipeWireFaultTest, aVirtualMicrophoneThatCouldNotBeMadeIsMadeTheNextTime)
+{
+    m.server.signal(Part::sessionManager, SIGSTOP); // nobody gives nodes their ports
+    EXPECT_FALSE(m.virtualMicrophone().install());
+    EXPECT_FALSE(m.virtualMicrophone().installed());
+    m.server.signal(Part::sessionManager, SIGCONT);
+    m.wait(0.5);
+    EXPECT_EQ(m.input("Lingrelay"), 0U) << "nothing is left of it";
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    EXPECT_TRUE(until([&] { return m.input("Lingrelay") && m.output("Lingrelay"); }));
+    HeardSound heard(48000, 2);
+    OwnTone own(1000);
+    auto const input = m.inputs().open(m.input("Lingrelay"), {48000, 2}, 2048, heard);
+    auto const output = m.outputs().open(m.output("Lingrelay"), own);
+    EXPECT_TRUE(until([&] { return heard.level(1000) > 0.48; }));
+    // Somebody takes the links away: the pair is not there any more.
+    for (std::string const channel : {"FL", "FR"})
+        m.server.run({"pw-link", "-d", "Lingrelay:monitor_" + channel, "Lingrelay.source:input_" + channel});
+    EXPECT_TRUE(until([&] { return heard.level(1000) < 0.01; }));
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    EXPECT_TRUE(until([&] { return heard.level(1000) > 0.48; }));
 }
 
 TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackExactlyAndSwitchedThroughARestart)
