@@ -330,7 +330,7 @@ void SoundServer::choose(std::string const& stream, std::string const& key, std:
 {
     std::optional<unsigned> subject;
     eventually([&] { return (subject = idOf(stream)).has_value(); });
-    auto const target = key == "target.node" ? idOf(device) : serialOf(device);
+    auto const target = key == "target.node" ? idOf(device) : numberOf(device, "object.serial");
     ASSERT_TRUE(subject && target) << stream << " to " << device;
     run({"pw-metadata", "-n", "default", std::to_string(*subject), key, std::to_string(*target), "Spa:Id"});
 }
@@ -347,7 +347,6 @@ std::string SoundServer::defaultNode(char const* key) const
 }
 
 std::optional<unsigned> SoundServer::idOf(std::string const& node) const { return numberOf(node, "object.id"); }
-std::optional<unsigned> SoundServer::serialOf(std::string const& node) const { return numberOf(node, "object.serial"); }
 
 std::optional<unsigned> SoundServer::numberOf(std::string const& node, char const* key) const
 {

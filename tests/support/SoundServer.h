@@ -90,7 +90,8 @@ public:
     std::string defaultNode(char const* key) const;
     /// The server's own number of a node; nothing when there is none.
     std::optional<unsigned> idOf(std::string const& node) const;
-    std::optional<unsigned> serialOf(std::string const& node) const;
+    /// A number among its properties.
+    std::optional<unsigned> numberOf(std::string const& node, char const* key) const;
     void unplug(std::string const& node) const;
     /// Brings a device back that was unplugged: speakers, headset, or the duplex device.
     void plug(std::string const& node) const;
@@ -99,7 +100,6 @@ public:
 
 private:
     bool ready() const;
-    std::optional<unsigned> numberOf(std::string const& node, char const* key) const;
 
     TemporaryFolder m_folder;
     TestProcess::Environment m_environment;

@@ -178,7 +178,7 @@ void PipeWireMuter::Sink::disconnected()
 
 void PipeWireMuter::Sink::changed()
 {
-    if (m_lost || (m_error != 0 && Clock::now() - m_made >= retryTime))
+    if (m_error != 0 ? Clock::now() - m_made >= retryTime : m_lost)
         destroy();
     // A session manager that is still starting is not to be troubled.
     if (!m_connection.managed())
