@@ -1,5 +1,6 @@
 // What a real sound server does to the program, and what the program must never do to it.
 
+#include "base/Json.h"
 #include "base/Time.h"
 #include "platform/linux/pipewire/PipeWireConnection.h"
 #include "tests/platform/pipewire/AudioListeners.h"
@@ -407,6 +408,50 @@ TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackOnceThereIsSomebodyToGiveItT
         EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); }));
         EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
     }
+}
+
+TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackThoughTheServerHangsAndIsRestarted)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const before = m.devices().defaultInput();
+    auto const second = m.input(m.secondMicrophone);
+    auto const device = m.input("Lingrelay");
+    for (auto const& choice : {*before, second}) {
+        m.devices().setDefaultInput(device);
+        // The session manager has written down what was chosen.
+        auto const state = m.server.folder() + "/state/wireplumber/default-nodes";
+        EXPECT_TRUE(until([&] { return m.server.run({"cat", state}).find("=Lingrelay.source") != std::string::npos; }));
+        m.server.signal(Part::pipewire, SIGSTOP);
+        m.devices().setDefaultInput(choice);
+        EXPECT_TRUE(std::filesystem::exists(m.places().defaultInput)) << "it is not done yet";
+        m.stopServer();
+        m.startServer();
+        EXPECT_TRUE(until([&] { return m.devices().defaultInput() == choice; })) << m.server.defaultNode(currentInput);
+        auto const chosen = choice == second ? SoundServer::secondMicrophone : "";
+        EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == chosen; }));
+        EXPECT_TRUE(until([&] { return !std::filesystem::exists(m.places().defaultInput); }));
+    }
+}
+
+TEST_F(PipeWireFaultTest, whatAnEarlierRunLeftWaitsUntilTheChoiceIsKnown)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    m.endProgram();
+    auto const file = m.places().defaultInput;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file) << jsonText(
+        {{"virtual", "Lingrelay.source"}, {"effective", SoundServer::microphone}, {"configured", nullptr}});
+    m.startProgram();
+    m.wait(1);
+    EXPECT_TRUE(std::filesystem::exists(file));
+    m.server.setDefault(configuredInput, "Lingrelay.source");
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); }));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    std::ofstream(file) << "{}";
+    m.endProgram();
+    m.startProgram();
+    EXPECT_TRUE(until([&] { return !std::filesystem::exists(file); })) << "there was no choice";
 }
 
 TEST_F(PipeWireFaultTest, aStreamThatSomebodyEndsIsMadeAnew)
