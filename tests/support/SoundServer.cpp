@@ -263,6 +263,15 @@ void SoundServer::setDefault(char const* key, std::optional<std::string> const& 
         run({"pw-metadata", "-n", "default", "-d", "0", key});
 }
 
+void SoundServer::choose(std::string const& stream, std::string const& key, std::string const& device) const
+{
+    std::optional<unsigned> subject;
+    eventually([&] { return (subject = idOf(stream)).has_value(); });
+    auto const target = key == "target.node" ? idOf(device) : numberOf(device, "object.serial");
+    ASSERT_TRUE(subject && target) << stream << " to " << device;
+    run({"pw-metadata", "-n", "default", std::to_string(*subject), key, std::to_string(*target), "Spa:Id"});
+}
+
 std::string SoundServer::defaultNode(char const* key) const
 {
     // update: id:0 key:'default.audio.sink' value:'{"name":"lab.speakers"}' type:'Spa:String:JSON'
@@ -274,14 +283,16 @@ std::string SoundServer::defaultNode(char const* key) const
     return jsonString(parseJson(text.substr(from + 7, to - from - 7)).value_or(Json()), "name").value_or("");
 }
 
-std::optional<unsigned> SoundServer::idOf(std::string const& node) const
+std::optional<unsigned> SoundServer::idOf(std::string const& node) const { return numberOf(node, "object.id"); }
+
+std::optional<unsigned> SoundServer::numberOf(std::string const& node, char const* key) const
 {
     for (auto const& object : parseJson(run({"pw-dump"})).value_or(Json())) {
         auto const* info = jsonMember(object, "info");
         auto const* properties = info ? jsonMember(*info, "props") : nullptr;
         if (properties && jsonString(object, "type") == "PipeWire:Interface:Node"
             && jsonString(*properties, "node.name") == node)
-            return static_cast<unsigned>(jsonInteger(object, "id").value_or(0));
+            return static_cast<unsigned>(jsonInteger(*properties, key).value_or(0));
     }
     return {};
 }

@@ -39,6 +39,7 @@ public:
     void start(Part part);
     void end(Part part, int signal = SIGKILL);
     pid_t id(Part part) const { return m_parts.at(part)->id(); }
+    void signal(Part part, int number) const { m_parts.at(part)->signal(number); }
 
     /// Runs a program of the server's to its end: what it prints.
     std::string run(std::vector<std::string> const& words) const;
@@ -56,10 +57,15 @@ public:
     std::unique_ptr<Listener> listen(std::string const& output);
 
     void setDefault(char const* key, std::optional<std::string> const& node) const;
+    /// The user sends a program's stream to a device, both by node name, as settings programs do: "target.object" or
+    /// "target.node".
+    void choose(std::string const& stream, std::string const& key, std::string const& device) const;
     /// The name in a metadata value such as "default.audio.sink"; empty: none.
     std::string defaultNode(char const* key) const;
     /// The server's own number of a node; nothing when there is none.
     std::optional<unsigned> idOf(std::string const& node) const;
+    /// A number among its properties.
+    std::optional<unsigned> numberOf(std::string const& node, char const* key) const;
     void unplug(std::string const& node) const;
     /// Brings a device back that was unplugged: speakers, headset, or the duplex device.
     void plug(std::string const& node) const;

@@ -283,6 +283,8 @@ void PipeWireConnection::onGlobalRemove(void* data, std::uint32_t id)
     for (auto* metadata : {&self.m_defaults, &self.m_settings}) {
         if (metadata->proxy && metadata->id == id)
             self.unbind(*metadata);
+        // Told later, if at all; the next object can have its number by then.
+        std::erase_if(metadata->values, [id](auto const& entry) { return entry.first.first == id && id != 0; });
     }
     self.noteChange();
 }
@@ -311,8 +313,7 @@ void PipeWireConnection::bind(Metadata& metadata)
     pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata.proxy), &metadata.listener, &events, &metadata);
 }
 
-/// A server of this version loses what changes at a moment at which another program begins to watch. What cannot be
-/// right is read anew, after ever longer times: a machine may have no microphone at all.
+/// What cannot be right is read anew, after ever longer times: a machine may have no microphone at all.
 void PipeWireConnection::checkMetadata()
 {
     auto const now = Clock::now();
@@ -336,7 +337,13 @@ void PipeWireConnection::checkMetadata()
         m_checkTime = std::min(2 * m_checkTime, longestCheck);
         m_nextCheck = now + m_checkTime;
     }
-    if (!lost || !managed())
+    if (lost)
+        readMetadata();
+}
+
+void PipeWireConnection::readMetadata()
+{
+    if (!managed())
         return;
     spa_hook_remove(&m_defaults.listener);
     pw_proxy_destroy(std::exchange(m_defaults.proxy, nullptr));

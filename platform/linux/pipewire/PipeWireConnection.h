@@ -98,6 +98,9 @@ public:
     std::map<std::pair<std::uint32_t, std::string>, MetadataValue> const& metadata() const { return m_defaults.values; }
     /// Nothing removes the key.
     void setMetadata(std::uint32_t subject, char const* key, std::optional<MetadataValue> const& value);
+    /// Reads all anew. A server of this version loses what changes at a moment at which another program begins to
+    /// watch, which many do when they begin to play.
+    void readMetadata();
     /// The "name" of a metadata value such as the default sink's; empty when there is none.
     std::string nameIn(char const* key) const;
 

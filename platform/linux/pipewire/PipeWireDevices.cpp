@@ -14,6 +14,7 @@ using Object = PipeWireConnection::Object;
 
 constexpr char const* defaultSource = "default.audio.source";
 constexpr char const* defaultSink = "default.audio.sink";
+constexpr Duration settleTime = seconds(5); ///< in which a session manager has told all that it remembers
 
 } // namespace
 
@@ -32,13 +33,25 @@ PipeWireDevices::~PipeWireDevices()
     m_connection.remove(*this);
 }
 
+void PipeWireDevices::connected()
+{
+    m_settled = false;
+    m_since = Clock::now();
+    m_switched.serverCame();
+}
+
 void PipeWireDevices::changed()
 {
     m_switched.changed();
+    settle();
+}
+
+void PipeWireDevices::settle()
+{
     if (m_settled || m_connection.nameIn(defaultSource).empty())
         return;
-    m_settled = true;
-    m_switched.recover();
+    bool const late = Clock::now() - m_since >= settleTime;
+    m_settled = m_switched.recover(late ? SwitchedInput::Unknown::isNothing : SwitchedInput::Unknown::waits);
 }
 
 /// By ports, which a node has once the session manager has set it up.
@@ -107,7 +120,7 @@ void PipeWireDevices::setDefaultInput(std::uint32_t device)
         return;
     m_connection.sync();
     // The session manager follows in its own time.
-    m_connection.waitUntil(0.3, [&] { return m_connection.nameIn(defaultSource) == name; });
+    m_connection.waitUntil(0.3, [&] { return m_connection.nameIn(defaultSource) == name && !m_switched.givesBack(); });
 }
 
 std::optional<std::uint32_t> PipeWireDevices::builtInInput()

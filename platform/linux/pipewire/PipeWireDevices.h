@@ -36,12 +36,10 @@ public:
 private:
     enum class Side { input, output };
 
-    void connected() override
-    {
-        m_settled = false;
-        m_switched.serverCame();
-    }
+    void connected() override;
     void changed() override;
+    void tick() override { changed(); }
+    void settle();
     std::vector<AudioDevice> list(Side side);
     int channels(PipeWireConnection::Object const& node, Side side) const;
     std::uint32_t idOf(std::string const& nodeName);
@@ -53,6 +51,7 @@ private:
     SwitchedInput m_switched;
     std::vector<std::string> m_names; ///< by id, from 1
     bool m_settled = false; ///< what an earlier run left is put right
+    Instant m_since{}; ///< of the connection
 };
 
 } // namespace lingrelay

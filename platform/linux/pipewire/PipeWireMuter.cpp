@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -14,8 +15,14 @@ namespace {
 
 constexpr std::string_view sinkPrefix = "lingrelay.mute.";
 constexpr char const* targetKey = "target.object";
+constexpr char const* rememberedKey = "target.node"; ///< what the session manager has remembered of a program
+constexpr std::string_view follows = "-1"; ///< a target that is the default
 constexpr double sinkLimit = 1.0; ///< seconds until the sink is there
 constexpr double leaveLimit = 0.5; ///< seconds until the streams have left it
+constexpr Duration echoLimit = seconds(0.5); ///< until a move is asked for again
+constexpr Duration retryTime = seconds(1); ///< after a sink that the server could not make
+constexpr Duration moveTime = seconds(0.5); ///< in which the session manager has ended the links of before
+constexpr Duration guardTime = seconds(1); ///< that a dead instance's guard has for giving streams back
 
 using Value = PipeWireConnection::MetadataValue;
 
@@ -24,10 +31,11 @@ using Value = PipeWireConnection::MetadataValue;
 /// The sink, and the streams in it.
 class PipeWireMuter::Sink final : public SoundMuter::Silence, private PipeWireConnection::Member {
 public:
-    Sink(PipeWireConnection& connection, SoundGuard& guard)
-        : m_connection(connection)
-        , m_guard(guard)
-        , m_name(fmt::format("{}{}", sinkPrefix, ::getpid()))
+    explicit Sink(PipeWireMuter& muter)
+        : m_muter(muter)
+        , m_connection(muter.m_connection)
+        , m_guard(muter.m_guard)
+        , m_name(ownSink())
     {
     }
     ~Sink() override;
@@ -41,7 +49,10 @@ private:
     struct Moved {
         std::string serial; ///< the stream's; a number is given to others later
         std::optional<Value> before;
+        Instant asked{};
         bool seen = false; ///< the server has told that it is in the sink
+        bool sure = false; ///< all that is told of the stream has been read
+        std::string remembered = {}; ///< its device, which has been kept
     };
 
     void create();
@@ -49,19 +60,26 @@ private:
     bool isEmpty() const;
     void disconnected() override;
     void changed() override;
+    void tick() override;
     void move(PipeWireConnection::Object const& stream);
     void set(std::uint32_t stream, std::optional<Value> const& target);
+    void keepRemembered();
+    void endDoubledLinks();
     PipeWireConnection::Object const* deviceOf(std::uint32_t stream, std::optional<Value> const& target) const;
 
+    PipeWireMuter& m_muter;
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;
     std::string m_name;
     pw_proxy* m_proxy = nullptr;
     spa_hook m_listener{};
     int m_error = 0;
+    Instant m_made{}; ///< the sink, or tried to
     bool m_begun = false;
     bool m_lost = false; ///< somebody has taken the sink away
+    bool m_moving = false; ///< which makes changes by itself
     std::map<std::uint32_t, Moved> m_moved;
+    std::map<std::uint32_t, Instant> m_doubled; ///< links besides those to the sink, and since when
 };
 
 void PipeWireMuter::Sink::create()
@@ -81,6 +99,7 @@ void PipeWireMuter::Sink::create()
         "audio.position", "FL,FR", PW_KEY_PRIORITY_SESSION, "0", nullptr);
     m_error = 0;
     m_lost = false;
+    m_made = Clock::now();
     m_proxy = static_cast<pw_proxy*>(pw_core_create_object(
         m_connection.core(), "adapter", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &properties->dict, 0));
     pw_properties_free(properties);
@@ -104,6 +123,7 @@ int PipeWireMuter::Sink::make()
 void PipeWireMuter::Sink::begin()
 {
     m_begun = true;
+    ++m_muter.m_sinks;
     m_guard.note({{"sink", m_name}});
     m_connection.add(*this);
 }
@@ -114,16 +134,22 @@ PipeWireMuter::Sink::~Sink()
     m_connection.remove(*this);
     for (auto const& [stream, moved] : m_moved) {
         auto const now = m_connection.metadata(stream, targetKey);
-        // Else the user has moved it meanwhile. What has been asked for and not been seen yet comes before this.
-        if (!moved.seen || (now && now->value == m_name))
+        // Else the user has moved it meanwhile.
+        if (now && now->value == m_name)
             set(stream, moved.before);
+        else if (!moved.seen) // the move may still be on its way, and comes before this
+            set(stream, now && isMuteSink(now->value) ? moved.before : now);
     }
+    if (!m_moved.empty())
+        PipeWireMuter::keepRemembered(m_connection);
     // A sink that went first would have the session manager move each of them twice.
     if (!m_moved.empty())
         m_connection.waitUntil(leaveLimit, [this] { return !m_connection.connected() || isEmpty(); });
     destroy();
-    if (m_begun)
+    if (m_begun) {
         m_guard.note({{"sink", nullptr}});
+        --m_muter.m_sinks;
+    }
 }
 
 bool PipeWireMuter::Sink::isEmpty() const
@@ -147,18 +173,20 @@ void PipeWireMuter::Sink::disconnected()
 {
     destroy();
     m_moved.clear();
+    m_doubled.clear();
 }
 
 void PipeWireMuter::Sink::changed()
 {
-    if (m_lost)
+    if (m_error != 0 ? Clock::now() - m_made >= retryTime : m_lost)
         destroy();
     // A session manager that is still starting is not to be troubled.
     if (!m_connection.managed())
         return;
     create();
-    if (!m_connection.node(m_name))
+    if (!m_connection.node(m_name) || m_moving)
         return;
+    m_moving = true;
     std::erase_if(m_moved, [this](auto const& entry) {
         auto const* const stream = m_connection.find(entry.first);
         return !stream || stream->get(PW_KEY_OBJECT_SERIAL) != entry.second.serial;
@@ -166,6 +194,53 @@ void PipeWireMuter::Sink::changed()
     for (auto const& [id, object] : m_connection.objects()) {
         if (m_connection.foreignStream(object))
             move(object);
+    }
+    m_moving = false;
+    keepRemembered();
+    endDoubledLinks();
+}
+
+void PipeWireMuter::Sink::tick()
+{
+    bool const waits = std::any_of(m_moved.begin(), m_moved.end(), [](auto const& each) { return !each.second.seen; });
+    if (waits || !m_doubled.empty() || m_error != 0)
+        changed();
+    // What it remembers of new ones comes at a moment at which it is easily lost.
+    bool doubtful = false;
+    for (auto& [stream, moved] : m_moved) {
+        if (!moved.sure && Clock::now() - moved.asked >= echoLimit)
+            doubtful = moved.sure = true;
+    }
+    if (doubtful)
+        m_connection.readMetadata();
+}
+
+/// A session manager of this version forgets a link when the device of the one before goes away while it is being
+/// made, and then links the stream once more. Links that others have made are theirs.
+void PipeWireMuter::Sink::endDoubledLinks()
+{
+    auto const sink = m_connection.node(m_name)->id;
+    auto const& objects = m_connection.objects();
+    std::map<std::uint32_t, std::uint32_t> makers; ///< by stream in the sink: whose link that is
+    for (auto const& [id, object] : objects) {
+        if (object.type == PW_TYPE_INTERFACE_Link && object.number(PW_KEY_LINK_INPUT_NODE) == sink)
+            makers[object.number(PW_KEY_LINK_OUTPUT_NODE)] = object.number(PW_KEY_CLIENT_ID);
+    }
+    auto const now = Clock::now();
+    std::map<std::uint32_t, Instant> doubled;
+    for (auto const& [id, object] : objects) {
+        auto const stream = object.number(PW_KEY_LINK_OUTPUT_NODE);
+        auto const maker = makers.find(stream);
+        if (object.type == PW_TYPE_INTERFACE_Link && object.number(PW_KEY_LINK_INPUT_NODE) != sink
+            && m_moved.contains(stream) && maker != makers.end() && maker->second == object.number(PW_KEY_CLIENT_ID))
+            doubled[id] = m_doubled.contains(id) ? m_doubled[id] : now;
+    }
+    m_doubled = std::move(doubled);
+    for (auto& [link, since] : m_doubled) {
+        if (now - since < moveTime)
+            continue;
+        pw_registry_destroy(m_connection.registry(), link);
+        since = now;
     }
 }
 
@@ -175,20 +250,34 @@ void PipeWireMuter::Sink::move(PipeWireConnection::Object const& stream)
     auto now = m_connection.metadata(stream.id, targetKey);
     auto const known = m_moved.find(stream.id);
     if (now && now->value == m_name) {
-        if (known != m_moved.end())
+        if (known == m_moved.end()) // left over from a process of the same number
+            m_moved[stream.id] = {stream.get(PW_KEY_OBJECT_SERIAL), {}, Clock::now(), true};
+        else
             known->second.seen = true;
         return;
     }
-    if (known != m_moved.end() && !known->second.seen)
-        return; // it has been asked for
-    if (now && isMuteSink(now->value)) {
-        if (m_connection.node(now->value))
-            return; // another instance silences it, and knows where it belongs
-        now.reset(); // left over from one that died
-    }
+    // It has been asked for. What somebody else has asked for right after it can have hidden the answer.
+    if (known != m_moved.end() && !known->second.seen && Clock::now() - known->second.asked < echoLimit)
+        return;
+    // Another instance silences it, and knows where it belongs. If that is dead, then its guard knows, for a while.
+    if (now && isMuteSink(now->value))
+        return;
     m_guard.note({{"stream", stream.id}, {"target", now ? Json(now->value) : Json()}, {"type", now ? now->type : ""}});
-    m_moved[stream.id] = {stream.get(PW_KEY_OBJECT_SERIAL), std::move(now)};
+    m_moved[stream.id] = {stream.get(PW_KEY_OBJECT_SERIAL), std::move(now), Clock::now()};
     set(stream.id, Value{"Spa:String", m_name});
+}
+
+/// The device that the session manager remembers of a new program can come after the program.
+void PipeWireMuter::Sink::keepRemembered()
+{
+    bool news = false;
+    for (auto& [stream, moved] : m_moved) {
+        auto const remembered = m_connection.metadata(stream, rememberedKey);
+        news = news || (remembered && remembered->value != moved.remembered);
+        moved.remembered = remembered ? remembered->value : "";
+    }
+    if (news)
+        PipeWireMuter::keepRemembered(m_connection);
 }
 
 void PipeWireMuter::Sink::set(std::uint32_t stream, std::optional<Value> const& target)
@@ -204,8 +293,11 @@ void PipeWireMuter::Sink::set(std::uint32_t stream, std::optional<Value> const& 
 PipeWireConnection::Object const* PipeWireMuter::Sink::deviceOf(
     std::uint32_t stream, std::optional<Value> const& target) const
 {
+    auto const remembered = m_connection.metadata(stream, rememberedKey);
+    if (!target && remembered && remembered->value != follows)
+        return m_connection.find(static_cast<std::uint32_t>(std::atoi(remembered->value.c_str())));
     auto const* const object = m_connection.find(stream);
-    auto const name = target ? target->value : object ? object->get(targetKey) : "";
+    auto const name = target ? target->value : object && !remembered ? object->get(targetKey) : "";
     for (auto const& [id, node] : m_connection.objects()) {
         bool const named = node.get(PW_KEY_NODE_NAME) == name || node.get(PW_KEY_OBJECT_SERIAL) == name;
         if (!name.empty() && node.type == PW_TYPE_INTERFACE_Node && named)
@@ -230,9 +322,11 @@ PipeWireMuter::~PipeWireMuter()
 
 bool PipeWireMuter::isMuteSink(std::string_view nodeName) { return nodeName.starts_with(sinkPrefix); }
 
+std::string PipeWireMuter::ownSink() { return fmt::format("{}{}", sinkPrefix, ::getpid()); }
+
 std::variant<std::unique_ptr<SoundMuter::Silence>, SoundMuter::Failure> PipeWireMuter::silence()
 {
-    auto sink = std::make_unique<Sink>(m_connection, m_guard);
+    auto sink = std::make_unique<Sink>(*this);
     PipeWireConnection::Lock const lock(m_connection);
     if (!m_connection.connected())
         return Failure{Step::tap, -EHOSTDOWN};
@@ -244,21 +338,47 @@ std::variant<std::unique_ptr<SoundMuter::Silence>, SoundMuter::Failure> PipeWire
     return std::unique_ptr<Silence>(std::move(sink));
 }
 
+void PipeWireMuter::keepRemembered(PipeWireConnection& connection)
+{
+    std::map<std::uint32_t, Value> remembered;
+    for (auto const& [key, value] : connection.metadata()) {
+        auto const* const stream = connection.find(key.first);
+        if (key.second == rememberedKey && value.value != follows && stream && connection.foreignStream(*stream))
+            remembered[key.first] = value;
+    }
+    // Only what changes is heeded, and a stream without it for a moment would be moved.
+    for (auto const& [stream, value] : remembered) {
+        connection.setMetadata(stream, rememberedKey, Value{"Spa:String", value.value});
+        connection.setMetadata(stream, rememberedKey, value);
+    }
+}
+
 void PipeWireMuter::connected() { changed(); }
 
-/// Streams that an instance which is gone had silenced, and that nobody has given back.
+void PipeWireMuter::tick()
+{
+    if (!m_left.empty())
+        changed();
+}
+
+/// Gives back streams that an instance had silenced which is gone, if its guard does not.
 void PipeWireMuter::changed()
 {
-    if (m_checked || !m_connection.managed())
-        return;
-    m_checked = true;
-    std::vector<std::uint32_t> stale;
+    auto const now = Clock::now();
+    std::map<std::uint32_t, Instant> left;
     for (auto const& [key, value] : m_connection.metadata()) {
-        if (key.second == targetKey && isMuteSink(value.value) && !m_connection.node(value.value))
-            stale.push_back(key.first);
+        bool const ours = m_sinks > 0 && value.value == ownSink();
+        if (key.second == targetKey && isMuteSink(value.value) && !ours && !m_connection.node(value.value))
+            left[key.first] = m_left.contains(key.first) ? m_left[key.first] : now;
     }
-    for (auto const stream : stale)
+    m_left = std::move(left);
+    for (auto& [stream, since] : m_left) {
+        if (now - since < guardTime)
+            continue;
         m_connection.setMetadata(stream, targetKey, {});
+        keepRemembered(m_connection);
+        since = now;
+    }
 }
 
 } // namespace lingrelay

@@ -17,17 +17,23 @@ public:
 
     /// The sink of any instance of the program, by node name.
     static bool isMuteSink(std::string_view nodeName);
+    /// To be called after streams were given targets: for the session manager each is a choice of the user's, who has
+    /// then left the device that it remembers of the program. Makes it remember those devices again.
+    static void keepRemembered(PipeWireConnection& connection);
 
 private:
     class Sink;
 
+    static std::string ownSink();
     void connected() override;
-    void disconnected() override { m_checked = false; }
+    void disconnected() override { m_left.clear(); }
     void changed() override;
+    void tick() override;
 
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;
-    bool m_checked = false; ///< what dead instances left has been cleared
+    int m_sinks = 0; ///< of this process
+    std::map<std::uint32_t, Instant> m_left; ///< streams whose sink is gone with its instance, and since when
 };
 
 } // namespace lingrelay

@@ -2,7 +2,9 @@
 
 #include "base/Log.h"
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 
 namespace lingrelay {
 
@@ -73,15 +75,38 @@ bool PipeWireVirtualMicrophone::install()
     }
     PipeWireConnection::Lock const lock(m_connection);
     // Without a server it comes with the next one.
-    if (!m_connection.connected() || present() || makeNodes())
+    if (!m_connection.connected() || present())
+        return true;
+    destroyNodes(); // half of a pair, of a try that failed
+    if (makeNodes())
         return true;
     Log::write("[sound] the virtual microphone does not come up");
+    destroyNodes();
     std::error_code ignored;
     std::filesystem::remove(m_file, ignored);
     return false;
 }
 
-bool PipeWireVirtualMicrophone::present() const { return m_connection.node(sinkName) && m_connection.node(sourceName); }
+/// Nodes that nothing links pass nothing on. Those of the server's own module need no links.
+bool PipeWireVirtualMicrophone::present() const
+{
+    auto const* const sink = m_connection.node(sinkName);
+    return sink && m_connection.node(sourceName) && (!sink->get(PW_KEY_NODE_LINK_GROUP).empty() || linked());
+}
+
+bool PipeWireVirtualMicrophone::linked() const
+{
+    auto const& objects = m_connection.objects();
+    return std::all_of(std::begin(channels), std::end(channels), [&](auto const* channel) {
+        auto const from = port(sinkName, "out", channel);
+        auto const to = port(sourceName, "in", channel);
+        return std::any_of(objects.begin(), objects.end(), [&](auto const& entry) {
+            return entry.second.type == PW_TYPE_INTERFACE_Link && from != PW_ID_ANY
+                && entry.second.number(PW_KEY_LINK_OUTPUT_PORT) == from
+                && entry.second.number(PW_KEY_LINK_INPUT_PORT) == to;
+        });
+    });
+}
 
 bool PipeWireVirtualMicrophone::makeNodes()
 {
@@ -102,7 +127,7 @@ bool PipeWireVirtualMicrophone::makeNodes()
     std::vector<pw_proxy*> links;
     for (auto const* channel : channels)
         links.push_back(makeLink(port(sinkName, "out", channel), port(sourceName, "in", channel)));
-    bool const done = m_connection.sync();
+    bool const done = m_connection.waitUntil(appearLimit, [this] { return linked(); });
     release(links, generation);
     return done;
 }
@@ -159,12 +184,18 @@ bool PipeWireVirtualMicrophone::remove()
     PipeWireConnection::Lock const lock(m_connection);
     if (!m_connection.connected())
         return true;
-    for (auto const* name : {sinkName, sourceName}) {
-        if (auto const* const node = m_connection.node(name))
-            pw_registry_destroy(m_connection.registry(), node->id);
+    return destroyNodes();
+}
+
+bool PipeWireVirtualMicrophone::destroyNodes() const
+{
+    auto const gone = [this] { return !m_connection.node(sinkName) && !m_connection.node(sourceName); };
+    for (auto const& [id, object] : m_connection.objects()) {
+        auto const& name = object.get(PW_KEY_NODE_NAME);
+        if (object.type == PW_TYPE_INTERFACE_Node && (name == sinkName || name == sourceName))
+            pw_registry_destroy(m_connection.registry(), id);
     }
-    return m_connection.waitUntil(
-        appearLimit, [this] { return !m_connection.node(sinkName) && !m_connection.node(sourceName); });
+    return m_connection.waitUntil(appearLimit, gone);
 }
 
 } // namespace lingrelay

@@ -27,6 +27,8 @@ private:
     void release(std::vector<pw_proxy*> const& objects, int generation) const;
     std::uint32_t port(char const* node, std::string_view direction, std::string_view channel) const;
     bool present() const;
+    bool linked() const;
+    bool destroyNodes() const;
 
     PipeWireConnection& m_connection;
     std::filesystem::path m_file;

@@ -4,8 +4,10 @@
 #include "base/Time.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -39,10 +41,42 @@ void SoundGuard::note(Json const& change)
 {
     if (m_program.empty() || (m_pipe < 0 && !start()))
         return;
+    keep(change);
+    if (send(change))
+        return;
+    Log::write("[sound] the guard is gone: {}", std::strerror(errno));
+    end();
+    if (!start())
+        return;
+    for (auto const& known : m_known)
+        send(known.second);
+}
+
+void SoundGuard::keep(Json const& change)
+{
+    if (auto const stream = jsonInteger(change, "stream")) {
+        m_known[{Kind::stream, *stream}] = change;
+        return;
+    }
+    auto const kind = change.contains("input") ? Kind::input : Kind::sink;
+    if (kind == Kind::sink)
+        std::erase_if(m_known, [](auto const& known) { return known.first.first == Kind::stream; });
+    m_known[{kind, 0}] = change;
+}
+
+/// A guard that hangs or is gone must not stop this program.
+bool SoundGuard::send(Json const& change) const
+{
     auto const line = jsonText(change) + '\n';
-    // A guard that hangs or is gone must not stop this program.
-    if (::send(m_pipe, line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT) != static_cast<ssize_t>(line.size()))
-        Log::write("[sound] the guard is gone: {}", std::strerror(errno));
+    return ::send(m_pipe, line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(line.size());
+}
+
+/// Before it puts anything back: another one takes its place.
+void SoundGuard::end()
+{
+    ::kill(m_process, SIGKILL);
+    ::waitpid(m_process, nullptr, 0);
+    ::close(std::exchange(m_pipe, -1));
 }
 
 bool SoundGuard::start()

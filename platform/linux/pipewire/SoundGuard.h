@@ -3,16 +3,17 @@
 #include "base/Json.h"
 
 #include <filesystem>
-#include <set>
+#include <map>
 #include <string>
+#include <utility>
 
 #include <sys/types.h>
 
 namespace lingrelay {
 
 /// A small process that outlives this one by a moment: it is told what was changed in the sound server, and puts it
-/// back when this process dies without having done so. Started with the first thing that it must know. One thread at
-/// a time.
+/// back when this process dies without having done so. Started with the first thing that it must know, and anew when it
+/// is found to be gone. One thread at a time.
 class SoundGuard {
 public:
     /// `program` is lingrelay-sound-guard; an empty path goes without a guard.
@@ -29,9 +30,15 @@ public:
     void note(Json const& change);
 
 private:
+    enum class Kind { input, sink, stream }; ///< in the order in which a guard must be told
+
     bool start();
+    void end();
+    void keep(Json const& change);
+    bool send(Json const& change) const;
 
     std::filesystem::path m_program;
+    std::map<std::pair<Kind, std::int64_t>, Json> m_known; ///< what a guard must know, to tell it to the next one
     pid_t m_process = -1;
     int m_pipe = -1;
 };

@@ -15,8 +15,11 @@ namespace {
 
 constexpr char const* configuredKey = "default.configured.audio.source";
 constexpr char const* effectiveKey = "default.audio.source";
+constexpr Duration stepLimit = seconds(2);
 
 PipeWireConnection::MetadataValue jsonValue(std::string text) { return {"Spa:String:JSON", std::move(text)}; }
+
+std::string nameValue(std::string const& nodeName) { return jsonText({{"name", nodeName}}); }
 
 } // namespace
 
@@ -29,7 +32,7 @@ SwitchedInput::SwitchedInput(PipeWireConnection& connection, SoundGuard& guard, 
 
 SwitchedInput::~SwitchedInput()
 {
-    // What is still switched stays on file for the next launch.
+    // What is still switched is the guard's to put back. It stays on file: the next launch sees to it.
     if (m_lock >= 0)
         ::close(m_lock);
 }
@@ -37,22 +40,23 @@ SwitchedInput::~SwitchedInput()
 void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual)
 {
     m_owed = false;
+    m_step = Step::none;
     if (!m_connection.managed()) {
         m_owed = m_record && nodeName == m_record->effective;
         return;
     }
     if (m_record && !isVirtual) {
-        auto const record = *m_record;
-        forget();
-        if (nodeName == record.effective)
-            return restore(m_connection, record.effective, record.configured);
+        if (nodeName != m_record->effective)
+            *m_record = {m_record->target, nodeName, nameValue(nodeName)};
+        m_owed = true;
+        return giveBack();
     }
     if (isVirtual && !m_record && !currentIsVirtual) {
         auto const configured = m_connection.metadata(0, configuredKey);
         keep({nodeName, m_connection.nameIn(effectiveKey),
             configured ? std::optional(configured->value) : std::nullopt});
     }
-    m_connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", nodeName}})));
+    m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(nodeName)));
 }
 
 void SwitchedInput::restore(
@@ -60,7 +64,7 @@ void SwitchedInput::restore(
 {
     // Without a choice the session manager takes what was chosen last, and must not find the virtual microphone there.
     if (!configured && !effective.empty())
-        connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", effective}})));
+        connection.setMetadata(0, configuredKey, jsonValue(nameValue(effective)));
     connection.setMetadata(0, configuredKey, configured ? std::optional(jsonValue(*configured)) : std::nullopt);
 }
 
@@ -93,42 +97,78 @@ void SwitchedInput::forget()
     ::close(std::exchange(m_lock, -1));
 }
 
-void SwitchedInput::recover()
+bool SwitchedInput::recover(Unknown unknown)
 {
     int const file = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC);
     if (file < 0)
-        return;
+        return true;
     // Another instance that lives still needs it.
     if (::flock(file, LOCK_EX | LOCK_NB) != 0) {
         ::close(file);
-        return;
+        return true;
+    }
+    auto const now = m_connection.nameIn(configuredKey);
+    if (now.empty() && unknown == Unknown::waits) {
+        ::close(file);
+        return false;
     }
     std::array<char, 4096> text{};
     auto const length = ::pread(file, text.data(), text.size(), 0);
     auto const left = parseJson({text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}).value_or(Json());
-    if (auto const target = jsonString(left, "virtual"); target && m_connection.nameIn(configuredKey) == *target) {
+    if (auto const target = jsonString(left, "virtual"); target && now == *target) {
         Log::write("[sound] the default input of before is put back");
         restore(m_connection, jsonString(left, "effective").value_or(""), jsonString(left, "configured"));
     }
     ::unlink(m_file.c_str());
     ::close(file);
+    return true;
 }
 
 void SwitchedInput::changed()
 {
-    // The session manager is there and has come to a default of its own.
-    if (!m_record || !m_connection.managed() || m_connection.nameIn(effectiveKey).empty())
+    if (!m_record)
         return;
-    if (std::exchange(m_owed, false)) {
-        auto const record = *m_record;
-        forget();
-        return restore(m_connection, record.effective, record.configured);
+    if (!m_connection.managed()) {
+        m_step = Step::none;
+        return;
     }
-    if (!m_unsure || !m_connection.node(m_record->target))
+    // The session manager is there and has come to a default of its own.
+    bool const settled = !m_connection.nameIn(effectiveKey).empty();
+    if (m_owed && (settled || m_step != Step::none))
+        return giveBack();
+    if (m_owed || !settled || !m_unsure || !m_connection.node(m_record->target))
         return;
     m_unsure = false;
     if (m_connection.nameIn(configuredKey) != m_record->target)
-        m_connection.setMetadata(0, configuredKey, jsonValue(jsonText({{"name", m_record->target}})));
+        m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(m_record->target)));
+}
+
+/// Step by step, as the session manager tells: one that hangs may be ended before it has read what was written, and the
+/// next one begins with what was remembered. That nothing is chosen says nothing by itself: it may not be known yet.
+void SwitchedInput::giveBack()
+{
+    auto const& [target, effective, configured] = *m_record;
+    auto const now = m_connection.nameIn(configuredKey);
+    auto const value = configured.value_or(nameValue(effective));
+    auto const name = jsonString(parseJson(value).value_or(Json()), "name").value_or("");
+    bool const chosen = !now.empty() && now != target && now != effective && now != name;
+    if (chosen || (m_step == Step::named && now == name && configured) || (m_step == Step::cleared && now.empty())) {
+        m_owed = false;
+        return forget();
+    }
+    if (m_step != Step::none && Clock::now() - m_stepped >= stepLimit)
+        m_step = Step::none;
+    // Without a choice the session manager takes what was chosen last, and must not find the virtual microphone there.
+    if (m_step == Step::none) {
+        m_connection.setMetadata(0, configuredKey, jsonValue(value));
+        m_step = Step::named;
+    } else if (m_step == Step::named && now == name) {
+        m_connection.setMetadata(0, configuredKey, {});
+        m_step = Step::cleared;
+    } else {
+        return;
+    }
+    m_stepped = Clock::now();
 }
 
 } // namespace lingrelay

@@ -21,10 +21,18 @@ public:
     /// `nodeName` becomes the default. `isVirtual` says which kind it is and which the current default is. Without a
     /// session manager only the user's choice is heeded, and given back as soon as there is one.
     void set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual);
-    /// Puts right what a program that is gone has left. Once the defaults are known.
-    void recover();
-    /// A server that was restarted may not remember the switch.
-    void serverCame() { m_unsure = true; }
+    /// What it means when nothing is known to have been chosen: nothing has, or it may still come.
+    enum class Unknown { isNothing, waits };
+    /// Puts right what a program that is gone has left. Once the defaults are known. False: to be called again.
+    bool recover(Unknown unknown);
+    /// A server that was restarted may not remember the switch, nor have heard that it is over.
+    void serverCame()
+    {
+        m_unsure = true;
+        m_step = Step::none;
+    }
+    /// The user's choice is on its way back.
+    bool givesBack() const { return m_owed; }
     void changed();
 
     /// Nothing `configured` leaves the choice to the session manager, which is to come to `effective`.
@@ -38,8 +46,11 @@ private:
         std::optional<std::string> configured; ///< what was chosen, as the server keeps it; nothing: it chose itself
     };
 
+    enum class Step { none, named, cleared };
+
     void keep(Record const& record);
     void forget();
+    void giveBack();
 
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;
@@ -47,7 +58,9 @@ private:
     int m_lock = -1; ///< the open file, while it is ours
     std::optional<Record> m_record;
     bool m_unsure = false;
-    bool m_owed = false; ///< the choice is to be given back
+    bool m_owed = false; ///< the choice is to be given back, and nobody has told yet that it is
+    Step m_step = Step::none; ///< of giving it back, with this session manager
+    Instant m_stepped{};
 };
 
 } // namespace lingrelay

@@ -2,6 +2,7 @@
 // sound server. What that is comes as lines on standard input, which ends when the program does, however it dies.
 
 #include "base/Json.h"
+#include "platform/linux/pipewire/PipeWireMuter.h"
 #include "platform/linux/pipewire/SwitchedInput.h"
 
 #include <iostream>
@@ -59,6 +60,8 @@ void Changes::putBack(PipeWireConnection& connection) const
     }
     for (auto const& [stream, before] : left)
         connection.setMetadata(stream, "target.object", before);
+    if (!left.empty())
+        PipeWireMuter::keepRemembered(connection);
     if (!input.empty() && connection.nameIn(configuredInput) == input)
         SwitchedInput::restore(connection, before, configured);
     connection.sync();

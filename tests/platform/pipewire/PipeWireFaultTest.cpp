@@ -1,6 +1,8 @@
 // What a real sound server does to the program, and what the program must never do to it.
 
+#include "base/Json.h"
 #include "base/Time.h"
+#include "platform/linux/pipewire/PipeWireConnection.h"
 #include "tests/platform/pipewire/AudioListeners.h"
 #include "tests/platform/pipewire/PipeWireMachine.h"
 #include "tests/support/RealtimeGuard.h"
@@ -9,6 +11,7 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace lingrelay {
 
@@ -36,6 +39,13 @@ protected:
             return output >> word && word == "ready";
         }));
         return victim;
+    }
+    /// The guard of another instance.
+    static pid_t childOf(TestProcess const& program)
+    {
+        pid_t child = 0;
+        std::ifstream(fmt::format("/proc/{0}/task/{0}/children", program.id())) >> child;
+        return child;
     }
     static double took(std::function<void()> const& call)
     {
@@ -159,16 +169,152 @@ TEST_F(PipeWireFaultTest, aKilledProgramGivesSoundDevicesAndDefaultsBack)
     EXPECT_LT(toSeconds(Clock::now() - start), soon);
     EXPECT_EQ(m.server.defaultNode(configuredInput), "") << "nothing had been chosen";
 
-    // Together with this program's own silence.
-    victim = startVictim();
+    // Together with this program's own silence, and while the streams are still on their way.
+    for (int round = 0; round < 4; ++round) {
+        victim = startVictim();
+        auto silence = m.muter().silence();
+        victim->end(SIGKILL);
+        m.wait(0.5);
+        EXPECT_TRUE(m.hears(440, 0, m.speakers)) << round;
+        EXPECT_TRUE(m.hears(600, 0, m.headset)) << round;
+        silence = SoundMuter::Failure{};
+        EXPECT_TRUE(m.hears(440, 0.5, m.speakers)) << round;
+        EXPECT_TRUE(m.hears(600, 0.5, m.headset)) << round;
+    }
+}
+
+TEST_F(PipeWireFaultTest, aStreamThatIsCalledBackWhileItIsMutedIsMutedAllTheSame)
+{
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
+    auto const stream = m.server.idOf("pw-play");
+    ASSERT_TRUE(stream);
+    PipeWireConnection other;
+    // The session manager gets both at once, and of the first nobody hears.
+    m.server.signal(Part::sessionManager, SIGSTOP);
     auto silence = m.muter().silence();
+    m.wait(0.1);
+    {
+        PipeWireConnection::Lock const lock(other);
+        other.setMetadata(*stream, "target.object", {{"Spa:String", SoundServer::headset}});
+        other.sync();
+    }
+    m.server.signal(Part::sessionManager, SIGCONT);
+    m.wait(0.5);
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    silence = SoundMuter::Failure{};
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset)) << "where it was called to";
+}
+
+TEST_F(PipeWireFaultTest, aStreamThatADeadInstanceHadSilencedStillGoesBackWhereItWas)
+{
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    m.server.choose("pw-play", "target.object", SoundServer::headset);
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    auto victim = startVictim();
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
+    auto const guard = childOf(*victim);
+    ASSERT_GT(guard, 0);
+    // Its guard is slower than this program, which silences the same stream.
+    ::kill(guard, SIGSTOP);
     victim->end(SIGKILL);
+    auto silence = m.muter().silence();
+    m.wait(0.3);
+    ::kill(guard, SIGCONT);
     m.wait(0.5);
     EXPECT_TRUE(m.hears(440, 0, m.speakers));
-    EXPECT_TRUE(m.hears(600, 0, m.headset));
+    EXPECT_TRUE(m.hears(440, 0, m.headset));
     silence = SoundMuter::Failure{};
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+}
+
+TEST_F(PipeWireFaultTest, aMutedProgramIsStillRememberedWithItsDevice)
+{
+    auto const start = [&] {
+        EXPECT_TRUE(m.hears(440, 0, m.speakers) && m.hears(440, 0, m.headset)) << "nothing plays";
+        return m.play(440, "");
+    };
+    auto const startRemembered = [&] {
+        auto program = start();
+        EXPECT_TRUE(m.hears(440, 0.5, m.headset) && m.hears(440, 0, m.speakers));
+        return program;
+    };
+    auto const staysMuted = [&] {
+        m.wait(1.5);
+        return m.hears(440, 0, m.speakers) && m.hears(440, 0, m.headset);
+    };
+    auto program = start();
     EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
-    EXPECT_TRUE(m.hears(600, 0.5, m.headset));
+    m.server.choose("pw-play", "target.node", SoundServer::headset);
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    program.reset();
+
+    program = startRemembered();
+    auto silence = m.muter().silence();
+    EXPECT_TRUE(staysMuted());
+    silence = SoundMuter::Failure{};
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    program.reset();
+
+    program = startRemembered();
+    silence = m.muter().silence();
+    EXPECT_TRUE(staysMuted());
+    program.reset();
+    program = start();
+    EXPECT_TRUE(staysMuted()) << "one that begins while others are muted";
+    program.reset();
+    m.wait(0.5);
+    silence = SoundMuter::Failure{};
+
+    program = startRemembered();
+    auto const victim = startVictim();
+    EXPECT_TRUE(staysMuted());
+    victim->end(SIGKILL);
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
+    m.wait(0.5); // its guard
+    program.reset();
+    startRemembered();
+}
+
+TEST_F(PipeWireFaultTest, aGuardThatDiesIsReplaced)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const victim = startVictim();
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    auto const first = childOf(*victim);
+    ASSERT_GT(first, 0);
+    ::kill(first, SIGKILL);
+    // The next thing to tell it.
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(until([&] { return childOf(*victim) != first; }));
+    m.wait(0.5);
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    victim->end(SIGKILL);
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }))
+        << "it knows what the first one was told";
+}
+
+TEST_F(PipeWireFaultTest, aMuteSinkThatTheServerWouldNotMakeIsMadeLater)
+{
+    auto const program = m.play(440, "");
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    auto const silence = m.muter().silence();
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    auto const name = fmt::format("lingrelay.mute.{}", ::getpid());
+    auto const us = m.server.numberOf(name, "client.id");
+    auto const factory = m.server.numberOf(name, "factory.id");
+    ASSERT_TRUE(us && factory);
+    auto const permit = [&](char const* bits) {
+        m.server.run({"pw-cli", "permissions", std::to_string(*us), std::to_string(*factory), bits});
+    };
+    permit("0");
+    m.server.run({"pw-cli", "destroy", name});
+    EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
+    permit("448"); // all
+    EXPECT_TRUE(m.hears(440, 0, m.speakers));
 }
 
 TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
@@ -190,6 +336,29 @@ TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
     EXPECT_TRUE(m.hears(600, 0.5, m.headset));
     EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == SoundServer::secondMicrophone; }));
     EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
+}
+
+TEST_F(PipeWireFaultTest, aVirtualMicrophoneThatCouldNotBeMadeIsMadeTheNextTime)
+{
+    m.server.signal(Part::sessionManager, SIGSTOP); // nobody gives nodes their ports
+    EXPECT_FALSE(m.virtualMicrophone().install());
+    EXPECT_FALSE(m.virtualMicrophone().installed());
+    m.server.signal(Part::sessionManager, SIGCONT);
+    m.wait(0.5);
+    EXPECT_EQ(m.input("Lingrelay"), 0U) << "nothing is left of it";
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    EXPECT_TRUE(until([&] { return m.input("Lingrelay") && m.output("Lingrelay"); }));
+    HeardSound heard(48000, 2);
+    OwnTone own(1000);
+    auto const input = m.inputs().open(m.input("Lingrelay"), {48000, 2}, 2048, heard);
+    auto const output = m.outputs().open(m.output("Lingrelay"), own);
+    EXPECT_TRUE(until([&] { return heard.level(1000) > 0.48; }));
+    // Somebody takes the links away: the pair is not there any more.
+    for (std::string const channel : {"FL", "FR"})
+        m.server.run({"pw-link", "-d", "Lingrelay:monitor_" + channel, "Lingrelay.source:input_" + channel});
+    EXPECT_TRUE(until([&] { return heard.level(1000) < 0.01; }));
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    EXPECT_TRUE(until([&] { return heard.level(1000) > 0.48; }));
 }
 
 TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackExactlyAndSwitchedThroughARestart)
@@ -241,6 +410,50 @@ TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackOnceThereIsSomebodyToGiveItT
     }
 }
 
+TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackThoughTheServerHangsAndIsRestarted)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const before = m.devices().defaultInput();
+    auto const second = m.input(m.secondMicrophone);
+    auto const device = m.input("Lingrelay");
+    for (auto const& choice : {*before, second}) {
+        m.devices().setDefaultInput(device);
+        // The session manager has written down what was chosen.
+        auto const state = m.server.folder() + "/state/wireplumber/default-nodes";
+        EXPECT_TRUE(until([&] { return m.server.run({"cat", state}).find("=Lingrelay.source") != std::string::npos; }));
+        m.server.signal(Part::pipewire, SIGSTOP);
+        m.devices().setDefaultInput(choice);
+        EXPECT_TRUE(std::filesystem::exists(m.places().defaultInput)) << "it is not done yet";
+        m.stopServer();
+        m.startServer();
+        EXPECT_TRUE(until([&] { return m.devices().defaultInput() == choice; })) << m.server.defaultNode(currentInput);
+        auto const chosen = choice == second ? SoundServer::secondMicrophone : "";
+        EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == chosen; }));
+        EXPECT_TRUE(until([&] { return !std::filesystem::exists(m.places().defaultInput); }));
+    }
+}
+
+TEST_F(PipeWireFaultTest, whatAnEarlierRunLeftWaitsUntilTheChoiceIsKnown)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    m.endProgram();
+    auto const file = m.places().defaultInput;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file) << jsonText(
+        {{"virtual", "Lingrelay.source"}, {"effective", SoundServer::microphone}, {"configured", nullptr}});
+    m.startProgram();
+    m.wait(1);
+    EXPECT_TRUE(std::filesystem::exists(file));
+    m.server.setDefault(configuredInput, "Lingrelay.source");
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); }));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    std::ofstream(file) << "{}";
+    m.endProgram();
+    m.startProgram();
+    EXPECT_TRUE(until([&] { return !std::filesystem::exists(file); })) << "there was no choice";
+}
+
 TEST_F(PipeWireFaultTest, aStreamThatSomebodyEndsIsMadeAnew)
 {
     OwnTone tone(1000);
@@ -286,8 +499,7 @@ TEST_F(PipeWireFaultTest, aServerThatHangsHoldsNobodyUp)
     auto capture = m.systemAudio().open(heard);
     auto output = m.outputs().open({}, own);
     EXPECT_TRUE(until([&] { return heard.lastEvent() == "started" && own.frames() > 0; }));
-    auto const pipewire = m.server.id(Part::pipewire);
-    ::kill(pipewire, SIGSTOP);
+    m.server.signal(Part::pipewire, SIGSTOP);
     EXPECT_LT(took([&] { EXPECT_TRUE(std::holds_alternative<SoundMuter::Failure>(m.muter().silence())); }), 2.5);
     EXPECT_LT(took([&] { m.devices().setDefaultInput(m.input(m.secondMicrophone)); }), 2.5);
     EXPECT_LT(took([&] { m.virtualMicrophone().install(); }), 5);
@@ -300,7 +512,7 @@ TEST_F(PipeWireFaultTest, aServerThatHangsHoldsNobodyUp)
     EXPECT_LT(took([&] { m.endProgram(); }), 2.5);
     EXPECT_LT(took([&] { m.startProgram(); }), 2.5);
     EXPECT_FALSE(m.program().connected());
-    ::kill(pipewire, SIGCONT);
+    m.server.signal(Part::pipewire, SIGCONT);
     EXPECT_TRUE(until([&] { return m.program().connected() && m.output(m.speakers) != 0; }));
 }
 
@@ -312,6 +524,27 @@ TEST_F(PipeWireFaultTest, aProgramOnAMonoDeviceSurvivesThatItIsMovedWhileItIsHea
         auto silence = m.muter().silence();
         auto const program = m.server.play({.frequency = 700, .device = "lab.micfeed", .channels = 1});
         EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
+        silence = SoundMuter::Failure{};
+        m.wait(0.1);
+        heard.forget();
+        EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
+        EXPECT_EQ(m.server.run({"pw-dump"}).find(R"("state": "error")"), std::string::npos) << round;
+    }
+}
+
+TEST_F(PipeWireFaultTest, soDoesOneWhoseMonoDeviceTheSessionManagerRemembers)
+{
+    for (int round = 0; round < 8; ++round) {
+        auto const program = m.server.play({.frequency = 700, .channels = 1});
+        m.server.choose("pw-play", "target.node", "lab.micfeed");
+        EXPECT_TRUE(until([&] {
+            return m.server.run({"pw-link", "-l"}).find("|-> lab.micfeed:") != std::string::npos;
+        }));
+        HeardSound heard;
+        auto const capture = m.systemAudio().open(heard);
+        EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
+        auto silence = m.muter().silence();
+        m.wait(0.3);
         silence = SoundMuter::Failure{};
         m.wait(0.1);
         heard.forget();
