@@ -7,12 +7,25 @@ Window {
     id: window
 
     component Caption: Text {
-        width: Math.min(column.width, Captions.wrapWidth)
+        property string full
+        property int size
+        property int rows
+
+        readonly property int wrap: Math.min(column.width, Captions.wrapWidth)
+        readonly property real used: visible ? height + column.spacing : 0
+
+        // Letters may be wider than was reckoned with: then fewer words are shown, never smaller ones.
+        text: Captions.fitted(full, font, wrap, rows)
+        width: wrap
+        height: Math.max(1, lineCount) * lineHeight
         visible: text.length > 0
         horizontalAlignment: Text.AlignHCenter
         wrapMode: Text.Wrap
         textFormat: Text.PlainText
+        lineHeightMode: Text.FixedHeight
+        lineHeight: Math.round(1.25 * size)
         font.family: Theme.family
+        font.pixelSize: size
         Accessible.role: Accessible.StaticText
         Accessible.name: text
     }
@@ -37,35 +50,43 @@ Window {
             Column {
                 id: column
 
-                // Letters may be wider than was reckoned with: then all of it gets smaller. Should even that not do, the
-                // newest words, which are below, stay in view.
-                y: implicitHeight * scale > parent.height + 1 ? parent.height - implicitHeight : (parent.height - implicitHeight) / 2
-                scale: Math.max(0.6, Math.min(1, parent.height / implicitHeight))
-                transformOrigin: implicitHeight * 0.6 > parent.height ? Item.Bottom : Item.Center
+                y: Math.round((parent.height - implicitHeight) / 2)
                 width: parent.width
                 spacing: 6
 
                 Caption {
+                    id: status
+
                     text: Captions.status
-                    font.pixelSize: Captions.statusSize
+                    size: Captions.statusSize
                     color: Qt.rgba(1, 1, 1, 0.55)
                     wrapMode: Text.NoWrap
                     elide: Text.ElideRight
                 }
                 Caption {
-                    text: Captions.original
-                    font.pixelSize: Captions.originalSize
+                    id: original
+
+                    full: Captions.original
+                    size: Captions.originalSize
+                    rows: Captions.originalRows
                     color: Qt.rgba(1, 1, 1, 0.82)
                 }
                 Caption {
-                    text: Captions.translation
-                    font.pixelSize: Captions.translationSize
+                    // It also gets the room that the others leave.
+                    readonly property real room: column.parent.height - status.used - original.used - speak.used
+
+                    full: Captions.translation
+                    size: Captions.translationSize
+                    rows: Math.max(Captions.translationRows, Math.floor(room / lineHeight))
                     font.bold: true
                     color: Qt.rgba(1, 0.84, 0.3, 1)
                 }
                 Caption {
-                    text: Captions.speak
-                    font.pixelSize: Captions.speakSize
+                    id: speak
+
+                    full: Captions.speak
+                    size: Captions.speakSize
+                    rows: Captions.speakRows
                     font.weight: Font.DemiBold
                     color: Qt.rgba(0.5, 0.85, 1, 1)
                 }
@@ -74,16 +95,29 @@ Window {
         MouseArea {
             id: surface
 
+            property bool twice: false ///< the second press of a double click is held, and not to drag
+            property point held
+
             anchors.fill: parent
             hoverEnabled: true
             onPressed: mouse => Captions.press(mouse.x, mouse.y, false)
             onPositionChanged: mouse => {
-                if (pressed)
-                    Captions.drag();
-                else
+                if (!pressed)
                     cursorShape = Captions.cursorAt(mouse.x, mouse.y);
+                else if (!twice || Math.hypot(mouse.x - held.x, mouse.y - held.y) >= Qt.styleHints.startDragDistance) {
+                    twice = false;
+                    Captions.drag();
+                }
             }
-            onDoubleClicked: Captions.resetPlace()
+            onDoubleClicked: mouse => {
+                held = Qt.point(mouse.x, mouse.y);
+                twice = true;
+            }
+            onReleased: {
+                if (twice)
+                    Captions.resetPlace();
+                twice = false;
+            }
         }
         MouseArea {
             id: grip

@@ -1,12 +1,32 @@
 #include "ui/captions/CaptionsView.h"
 
 #include <QCursor>
+#include <QTextBoundaryFinder>
+#include <QTextLayout>
+
+#include <algorithm>
 
 namespace lingrelay {
 
 namespace {
 
 constexpr double reach = 6; ///< points from an edge
+
+bool fits(QString const& text, QFont const& font, int width, int rows)
+{
+    QTextLayout layout(text, font);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    int lines = 0;
+    for (auto line = layout.createLine(); line.isValid() && lines <= rows; line = layout.createLine()) {
+        line.setLineWidth(width);
+        ++lines;
+    }
+    layout.endLayout();
+    return lines <= rows;
+}
 
 } // namespace
 
@@ -16,10 +36,33 @@ void CaptionsView::follow(FloatingCaptions& captions, PanelWindow& window)
     m_captions = &captions;
     auto const take = [this](FloatingCaptions::Content const& content) {
         m_content = content;
+        auto const frame = m_window->frame();
+        m_rows = CaptionLayout(frame.width, frame.height).rows();
         Q_EMIT changed();
     };
     take(*captions.content());
     m_watch = captions.content().observe(take);
+}
+
+QString CaptionsView::fitted(QString const& text, QFont const& font, int width, int rows) const
+{
+    if (rows <= 0 || fits(text, font, width, rows))
+        return text;
+    // Between words; a script without blanks between them can begin anywhere.
+    std::vector<qsizetype> starts;
+    QTextBoundaryFinder words(QTextBoundaryFinder::Line, text);
+    QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, text);
+    for (auto* finder : {&words, &characters}) {
+        starts.clear();
+        while (finder->toNextBoundary() > 0 && finder->position() < text.size())
+            starts.push_back(finder->position());
+        auto const shortened = [&](qsizetype start) { return QChar(0x2026) + text.mid(start); };
+        auto const found = std::partition_point(
+            starts.begin(), starts.end(), [&](qsizetype start) { return !fits(shortened(start), font, width, rows); });
+        if (found != starts.end())
+            return shortened(*found);
+    }
+    return {};
 }
 
 void CaptionsView::press(double x, double y, bool onGrip)

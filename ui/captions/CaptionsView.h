@@ -4,6 +4,8 @@
 #include "desktop/PanelDrag.h"
 #include "ui/Bridge.h"
 
+#include <QFont>
+
 #include <optional>
 
 namespace lingrelay {
@@ -19,6 +21,9 @@ class CaptionsView final : public QObject {
     Q_PROPERTY(int originalSize READ originalSize NOTIFY changed)
     Q_PROPERTY(int translationSize READ translationSize NOTIFY changed)
     Q_PROPERTY(int speakSize READ speakSize NOTIFY changed)
+    Q_PROPERTY(int originalRows READ originalRows NOTIFY changed)
+    Q_PROPERTY(int translationRows READ translationRows NOTIFY changed)
+    Q_PROPERTY(int speakRows READ speakRows NOTIFY changed)
     Q_PROPERTY(double wrapWidth READ wrapWidth NOTIFY changed)
 
 public:
@@ -34,7 +39,14 @@ public:
     int originalSize() const { return m_content.original.fontSize; }
     int translationSize() const { return m_content.translation.fontSize; }
     int speakSize() const { return m_content.speak.fontSize; }
+    int originalRows() const { return m_rows.original; }
+    int translationRows() const { return m_rows.translation; }
+    int speakRows() const { return m_rows.speak; }
     double wrapWidth() const { return m_content.wrapWidth; }
+
+    /// The newest words of `text` that fill at most `rows` lines of `width`, with "…" before them when some are left
+    /// out.
+    Q_INVOKABLE QString fitted(QString const& text, QFont const& font, int width, int rows) const;
 
     /// A press at (x, y) of the panel; near an edge, or on the grip, it takes hold of that.
     Q_INVOKABLE void press(double x, double y, bool onGrip);
@@ -51,6 +63,7 @@ private:
     PanelWindow* m_window = nullptr; ///< together with the captions
     FloatingCaptions* m_captions = nullptr;
     FloatingCaptions::Content m_content;
+    CaptionLayout::Rows m_rows;
     Subscription m_watch;
     std::optional<PanelDrag> m_drag;
     QPointF m_pressed; ///< on the desktop

@@ -86,10 +86,8 @@ void QtPanelWindow::show()
 {
     if (!m_window)
         return;
-    if (!m_window->isVisible()) {
-        shape();
-        m_window->show();
-    }
+    shape();
+    m_window->show();
     m_window->raise();
 }
 
@@ -125,13 +123,16 @@ void QtPanelWindow::changed()
         onFrameChanged();
 }
 
-/// Where corners cannot be translucent they are cut off.
+/// Where corners cannot be translucent they are cut off. A compositor may come and go.
 void QtPanelWindow::shape()
 {
-    if (composited())
-        return m_window->setMask({});
+    auto const cut = composited() ? QSize() : m_window->size();
+    if (cut == m_cut)
+        return;
+    m_cut = cut;
     QPainterPath path;
-    path.addRoundedRect(QRectF(QPointF(), QSizeF(m_window->size())), m_radius, m_radius);
+    if (!cut.isEmpty())
+        path.addRoundedRect(QRectF(QPointF(), QSizeF(cut)), m_radius, m_radius);
     m_window->setMask(QRegion(path.toFillPolygon().toPolygon()));
 }
 

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QSize>
 #include <QWindow>
 
 namespace lingrelay {
@@ -28,6 +29,7 @@ private:
     QPointer<QWindow> m_window;
     int const m_radius;
     Rect m_last;
+    QSize m_cut; ///< what the window's shape is made for; empty: it has none
 };
 
 } // namespace lingrelay

@@ -1,0 +1,138 @@
+#include "tests/support/OtherProgram.h"
+#include "tests/ui/captions/CaptionsWorld.h"
+
+namespace lingrelay {
+
+namespace {
+
+constexpr std::uint32_t white = 0xffffff;
+
+struct PanelTest : CaptionsWorld {
+    Rect frame() const { return panel->frame(); }
+    /// In the middle of the glass, where no text is.
+    bool onTop(OtherProgram& eye)
+    {
+        return sees([&] { return eye.colourAt(frame().x + 10, frame().y + frame().height / 2) < 0x303030; });
+    }
+    std::string stored() { return registry.get<Defaults>().string("overlayFrame").value_or(""); }
+};
+
+TEST_F(PanelTest, everythingTheUserDoesToItLeavesTheFocusWhereItIs)
+{
+    OtherProgram other("Editor");
+    say("original", "Good morning");
+    auto const start = frame();
+    ASSERT_EQ(start, (Rect{420, 730, 760, 150}));
+
+    pointer("mousemove 500 800 click 1");
+    drag(500, 800, -60, -45);
+    EXPECT_EQ(frame(), (Rect{360, 685, 760, 150}));
+    EXPECT_EQ(stored(), CaptionLayout::text(frame()));
+
+    drag(360 + 760 - 15, 685 + 150 - 15, 50, 30); // the grip
+    EXPECT_EQ(frame(), (Rect{360, 685, 810, 180}));
+    drag(360 + 810 - 15, 685 + 180 - 15, -900, -400);
+    EXPECT_EQ(frame(), (Rect{360, 685, 280, 64}));
+
+    settle();
+    pointer("mousemove 450 715 click --repeat 2 --delay 80 1");
+    EXPECT_TRUE(sees([&] { return frame() == start; })) << "a double click brings it home";
+    EXPECT_EQ(stored(), CaptionLayout::text(start));
+
+    captions->orderOut();
+    settle();
+    say("translation", "Buenos días");
+    EXPECT_TRUE(onTop(other));
+    EXPECT_EQ(other.focusLosses(), 0);
+    EXPECT_TRUE(other.hasFocus());
+}
+
+TEST_F(PanelTest, staysInFrontOfAllWindowsOnEveryDesktop)
+{
+    OtherProgram other("Editor");
+    say("original", "Good morning");
+    ASSERT_TRUE(onTop(other));
+    other.raise();
+    settle();
+    EXPECT_TRUE(onTop(other));
+    {
+        OtherProgram film("Film", OtherProgram::Look::fullScreen);
+        EXPECT_EQ(film.colourAt(10, 10), white);
+        EXPECT_EQ(film.colourAt(1590, 990), white) << "it covers the whole screen";
+        EXPECT_TRUE(onTop(film));
+        film.raise();
+        settle();
+        EXPECT_TRUE(onTop(film));
+        EXPECT_EQ(film.focusLosses(), 0);
+    }
+    other.setDesktop(1);
+    EXPECT_TRUE(eventually([&] { return !other.viewable(); }));
+    OtherProgram there("Elsewhere");
+    EXPECT_TRUE(onTop(there));
+    there.setDesktop(0);
+    EXPECT_TRUE(eventually([&] { return other.viewable(); }));
+    EXPECT_TRUE(onTop(other));
+}
+
+TEST_F(PanelTest, itsRoundCornersShowWhatIsBehindWithACompositorAndWithout)
+{
+    OtherProgram other("Editor", OtherProgram::Look::fullScreen);
+    say("original", "Good morning");
+    auto const corners = [&] {
+        auto const at = frame();
+        settle();
+        for (auto const& [x, y] : {std::pair{at.x + 1, at.y + 1}, {at.x + at.width - 2, at.y + 1},
+                 {at.x + 1, at.y + at.height - 2}, {at.x + at.width - 2, at.y + at.height - 2}}) {
+            if (other.colourAt(x, y) != white)
+                return false;
+        }
+        return other.colourAt(at.x + 10, at.y + at.height / 2) < 0x303030;
+    };
+    EXPECT_TRUE(sees(corners)) << "without a compositor";
+    panel->setFrame({100, 100, 500, 300});
+    EXPECT_TRUE(sees(corners)) << "in another size";
+    ASSERT_TRUE(testDesktop->start(DesktopServer::Part::compositor));
+    open();
+    say("original", "Good morning to you");
+    EXPECT_TRUE(sees(corners)) << "with one";
+    EXPECT_GT(other.colourAt(110, 250) & 0xff, 0x1au) << "a little of what is behind shines through";
+    testDesktop->end(DesktopServer::Part::compositor);
+    say("original", "Good evening");
+    EXPECT_TRUE(sees(corners)) << "once it has gone";
+}
+
+TEST_F(PanelTest, comesBackToItsPlaceUnlessThatScreenHasGone)
+{
+    OtherProgram other("Editor");
+    testDesktop->splitScreen();
+    EXPECT_TRUE(sees([&] { return panel->screens().size() == 2; }));
+    EXPECT_EQ(panel->screens().front(), (Rect{0, 0, 800, 1000}));
+    Rect const place{1000, 300, 500, 120};
+    panel->setFrame(place);
+    open();
+    EXPECT_EQ(frame(), place);
+    say("original", "Good morning");
+    EXPECT_EQ(frame(), place);
+    EXPECT_TRUE(onTop(other));
+
+    testDesktop->unplugRightHalf();
+    Rect const home{20, 730, 760, 150};
+    EXPECT_TRUE(sees([&] { return frame() == home; })) << "its screen has gone while it is shown";
+
+    testDesktop->setScreen(1600, 1000);
+    EXPECT_TRUE(sees([&] { return panel->screens().front().width == 1600; }));
+    panel->setFrame(place);
+    close();
+    testDesktop->setScreen(900, 700); // between two runs
+    open();
+    EXPECT_TRUE(sees([&] { return panel->screens().front().width == 900; }));
+    EXPECT_TRUE(sees([&] { return frame() == Rect{70, 466, 760, 150}; })) << frame().x << " " << frame().y;
+    say("original", "Good morning");
+    EXPECT_TRUE(onTop(other));
+    testDesktop->setScreen(1600, 1000);
+    EXPECT_TRUE(sees([&] { return panel->screens().front().width == 1600; }));
+}
+
+} // namespace
+
+} // namespace lingrelay
