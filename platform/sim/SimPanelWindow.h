@@ -14,8 +14,9 @@ public:
     Rect frame() const override { return m_frame; }
     void setFrame(Rect frame) override
     {
+        bool const changed = frame != m_frame;
         m_frame = frame;
-        if (onFrameChanged)
+        if (changed && onFrameChanged)
             onFrameChanged();
     }
     void show() override

@@ -1,43 +1,18 @@
 #include "platform/linux/qt/QtPanelWindow.h"
 
+#include "platform/linux/qt/X11.h"
+
 #include <QGuiApplication>
 #include <QPainterPath>
 #include <QRegion>
 #include <QScreen>
 
-#include <xcb/xcb.h>
-
-#include <cstdlib>
-#include <cstring>
-
 namespace lingrelay {
 
 namespace {
 
-xcb_connection_t* x11()
-{
-    auto const* native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return native ? native->connection() : nullptr;
-}
-
 /// Does anybody mix translucent windows with what is behind them?
-bool composited()
-{
-    auto* const connection = x11();
-    if (!connection)
-        return true;
-    constexpr char name[] = "_NET_WM_CM_S0";
-    auto* const atom = xcb_intern_atom_reply(
-        connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
-    if (!atom)
-        return false;
-    auto* const owner
-        = xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
-    bool const owned = owner && owner->owner != XCB_NONE;
-    std::free(owner);
-    std::free(atom);
-    return owned;
-}
+bool composited() { return !x11::connection() || x11::isOwned("_NET_WM_CM_S0"); }
 
 Rect toRect(QRect const& rect)
 {
@@ -50,7 +25,7 @@ Rect toRect(QRect const& rect)
 QtPanelWindow::QtPanelWindow(QWindow& window, int radius) : m_window(&window), m_radius(radius)
 {
     auto flags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
-    if (x11())
+    if (x11::connection())
         flags |= Qt::BypassWindowManagerHint;
     window.setFlags(flags);
     connect(&window, &QWindow::xChanged, this, &QtPanelWindow::changed);

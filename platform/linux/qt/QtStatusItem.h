@@ -2,6 +2,7 @@
 
 #include "platform/StatusItem.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QIcon>
 #include <QMenu>
 #include <QObject>
@@ -15,7 +16,7 @@ namespace lingrelay {
 
 /// A tray icon, by StatusNotifier or in the old way, whichever the desktop has; needs a QApplication. Without a tray
 /// nothing is seen, and one that appears later is used.
-class QtStatusItem final : public QObject, public StatusItem {
+class QtStatusItem final : public QObject, public StatusItem, QAbstractNativeEventFilter {
 public:
     QtStatusItem(QIcon idle, QIcon active, QString toolTip);
     ~QtStatusItem() override;
@@ -28,6 +29,7 @@ public:
 
 private:
     void make();
+    bool nativeEventFilter(QByteArray const& kind, void* event, qintptr* result) override;
 
     QIcon m_idle;
     QIcon m_activeIcon;
@@ -35,7 +37,8 @@ private:
     bool m_visible = true;
     bool m_active = false;
     QMenu m_menu;
-    std::unique_ptr<QSystemTrayIcon> m_icon;
+    bool m_notifierHost = false; ///< there is a tray of the new kind
+    std::unique_ptr<QSystemTrayIcon> m_icon; ///< none before there is a tray
 };
 
 } // namespace lingrelay
