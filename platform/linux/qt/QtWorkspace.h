@@ -4,7 +4,7 @@
 
 namespace lingrelay {
 
-/// The desktop around a program with windows. Which application is in front is not known here yet. Main.
+/// The desktop around a program with windows. Which application is in front is known on X11 alone. Main.
 class QtWorkspace final : public Workspace {
 public:
     /// PipeWire asks nobody.

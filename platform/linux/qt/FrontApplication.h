@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/linux/qt/X11.h"
+
+#include <QSocketNotifier>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+namespace lingrelay {
+
+/// Which application is in front, on X11: the id of its .desktop file without the ending, or, when it has none, the
+/// class of its windows. On a connection of its own, since what Qt's listens to is Qt's. Main.
+class FrontApplication {
+public:
+    /// `changed` is called for each application that comes to the front from now on, not for its own other windows.
+    explicit FrontApplication(std::function<void(std::string const& id)> changed);
+
+private:
+    void listen();
+    bool activeChanged() const;
+    void look();
+    std::string classOf(xcb_window_t window) const;
+    std::string property(xcb_window_t window, xcb_atom_t name) const;
+
+    std::function<void(std::string const&)> m_changed;
+    std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> m_connection;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    xcb_window_t m_root = XCB_NONE;
+    xcb_atom_t m_active = XCB_ATOM_NONE;
+    std::string m_last;
+    std::unordered_map<std::string, std::string> m_ids; ///< by class
+};
+
+} // namespace lingrelay
