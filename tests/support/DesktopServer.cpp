@@ -42,18 +42,18 @@ DesktopServer::DesktopServer()
     for (auto const* name : {"DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "QT_SCALE_FACTOR", "QT_QPA_PLATFORMTHEME",
              "XDG_CURRENT_DESKTOP", "DESKTOP_STARTUP_ID"})
         ::unsetenv(name);
-    for (auto const& [name, value] :
-        std::map<std::string, std::string>{{"HOME", m_folder.path()}, {"XDG_RUNTIME_DIR", runtime},
-            {"XDG_CONFIG_HOME", m_folder / "config"}, {"XDG_DATA_HOME", m_folder / "data"},
-            {"XDG_CACHE_HOME", m_folder / "cache"}, {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime + "/bus"},
-            {"LANG", "C.UTF-8"}, {"QT_QPA_PLATFORM", "xcb"}, {"QT_QUICK_BACKEND", "software"}})
+    for (auto const& [name, value] : std::map<std::string, std::string>{{"HOME", m_folder.path()},
+             {"XDG_RUNTIME_DIR", runtime}, {"XDG_CONFIG_HOME", m_folder / "config"},
+             {"XDG_DATA_HOME", m_folder / "data"}, {"XDG_CACHE_HOME", m_folder / "cache"},
+             {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime + "/bus"}, {"LANG", "C.UTF-8"},
+             {"QT_QPA_PLATFORM", "xcb"}, {"QT_QUICK_BACKEND", "software"}, {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"}})
         ::setenv(name.c_str(), value.c_str(), 1);
     m_ready = start(Part::server) && start(Part::bus) && start(Part::windowManager);
 }
 
 DesktopServer::~DesktopServer()
 {
-    for (auto const part : {Part::compositor, Part::windowManager, Part::bus, Part::server})
+    for (auto const part : {Part::accessibility, Part::compositor, Part::windowManager, Part::bus, Part::server})
         end(part);
 }
 
@@ -67,6 +67,7 @@ bool DesktopServer::start(Part part)
             {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=unix:path=" + (m_folder / "run/bus")}},
         {Part::windowManager, {"openbox"}},
         {Part::compositor, {"picom", "--backend", "xrender", "--config", "/dev/null"}},
+        {Part::accessibility, {"/usr/libexec/at-spi-bus-launcher", "--launch-immediately"}},
     };
     auto const& plan = plans.at(part);
     m_parts[part] = startProgram(plan);
@@ -90,6 +91,8 @@ bool DesktopServer::usable(Part part) const
         return run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}).find("window id") != std::string::npos;
     case Part::compositor:
         return !run({"xdotool", "search", "--class", "picom"}).empty();
+    case Part::accessibility:
+        return run({"xprop", "-root", "AT_SPI_BUS"}).find('=') != std::string::npos;
     }
     return false;
 }

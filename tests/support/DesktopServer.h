@@ -11,15 +11,16 @@
 namespace lingrelay {
 
 /// A desktop of the test's own: an X server on a free display, a session bus and a window manager; when asked for, a
-/// compositor too. Made before the application object, and one a process: its environment points there afterwards.
+/// compositor, and the bus of screen readers. Made before the application object, and one a process: its environment
+/// points there afterwards.
 class DesktopServer {
 public:
-    enum class Part { server, bus, windowManager, compositor };
+    enum class Part { server, bus, windowManager, compositor, accessibility };
 
     static constexpr int width = 1600;
     static constexpr int height = 1000;
 
-    /// Starts all but the compositor.
+    /// Starts the first three.
     DesktopServer();
     ~DesktopServer();
 

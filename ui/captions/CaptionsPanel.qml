@@ -37,6 +37,23 @@ Window {
     maximumWidth: 4000
     maximumHeight: 2000
 
+    // Screen readers read a notification when it appears.
+    Item {
+        id: notification
+
+        visible: false
+        Accessible.role: Accessible.Notification
+
+        Connections {
+            target: Captions
+
+            function onAnnounced(line: string) {
+                notification.visible = false;
+                notification.Accessible.name = line;
+                notification.visible = true;
+            }
+        }
+    }
     Rectangle {
         anchors.fill: parent
         radius: Theme.radiusPanel

@@ -65,6 +65,12 @@ QString CaptionsView::fitted(QString const& text, QFont const& font, int width, 
     return {};
 }
 
+void CaptionsView::announceLine(std::string const& text)
+{
+    if (m_announce)
+        Q_EMIT announced(toQt(text));
+}
+
 void CaptionsView::press(double x, double y, bool onGrip)
 {
     if (!m_window)

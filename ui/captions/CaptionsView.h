@@ -25,6 +25,8 @@ class CaptionsView final : public QObject {
     Q_PROPERTY(int translationRows READ translationRows NOTIFY changed)
     Q_PROPERTY(int speakRows READ speakRows NOTIFY changed)
     Q_PROPERTY(double wrapWidth READ wrapWidth NOTIFY changed)
+    /// Whether screen readers read finished lines aloud. Off at first: the sound is the translation's.
+    Q_PROPERTY(bool announce MEMBER m_announce NOTIFY changed)
 
 public:
     /// What it shows from now on, and in which window. Both outlive the view.
@@ -48,6 +50,9 @@ public:
     /// out.
     Q_INVOKABLE QString fitted(QString const& text, QFont const& font, int width, int rows) const;
 
+    /// Has a line read aloud that will not change any more.
+    void announceLine(std::string const& text);
+
     /// A press at (x, y) of the panel; near an edge, or on the grip, it takes hold of that.
     Q_INVOKABLE void press(double x, double y, bool onGrip);
     Q_INVOKABLE void drag();
@@ -56,6 +61,7 @@ public:
     Q_INVOKABLE int cursorAt(double x, double y) const;
 
     Q_SIGNAL void changed();
+    Q_SIGNAL void announced(QString const& line);
 
 private:
     static QString text(FloatingCaptions::Label const& label) { return label.hidden ? QString() : toQt(label.text); }
@@ -64,6 +70,7 @@ private:
     FloatingCaptions* m_captions = nullptr;
     FloatingCaptions::Content m_content;
     CaptionLayout::Rows m_rows;
+    bool m_announce = false;
     Subscription m_watch;
     std::optional<PanelDrag> m_drag;
     QPointF m_pressed; ///< on the desktop

@@ -1,6 +1,8 @@
 #include "tests/support/OtherProgram.h"
 #include "tests/ui/captions/CaptionsWorld.h"
 
+#include <QAccessible>
+
 namespace lingrelay {
 
 namespace {
@@ -131,6 +133,30 @@ TEST_F(PanelTest, comesBackToItsPlaceUnlessThatScreenHasGone)
     EXPECT_TRUE(onTop(other));
     testDesktop->setScreen(1600, 1000);
     EXPECT_TRUE(sees([&] { return panel->screens().front().width == 1600; }));
+}
+
+TEST_F(PanelTest, finishedLinesAreReadAloudOnlyWhenThatIsWanted)
+{
+    static QStringList heard;
+    heard.clear();
+    ASSERT_TRUE(testDesktop->start(DesktopServer::Part::accessibility));
+    ASSERT_TRUE(sees([] { return QAccessible::isActive(); }));
+    auto* const before = QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+        auto const* const seen = event->type() == QAccessible::ObjectShow ? event->accessibleInterface() : nullptr;
+        if (seen && seen->role() == QAccessible::Notification)
+            heard.append(seen->text(QAccessible::Name));
+    });
+    say("original", "Good");
+    view->announceLine("Good morning.");
+    EXPECT_EQ(heard, QStringList());
+    view->setProperty("announce", true);
+    say("original", "How");
+    view->announceLine("How are you?");
+    view->announceLine("How are you?");
+    settle();
+    EXPECT_EQ(heard, QStringList({QStringLiteral("How are you?"), QStringLiteral("How are you?")}));
+    QAccessible::installUpdateHandler(before);
+    testDesktop->end(DesktopServer::Part::accessibility);
 }
 
 } // namespace
