@@ -73,8 +73,10 @@ public:
     void setSpeakDevice(std::optional<std::uint32_t> device);
     void selectLingrelayOutput();
 
+    /// What happens to a line when the user and the other side speak the same language.
+    enum class OneLanguage { translated, asItIs };
     /// Speaks a line of the user's, translated, where the other side hears it; logged and captioned.
-    void typeToSpeak(std::string text);
+    void typeToSpeak(std::string text, OneLanguage oneLanguage);
     /// Speaks a sentence where the translation will go. `done` is called in every case.
     void testVoice(std::function<void()> done);
 
@@ -128,7 +130,7 @@ private:
     void ensureDriverIfNeeded();
     bool installDriver();
 
-    Task<void> speakTyped(std::string text);
+    Task<void> speakTyped(std::string text, OneLanguage oneLanguage);
     Task<void> speakTest(std::function<void()> done);
     struct OneShotSpeech {
         std::string text;

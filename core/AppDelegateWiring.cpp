@@ -204,7 +204,10 @@ void AppDelegate::installCommands()
     };
     commands.refreshDevices = calling(&AppDelegate::refreshDeviceLists);
     commands.testVoice = calling(&AppDelegate::testVoice);
-    commands.typeToSpeak = calling(&AppDelegate::typeToSpeak);
+    commands.typeToSpeak = [weak](std::string const& text) {
+        if (auto const self = weak.lock())
+            self->typeToSpeak(text, OneLanguage::translated);
+    };
     commands.restartApp = calling(&AppDelegate::restartApp);
     commands.applyPreset = calling(&AppDelegate::applyPreset);
     m_model.settings = m_settings;
