@@ -217,13 +217,16 @@ void TranslateRun::pickDevices()
             return;
         auto const found = std::find_if(
             devices.begin(), devices.end(), [&](AudioDevice const& device) { return device.name == name; });
-        if (found != devices.end())
-            command(found->id);
-        else
-            notice(fmt::format("there is no device \"{}\"; see lingrelay-cli devices", name));
+        if (found == devices.end())
+            return notice(fmt::format("there is no device \"{}\"; see lingrelay-cli devices", name));
+        command(found->id);
     };
     auto& model = AppModel::shared();
     pick(m_arguments.mic, *model.inputDevices, model.commands.pickMic);
+    if (AudioDevices::isVirtual({0, m_arguments.speakers}))
+        return notice(fmt::format("\"{}\" is the microphone for calls, not for what you listen to: the translation is "
+                                  "played by the default output",
+            m_arguments.speakers));
     pick(m_arguments.speakers, *model.outputDevices, model.commands.pickListenOut);
 }
 
@@ -397,7 +400,7 @@ Task<EndReason> TranslateRun::speakText()
     if (m_outputs)
         m_outputs->begin();
     if (m_arguments.action == Arguments::Action::say)
-        m_app->typeToSpeak(fmt::format("{}", fmt::join(m_arguments.words, " ")));
+        m_app->typeToSpeak(fmt::format("{}", fmt::join(m_arguments.words, " ")), AppDelegate::OneLanguage::asItIs);
     else
         m_app->testVoice([] {});
     while (!m_app->idle())

@@ -73,8 +73,10 @@ public:
     void setSpeakDevice(std::optional<std::uint32_t> device);
     void selectLingrelayOutput();
 
+    /// What happens to a line when the user and the other side speak the same language.
+    enum class OneLanguage { translated, asItIs };
     /// Speaks a line of the user's, translated, where the other side hears it; logged and captioned.
-    void typeToSpeak(std::string text);
+    void typeToSpeak(std::string text, OneLanguage oneLanguage);
     /// Speaks the last line again where only the user hears it, or both do who share one machine.
     void replayLast();
     /// A recap of what was said in the last `span`, into the model's `quickSummary`.
@@ -132,7 +134,7 @@ private:
     void ensureDriverIfNeeded();
     bool installDriver();
 
-    Task<void> speakTyped(std::string text);
+    Task<void> speakTyped(std::string text, OneLanguage oneLanguage);
     Task<void> speakTest(std::function<void()> done);
     Task<void> recap(std::string text);
     struct OneShotSpeech {

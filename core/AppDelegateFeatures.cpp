@@ -10,11 +10,14 @@
 
 namespace lingrelay {
 
-void AppDelegate::typeToSpeak(std::string text) { m_tasks.spawn(speakTyped(std::move(text))); }
+void AppDelegate::typeToSpeak(std::string text, OneLanguage oneLanguage)
+{
+    m_tasks.spawn(speakTyped(std::move(text), oneLanguage));
+}
 
 void AppDelegate::testVoice(std::function<void()> done) { m_tasks.spawn(speakTest(std::move(done))); }
 
-Task<void> AppDelegate::speakTyped(std::string text)
+Task<void> AppDelegate::speakTyped(std::string text, OneLanguage oneLanguage)
 {
     std::string const trimmed(trimWhitespace(text));
     if (trimmed.empty())
@@ -29,7 +32,7 @@ Task<void> AppDelegate::speakTyped(std::string text)
     m_model.typing = true;
     auto const language = m_settings.theirLang;
     auto translated = Result<std::string>(trimmed);
-    if (m_settings.myLang != language) {
+    if (m_settings.myLang != language || oneLanguage == OneLanguage::translated) {
         auto const token = HostedSession::shared().clientToken();
         translated = co_await TextTranslator::translate(trimmed, m_settings.myLang, language, token);
     }

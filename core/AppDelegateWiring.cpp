@@ -205,7 +205,10 @@ void AppDelegate::installCommands()
     };
     commands.refreshDevices = calling(&AppDelegate::refreshDeviceLists);
     commands.testVoice = calling(&AppDelegate::testVoice);
-    commands.typeToSpeak = calling(&AppDelegate::typeToSpeak);
+    commands.typeToSpeak = [weak](std::string const& text) {
+        if (auto const self = weak.lock())
+            self->typeToSpeak(text, OneLanguage::translated);
+    };
     commands.replayLast = calling(&AppDelegate::replayLast);
     commands.summarizeRecent = [weak] {
         if (auto const self = weak.lock())

@@ -71,16 +71,20 @@ TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
     EXPECT_EQ(model->transcript->size(), 1U);
 }
 
-TEST_F(FeaturesTest, oneLanguageNeedsNoTranslationAndTwoPeopleAtOneComputerNoVirtualMicrophone)
+TEST_F(FeaturesTest, oneLanguageIsTranslatedUnlessItNeedNotBeAndTwoPeopleAtOneComputerNeedNoVirtualMicrophone)
 {
     devices.outputList.push_back({3, "Lingrelay"});
     launch(true, [](AppSettings& settings) {
         settings.theirLang = settings.myLang;
         settings.forceTwoWay = true;
     });
-    type("Hello.");
+    app->typeToSpeak("Hello.", AppDelegate::OneLanguage::asItIs);
+    wait(3);
     EXPECT_TRUE(calls.empty());
     EXPECT_EQ(voice.texts, (Texts{"Hello."}));
+    type("Hello.");
+    EXPECT_EQ(calls, (Texts{"translate"})) << "what is written may be in another language than what is spoken";
+    EXPECT_EQ(voice.texts, (Texts{"Hello.", "Hola."}));
     EXPECT_FALSE(*model->speakDeviceID);
 }
 

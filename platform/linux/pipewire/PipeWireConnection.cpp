@@ -21,6 +21,7 @@ constexpr long tickNanoseconds = 250'000'000; ///< also between attempts to conn
 constexpr Duration answerLimit = seconds(5); ///< for a new connection
 constexpr Duration echoTime = seconds(1);
 constexpr Duration longestCheck = seconds(60);
+constexpr Duration longestHope = seconds(8); ///< when there is nothing that could be the default
 constexpr double usualRate = 48000;
 constexpr Duration holdTime = seconds(0.3); ///< usually 20 ms
 constexpr int fullRounds = 2; ///< the objects come in the first, what was bound of them in the second
@@ -313,7 +314,8 @@ void PipeWireConnection::bind(Metadata& metadata)
     pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata.proxy), &metadata.listener, &events, &metadata);
 }
 
-/// What cannot be right is read anew, after ever longer times: a machine may have no microphone at all.
+/// What cannot be right is read anew, after ever longer times. A machine may have no microphone at all: then a few are
+/// enough, until there is one.
 void PipeWireConnection::checkMetadata()
 {
     auto const now = Clock::now();
@@ -329,10 +331,11 @@ void PipeWireConnection::checkMetadata()
         }
         return there || now >= until;
     });
+    bool const hopeless = m_checkTime > longestHope && (!hasDevice("Audio/Sink") || !hasDevice("Audio/Source"));
     if (!lacksDefaults()) {
         m_checkTime = echoTime;
         m_nextCheck = now + m_checkTime;
-    } else if (now >= m_nextCheck) {
+    } else if (now >= m_nextCheck && !hopeless) {
         lost = true;
         m_checkTime = std::min(2 * m_checkTime, longestCheck);
         m_nextCheck = now + m_checkTime;
@@ -349,6 +352,14 @@ void PipeWireConnection::readMetadata()
     pw_proxy_destroy(std::exchange(m_defaults.proxy, nullptr));
     bind(m_defaults);
     noteChange();
+}
+
+bool PipeWireConnection::hasDevice(std::string_view side) const
+{
+    return std::any_of(m_objects.begin(), m_objects.end(), [side](auto const& entry) {
+        auto const& kind = entry.second.get(PW_KEY_MEDIA_CLASS);
+        return entry.second.type == PW_TYPE_INTERFACE_Node && (kind.starts_with(side) || kind == "Audio/Duplex");
+    });
 }
 
 bool PipeWireConnection::lacksDefaults() const

@@ -142,6 +142,7 @@ private:
     void unbind(Metadata& metadata);
     void checkMetadata();
     bool lacksDefaults() const;
+    bool hasDevice(std::string_view side) const;
     void watchNode(Object const& object);
     template <class Call> void each(Call call);
 
