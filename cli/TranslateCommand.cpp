@@ -5,7 +5,6 @@
 #include "cli/Paths.h"
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
-#include "program/SignalWatch.h"
 #include "cli/TranslateRun.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
@@ -16,6 +15,7 @@
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
+#include "program/SignalWatch.h"
 #include "sessions/SessionStore.h"
 
 #include <cstdio>

@@ -28,8 +28,8 @@ constexpr Scenario scenarios[] = {
     {"watchVideo", {"Watch a video", "Xem video"}, {"Understand what is playing", "Hiểu video đang phát"}, Mode::listen,
         true, false, false, false},
     // Here the translation plays aloud beside the microphone.
-    {"inPerson", {"In person", "Gặp trực tiếp"}, {"Two people, one computer, speakers", "Hai người, một máy, loa ngoài"},
-        Mode::speak, false, false, true, true},
+    {"inPerson", {"In person", "Gặp trực tiếp"},
+        {"Two people, one computer, speakers", "Hai người, một máy, loa ngoài"}, Mode::speak, false, false, true, true},
     {"textChat", {"Text chat", "Chat chữ"}, {"Speak, it types the translation", "Nói, app gõ bản dịch"}, Mode::speak,
         std::nullopt, true, false, false},
 };

@@ -25,11 +25,12 @@ OtherProgram::OtherProgram(std::string const& name, Look look, Rect frame)
     auto* const connection = m_connection.get();
     m_root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     m_window = xcb_generate_id(connection);
-    std::uint32_t const values[] = {white, XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
+    bool const popup = look == Look::popup;
+    std::uint32_t const values[] = {white, popup, XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
     xcb_create_window(connection, XCB_COPY_FROM_PARENT, m_window, m_root, static_cast<std::int16_t>(frame.x),
         static_cast<std::int16_t>(frame.y), static_cast<std::uint16_t>(frame.width),
         static_cast<std::uint16_t>(frame.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-        XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+        XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
     auto const words = name + '\0' + name + '\0';
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, m_window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
         static_cast<std::uint32_t>(words.size()), words.data());
@@ -40,7 +41,8 @@ OtherProgram::OtherProgram(std::string const& name, Look look, Rect frame)
     }
     xcb_map_window(connection, m_window);
     xcb_flush(connection);
-    EXPECT_TRUE(eventually([this] { return viewable() && hasFocus(); })) << name << " does not come up";
+    EXPECT_TRUE(eventually([&] { return viewable() && (popup || (hasFocus() && isActive())); }))
+        << name << " does not come up";
     m_focusLosses = 0;
 }
 
@@ -71,6 +73,14 @@ bool OtherProgram::hasFocus()
     auto const reply
         = held(xcb_get_input_focus_reply(m_connection.get(), xcb_get_input_focus(m_connection.get()), nullptr));
     return reply && reply->focus == m_window;
+}
+
+bool OtherProgram::isActive()
+{
+    auto const reply = held(xcb_get_property_reply(m_connection.get(),
+        xcb_get_property(m_connection.get(), 0, m_root, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0, 1), nullptr));
+    return reply && xcb_get_property_value_length(reply.get()) == sizeof m_window
+        && std::memcmp(xcb_get_property_value(reply.get()), &m_window, sizeof m_window) == 0;
 }
 
 int OtherProgram::focusLosses()
