@@ -151,7 +151,7 @@ void Program::Parts::launch()
         main.post([this, opened] { heard(std::move(*opened)); });
     });
     wireShell();
-    view = std::make_unique<MainView>(AppModel::shared(), main, shell);
+    view = std::make_unique<MainView>(AppModel::shared(), main, *background, shell);
     appearance.onChanged = [this] { adoptAppearance(); };
     adoptAppearance();
     shell.setWindow(view->window());

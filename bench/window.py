@@ -1,4 +1,5 @@
-"""window.py PROGRAM EMPTY [PAIRS]: start and memory of the window beside an empty one, in pairs on one desktop."""
+"""window.py PROGRAM EMPTY BUSY [PAIRS]: start and memory of the window beside an empty one, in pairs on one desktop;
+then the window under a busy conversation."""
 
 import json
 import os
@@ -44,12 +45,13 @@ def start(desktop, binary):
         process.stderr.close()
 
 
-def main(program, empty, pairs="9"):
+def main(program, empty, busy, pairs="9"):
     with Desktop(compositor=False) as desktop:
         desktop.defaults(sidebarSection="dashboard", targetLang="es", sourceLang="en")
         rows = []
         for _ in range(int(pairs)):
             rows.append((start(desktop, program), start(desktop, empty)))
+        subprocess.run((busy,), check=True)
     result = {}
     for index, name in enumerate(("first frame, s", "resident, MiB", "with its service, MiB")):
         ours = statistics.median(row[0][index] for row in rows)

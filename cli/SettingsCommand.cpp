@@ -13,7 +13,7 @@ namespace lingrelay {
 
 namespace {
 
-int store(Defaults& defaults, std::filesystem::path const& path, std::string const& key, std::string const& text)
+int store(FileDefaults& defaults, std::filesystem::path const& path, std::string const& key, std::string const& text)
 {
     auto value = storedValue(key, text);
     if (!value) {
@@ -21,6 +21,7 @@ int store(Defaults& defaults, std::filesystem::path const& path, std::string con
         return exitBadArguments;
     }
     defaults.set(key, *value);
+    defaults.flush();
     // Read from the disk again: the store keeps to itself what it could not write.
     if (FileDefaults(path).value(key) == *value)
         return exitDone;
@@ -34,14 +35,15 @@ int settingsCommand(Arguments const& arguments)
 {
     auto const path = defaultsPath(arguments);
     Registry registry;
-    auto& defaults = registry.put<Defaults>(std::make_shared<FileDefaults>(path));
+    auto const defaults = std::make_shared<FileDefaults>(path);
+    registry.put<Defaults>(defaults);
     auto const& words = arguments.words;
     if (words.size() > 2) {
         complain("settings takes a key and a value: \"" + words[2] + "\" is one too many");
         return exitBadArguments;
     }
     if (words.size() == 2)
-        return store(defaults, path, words[0], words[1]);
+        return store(*defaults, path, words[0], words[1]);
     auto const keys = storedKeys();
     if (words.empty()) {
         for (auto const& key : keys)

@@ -42,11 +42,11 @@ Sections::Sections(AppModel& model) : m_model(model)
     m_current = stored ? stored : &all().front();
     m_chosen = std::string(m_current->rawValue);
     m_requests = model.requestedSection.observe([this](std::optional<std::string> const& request) {
-        if (!request || !find(*request))
+        auto const* const wanted = request ? find(*request) : nullptr;
+        if (!wanted)
             return; // an unknown one stays
-        auto const wanted = *request;
         m_model.requestedSection = std::nullopt;
-        choose(wanted);
+        choose(wanted->rawValue);
     });
 }
 

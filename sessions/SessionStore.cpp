@@ -2,6 +2,7 @@
 
 #include "base/Registry.h"
 #include "base/Text.h"
+#include "base/async/OneShot.h"
 #include "sessions/PrivateFiles.h"
 #include "sessions/StoredForm.h"
 #include "sessions/TranscriptForms.h"
@@ -147,6 +148,23 @@ void SessionStore::load()
     for (auto const& entry : m_entries)
         sessions.push_back(entry->session);
     m_sessions = std::move(sessions);
+}
+
+Task<void> SessionStore::load(Scheduler& disk, Scheduler& main)
+{
+    if (m_loaded)
+        co_return;
+    auto const reader = std::make_shared<SessionStore>(m_folder);
+    OneShot<bool> read;
+    disk.post([reader, read, &main] {
+        reader->load();
+        main.post([read] { read.set(true); });
+    });
+    co_await read.take();
+    if (m_loaded)
+        co_return;
+    m_entries = std::move(reader->m_entries);
+    load(); // what has changed meanwhile
 }
 
 std::vector<SessionStore::Session> SessionStore::search(std::string_view query)

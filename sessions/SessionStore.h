@@ -2,6 +2,7 @@
 
 #include "base/Observable.h"
 #include "base/Result.h"
+#include "base/async/Task.h"
 #include "core/common/AppModel.h"
 
 #include <filesystem>
@@ -71,6 +72,10 @@ public:
 
     /// Reads the folder again. Files that have not changed since are not parsed again.
     void load();
+
+    /// Loads as `sessions` does, but reads on `disk`, which takes seconds for thousands of sessions. On `main`; the
+    /// store and both schedulers outlive it.
+    Task<void> load(Scheduler& disk, Scheduler& main);
 
     /// Those whose title, or any line's source or translation, holds `query` in any case, in order; all for an empty
     /// one.

@@ -116,6 +116,8 @@ QVariantList AppBridge::presets() const
 {
     QVariantList choices;
     for (auto const preset : allPresets) {
+        if (preset == Preset::textChat) // nothing types into other programs yet
+            continue;
         auto entry = choice(rawValue(preset), title(preset));
         entry.insert(QStringLiteral("subtitle"), toQt(subtitle(preset)));
         choices << entry;

@@ -26,21 +26,38 @@ std::string languages(Session const& session)
 
 } // namespace
 
-HistoryModel::HistoryModel(AppModel& model, Scheduler& main) : m_model(model), m_tasks(main) { }
+HistoryModel::HistoryModel(AppModel& model, Scheduler& main, Scheduler& disk)
+    : m_model(model)
+    , m_main(main)
+    , m_disk(disk)
+    , m_tasks(main)
+{
+}
 
 void HistoryModel::setActive(bool active)
 {
     if (active == m_active)
         return;
     m_active = active;
-    if (active) {
-        auto& store = SessionStore::shared();
-        m_watch = store.sessions().observe([this](auto const&) { refresh(); });
-        refresh();
-    } else {
+    if (!active) {
         m_watch = {};
+    } else if (!m_loading) {
+        m_loading = true;
+        m_tasks.spawn(load());
     }
     Q_EMIT activeChanged();
+    Q_EMIT countChanged();
+}
+
+Task<void> HistoryModel::load()
+{
+    auto& store = SessionStore::shared();
+    co_await store.load(m_disk, m_main);
+    m_loading = false;
+    if (!m_active)
+        co_return;
+    m_watch = store.sessions().observe([this](auto const&) { refresh(); });
+    refresh();
 }
 
 void HistoryModel::setQuery(QString const& query)
@@ -49,7 +66,7 @@ void HistoryModel::setQuery(QString const& query)
         return;
     m_query = query;
     Q_EMIT queryChanged();
-    if (m_active)
+    if (m_active && !m_loading)
         refresh();
 }
 

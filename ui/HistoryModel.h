@@ -15,15 +15,16 @@ namespace lingrelay {
 
 class HostedSession;
 
-/// The archived sessions that hold `query`, newest first, and the one that is open; main. The archive is read when
-/// `active` is set for the first time, since that takes a moment. Before it dies: `shutdown`, then wait until it is
-/// `idle`.
+/// The archived sessions that hold `query`, newest first, and the one that is open; main. The archive is read on the
+/// disk's scheduler when `active` is set for the first time, since that takes a moment. Before it dies: `shutdown`,
+/// then wait until it is `idle`.
 class HistoryModel final : public QAbstractListModel {
     Q_OBJECT
     Q_PROPERTY(bool active READ active WRITE setActive NOTIFY activeChanged)
     Q_PROPERTY(QString query READ query WRITE setQuery NOTIFY queryChanged)
     Q_PROPERTY(int count READ count NOTIFY countChanged) ///< that match
-    Q_PROPERTY(bool empty READ empty NOTIFY countChanged) ///< nothing is archived
+    Q_PROPERTY(bool empty READ empty NOTIFY countChanged) ///< nothing is archived, as far as is known
+    Q_PROPERTY(bool loading READ loading NOTIFY countChanged) ///< the archive is still being read
     Q_PROPERTY(QString selected READ selected NOTIFY selectedChanged) ///< id of the open session, or empty
     Q_PROPERTY(QAbstractListModel* lines READ lines CONSTANT) ///< of the open session
     Q_PROPERTY(QString summary READ summary NOTIFY summaryChanged)
@@ -33,8 +34,8 @@ class HistoryModel final : public QAbstractListModel {
 public:
     enum Role { IdRole = Qt::UserRole + 1, TitleRole, LanguagesRole, DateRole, LineCountRole, DurationRole };
 
-    /// The model and the scheduler outlive it.
-    HistoryModel(AppModel& model, Scheduler& main);
+    /// The model and the schedulers outlive it.
+    HistoryModel(AppModel& model, Scheduler& main, Scheduler& disk);
     /// The backend can be asked for minutes from now on. It outlives this.
     void setHosted(HostedSession const& hosted) { m_hosted = &hosted; }
 
@@ -44,6 +45,7 @@ public:
     void setQuery(QString const& query);
     int count() const { return static_cast<int>(m_rows.size()); }
     bool empty() const { return m_stored == 0; }
+    bool loading() const { return m_loading; }
     QString selected() const { return toQt(m_selected ? m_selected->id : std::string()); }
     QAbstractListModel* lines() { return &m_lines; }
     QString summary() const { return m_summary; }
@@ -56,7 +58,7 @@ public:
     Q_INVOKABLE void remove(QString const& id);
     /// Asks for the minutes of the open session; they are kept while it is open.
     Q_INVOKABLE void makeSummary();
-    /// Cancels what waits for the backend.
+    /// Cancels what waits for the backend and the disk.
     void shutdown() { m_tasks.cancel(); }
     bool idle() const { return m_tasks.running() == 0; }
     /// The names of languages have changed.
@@ -73,16 +75,20 @@ public:
     Q_SIGNAL void summaryChanged();
 
 private:
+    Task<void> load();
     void refresh();
     void select(std::optional<SessionStore::Session> session);
     SessionStore::Session const* find(QString const& id) const;
     Task<void> summarize(SessionStore::Session session);
 
     AppModel& m_model;
+    Scheduler& m_main;
+    Scheduler& m_disk;
     HostedSession const* m_hosted = nullptr;
     TaskGroup m_tasks;
     UserLocale m_locale;
     bool m_active = false;
+    bool m_loading = false;
     QString m_query;
     std::size_t m_stored = 0;
     std::vector<SessionStore::Session> m_rows;

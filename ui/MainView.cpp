@@ -32,13 +32,13 @@ constexpr auto globals = R"((function(app) {
 } // namespace
 
 struct MainView::Parts {
-    Parts(AppModel& model, Scheduler& main, QObject& windowShell)
+    Parts(AppModel& model, Scheduler& main, Scheduler& disk, QObject& windowShell)
         : shell(windowShell)
         , app(model)
         , settings(model)
         , sections(model)
         , transcript(model)
-        , history(model, main)
+        , history(model, main, disk)
     {
     }
 
@@ -68,8 +68,8 @@ struct MainView::Parts {
     QQuickWindow* window = nullptr;
 };
 
-MainView::MainView(AppModel& model, Scheduler& main, QObject& shell)
-    : m_parts(std::make_unique<Parts>(model, main, shell))
+MainView::MainView(AppModel& model, Scheduler& main, Scheduler& disk, QObject& shell)
+    : m_parts(std::make_unique<Parts>(model, main, disk, shell))
 {
     auto& parts = *m_parts;
     parts.publish();

@@ -19,7 +19,7 @@ class HostedSession;
 class MainView {
 public:
     /// `shell` is what the pages call `Shell`. The window is made here and not yet shown.
-    MainView(AppModel& model, Scheduler& main, QObject& shell);
+    MainView(AppModel& model, Scheduler& main, Scheduler& disk, QObject& shell);
     ~MainView();
 
     QQuickWindow* window() const;
@@ -30,7 +30,7 @@ public:
     void setHosted(HostedSession const& hosted);
     void setAppearance(bool dark, bool reducedMotion);
 
-    /// Cancels what waits for the backend.
+    /// Cancels what waits for the backend and the disk.
     void shutdown();
     bool idle() const;
 

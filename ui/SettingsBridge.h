@@ -22,13 +22,10 @@ class SettingsBridge final : public QObject {
     LINGRELAY_SETTING(QString, mode) ///< "listen", "speak", "both"
     LINGRELAY_SETTING(QString, preset)
     LINGRELAY_SETTING(QString, uiLang)
-    LINGRELAY_SETTING(QString, pushToTalkKey)
     LINGRELAY_SETTING(bool, tts)
     LINGRELAY_SETTING(bool, muteOriginal)
     LINGRELAY_SETTING(bool, autoRouteMic)
     LINGRELAY_SETTING(bool, typeIntoChat)
-    LINGRELAY_SETTING(bool, polishTyped)
-    LINGRELAY_SETTING(bool, pushToTalk)
     LINGRELAY_SETTING(bool, showOverlay)
     LINGRELAY_SETTING(bool, menuBarIcon)
     LINGRELAY_SETTING(bool, twoWayAuto)

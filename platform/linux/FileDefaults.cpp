@@ -27,6 +27,17 @@ FileDefaults::FileDefaults(std::filesystem::path path) : m_path(std::move(path))
     Log::write("[defaults] damaged store set aside: {}.damaged", m_path.string());
 }
 
+FileDefaults::~FileDefaults()
+{
+    {
+        std::lock_guard const lock(m_mutex);
+        m_ending = true;
+    }
+    m_news.notify_all();
+    if (m_writer.joinable())
+        m_writer.join();
+}
+
 std::optional<Json> FileDefaults::value(std::string const& key) const
 {
     std::lock_guard const lock(m_mutex);
@@ -41,17 +52,44 @@ void FileDefaults::set(std::string const& key, Json value)
         return;
     if (!value.is_null())
         m_values[key] = std::move(value);
-    write();
+    m_changed = true;
+    if (!m_writer.joinable())
+        m_writer = std::thread([this] { writeChanges(); });
+    m_news.notify_all();
 }
 
-void FileDefaults::write() const
+void FileDefaults::flush()
+{
+    std::unique_lock lock(m_mutex);
+    m_news.wait(lock, [this] { return !m_changed && !m_writing; });
+}
+
+/// Changes that come while one is being written are written together.
+void FileDefaults::writeChanges()
+{
+    std::unique_lock lock(m_mutex);
+    while (true) {
+        m_news.wait(lock, [this] { return m_changed || m_ending; });
+        if (!m_changed)
+            return;
+        m_changed = false;
+        m_writing = true;
+        auto const text = m_values.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+        lock.unlock();
+        write(text);
+        lock.lock();
+        m_writing = false;
+        m_news.notify_all();
+    }
+}
+
+void FileDefaults::write(std::string const& text) const
 {
     std::error_code ignored;
     if (auto const folder = m_path.parent_path(); !folder.empty() && !std::filesystem::exists(folder, ignored)) {
         std::filesystem::create_directories(folder, ignored);
         ::chmod(folder.c_str(), 0700);
     }
-    auto const text = m_values.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
     auto const temporary = m_path.string() + ".new";
     int const file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     bool good = file >= 0;

@@ -41,8 +41,8 @@ std::string quoted(std::string const& text)
 
 } // namespace
 
-XdgLoginItem::XdgLoginItem(fs::path folder, fs::path program)
-    : m_file(std::move(folder) / "lingrelay.desktop")
+XdgLoginItem::XdgLoginItem(fs::path const& folder, fs::path program)
+    : m_file(folder / "lingrelay.desktop")
     , m_program(std::move(program))
 {
 }

@@ -10,7 +10,7 @@ namespace lingrelay {
 class XdgLoginItem final : public LoginItem {
 public:
     /// `folder` is the autostart folder, `program` what is started.
-    XdgLoginItem(std::filesystem::path folder, std::filesystem::path program);
+    XdgLoginItem(std::filesystem::path const& folder, std::filesystem::path program);
     /// The user's folder and the running program.
     XdgLoginItem();
 

@@ -10,11 +10,11 @@ struct xcb_connection_t;
 
 namespace lingrelay {
 
-/// Another program on the desktop of `DISPLAY`, with one window in plain white: it takes the focus when it opens,
-/// unless it is a popup, and sees what happens to it. Also an eye on the whole screen.
+/// Another program on the desktop of `DISPLAY`, with one window in plain white: it takes the focus when it opens, and
+/// sees what happens to it. Also an eye on the whole screen.
 class OtherProgram {
 public:
-    enum class Look { plain, fullScreen, popup };
+    enum class Look { plain, fullScreen };
 
     /// Waits until the window is on the screen. `name` is its WM_CLASS, as "Name".
     explicit OtherProgram(std::string const& name, Look look = Look::plain, Rect frame = {0, 0, 1200, 900});

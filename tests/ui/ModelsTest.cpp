@@ -81,13 +81,21 @@ protected:
     {
         return QStringLiteral("00000000-0000-4000-8000-%1").arg(toQt(name), 12, QLatin1Char('0'));
     }
-    void archive(std::string const& name, double startedAt, std::string const& words)
+    static SessionStore::Session session(std::string const& name, double startedAt, std::string const& words)
     {
         Date const start{std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(startedAt))};
-        SessionStore::Session session{id(name).toStdString(), start, start + std::chrono::milliseconds(83'900),
-            "listen", "en", "xx", name, {{id(name + "1").toStdString(), start, Direction::listen, "", words, ""}}};
-        EXPECT_TRUE(store.archive(session));
+        return {id(name).toStdString(), start, start + std::chrono::milliseconds(83'900), "listen", "en", "xx", name,
+            {{id(name + "1").toStdString(), start, Direction::listen, "", words, ""}}};
+    }
+    void archive(std::string const& name, double startedAt, std::string const& words)
+    {
+        EXPECT_TRUE(store.archive(session(name, startedAt, words)));
         store.load();
+    }
+    void open()
+    {
+        history.setActive(true);
+        world.time.runReady();
     }
     QStringList titles() { return column(history, HistoryModel::TitleRole); }
     void answer(int status, std::string const& body)
@@ -97,7 +105,7 @@ protected:
         };
     }
 
-    HistoryModel history{model, world.main};
+    HistoryModel history{model, world.main, world.background};
     QAbstractItemModelTester tester{&history, FailureMode::Fatal};
     QSignalSpy resets{&history, &QAbstractItemModel::modelReset};
 };
@@ -107,7 +115,7 @@ TEST_F(HistoryTest, sessionsAreFoundOpenedAndDeleted)
     archive("A", 1000, "the harbour");
     archive("B", 2000, "a lighthouse");
     EXPECT_EQ(history.count(), 0) << "nothing is read before it is looked at";
-    history.setActive(true);
+    open();
     EXPECT_EQ(titles(), (QStringList{"B", "A"}));
     auto const row = history.index(1, 0);
     EXPECT_EQ(row.data(HistoryModel::DurationRole), "1:23");
@@ -139,12 +147,30 @@ TEST_F(HistoryTest, sessionsAreFoundOpenedAndDeleted)
     EXPECT_EQ(resets.size(), 0);
 }
 
+TEST_F(HistoryTest, theArchiveIsReadWhileTheWindowGoesOn)
+{
+    ASSERT_TRUE(store.archive(session("A", 1000, "one")));
+    ASSERT_TRUE(store.archive(session("B", 2000, "two")));
+    history.setActive(true);
+    EXPECT_TRUE(history.loading());
+    history.setQuery("t");
+    history.setQuery("");
+    EXPECT_EQ(history.count(), 0) << "a search does not read it on main";
+    bool late = false;
+    world.background.post(
+        [&] { world.main.post([&] { late = store.archive(session("C", 3000, "three")).operator bool(); }); });
+    world.time.runReady();
+    EXPECT_TRUE(late);
+    EXPECT_FALSE(history.loading());
+    EXPECT_EQ(titles(), (QStringList{"C", "B", "A"})) << "a session that ended meanwhile is there too";
+}
+
 TEST_F(HistoryTest, minutesBelongToTheSessionThatIsOpen)
 {
     archive("A", 1000, "one");
     archive("B", 2000, "two");
     history.setHosted(world.hosted);
-    history.setActive(true);
+    open();
     history.makeSummary();
     EXPECT_FALSE(history.summarizing()) << "none is open";
 

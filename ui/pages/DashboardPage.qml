@@ -10,8 +10,7 @@ ScrollPage {
     readonly property var scenarioIcons: ({
             videoCall: "video",
             watchVideo: "play-rectangle",
-            inPerson: "people",
-            textChat: "keyboard"
+            inPerson: "people"
         })
 
     function say() {
@@ -41,7 +40,7 @@ ScrollPage {
         }
         GridLayout {
             Layout.fillWidth: true
-            columns: page.width < 700 ? 2 : 4
+            columns: 3
             columnSpacing: Theme.space3
             rowSpacing: Theme.space3
 

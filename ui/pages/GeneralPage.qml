@@ -87,41 +87,6 @@ ScrollPage {
         title: T("Speak direction", "Chiều nói")
 
         SwitchRow {
-            iconName: "type"
-            title: T("Type the translation into the focused field", "Gõ bản dịch vào ô đang chọn")
-            checked: Settings.typeIntoChat
-            onMoved: on => Settings.typeIntoChat = on
-        }
-        SwitchRow {
-            visible: Settings.typeIntoChat
-            iconName: "recheck"
-            title: T("Re-check the translation before typing (adds ~1s)", "Kiểm lại bản dịch trước khi gõ (thêm ~1 giây)")
-            checked: Settings.polishTyped
-            onMoved: on => Settings.polishTyped = on
-        }
-        SwitchRow {
-            iconName: "hand"
-            title: T("Push to talk", "Giữ phím để nói")
-            checked: Settings.pushToTalk
-            onMoved: on => Settings.pushToTalk = on
-        }
-        FormRow {
-            visible: Settings.pushToTalk
-            iconName: "keyboard"
-            title: T("Hold key", "Phím giữ")
-
-            Combo {
-                width: 220
-                model: [
-                    { value: "rightOption", text: T("Right Alt", "Alt phải") },
-                    { value: "fn", text: T("Fn / Globe", "Phím Fn / Địa cầu") },
-                    { value: "rightCommand", text: T("Right Super", "Super phải") }
-                ]
-                value: Settings.pushToTalkKey
-                onPicked: value => Settings.pushToTalkKey = value
-            }
-        }
-        SwitchRow {
             iconName: "swap"
             title: T("Set system microphone to Lingrelay while speaking", "Đặt mic hệ thống = Lingrelay khi nói")
             checked: Settings.autoRouteMic

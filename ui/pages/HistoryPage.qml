@@ -33,10 +33,16 @@ Item {
             EmptyState {
                 anchors.centerIn: parent
                 width: Math.min(parent.width - 2 * Theme.space5, 420)
-                visible: History.count === 0
+                visible: History.count === 0 && !History.loading
                 iconName: History.empty ? "history" : "search"
                 title: History.empty ? T("No sessions yet", "Chưa có phiên nào") : T("No session holds these words", "Không phiên nào có những từ này")
                 hint: History.empty ? T("Finished sessions with at least one line are saved automatically.", "Phiên nào có ít nhất một câu sẽ được lưu tự động khi dừng.") : T("Try fewer or other words.", "Hãy thử ít từ hơn hoặc từ khác.")
+            }
+            Label {
+                anchors.centerIn: parent
+                visible: History.loading
+                text: T("Reading past sessions…", "Đang đọc các phiên đã lưu…")
+                color: Theme.secondary
             }
             ListView {
                 id: list

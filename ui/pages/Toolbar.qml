@@ -26,7 +26,7 @@ Item {
             horizontalAlignment: Text.AlignRight
             wrapMode: Text.NoWrap
             elide: Text.ElideRight
-            text: App.statusText
+            text: App.statusText.replace(/^● /, "") // its dot is drawn beside it
             color: App.statusKind === "error" ? Theme.error : App.statusKind === "warning" ? Theme.warning : Theme.text
             Accessible.description: T("State of the translation", "Trạng thái dịch")
 
