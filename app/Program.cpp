@@ -48,6 +48,9 @@ namespace {
 constexpr auto goodbyeLimit = std::chrono::milliseconds(1500);
 constexpr Duration reportLimit = seconds(1.0);
 
+/// A window shows its first frame well before, if it shows one at all.
+constexpr Duration firstFrameLimit = seconds(0.5);
+
 constexpr int captionsRadius = 16;
 
 QIcon icon(char const* name)
@@ -74,6 +77,7 @@ struct Program::Parts {
     ~Parts();
 
     void launch();
+    void makeReady();
     void connected(Result<LocalService::Address> const& local);
     void heard(std::unique_ptr<PipeWireSound> sound);
     void begin();
@@ -96,6 +100,7 @@ struct Program::Parts {
     HostPlan plan;
     LocalService localService{main};
     AsioNetwork network{runtime};
+    bool readying = false; ///< the service and the sound
     std::thread soundOpener;
     std::unique_ptr<PipeWireSound> sound;
     HostedSession* hosted = nullptr;
@@ -139,9 +144,26 @@ Program::Parts::~Parts()
     app.reset();
 }
 
-/// The window comes up while the service and the sound are made ready.
+/// The window comes first; the service and the sound are made ready while the user looks at it.
 void Program::Parts::launch()
 {
+    wireShell();
+    view = std::make_unique<MainView>(AppModel::shared(), main, *background, shell);
+    appearance.onChanged = [this] { adoptAppearance(); };
+    adoptAppearance();
+    shell.setWindow(view->window());
+    shell.showMainWindow();
+    // Their work would hold up the first frame. A window that nobody sees draws none.
+    constexpr auto once = static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::SingleShotConnection);
+    QObject::connect(
+        view->window(), &QQuickWindow::frameSwapped, &shell, [this] { makeReady(); }, once);
+    main.startTimer(main.now() + firstFrameLimit, [this] { makeReady(); });
+}
+
+void Program::Parts::makeReady()
+{
+    if (std::exchange(readying, true))
+        return;
     if (plan.localService)
         localService.start([this](Result<LocalService::Address> const& address) { connected(address); });
     else
@@ -150,12 +172,6 @@ void Program::Parts::launch()
         auto opened = std::make_shared<std::unique_ptr<PipeWireSound>>(std::make_unique<PipeWireSound>());
         main.post([this, opened] { heard(std::move(*opened)); });
     });
-    wireShell();
-    view = std::make_unique<MainView>(AppModel::shared(), main, *background, shell);
-    appearance.onChanged = [this] { adoptAppearance(); };
-    adoptAppearance();
-    shell.setWindow(view->window());
-    shell.showMainWindow();
 }
 
 void Program::Parts::wireShell()
@@ -259,6 +275,7 @@ void Program::Parts::end()
         std::this_thread::sleep_for(goodbyeLimit);
         ::_exit(0);
     }).detach();
+    readying = true;
     if (soundOpener.joinable())
         soundOpener.join();
     auto const deadline = main.now() + reportLimit;

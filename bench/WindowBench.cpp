@@ -76,7 +76,7 @@ public:
         m_ending = true;
         m_thread.join();
     }
-    Times times;
+    std::shared_ptr<Times> const times = std::make_shared<Times>();
 
 private:
     void run()
@@ -84,8 +84,7 @@ private:
         while (!m_ending) {
             auto const asked = Clock::now();
             auto const answered = std::make_shared<std::atomic<bool>>(false);
-            auto const times = &this->times;
-            m_main.post([asked, answered, times] {
+            m_main.post([asked, answered, times = times] {
                 times->add(milliseconds(Clock::now() - asked));
                 *answered = true;
             });
@@ -146,11 +145,11 @@ private:
         double const level = 0.1 * static_cast<double>(m_count % 10);
         for (auto* const meter : {&m_model.systemLevel, &m_model.micLevel, &m_model.listenOutLevel})
             *meter = level;
-        m_model.elapsed = m_model.elapsed + 0.05;
+        m_model.elapsed = *m_model.elapsed + 0.05;
     }
     void swapped()
     {
-        if (auto const said = std::exchange(m_drawn, 0))
+        if (auto const said = m_drawn.exchange(0))
             shown.add(milliseconds(Clock::now() - Clock::time_point(Clock::duration(said))));
     }
 
@@ -200,7 +199,7 @@ int bench(double length)
         live(1);
         Stalls stalls(main);
         live(length);
-        stalls.times.print(*section ? fmt::format("main waits, {}", section) : "main waits, nobody speaks");
+        stalls.times->print(*section ? fmt::format("main waits, {}", section) : "main waits, nobody speaks");
     }
     conversation.shown.print("words on the screen");
     view.shutdown();

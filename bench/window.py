@@ -33,10 +33,11 @@ def resident(pid):
 def start(desktop, binary):
     """Seconds from the process's start to its first frame, resident MiB, proportional MiB with children."""
     environment = dict(os.environ, QT_LOGGING_RULES="qt.scenegraph.time.renderloop.debug=true",
-                       QT_MESSAGE_PATTERN="%{time process} %{message}", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="0")
+                       QT_LINUX_ACCESSIBILITY_ALWAYS_ON="0")
+    begin = time.monotonic()
     process = subprocess.Popen((binary,), stderr=subprocess.PIPE, text=True, env=environment)
     try:
-        first = next(float(line.split()[0]) for line in process.stderr if FRAME in line)
+        first = next(time.monotonic() - begin for line in process.stderr if FRAME in line)
         time.sleep(1.5)
         return first, resident(process.pid), memory(process.pid)
     finally:

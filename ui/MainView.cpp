@@ -78,6 +78,12 @@ MainView::MainView(AppModel& model, Scheduler& main, Scheduler& disk, QObject& s
         parts.window = qobject_cast<QQuickWindow*>(parts.engine.rootObjects().constFirst());
     if (!parts.window)
         qFatal("the main window could not be made");
+    auto const* const lines = parts.transcript.sourceModel();
+    QObject::connect(lines, &QAbstractItemModel::rowsInserted, &parts.captions,
+        [lines, &captions = parts.captions](QModelIndex const&, int first, int last) {
+            for (int row = first; row <= last; ++row)
+                captions.announceLine(lines->index(row, 0).data(LinesModel::TranslationRole).toString());
+        });
     QObject::connect(&parts.app, &AppBridge::languageChanged, &parts.history, &HistoryModel::languageChanged);
 }
 

@@ -1,5 +1,8 @@
 #include "ui/captions/CaptionsView.h"
 
+#include "config/KeyStore.h"
+#include "platform/Defaults.h"
+
 #include <QCursor>
 #include <QTextBoundaryFinder>
 #include <QTextLayout>
@@ -11,6 +14,7 @@ namespace lingrelay {
 namespace {
 
 constexpr double reach = 6; ///< points from an edge
+constexpr auto announceKey = "announceCaptions";
 
 bool fits(QString const& text, QFont const& font, int width, int rows)
 {
@@ -65,10 +69,20 @@ QString CaptionsView::fitted(QString const& text, QFont const& font, int width, 
     return {};
 }
 
-void CaptionsView::announceLine(std::string const& text)
+bool CaptionsView::announce() const { return KeyStore::d().boolean(announceKey); }
+
+void CaptionsView::setAnnounce(bool on)
 {
-    if (m_announce)
-        Q_EMIT announced(toQt(text));
+    if (on == announce())
+        return;
+    KeyStore::d().set(announceKey, on);
+    Q_EMIT announceChanged();
+}
+
+void CaptionsView::announceLine(QString const& text)
+{
+    if (announce())
+        Q_EMIT announced(text);
 }
 
 void CaptionsView::press(double x, double y, bool onGrip)

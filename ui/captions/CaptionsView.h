@@ -25,8 +25,8 @@ class CaptionsView final : public QObject {
     Q_PROPERTY(int translationRows READ translationRows NOTIFY changed)
     Q_PROPERTY(int speakRows READ speakRows NOTIFY changed)
     Q_PROPERTY(double wrapWidth READ wrapWidth NOTIFY changed)
-    /// Whether screen readers read finished lines aloud. Off at first: the sound is the translation's.
-    Q_PROPERTY(bool announce MEMBER m_announce NOTIFY changed)
+    /// Whether screen readers read finished lines aloud; kept. Off at first: the sound is the translation's.
+    Q_PROPERTY(bool announce READ announce WRITE setAnnounce NOTIFY announceChanged)
 
 public:
     /// What it shows from now on, and in which window. Both outlive the view.
@@ -45,13 +45,15 @@ public:
     int translationRows() const { return m_rows.translation; }
     int speakRows() const { return m_rows.speak; }
     double wrapWidth() const { return m_content.wrapWidth; }
+    bool announce() const;
+    void setAnnounce(bool on);
 
     /// The newest words of `text` that fill at most `rows` lines of `width`, with "…" before them when some are left
     /// out.
     Q_INVOKABLE QString fitted(QString const& text, QFont const& font, int width, int rows) const;
 
     /// Has a line read aloud that will not change any more.
-    void announceLine(std::string const& text);
+    void announceLine(QString const& text);
 
     /// A press at (x, y) of the panel; near an edge, or on the grip, it takes hold of that.
     Q_INVOKABLE void press(double x, double y, bool onGrip);
@@ -61,6 +63,7 @@ public:
     Q_INVOKABLE int cursorAt(double x, double y) const;
 
     Q_SIGNAL void changed();
+    Q_SIGNAL void announceChanged();
     Q_SIGNAL void announced(QString const& line);
 
 private:
@@ -70,7 +73,6 @@ private:
     FloatingCaptions* m_captions = nullptr;
     FloatingCaptions::Content m_content;
     CaptionLayout::Rows m_rows;
-    bool m_announce = false;
     Subscription m_watch;
     std::optional<PanelDrag> m_drag;
     QPointF m_pressed; ///< on the desktop

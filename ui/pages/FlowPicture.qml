@@ -44,7 +44,7 @@ Card {
             Layout.fillWidth: true
             horizontalAlignment: Text.AlignHCenter
             kind: Label.Secondary
-            maximumLineCount: 2
+            maximumLineCount: 3
             elide: Text.ElideRight
             text: node.detail
         }

@@ -52,6 +52,12 @@ ScrollPage {
             }
         }
         SwitchRow {
+            iconName: "voice"
+            title: T("Let screen readers read finished captions", "Để trình đọc màn hình đọc phụ đề đã xong")
+            checked: Captions.announce
+            onMoved: on => Captions.announce = on
+        }
+        SwitchRow {
             iconName: "tray"
             title: T("Show menu bar icon", "Hiện icon trên thanh menu")
             checked: Settings.menuBarIcon

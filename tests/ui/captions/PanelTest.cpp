@@ -154,12 +154,12 @@ TEST_F(PanelTest, finishedLinesAreReadAloudOnlyWhenThatIsWanted)
             heard.append(seen->text(QAccessible::Name));
     });
     say("original", "Good");
-    view->announceLine("Good morning.");
+    view->announceLine(QStringLiteral("Good morning."));
     EXPECT_EQ(heard, QStringList());
     view->setProperty("announce", true);
     say("original", "How");
-    view->announceLine("How are you?");
-    view->announceLine("How are you?");
+    view->announceLine(QStringLiteral("How are you?"));
+    view->announceLine(QStringLiteral("How are you?"));
     settle();
     EXPECT_EQ(heard, QStringList({QStringLiteral("How are you?"), QStringLiteral("How are you?")}));
     QAccessible::installUpdateHandler(before);
