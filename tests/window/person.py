@@ -160,6 +160,25 @@ def second_launch(desktop, binary):
     eventually(lambda: xdotool("getactivewindow").strip() == window, what="the raised window")
 
 
+def odd_stores(desktop, binary, folder):
+    """What the store holds may be cut off, or from another version of the program."""
+    store = desktop.config / "lingrelay/defaults.json"
+    store.write_text('{"tts": fal')
+    with Program(desktop, binary) as program:
+        program.wait("heading", "Dashboard")
+        assert store.with_suffix(".json.damaged").exists()
+    desktop.defaults(sidebarSection="nowhere", sourceLang="xx-nobody", targetLang="\u202ezz", preset="fancy",
+                     mode="sideways", overlayFrame="here", uiLang=["en"], latencyAdjustment="soon", endpointSensitivity={})
+    with Program(desktop, binary) as program:
+        person = Person(desktop, program, folder)
+        program.wait("heading", "Dashboard")
+        person.section("Languages")
+        person.look("odd-store")
+        program.press("push button", "Start translating")
+        eventually(lambda: desktop.windows("Captions"), what="the captions panel")
+        program.wait("push button", "Stop")
+
+
 def main(binary, folder=None):
     folder = pathlib.Path(folder) if folder else None
     if folder:
@@ -186,6 +205,7 @@ def main(binary, folder=None):
             program.press("push button", "Start translating")
             panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
             assert desktop.geometry(panel) == (420, 730, 760, 150), desktop.geometry(panel)
+        odd_stores(desktop, binary, folder)
     print("all done")
 
 
