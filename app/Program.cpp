@@ -77,6 +77,7 @@ struct Program::Parts {
     ~Parts();
 
     void launch();
+    void takeCommands();
     void makeReady();
     void connected(Result<LocalService::Address> const& local);
     void heard(std::unique_ptr<PipeWireSound> sound);
@@ -101,6 +102,7 @@ struct Program::Parts {
     LocalService localService{main};
     AsioNetwork network{runtime};
     bool readying = false; ///< the service and the sound
+    std::vector<std::function<void(AppModel::Commands const&)>> waiting; ///< what the user asked for meanwhile
     std::thread soundOpener;
     std::unique_ptr<PipeWireSound> sound;
     HostedSession* hosted = nullptr;
@@ -147,6 +149,7 @@ Program::Parts::~Parts()
 /// The window comes first; the service and the sound are made ready while the user looks at it.
 void Program::Parts::launch()
 {
+    takeCommands();
     wireShell();
     view = std::make_unique<MainView>(AppModel::shared(), main, *background, shell);
     appearance.onChanged = [this] { adoptAppearance(); };
@@ -158,6 +161,21 @@ void Program::Parts::launch()
     QObject::connect(
         view->window(), &QQuickWindow::frameSwapped, &shell, [this] { makeReady(); }, once);
     main.startTimer(main.now() + firstFrameLimit, [this] { makeReady(); });
+}
+
+/// What the user does before the controller is there is done once it is.
+void Program::Parts::takeCommands()
+{
+    using Commands = AppModel::Commands;
+    auto& commands = AppModel::shared().commands;
+    commands.start = [this] { waiting.emplace_back([](Commands const& ready) { ready.start(); }); };
+    commands.installDriver = [this] { waiting.emplace_back([](Commands const& ready) { ready.installDriver(); }); };
+    commands.applyPreset = [this](Preset preset) {
+        waiting.emplace_back([preset](Commands const& ready) { ready.applyPreset(preset); });
+    };
+    commands.typeToSpeak = [this](std::string const& text) {
+        waiting.emplace_back([text](Commands const& ready) { ready.typeToSpeak(text); });
+    };
 }
 
 void Program::Parts::makeReady()
@@ -263,6 +281,8 @@ void Program::Parts::begin()
         model.status = problem;
         model.statusKind = AppModel::StatusKind::error;
     }
+    for (auto const& command : std::exchange(waiting, {}))
+        command(model.commands);
     if (!Journal::recover(SessionStore::shared()).empty())
         captions->showStatus(
             T("A session that was cut short has been kept", "Đã giữ lại một phiên bị ngắt giữa chừng"));
