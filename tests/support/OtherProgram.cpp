@@ -40,7 +40,11 @@ OtherProgram::OtherProgram(std::string const& name, Look look, Rect frame)
     }
     xcb_map_window(connection, m_window);
     xcb_flush(connection);
-    EXPECT_TRUE(eventually([&] { return viewable() && hasFocus() && isActive(); })) << name << " does not come up";
+    auto const up = [&] { return viewable() && hasFocus() && isActive(); };
+    if (!eventually(up, 2)) { // a window manager that is still starting takes a window over without giving it the focus
+        raise();
+        EXPECT_TRUE(eventually(up)) << name << " does not come up";
+    }
     m_focusLosses = 0;
 }
 

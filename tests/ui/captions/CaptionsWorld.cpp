@@ -39,7 +39,10 @@ CaptionsWorld::~CaptionsWorld() { close(); }
 void CaptionsWorld::open()
 {
     close();
-    registry.put<Defaults>(std::make_shared<FileDefaults>(folder / "defaults.json"));
+    if (defaults)
+        defaults->flush();
+    defaults = std::make_shared<FileDefaults>(folder / "defaults.json");
+    registry.put<Defaults>(defaults);
     engine = std::make_unique<QQmlApplicationEngine>();
     engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     engine->globalObject().setProperty(

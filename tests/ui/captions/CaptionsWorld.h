@@ -40,6 +40,7 @@ struct CaptionsWorld : testing::Test {
 
     TemporaryFolder folder;
     Registry registry;
+    std::shared_ptr<FileDefaults> defaults;
     QtScheduler main;
     std::unique_ptr<QQmlApplicationEngine> engine;
     CaptionsView* view = nullptr; ///< the engine's
