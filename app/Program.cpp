@@ -101,6 +101,7 @@ struct Program::Parts {
     HostPlan plan;
     LocalService localService{main};
     AsioNetwork network{runtime};
+    bool ending = false; ///< what is still made ready comes too late
     bool readying = false; ///< the service and the sound
     std::vector<std::function<void(AppModel::Commands const&)>> waiting; ///< what the user asked for meanwhile
     std::thread soundOpener;
@@ -238,6 +239,8 @@ void Program::Parts::adoptAppearance() { view->setAppearance(appearance.dark(), 
 
 void Program::Parts::connected(Result<LocalService::Address> const& local)
 {
+    if (ending)
+        return;
     auto const address = local ? *local : LocalService::Address{};
     if (!local)
         complaint = local.error().message;
@@ -249,6 +252,8 @@ void Program::Parts::connected(Result<LocalService::Address> const& local)
 
 void Program::Parts::heard(std::unique_ptr<PipeWireSound> opened)
 {
+    if (ending)
+        return;
     soundOpener.join();
     sound = std::move(opened);
     begin();
@@ -295,7 +300,7 @@ void Program::Parts::end()
         std::this_thread::sleep_for(goodbyeLimit);
         ::_exit(0);
     }).detach();
-    readying = true;
+    readying = ending = true;
     if (soundOpener.joinable())
         soundOpener.join();
     auto const deadline = main.now() + reportLimit;

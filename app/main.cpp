@@ -1,5 +1,6 @@
 #include "app/Program.h"
 #include "platform/linux/qt/SingleInstance.h"
+#include "program/SignalWatch.h"
 
 #include <QApplication>
 #include <QFont>
@@ -33,6 +34,7 @@ int main(int argc, char** argv)
             return 0;
         }
     }
+    lingrelay::SignalWatch::block(); // the toolkit has threads of its own
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("lingrelay"));
     QGuiApplication::setDesktopFileName(QStringLiteral("lingrelay"));

@@ -19,6 +19,8 @@ void AppDelegate::startFromUI()
         return;
     }
     ensureDriverIfNeeded();
+    if (m_running || m_starting) // begun elsewhere while the question was open
+        return;
     if (Secrets::byokActive())
         return beginRun();
     publishStatus(T("Connecting…", "Đang kết nối…"), Kind::connecting);

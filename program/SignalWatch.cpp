@@ -14,20 +14,32 @@ namespace {
 
 constexpr int endedBySignal = 130;
 
+sigset_t watchedSignals()
+{
+    sigset_t watched;
+    ::sigemptyset(&watched);
+    for (int const number : {SIGINT, SIGTERM, SIGWINCH})
+        ::sigaddset(&watched, number);
+    return watched;
+}
+
 } // namespace
 
 SignalWatch::SignalWatch(std::function<void()> onStop, std::function<void()> onResize)
     : m_onStop(std::move(onStop))
     , m_onResize(std::move(onResize))
 {
-    sigset_t watched;
-    ::sigemptyset(&watched);
-    for (int const number : {SIGINT, SIGTERM, SIGWINCH})
-        ::sigaddset(&watched, number);
-    ::pthread_sigmask(SIG_BLOCK, &watched, nullptr);
+    block();
+    auto const watched = watchedSignals();
     m_signals = ::signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK);
     m_wake = ::eventfd(0, EFD_CLOEXEC);
     m_thread = std::thread([this] { run(); });
+}
+
+void SignalWatch::block()
+{
+    auto const watched = watchedSignals();
+    ::pthread_sigmask(SIG_BLOCK, &watched, nullptr);
 }
 
 SignalWatch::~SignalWatch()

@@ -6,11 +6,14 @@
 namespace lingrelay {
 
 /// Turns SIGINT and SIGTERM into the user's stop, and SIGWINCH into a call, on a thread of its own. The second SIGINT
-/// or SIGTERM ends the program at once with status 130. Made before any other thread, which all inherit the mask.
+/// or SIGTERM ends the program at once with status 130. Made before any other thread, which all inherit the mask; where
+/// that cannot be, `block` is called before.
 class SignalWatch {
 public:
     SignalWatch(std::function<void()> onStop, std::function<void()> onResize);
     ~SignalWatch();
+    /// Keeps the signals from this thread and those that it starts.
+    static void block();
 
 private:
     void run();

@@ -200,6 +200,7 @@ def main(binary, folder=None):
             panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
             eventually(lambda: desktop.geometry(panel) == place, what="the panel's own place")
             program.process.terminate()
+            assert program.process.wait(10) == 0, "a logout ends it as the user does"
         desktop.defaults(overlayFrame="{{5000, 300}, {760, 150}}")  # a screen that has gone
         with Program(desktop, binary) as program:
             program.press("push button", "Start translating")

@@ -39,6 +39,7 @@ Templates.AbstractButton {
             color: Theme.brandText
         }
         Text {
+            textFormat: Text.PlainText
             Layout.fillWidth: true
             text: row.text
             elide: Text.ElideRight
@@ -47,6 +48,7 @@ Templates.AbstractButton {
             Accessible.ignored: true
         }
         Text {
+            textFormat: Text.PlainText
             Layout.rightMargin: Theme.space2
             visible: text.length > 0
             text: row.modelData.mark ?? ""

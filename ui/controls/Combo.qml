@@ -42,6 +42,7 @@ Templates.AbstractButton {
     Accessible.onPressAction: if (enabled) popup.open()
 
     contentItem: Text {
+        textFormat: Text.PlainText
         leftPadding: Theme.space3
         rightPadding: 30
         verticalAlignment: Text.AlignVCenter

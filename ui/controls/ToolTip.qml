@@ -17,6 +17,7 @@ Templates.ToolTip {
     closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutsideParent
 
     contentItem: Text {
+        textFormat: Text.PlainText
         text: tip.text
         wrapMode: Text.Wrap
         font.pixelSize: Theme.fontCaption

@@ -458,6 +458,9 @@ bool PipeWireConnection::foreignStream(Object const& object) const
     // Both ends of a filter or a loopback: their sound is captured where it comes from.
     if (!object.get(PW_KEY_NODE_LINK_GROUP).empty())
         return false;
+    // Another instance's voice would be translated here, and this one's there, without end.
+    if (object.get(PW_KEY_NODE_NAME).starts_with("lingrelay."))
+        return false;
     auto const client = object.number(PW_KEY_CLIENT_ID);
     if (client == pw_proxy_get_bound_id(reinterpret_cast<pw_proxy*>(pw_core_get_client(m_core))))
         return false;

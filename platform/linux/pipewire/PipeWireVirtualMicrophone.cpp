@@ -78,7 +78,7 @@ bool PipeWireVirtualMicrophone::install()
     if (!m_connection.connected() || present())
         return true;
     destroyNodes(); // half of a pair, of a try that failed
-    if (makeNodes())
+    if (!m_connection.connected() || makeNodes()) // the server may have gone meanwhile
         return true;
     Log::write("[sound] the virtual microphone does not come up");
     destroyNodes();

@@ -63,7 +63,8 @@ struct QtScheduler::Loop final : QObject {
     {
         auto const end = Clock::now() + slice;
         std::unique_lock lock(mutex);
-        for (auto left = jobs.size(); left > 0; --left) {
+        // A job may run the others in a loop of its own.
+        for (auto left = jobs.size(); left > 0 && !jobs.empty(); --left) {
             if (Clock::now() >= end)
                 return wake();
             auto job = std::move(jobs.front());
