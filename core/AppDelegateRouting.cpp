@@ -42,8 +42,11 @@ void AppDelegate::refreshDeviceLists()
 
 void AppDelegate::setMicDevice(Device device)
 {
-    m_micDevice = find(m_services.devices.inputs(), device);
-    m_services.mic.setInputDevice(idOf(m_micDevice));
+    auto const inputs = m_services.devices.inputs();
+    m_micDevice = find(inputs, device);
+    auto const usual = m_savedDefaultInput ? m_savedDefaultInput : resolveRealMic(inputs);
+    // The default input can be the virtual microphone while the user speaks.
+    m_services.mic.setInputDevice(m_speakActive && !m_micDevice ? usual : idOf(m_micDevice));
     refreshDeviceLists();
     m_services.shell.buildMenu();
 }

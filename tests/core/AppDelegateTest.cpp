@@ -245,6 +245,9 @@ TEST_F(AppDelegateTest, theDefaultInputIsSwitchedForTheCallAndGivenBack)
         start();
         EXPECT_EQ(devices.input, 3U);
         EXPECT_EQ(trace, (Texts{mic, "mic start"}));
+        model->commands.pickMic(12);
+        model->commands.pickMic({});
+        EXPECT_EQ(trace.back(), mic) << "not the virtual microphone, which is the default now";
         stop();
         EXPECT_EQ(devices.input, after);
     }

@@ -37,7 +37,7 @@ void PipeWireDevices::connected()
 {
     m_settled = false;
     m_since = Clock::now();
-    m_switched.serverCame();
+    m_switched.managerCame();
 }
 
 void PipeWireDevices::changed()
@@ -48,7 +48,7 @@ void PipeWireDevices::changed()
 
 void PipeWireDevices::settle()
 {
-    if (m_settled || m_connection.nameIn(defaultSource).empty())
+    if (m_settled || !m_connection.connected() || m_connection.nameIn(defaultSource).empty())
         return;
     bool const late = Clock::now() - m_since >= settleTime;
     m_settled = m_switched.recover(late ? SwitchedInput::Unknown::isNothing : SwitchedInput::Unknown::waits);
@@ -94,20 +94,33 @@ std::vector<AudioDevice> PipeWireDevices::outputs()
     return list(Side::output);
 }
 
-std::optional<std::uint32_t> PipeWireDevices::standard(char const* key, Side side)
+std::optional<std::uint32_t> PipeWireDevices::listed(std::string const& name, Side side)
 {
-    PipeWireConnection::Lock const lock(m_connection);
-    auto const name = m_connection.nameIn(key);
     if (name.empty())
         return {};
     auto const id = idOf(name);
     auto const devices = list(side);
-    bool const listed = std::any_of(devices.begin(), devices.end(), [&](auto const& each) { return each.id == id; });
-    return listed ? std::optional(id) : std::nullopt;
+    bool const there = std::any_of(devices.begin(), devices.end(), [&](auto const& each) { return each.id == id; });
+    return there ? std::optional(id) : std::nullopt;
 }
 
-std::optional<std::uint32_t> PipeWireDevices::defaultInput() { return standard(defaultSource, Side::input); }
-std::optional<std::uint32_t> PipeWireDevices::defaultOutput() { return standard(defaultSink, Side::output); }
+std::optional<std::uint32_t> PipeWireDevices::defaultInput()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    return listed(m_switched.givesBack().value_or(m_connection.nameIn(defaultSource)), Side::input);
+}
+
+std::optional<std::uint32_t> PipeWireDevices::defaultOutput()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    return listed(m_connection.nameIn(defaultSink), Side::output);
+}
+
+bool PipeWireDevices::settled()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    return m_settled && !m_switched.givesBack();
+}
 
 void PipeWireDevices::setDefaultInput(std::uint32_t device)
 {

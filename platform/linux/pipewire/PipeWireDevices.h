@@ -32,19 +32,21 @@ public:
     std::optional<Node> input(std::optional<std::uint32_t> device);
     /// The name of an output that is there.
     std::optional<std::string> output(std::uint32_t device);
+    /// Whatever an earlier run left of the default input is put right, and nothing is on its way.
+    bool settled();
 
 private:
     enum class Side { input, output };
 
     void connected() override;
     void changed() override;
-    void tick() override { changed(); }
+    void tick() override { changed(); } ///< without a server, too
     void settle();
     std::vector<AudioDevice> list(Side side);
     int channels(PipeWireConnection::Object const& node, Side side) const;
     std::uint32_t idOf(std::string const& nodeName);
     std::string nameOf(std::uint32_t device) const;
-    std::optional<std::uint32_t> standard(char const* key, Side side);
+    std::optional<std::uint32_t> listed(std::string const& nodeName, Side side);
     bool isVirtualNode(std::string const& nodeName) const;
 
     PipeWireConnection& m_connection;

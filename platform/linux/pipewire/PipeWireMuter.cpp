@@ -26,6 +26,12 @@ constexpr Duration guardTime = seconds(1); ///< that a dead instance's guard has
 
 using Value = PipeWireConnection::MetadataValue;
 
+bool isOutput(PipeWireConnection::Object const& object)
+{
+    auto const& kind = object.get(PW_KEY_MEDIA_CLASS);
+    return object.type == PW_TYPE_INTERFACE_Node && (kind.starts_with("Audio/Sink") || kind == "Audio/Duplex");
+}
+
 } // namespace
 
 /// The sink, and the streams in it.
@@ -343,7 +349,11 @@ void PipeWireMuter::keepRemembered(PipeWireConnection& connection)
     std::map<std::uint32_t, Value> remembered;
     for (auto const& [key, value] : connection.metadata()) {
         auto const* const stream = connection.find(key.first);
-        if (key.second == rememberedKey && value.value != follows && stream && connection.foreignStream(*stream))
+        if (key.second != rememberedKey || value.value == follows || !stream || !connection.foreignStream(*stream))
+            continue;
+        // A number, which can be another object's by now.
+        auto const* const device = connection.find(static_cast<std::uint32_t>(std::atoi(value.value.c_str())));
+        if (device && isOutput(*device) && !isMuteSink(device->get(PW_KEY_NODE_NAME)))
             remembered[key.first] = value;
     }
     // Only what changes is heeded, and a stream without it for a moment would be moved.
@@ -365,20 +375,27 @@ void PipeWireMuter::tick()
 void PipeWireMuter::changed()
 {
     auto const now = Clock::now();
-    std::map<std::uint32_t, Instant> left;
+    std::map<std::uint32_t, Left> left;
     for (auto const& [key, value] : m_connection.metadata()) {
         bool const ours = m_sinks > 0 && value.value == ownSink();
         if (key.second == targetKey && isMuteSink(value.value) && !ours && !m_connection.node(value.value))
-            left[key.first] = m_left.contains(key.first) ? m_left[key.first] : now;
+            left[key.first] = m_left.contains(key.first) ? m_left[key.first] : Left{now};
     }
     m_left = std::move(left);
-    for (auto& [stream, since] : m_left) {
-        if (now - since < guardTime)
+    bool doubtful = false;
+    for (auto& [stream, each] : m_left) {
+        if (now - each.since < guardTime)
             continue;
+        each.since = now;
+        if (!std::exchange(each.read, true)) {
+            doubtful = true;
+            continue;
+        }
         m_connection.setMetadata(stream, targetKey, {});
         keepRemembered(m_connection);
-        since = now;
     }
+    if (doubtful)
+        m_connection.readMetadata();
 }
 
 } // namespace lingrelay

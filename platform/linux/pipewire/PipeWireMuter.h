@@ -7,7 +7,8 @@
 namespace lingrelay {
 
 /// Silences other programs by sending their streams into a sink of this program's: when it dies, the server drops the
-/// sink and the streams go elsewhere by themselves. The guard then gives each its own device back. Any thread.
+/// sink and the streams go elsewhere by themselves. The guard then gives each its own device back. A device that the
+/// session manager remembers of a program and that is not there while the program is muted is forgotten. Any thread.
 class PipeWireMuter final : public SoundMuter, private PipeWireConnection::Member {
 public:
     PipeWireMuter(PipeWireConnection& connection, SoundGuard& guard);
@@ -33,7 +34,11 @@ private:
     PipeWireConnection& m_connection;
     SoundGuard& m_guard;
     int m_sinks = 0; ///< of this process
-    std::map<std::uint32_t, Instant> m_left; ///< streams whose sink is gone with its instance, and since when
+    struct Left {
+        Instant since{};
+        bool read = false; ///< all that is told of streams has been read since: it is no lost news
+    };
+    std::map<std::uint32_t, Left> m_left; ///< streams whose sink is gone with its instance
 };
 
 } // namespace lingrelay

@@ -43,6 +43,14 @@ PipeWireVirtualMicrophone::PipeWireVirtualMicrophone(
     : m_connection(connection)
     , m_file(additions / "20-lingrelay.conf")
 {
+    PipeWireConnection::Lock const lock(m_connection);
+    m_connection.add(*this);
+}
+
+PipeWireVirtualMicrophone::~PipeWireVirtualMicrophone()
+{
+    PipeWireConnection::Lock const lock(m_connection);
+    m_connection.remove(*this);
 }
 
 bool PipeWireVirtualMicrophone::installed() const
@@ -74,17 +82,26 @@ bool PipeWireVirtualMicrophone::install()
         return false;
     }
     PipeWireConnection::Lock const lock(m_connection);
+    m_abandoned = false;
     // Without a server it comes with the next one.
     if (!m_connection.connected() || present())
         return true;
     destroyNodes(); // half of a pair, of a try that failed
+    waitUntilGone();
     if (!m_connection.connected() || makeNodes()) // the server may have gone meanwhile
         return true;
     Log::write("[sound] the virtual microphone does not come up");
+    m_abandoned = m_connection.connected();
     destroyNodes();
     std::error_code ignored;
     std::filesystem::remove(m_file, ignored);
     return false;
+}
+
+void PipeWireVirtualMicrophone::changed()
+{
+    if (m_abandoned)
+        destroyNodes();
 }
 
 /// Nodes that nothing links pass nothing on. Those of the server's own module need no links.
@@ -184,18 +201,23 @@ bool PipeWireVirtualMicrophone::remove()
     PipeWireConnection::Lock const lock(m_connection);
     if (!m_connection.connected())
         return true;
-    return destroyNodes();
+    destroyNodes();
+    return waitUntilGone();
 }
 
-bool PipeWireVirtualMicrophone::destroyNodes() const
+bool PipeWireVirtualMicrophone::waitUntilGone() const
 {
-    auto const gone = [this] { return !m_connection.node(sinkName) && !m_connection.node(sourceName); };
+    return m_connection.waitUntil(
+        appearLimit, [this] { return !m_connection.node(sinkName) && !m_connection.node(sourceName); });
+}
+
+void PipeWireVirtualMicrophone::destroyNodes() const
+{
     for (auto const& [id, object] : m_connection.objects()) {
         auto const& name = object.get(PW_KEY_NODE_NAME);
         if (object.type == PW_TYPE_INTERFACE_Node && (name == sinkName || name == sourceName))
             pw_registry_destroy(m_connection.registry(), id);
     }
-    return m_connection.waitUntil(appearLimit, gone);
 }
 
 } // namespace lingrelay

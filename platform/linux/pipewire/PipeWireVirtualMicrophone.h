@@ -9,10 +9,11 @@ namespace lingrelay {
 
 /// The virtual microphone as a file among the user's own additions to the server's configuration, for every start to
 /// come, and as two nodes with links that stay in the running server without any process, until then.
-class PipeWireVirtualMicrophone final : public VirtualMicrophone {
+class PipeWireVirtualMicrophone final : public VirtualMicrophone, private PipeWireConnection::Member {
 public:
     /// `additions` is the folder that the server reads at its start.
     PipeWireVirtualMicrophone(PipeWireConnection& connection, std::filesystem::path const& additions);
+    ~PipeWireVirtualMicrophone() override;
 
     bool installed() const override;
     bool available() const override { return true; }
@@ -28,10 +29,14 @@ private:
     std::uint32_t port(char const* node, std::string_view direction, std::string_view channel) const;
     bool present() const;
     bool linked() const;
-    bool destroyNodes() const;
+    void destroyNodes() const;
+    bool waitUntilGone() const;
+    void disconnected() override { m_abandoned = false; }
+    void changed() override;
 
     PipeWireConnection& m_connection;
     std::filesystem::path m_file;
+    bool m_abandoned = false; ///< a pair that did not come up in time can still come
 };
 
 } // namespace lingrelay

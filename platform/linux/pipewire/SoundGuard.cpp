@@ -39,13 +39,15 @@ SoundGuard::~SoundGuard()
 
 void SoundGuard::note(Json const& change)
 {
-    if (m_program.empty() || (m_pipe < 0 && !start()))
+    if (m_program.empty())
         return;
     keep(change);
-    if (send(change))
-        return;
-    Log::write("[sound] the guard is gone: {}", std::strerror(errno));
-    end();
+    if (m_pipe >= 0) {
+        if (send(change))
+            return;
+        Log::write("[sound] the guard is gone: {}", std::strerror(errno));
+        end();
+    }
     if (!start())
         return;
     for (auto const& known : m_known)
@@ -74,8 +76,11 @@ bool SoundGuard::send(Json const& change) const
 /// Before it puts anything back: another one takes its place.
 void SoundGuard::end()
 {
-    ::kill(m_process, SIGKILL);
-    ::waitpid(m_process, nullptr, 0);
+    // Its number can be another's already, when nobody waits for children here.
+    if (::waitpid(m_process, nullptr, WNOHANG) == 0) {
+        ::kill(m_process, SIGKILL);
+        ::waitpid(m_process, nullptr, 0);
+    }
     ::close(std::exchange(m_pipe, -1));
 }
 
@@ -87,7 +92,8 @@ bool SoundGuard::start()
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    for (int const output : {STDOUT_FILENO, STDERR_FILENO}) // it can outlive who reads those
+        posix_spawn_file_actions_addopen(&actions, output, "/dev/null", O_WRONLY, 0);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     // A session of its own: what the terminal sends to this program must not reach the guard.

@@ -11,9 +11,9 @@
 
 namespace lingrelay {
 
-/// A small process that outlives this one by a moment: it is told what was changed in the sound server, and puts it
-/// back when this process dies without having done so. Started with the first thing that it must know, and anew when it
-/// is found to be gone. One thread at a time.
+/// A small process that outlives this one, by a minute at most: it is told what was changed in the sound server, and
+/// puts it back when this process dies without having done so. Started with the first thing that it must know, and anew
+/// when it is found to be gone. One thread at a time.
 class SoundGuard {
 public:
     /// `program` is lingrelay-sound-guard; an empty path goes without a guard.
@@ -24,9 +24,8 @@ public:
     SoundGuard& operator=(SoundGuard const&) = delete;
 
     /// {"sink": NAME} names the sink that swallows sound. {"stream": ID, "target": VALUE, "type": TYPE}: that stream
-    /// was moved there and had this target before, or none (null). {"input": {"virtual": NAME, "effective":
-    /// NAME, "configured": VALUE}}: the default input was switched to the first from the second node, and this had been
-    /// chosen before; {"input": null}: it is back.
+    /// was moved there and had this target before, or none (null). {"input": PATH}: the default input was
+    /// switched, as that file of SwitchedInput tells; {"input": null}: it is back.
     void note(Json const& change);
 
 private:

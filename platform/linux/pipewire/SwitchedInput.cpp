@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace lingrelay {
@@ -32,9 +33,16 @@ SwitchedInput::SwitchedInput(PipeWireConnection& connection, SoundGuard& guard, 
 
 SwitchedInput::~SwitchedInput()
 {
-    // What is still switched is the guard's to put back. It stays on file: the next launch sees to it.
-    if (m_lock >= 0)
-        ::close(m_lock);
+    // What is still switched is the guard's to put back. It stays on file: else the next launch sees to it.
+    unlockFile();
+}
+
+void SwitchedInput::managerCame()
+{
+    m_restarted = true;
+    m_step = Step::none;
+    if (m_say == Say::ours)
+        m_say = Say::unknown;
 }
 
 void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual)
@@ -47,80 +55,110 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
     }
     if (m_record && !isVirtual) {
         if (nodeName != m_record->effective)
-            *m_record = {m_record->target, nodeName, nameValue(nodeName)};
+            keep({m_record->target, nodeName, nameValue(nodeName)});
         m_owed = true;
         return giveBack();
     }
+    if (!isVirtual && lockedByAnother())
+        return;
     if (isVirtual && !m_record && !currentIsVirtual) {
         auto const configured = m_connection.metadata(0, configuredKey);
-        keep({nodeName, m_connection.nameIn(effectiveKey),
-            configured ? std::optional(configured->value) : std::nullopt});
+        if (!keep({nodeName, m_connection.nameIn(effectiveKey),
+                configured ? std::optional(configured->value) : std::nullopt}))
+            return;
     }
+    m_say = Say::unknown;
     m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(nodeName)));
 }
 
-void SwitchedInput::restore(
-    PipeWireConnection& connection, std::string const& effective, std::optional<std::string> const& configured)
+/// Its name may belong to another file by the time of the lock: whoever held that has removed it.
+bool SwitchedInput::lockFile(int flags)
 {
-    // Without a choice the session manager takes what was chosen last, and must not find the virtual microphone there.
-    if (!configured && !effective.empty())
-        connection.setMetadata(0, configuredKey, jsonValue(nameValue(effective)));
-    connection.setMetadata(0, configuredKey, configured ? std::optional(jsonValue(*configured)) : std::nullopt);
+    for (;;) {
+        m_lock = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC | flags, 0600);
+        if (m_lock < 0)
+            return false;
+        struct stat opened { };
+        struct stat named { };
+        if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
+            unlockFile();
+            return false;
+        }
+        if (::fstat(m_lock, &opened) == 0 && ::stat(m_file.c_str(), &named) == 0 && opened.st_ino == named.st_ino)
+            return true;
+        unlockFile();
+    }
 }
 
-void SwitchedInput::keep(Record const& record)
+void SwitchedInput::unlockFile()
 {
-    m_record = record;
-    Json const configured = record.configured ? Json(*record.configured) : Json();
-    Json const content{{"virtual", record.target}, {"effective", record.effective}, {"configured", configured}};
-    m_guard.note({{"input", content}});
+    if (m_lock >= 0)
+        ::close(std::exchange(m_lock, -1));
+}
+
+bool SwitchedInput::lockedByAnother() const
+{
+    int const file = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC);
+    if (file < 0)
+        return false;
+    bool const locked = ::flock(file, LOCK_EX | LOCK_NB) != 0;
+    ::close(file);
+    return locked;
+}
+
+bool SwitchedInput::keep(Record const& record)
+{
     std::error_code ignored;
     std::filesystem::create_directories(m_file.parent_path(), ignored);
-    m_lock = ::open(m_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (m_lock < 0 || ::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
-        if (m_lock >= 0)
-            ::close(std::exchange(m_lock, -1)); // another instance's
-        return Log::write("[sound] {}: the default input will not be put back after a crash", m_file.string());
+    if (m_lock < 0 && !lockFile(O_CREAT)) {
+        Log::write("[sound] {} cannot be written, or is another instance's: the default input stays", m_file.string());
+        return false;
     }
-    auto const text = jsonText(content);
-    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) < 0 || ::fsync(m_lock) != 0)
-        Log::write("[sound] {} cannot be written", m_file.string());
+    auto const text = jsonText({{"virtual", record.target}, {"effective", record.effective},
+        {"configured", record.configured ? Json(*record.configured) : Json()}});
+    auto const length = static_cast<ssize_t>(text.size());
+    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) != length
+        || ::fsync(m_lock) != 0) {
+        Log::write("[sound] {} cannot be written: the default input stays", m_file.string());
+        forget();
+        return false;
+    }
+    m_record = record;
+    m_guard.note({{"input", m_file.string()}});
+    return true;
 }
 
 void SwitchedInput::forget()
 {
     m_record.reset();
-    m_guard.note({{"input", nullptr}});
-    if (m_lock < 0)
-        return;
+    m_owed = false;
     ::unlink(m_file.c_str());
-    ::close(std::exchange(m_lock, -1));
+    unlockFile();
+    m_guard.note({{"input", nullptr}});
 }
 
 bool SwitchedInput::recover(Unknown unknown)
 {
-    int const file = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC);
-    if (file < 0)
-        return true;
     // Another instance that lives still needs it.
-    if (::flock(file, LOCK_EX | LOCK_NB) != 0) {
-        ::close(file);
+    if (m_record || !lockFile(0))
         return true;
-    }
-    auto const now = m_connection.nameIn(configuredKey);
-    if (now.empty() && unknown == Unknown::waits) {
-        ::close(file);
+    if (m_connection.nameIn(configuredKey).empty() && unknown == Unknown::waits) {
+        unlockFile();
         return false;
     }
     std::array<char, 4096> text{};
-    auto const length = ::pread(file, text.data(), text.size(), 0);
+    auto const length = ::pread(m_lock, text.data(), text.size(), 0);
     auto const left = parseJson({text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}).value_or(Json());
-    if (auto const target = jsonString(left, "virtual"); target && now == *target) {
-        Log::write("[sound] the default input of before is put back");
-        restore(m_connection, jsonString(left, "effective").value_or(""), jsonString(left, "configured"));
+    auto const target = jsonString(left, "virtual");
+    auto const effective = jsonString(left, "effective");
+    if (!target || !effective || effective->empty()) {
+        forget();
+        return true;
     }
-    ::unlink(m_file.c_str());
-    ::close(file);
+    Log::write("[sound] the default input of before is put back");
+    m_record = {*target, *effective, jsonString(left, "configured")};
+    m_owed = true;
+    giveBack();
     return true;
 }
 
@@ -128,19 +166,27 @@ void SwitchedInput::changed()
 {
     if (!m_record)
         return;
-    if (!m_connection.managed()) {
-        m_step = Step::none;
-        return;
-    }
+    if (!m_connection.managed())
+        return managerCame();
     // The session manager is there and has come to a default of its own.
     bool const settled = !m_connection.nameIn(effectiveKey).empty();
     if (m_owed && (settled || m_step != Step::none))
         return giveBack();
-    if (m_owed || !settled || !m_unsure || !m_connection.node(m_record->target))
+    if (m_owed || !settled)
         return;
-    m_unsure = false;
-    if (m_connection.nameIn(configuredKey) != m_record->target)
-        m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(m_record->target)));
+    auto const now = m_connection.nameIn(configuredKey);
+    if (m_restarted) {
+        if (!m_connection.node(m_record->target))
+            return;
+        m_restarted = false;
+        if (m_say != Say::users && now != m_record->target)
+            m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(m_record->target)));
+    }
+    // What comes before the switch has been heard of is not an answer to it.
+    if (now == m_record->target)
+        m_say = Say::ours;
+    else if (m_say == Say::ours && !now.empty())
+        m_say = Say::users;
 }
 
 /// Step by step, as the session manager tells: one that hangs may be ended before it has read what was written, and the
@@ -152,10 +198,8 @@ void SwitchedInput::giveBack()
     auto const value = configured.value_or(nameValue(effective));
     auto const name = jsonString(parseJson(value).value_or(Json()), "name").value_or("");
     bool const chosen = !now.empty() && now != target && now != effective && now != name;
-    if (chosen || (m_step == Step::named && now == name && configured) || (m_step == Step::cleared && now.empty())) {
-        m_owed = false;
+    if (chosen || (m_step == Step::named && now == name && configured) || (m_step == Step::cleared && now.empty()))
         return forget();
-    }
     if (m_step != Step::none && Clock::now() - m_stepped >= stepLimit)
         m_step = Step::none;
     // Without a choice the session manager takes what was chosen last, and must not find the virtual microphone there.

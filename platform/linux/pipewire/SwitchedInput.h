@@ -12,32 +12,27 @@ namespace lingrelay {
 
 /// Makes the virtual microphone the system's default input and gives the user's choice back: at the end, or after a
 /// crash by the guard, or else at the next launch. The session manager remembers defaults over restarts, so what they
-/// were stands in a file meanwhile; the program that wrote it holds its lock. Under the connection's lock.
+/// were stands in a file meanwhile; the program that wrote it, or gives back what it says, holds its lock. Under the
+/// connection's lock.
 class SwitchedInput {
 public:
     SwitchedInput(PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path file);
     ~SwitchedInput();
 
     /// `nodeName` becomes the default. `isVirtual` says which kind it is and which the current default is. Without a
-    /// session manager only the user's choice is heeded, and given back as soon as there is one.
+    /// session manager only the user's choice is heeded, and given back as soon as there is one. What cannot be put
+    /// back after a crash is not switched, and what another instance has switched is its to give back.
     void set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual);
     /// What it means when nothing is known to have been chosen: nothing has, or it may still come.
     enum class Unknown { isNothing, waits };
-    /// Puts right what a program that is gone has left. Once the defaults are known. False: to be called again.
+    /// Begins to put right what a program that is gone has left. Once the defaults are known. False: to be called
+    /// again.
     bool recover(Unknown unknown);
-    /// A server that was restarted may not remember the switch, nor have heard that it is over.
-    void serverCame()
-    {
-        m_unsure = true;
-        m_step = Step::none;
-    }
-    /// The user's choice is on its way back.
-    bool givesBack() const { return m_owed; }
+    /// A session manager that was restarted may not remember the switch, nor have heard that it is over.
+    void managerCame();
+    /// The node that is on its way back to be the default.
+    std::optional<std::string> givesBack() const { return m_owed ? std::optional(m_record->effective) : std::nullopt; }
     void changed();
-
-    /// Nothing `configured` leaves the choice to the session manager, which is to come to `effective`.
-    static void restore(
-        PipeWireConnection& connection, std::string const& effective, std::optional<std::string> const& configured);
 
 private:
     struct Record {
@@ -45,10 +40,14 @@ private:
         std::string effective; ///< the default that a user had, by node name
         std::optional<std::string> configured; ///< what was chosen, as the server keeps it; nothing: it chose itself
     };
-
+    /// Who has the say while it is switched, as far as the server has told.
+    enum class Say { unknown, ours, users };
     enum class Step { none, named, cleared };
 
-    void keep(Record const& record);
+    bool lockFile(int flags);
+    void unlockFile();
+    bool lockedByAnother() const;
+    bool keep(Record const& record);
     void forget();
     void giveBack();
 
@@ -57,7 +56,8 @@ private:
     std::filesystem::path m_file;
     int m_lock = -1; ///< the open file, while it is ours
     std::optional<Record> m_record;
-    bool m_unsure = false;
+    bool m_restarted = false; ///< the session manager, which may not know of the switch
+    Say m_say = Say::unknown;
     bool m_owed = false; ///< the choice is to be given back, and nobody has told yet that it is
     Step m_step = Step::none; ///< of giving it back, with this session manager
     Instant m_stepped{};

@@ -2,8 +2,8 @@
 // sound server. What that is comes as lines on standard input, which ends when the program does, however it dies.
 
 #include "base/Json.h"
+#include "platform/linux/pipewire/PipeWireDevices.h"
 #include "platform/linux/pipewire/PipeWireMuter.h"
-#include "platform/linux/pipewire/SwitchedInput.h"
 
 #include <iostream>
 #include <map>
@@ -16,14 +16,14 @@ using namespace lingrelay;
 namespace {
 
 using Value = PipeWireConnection::MetadataValue;
-constexpr char const* configuredInput = "default.configured.audio.source";
+
+/// For a server that hangs, or comes back. Later the next launch sees to the default input.
+constexpr Duration patience = seconds(60);
 
 struct Changes {
     std::string sink;
     std::map<std::uint32_t, std::optional<Value>> streams; ///< and where they were before
-    std::string input; ///< the node that was made the default input; empty: none
-    std::string before; ///< and the node that was it
-    std::optional<std::string> configured; ///< what had been chosen
+    std::string input; ///< the file about the default input; empty: that is not switched
 
     void take(Json const& change);
     bool any() const { return !sink.empty() || !input.empty(); }
@@ -41,11 +41,8 @@ void Changes::take(Json const& change)
         streams[static_cast<std::uint32_t>(*stream)]
             = target ? std::optional(Value{jsonString(change, "type").value_or(""), *target}) : std::nullopt;
     }
-    if (auto const* const switched = jsonMember(change, "input")) {
-        input = jsonString(*switched, "virtual").value_or("");
-        before = jsonString(*switched, "effective").value_or("");
-        configured = jsonString(*switched, "configured");
-    }
+    if (change.contains("input"))
+        input = jsonString(change, "input").value_or("");
 }
 
 void Changes::putBack(PipeWireConnection& connection) const
@@ -62,9 +59,18 @@ void Changes::putBack(PipeWireConnection& connection) const
         connection.setMetadata(stream, "target.object", before);
     if (!left.empty())
         PipeWireMuter::keepRemembered(connection);
-    if (!input.empty() && connection.nameIn(configuredInput) == input)
-        SwitchedInput::restore(connection, before, configured);
     connection.sync();
+}
+
+/// Not on the loop.
+bool waitFor(PipeWireConnection& connection, Instant limit, std::function<bool()> const& condition)
+{
+    constexpr double look = 0.25; // seconds; some conditions change without news of the server
+    while (!connection.waitUntil(look, condition)) {
+        if (Clock::now() >= limit)
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -78,9 +84,16 @@ int main()
         changes.take(parseJson(line).value_or(Json()));
     if (!changes.any())
         return 0;
+    auto const limit = Clock::now() + patience;
     PipeWireConnection connection;
     PipeWireConnection::Lock const lock(connection);
-    if (connection.connected())
-        changes.putBack(connection);
+    if (!waitFor(connection, limit, [&] { return connection.connected() && connection.managed(); }))
+        return 0;
+    changes.putBack(connection);
+    if (changes.input.empty())
+        return 0;
+    SoundGuard none({});
+    PipeWireDevices devices(connection, none, changes.input);
+    waitFor(connection, limit, [&] { return devices.settled(); });
     return 0;
 }

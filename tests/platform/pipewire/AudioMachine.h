@@ -60,6 +60,17 @@ public:
             return now && std::abs(*now - level) < 0.02 + level / 10;
         });
     }
+    /// A tone falls silent on an output and stays so for that time.
+    bool staysSilent(double frequency, std::string const& output, double length)
+    {
+        return hears(frequency, 0, output)
+            && !until(
+                [&] {
+                    auto const now = played(frequency, output);
+                    return now && *now > 0.02;
+                },
+                length);
+    }
     /// The device's id among the inputs or outputs of the moment; 0 when it is not there.
     std::uint32_t input(std::string const& name) { return find(devices().inputs(), name); }
     std::uint32_t output(std::string const& name) { return find(devices().outputs(), name); }

@@ -40,11 +40,14 @@ protected:
         }));
         return victim;
     }
-    /// The guard of another instance.
+    /// The guard of another instance; 0 without one.
     static pid_t childOf(TestProcess const& program)
     {
         pid_t child = 0;
-        std::ifstream(fmt::format("/proc/{0}/task/{0}/children", program.id())) >> child;
+        for (auto const& thread : std::filesystem::directory_iterator(fmt::format("/proc/{}/task", program.id()))) {
+            if (pid_t id = 0; std::ifstream(thread.path() / "children") >> id)
+                child = id;
+        }
         return child;
     }
     static double took(std::function<void()> const& call)
@@ -175,8 +178,8 @@ TEST_F(PipeWireFaultTest, aKilledProgramGivesSoundDevicesAndDefaultsBack)
         auto silence = m.muter().silence();
         victim->end(SIGKILL);
         m.wait(0.5);
-        EXPECT_TRUE(m.hears(440, 0, m.speakers)) << round;
-        EXPECT_TRUE(m.hears(600, 0, m.headset)) << round;
+        EXPECT_TRUE(m.staysSilent(440, m.speakers, 0.3)) << round;
+        EXPECT_TRUE(m.staysSilent(600, m.headset, 0.3)) << round;
         silence = SoundMuter::Failure{};
         EXPECT_TRUE(m.hears(440, 0.5, m.speakers)) << round;
         EXPECT_TRUE(m.hears(600, 0.5, m.headset)) << round;
@@ -202,8 +205,8 @@ TEST_F(PipeWireFaultTest, aStreamThatIsCalledBackWhileItIsMutedIsMutedAllTheSame
     }
     m.server.signal(Part::sessionManager, SIGCONT);
     m.wait(0.5);
-    EXPECT_TRUE(m.hears(440, 0, m.headset));
-    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    EXPECT_TRUE(m.staysSilent(440, m.headset, 0.3));
+    EXPECT_TRUE(m.staysSilent(440, m.speakers, 0.3));
     silence = SoundMuter::Failure{};
     EXPECT_TRUE(m.hears(440, 0.5, m.headset)) << "where it was called to";
 }
@@ -225,8 +228,8 @@ TEST_F(PipeWireFaultTest, aStreamThatADeadInstanceHadSilencedStillGoesBackWhereI
     m.wait(0.3);
     ::kill(guard, SIGCONT);
     m.wait(0.5);
-    EXPECT_TRUE(m.hears(440, 0, m.speakers));
-    EXPECT_TRUE(m.hears(440, 0, m.headset));
+    EXPECT_TRUE(m.staysSilent(440, m.speakers, 0.3));
+    EXPECT_TRUE(m.staysSilent(440, m.headset, 0.3));
     silence = SoundMuter::Failure{};
     EXPECT_TRUE(m.hears(440, 0.5, m.headset));
 }
@@ -243,8 +246,8 @@ TEST_F(PipeWireFaultTest, aMutedProgramIsStillRememberedWithItsDevice)
         return program;
     };
     auto const staysMuted = [&] {
-        m.wait(1.5);
-        return m.hears(440, 0, m.speakers) && m.hears(440, 0, m.headset);
+        m.wait(0.7);
+        return m.staysSilent(440, m.speakers, 0.5) && m.staysSilent(440, m.headset, 0.5);
     };
     auto program = start();
     EXPECT_TRUE(m.hears(440, 0.5, m.speakers));
@@ -288,11 +291,12 @@ TEST_F(PipeWireFaultTest, aGuardThatDiesIsReplaced)
     ASSERT_GT(first, 0);
     ::kill(first, SIGKILL);
     // The next thing to tell it.
-    auto const program = m.play(440, "");
-    EXPECT_TRUE(until([&] { return childOf(*victim) != first; }));
+    auto const program = m.play(440, m.headset);
+    EXPECT_TRUE(until([&] { return childOf(*victim) > 0 && childOf(*victim) != first; }));
     m.wait(0.5);
-    EXPECT_TRUE(m.hears(440, 0, m.speakers));
+    EXPECT_TRUE(m.staysSilent(440, m.headset, 0.3));
     victim->end(SIGKILL);
+    EXPECT_TRUE(m.hears(440, 0.5, m.headset));
     EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }))
         << "it knows what the first one was told";
 }
@@ -328,14 +332,14 @@ TEST_F(PipeWireFaultTest, theNextLaunchPutsRightWhatNobodyElseHas)
     EXPECT_TRUE(m.hears(600, 0, m.headset));
     m.endProgram();
     m.startProgram();
-    EXPECT_TRUE(m.hears(600, 0, m.headset)) << "the other one lives";
+    EXPECT_TRUE(m.staysSilent(600, m.headset, 2.5)) << "the other one lives";
     EXPECT_EQ(m.server.defaultNode(configuredInput), "Lingrelay.source");
     victim->end(SIGKILL);
     m.endProgram();
     m.startProgram();
     EXPECT_TRUE(m.hears(600, 0.5, m.headset));
     EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == SoundServer::secondMicrophone; }));
-    EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
+    EXPECT_TRUE(until([&] { return !std::filesystem::exists(m.places().defaultInput); }));
 }
 
 TEST_F(PipeWireFaultTest, aVirtualMicrophoneThatCouldNotBeMadeIsMadeTheNextTime)
@@ -404,9 +408,9 @@ TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackOnceThereIsSomebodyToGiveItT
         if (!serverToo)
             m.stopServer();
         m.startServer();
-        EXPECT_TRUE(until([&] { return m.devices().defaultInput() == before; })) << m.server.defaultNode(currentInput);
+        EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
         EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); }));
-        EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
+        EXPECT_TRUE(until([&] { return !std::filesystem::exists(m.places().defaultInput); }));
     }
 }
 
@@ -433,6 +437,72 @@ TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackThoughTheServerHangsAndIsRes
     }
 }
 
+TEST_F(PipeWireFaultTest, aServerThatHangsWhenTheProgramIsKilledGetsAllBackLater)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const program = m.play(600, m.headset);
+    auto const victim = startVictim();
+    EXPECT_TRUE(m.hears(600, 0, m.headset));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    m.server.signal(Part::pipewire, SIGSTOP);
+    victim->end(SIGKILL);
+    m.wait(2);
+    m.server.signal(Part::pipewire, SIGCONT);
+    EXPECT_TRUE(m.hears(600, 0.5, m.headset));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); }));
+    EXPECT_TRUE(until([&] { return !std::filesystem::exists(m.places().defaultInput); }));
+}
+
+TEST_F(PipeWireFaultTest, aSessionThatIsStartedAnewWhileTheServerHangsStillKnowsTheUsersInput)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const before = m.devices().defaultInput();
+    auto const device = m.input("Lingrelay");
+    m.devices().setDefaultInput(device);
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    m.server.signal(Part::pipewire, SIGSTOP);
+    m.devices().setDefaultInput(*before);
+    EXPECT_EQ(m.devices().defaultInput(), before) << "on its way";
+    m.devices().setDefaultInput(device);
+    m.server.signal(Part::pipewire, SIGCONT);
+    EXPECT_TRUE(until([&] { return m.devices().defaultInput() == device; }));
+    m.devices().setDefaultInput(*before);
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); })) << "nothing had been chosen";
+}
+
+TEST_F(PipeWireFaultTest, whatOthersChooseOfTheDefaultInputMeanwhileStands)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    auto const before = m.devices().defaultInput();
+    {
+        auto const victim = startVictim();
+        EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+        m.devices().setDefaultInput(*before);
+        m.wait(0.5);
+        EXPECT_EQ(m.server.defaultNode(currentInput), "Lingrelay.source") << "another instance's to give back";
+        victim->end(SIGKILL);
+        EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
+        EXPECT_TRUE(until([&] { return !std::filesystem::exists(m.places().defaultInput); }));
+    }
+    m.devices().setDefaultInput(m.input("Lingrelay"));
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    m.server.setDefault(configuredInput, SoundServer::secondMicrophone);
+    auto const state = m.server.folder() + "/state/wireplumber/default-nodes";
+    EXPECT_TRUE(until([&] {
+        return m.server.run({"cat", state}).find("=" + std::string(SoundServer::secondMicrophone)) != std::string::npos;
+    }));
+    m.stopServer();
+    m.startServer();
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::secondMicrophone; }));
+    m.wait(1);
+    m.devices().setDefaultInput(*before);
+    m.wait(0.5);
+    EXPECT_EQ(m.server.defaultNode(configuredInput), SoundServer::secondMicrophone);
+    EXPECT_FALSE(std::filesystem::exists(m.places().defaultInput));
+}
+
 TEST_F(PipeWireFaultTest, whatAnEarlierRunLeftWaitsUntilTheChoiceIsKnown)
 {
     ASSERT_TRUE(m.virtualMicrophone().install());
@@ -447,7 +517,7 @@ TEST_F(PipeWireFaultTest, whatAnEarlierRunLeftWaitsUntilTheChoiceIsKnown)
     m.server.setDefault(configuredInput, "Lingrelay.source");
     EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }));
     EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput).empty(); }));
-    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_TRUE(until([&] { return !std::filesystem::exists(file); }));
     std::ofstream(file) << "{}";
     m.endProgram();
     m.startProgram();
@@ -514,6 +584,12 @@ TEST_F(PipeWireFaultTest, aServerThatHangsHoldsNobodyUp)
     EXPECT_FALSE(m.program().connected());
     m.server.signal(Part::pipewire, SIGCONT);
     EXPECT_TRUE(until([&] { return m.program().connected() && m.output(m.speakers) != 0; }));
+    m.server.signal(Part::pipewire, SIGSTOP);
+    EXPECT_FALSE(m.virtualMicrophone().install());
+    m.server.signal(Part::pipewire, SIGCONT);
+    m.wait(1);
+    EXPECT_EQ(m.input("Lingrelay"), 0U) << "what comes too late goes again";
+    EXPECT_EQ(m.output("Lingrelay"), 0U);
 }
 
 TEST_F(PipeWireFaultTest, aProgramOnAMonoDeviceSurvivesThatItIsMovedWhileItIsHeard)
