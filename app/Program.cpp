@@ -35,6 +35,7 @@
 #include <QCoreApplication>
 #include <QIcon>
 #include <QQuickWindow>
+#include <QTimer>
 
 #include <thread>
 
@@ -47,6 +48,7 @@ namespace {
 /// What remains after the user has quit is to say goodbye to other parties; it must not hold up anybody.
 constexpr auto goodbyeLimit = std::chrono::milliseconds(1500);
 constexpr Duration reportLimit = seconds(1.0);
+constexpr auto waitPulse = std::chrono::milliseconds(5); ///< between two looks whether it is done
 
 /// A window shows its first frame well before, if it shows one at all.
 constexpr Duration firstFrameLimit = seconds(0.5);
@@ -79,7 +81,11 @@ struct Program::Parts {
     void launch();
     void takeCommands();
     void makeReady();
+    template <class... Arguments> void keepFor(std::function<void(Arguments...)> AppModel::Commands::*command);
+    void startService();
     void connected(Result<LocalService::Address> const& local);
+    void adoptKey();
+    void complain(std::string const& problem);
     void heard(std::unique_ptr<PipeWireSound> sound);
     void begin();
     void wireShell();
@@ -100,6 +106,8 @@ struct Program::Parts {
     Registry registry;
     HostPlan plan;
     LocalService localService{main};
+    LocalService::Address local; ///< once it is there
+    bool serviceStarted = false;
     AsioNetwork network{runtime};
     bool ending = false; ///< what is still made ready comes too late
     bool readying = false; ///< the service and the sound
@@ -124,6 +132,7 @@ struct Program::Parts {
     std::unique_ptr<DriverInstaller> driver;
     std::shared_ptr<AppDelegate> app;
     std::string complaint; ///< why there is no service
+    HostsInUse* hosts = nullptr;
 };
 
 Program::Parts::Parts()
@@ -164,18 +173,33 @@ void Program::Parts::launch()
     main.startTimer(main.now() + firstFrameLimit, [this] { makeReady(); });
 }
 
+template <class... Arguments>
+void Program::Parts::keepFor(std::function<void(Arguments...)> AppModel::Commands::*command)
+{
+    AppModel::shared().commands.*command = [this, command](Arguments... arguments) {
+        waiting.emplace_back([=](AppModel::Commands const& ready) { (ready.*command)(arguments...); });
+    };
+}
+
 /// What the user does before the controller is there is done once it is.
 void Program::Parts::takeCommands()
 {
     using Commands = AppModel::Commands;
-    auto& commands = AppModel::shared().commands;
-    commands.start = [this] { waiting.emplace_back([](Commands const& ready) { ready.start(); }); };
-    commands.installDriver = [this] { waiting.emplace_back([](Commands const& ready) { ready.installDriver(); }); };
-    commands.applyPreset = [this](Preset preset) {
-        waiting.emplace_back([preset](Commands const& ready) { ready.applyPreset(preset); });
-    };
-    commands.typeToSpeak = [this](std::string const& text) {
-        waiting.emplace_back([text](Commands const& ready) { ready.typeToSpeak(text); });
+    keepFor(&Commands::start);
+    keepFor(&Commands::pickMic);
+    keepFor(&Commands::pickSpeakOut);
+    keepFor(&Commands::pickListenOut);
+    keepFor(&Commands::installDriver);
+    keepFor(&Commands::testVoice);
+    keepFor(&Commands::typeToSpeak);
+    keepFor(&Commands::replayLast);
+    keepFor(&Commands::summarizeRecent);
+    keepFor(&Commands::applyPreset);
+    auto& model = AppModel::shared();
+    model.commands.start = [&model, keep = std::move(model.commands.start)] {
+        model.status = T("Connecting…", "Đang kết nối…");
+        model.statusKind = AppModel::StatusKind::connecting;
+        keep();
     };
 }
 
@@ -184,13 +208,23 @@ void Program::Parts::makeReady()
     if (std::exchange(readying, true))
         return;
     if (plan.localService)
-        localService.start([this](Result<LocalService::Address> const& address) { connected(address); });
+        startService();
     else
         main.post([this] { connected(LocalService::Address{}); });
     soundOpener = std::thread([this] {
         auto opened = std::make_shared<std::unique_ptr<PipeWireSound>>(std::make_unique<PipeWireSound>());
         main.post([this, opened] { heard(std::move(*opened)); });
     });
+}
+
+void Program::Parts::startService()
+{
+    serviceStarted = true;
+    localService.onEnded = [this] {
+        Log::write("[service] it has ended; another one is started");
+        startService();
+    };
+    localService.start([this](Result<LocalService::Address> const& address) { connected(address); });
 }
 
 void Program::Parts::wireShell()
@@ -237,17 +271,40 @@ void Program::Parts::buildMenu()
 
 void Program::Parts::adoptAppearance() { view->setAppearance(appearance.dark(), appearance.reducedMotion()); }
 
-void Program::Parts::connected(Result<LocalService::Address> const& local)
+void Program::Parts::connected(Result<LocalService::Address> const& address)
 {
     if (ending)
         return;
-    auto const address = local ? *local : LocalService::Address{};
-    if (!local)
-        complaint = local.error().message;
-    registry.put(std::make_shared<Hosts>(plan.hostsWith(address.hosts)));
+    if (address)
+        local = *address;
+    complaint = address ? plan.problem() : address.error().message;
+    if (hosts) {
+        hosts->use(plan.hostsWith(local.hosts));
+        hosted->setClientToken(local.token);
+        return complain(complaint);
+    }
+    hosts = &registry.put(std::make_shared<HostsInUse>(plan.hostsWith(local.hosts)));
     auto& net = registry.put(std::make_shared<Net>(network));
-    hosted = &registry.put(std::make_shared<HostedSession>(main, net, address.token));
+    hosted = &registry.put(std::make_shared<HostedSession>(main, net, local.token));
     begin();
+}
+
+/// A key of the user's own counts at once, and takes other hosts with it.
+void Program::Parts::adoptKey()
+{
+    plan = HostPlan::make({});
+    if (plan.localService && !serviceStarted)
+        return startService();
+    connected(local);
+}
+
+void Program::Parts::complain(std::string const& problem)
+{
+    if (problem.empty())
+        return;
+    auto& model = AppModel::shared();
+    model.status = problem;
+    model.statusKind = AppModel::StatusKind::error;
 }
 
 void Program::Parts::heard(std::unique_ptr<PipeWireSound> opened)
@@ -277,15 +334,11 @@ void Program::Parts::begin()
         {network, *speakStream, *speakPipeline, *background, machine.outputs}, *capture, *mic, *muter, machine.devices,
         *driver, *captions, shell, key, workspace});
     view->setHosted(*hosted);
+    shell.ignoreNextShow();
     app->applicationDidFinishLaunching();
     auto& model = AppModel::shared();
-    if (!complaint.empty()) {
-        model.status = complaint;
-        model.statusKind = AppModel::StatusKind::error;
-    } else if (auto const problem = plan.problem(); !problem.empty()) {
-        model.status = problem;
-        model.statusKind = AppModel::StatusKind::error;
-    }
+    model.commands.adoptKey = [this] { adoptKey(); };
+    complain(complaint);
     for (auto const& command : std::exchange(waiting, {}))
         command(model.commands);
     if (!Journal::recover(SessionStore::shared()).empty())
@@ -301,12 +354,18 @@ void Program::Parts::end()
         ::_exit(0);
     }).detach();
     readying = ending = true;
+    // What can be clicked does nothing any more.
+    AppModel::shared().commands = {};
+    statusItem.reset();
+    view->window()->hide();
     if (soundOpener.joinable())
         soundOpener.join();
     auto const deadline = main.now() + reportLimit;
+    QTimer pulse;
+    pulse.start(waitPulse);
     auto const wait = [](auto done) {
         while (!done())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     };
     if (app) {
         app->applicationWillTerminate();
@@ -324,17 +383,23 @@ void Program::Parts::end()
             engine->player().teardown();
     }
     shell.setWindow(nullptr);
+    view->captions().leave();
 }
 
 Program::Program() : m_parts(std::make_unique<Parts>()) { }
 Program::~Program() = default;
 
-void Program::raise() { m_parts->shell.showMainWindow(); }
+void Program::raise()
+{
+    if (!m_parts->ending)
+        m_parts->shell.showMainWindow();
+}
 
 int Program::run()
 {
     m_parts->launch();
     int const code = QCoreApplication::exec();
+    onEnding();
     m_parts->end();
     return code;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 namespace lingrelay {
@@ -15,6 +16,8 @@ public:
     int run();
     /// Brings the window to the front.
     void raise();
+    /// The user has quit; what is left to do can take a moment.
+    std::function<void()> onEnding = [] {};
 
 private:
     struct Parts;

@@ -18,7 +18,7 @@ void WindowShell::setLaunchAtLogin(bool on)
 
 void WindowShell::showMainWindow()
 {
-    if (!m_window)
+    if (!m_window || std::exchange(m_ignoreNextShow, false))
         return;
     if (m_window->windowStates() & Qt::WindowMinimized)
         m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);

@@ -30,12 +30,15 @@ public:
     std::function<bool(bool on)> writeLaunchAtLogin = [](bool) { return false; };
 
     void setWindow(QQuickWindow* window) { m_window = window; }
+    /// The window was shown before the controller began, which shows it once more: it is where the user has put it.
+    void ignoreNextShow() { m_ignoreNextShow = true; }
 
     bool launchAtLogin() const { return readLaunchAtLogin(); }
     void setLaunchAtLogin(bool on);
     Q_INVOKABLE void quit() { onQuit(); }
     /// The user closes the window: may it go? The program goes on where it can be found again, and ends otherwise.
     Q_INVOKABLE bool mayClose();
+    Q_INVOKABLE bool staysWhenClosed() const { return hasStatusItem(); }
     Q_INVOKABLE void resetCaptions() { onResetCaptions(); }
     /// The user's answer to the question on show.
     Q_INVOKABLE void answer(bool first);
@@ -54,6 +57,7 @@ public:
 
 private:
     QPointer<QQuickWindow> m_window;
+    bool m_ignoreNextShow = false;
     QEventLoop* m_asking = nullptr; ///< runs while a question is on show
 };
 

@@ -49,5 +49,6 @@ int main(int argc, char** argv)
         return 0;
     lingrelay::Program program;
     instance.onRaise = [&program] { program.raise(); };
+    program.onEnding = [&instance] { instance.yield(); };
     return program.run();
 }

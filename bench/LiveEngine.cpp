@@ -10,7 +10,7 @@ namespace lingrelay::bench {
 
 LiveEngine::LiveEngine(std::string sttUrl, std::string ttsUrl)
 {
-    m_registry.put(std::make_shared<Hosts>(Hosts{std::move(sttUrl), std::move(ttsUrl), "", ""}));
+    m_registry.put(std::make_shared<HostsInUse>(Hosts{std::move(sttUrl), std::move(ttsUrl), "", ""}));
     m_registry.put<Defaults>(std::make_shared<SimDefaults>()).set("k.soniox", "bench");
     m_registry.put(std::make_shared<UiLanguage>());
     auto& net = m_registry.put(std::make_shared<Net>(m_network));

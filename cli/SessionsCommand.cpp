@@ -49,7 +49,7 @@ private:
     {
         auto const local = co_await connect();
         if (local) {
-            m_registry.put(std::make_shared<Hosts>(m_plan.hostsWith(local->hosts)));
+            m_registry.put(std::make_shared<HostsInUse>(m_plan.hostsWith(local->hosts)));
             m_registry.put(std::make_shared<Net>(m_network));
             m_result
                 = co_await Summarizer::summarize(std::move(text), m_plan.settings.targetLang, local->token, "full");

@@ -121,7 +121,7 @@ private:
     void translate(RunPlan plan, std::optional<SoundFile> file)
     {
         auto const connect = [this](Hosts const& hosts, std::string const& token) -> HostedSession& {
-            m_registry.put(std::make_shared<Hosts>(hosts));
+            m_registry.put(std::make_shared<HostsInUse>(hosts));
             auto& net = m_registry.put(std::make_shared<Net>(*m_network));
             return m_registry.put(std::make_shared<HostedSession>(m_main, net, token));
         };

@@ -33,7 +33,7 @@ Hosts Hosts::load()
         overridden("host.translate", LINGRELAY_TRANSLATE_URL)};
 }
 
-Hosts const& Hosts::shared() { return Registry::get<Hosts>(); }
+Hosts Hosts::shared() { return Registry::get<HostsInUse>().now(); }
 
 std::string Hosts::sttUrl() const { return withPath(stt, "/transcribe-websocket"); }
 std::string Hosts::ttsUrl() const { return withPath(tts, "/tts-websocket"); }

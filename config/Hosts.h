@@ -1,6 +1,8 @@
 #pragma once
 
+#include <mutex>
 #include <string>
+#include <utility>
 
 namespace lingrelay {
 
@@ -16,12 +18,33 @@ struct Hosts {
 
     /// The build's values under what the shared store overrides.
     static Hosts load();
-    /// What the program uses now; the composition root puts one into the registry before engines start. Any thread.
-    static Hosts const& shared();
+    /// What the program uses now. Any thread.
+    static Hosts shared();
 
     /// Whole addresses, with the path added where the text has none.
     std::string sttUrl() const;
     std::string ttsUrl() const;
+};
+
+/// The hosts of the moment: in the registry before engines start, and changed when the user enters a key. Any thread.
+class HostsInUse {
+public:
+    explicit HostsInUse(Hosts hosts) : m_hosts(std::move(hosts)) { }
+
+    Hosts now() const
+    {
+        std::lock_guard const lock(m_mutex);
+        return m_hosts;
+    }
+    void use(Hosts hosts)
+    {
+        std::lock_guard const lock(m_mutex);
+        m_hosts = std::move(hosts);
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    Hosts m_hosts;
 };
 
 } // namespace lingrelay

@@ -3,6 +3,8 @@
 #include "base/Registry.h"
 #include "platform/Defaults.h"
 
+#include <algorithm>
+
 namespace lingrelay {
 
 namespace {
@@ -36,7 +38,9 @@ void FloatingCaptions::place()
 {
     auto const screens = m_window.screens();
     if (auto const stored = Registry::get<Defaults>().string(frameKey)) {
-        auto const frame = CaptionLayout::frame(*stored);
+        auto frame = CaptionLayout::frame(*stored);
+        frame.width = std::min(frame.width, CaptionLayout::maximumWidth);
+        frame.height = std::min(frame.height, CaptionLayout::maximumHeight);
         if (CaptionLayout::frameIsOnScreen(frame, screens))
             return m_window.setFrame(frame);
     }

@@ -1,6 +1,7 @@
 #include "program/LocalService.h"
 
 #include "base/Text.h"
+#include "config/L10n.h"
 
 #include <cerrno>
 #include <charconv>
@@ -24,7 +25,10 @@ namespace fs = std::filesystem;
 constexpr auto programName = "lingrelay-service";
 constexpr Duration startLimit = seconds(15.0);
 constexpr Duration pollTime = seconds(0.005);
+constexpr Duration watchTime = seconds(1.0);
 constexpr int endPolls = 100; ///< of 5 milliseconds each, before it is killed
+
+Error failure(std::string message) { return {Error::Kind::other, std::move(message)}; }
 
 bool runnable(fs::path const& path) { return fs::is_regular_file(path) && ::access(path.c_str(), X_OK) == 0; }
 
@@ -95,10 +99,12 @@ void LocalService::start(Started started)
     m_started = std::move(started);
     m_deadline = m_scheduler.now() + startLimit;
     auto const program = find();
-    auto problem = program ? spawn(*program)
-                           : Error{Error::Kind::other,
-                               "the local service lingrelay-service was not found: install it, set LINGRELAY_SERVICE, "
-                               "or give a key with --set k.soniox=KEY"};
+    auto problem = program
+        ? spawn(*program)
+        : failure(T("the local service lingrelay-service was not found: install it, set LINGRELAY_SERVICE, or give a "
+                    "key of your own (--set k.soniox=KEY, or General in the window)",
+            "không tìm thấy dịch vụ trên máy lingrelay-service: hãy cài nó, đặt LINGRELAY_SERVICE, hoặc nhập khoá của "
+            "bạn (--set k.soniox=KEY, hoặc trang Chung trong cửa sổ)"));
     if (problem) {
         m_scheduler.post([this, error = std::move(*problem)] { m_started(error); });
         return;
@@ -109,8 +115,7 @@ void LocalService::start(Started started)
 std::optional<Error> LocalService::spawn(fs::path const& program)
 {
     auto const failed = [&] {
-        return Error{
-            Error::Kind::other, fmt::format("{} cannot be started: {}", program.string(), std::strerror(errno))};
+        return failure(program.string() + T(" cannot be started: ", " không khởi động được: ") + std::strerror(errno));
     };
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
@@ -130,9 +135,26 @@ std::optional<Error> LocalService::spawn(fs::path const& program)
 void LocalService::poll()
 {
     m_timer = 0;
-    if (auto result = look())
+    if (auto result = look()) {
+        if (*result)
+            watch();
         return m_started(std::move(*result));
+    }
     m_timer = m_scheduler.startTimer(m_scheduler.now() + pollTime, [this] { poll(); });
+}
+
+void LocalService::watch()
+{
+    m_timer = m_scheduler.startTimer(m_scheduler.now() + watchTime, [this] {
+        m_timer = 0;
+        if (::waitpid(m_process, nullptr, WNOHANG) == 0)
+            return watch();
+        m_process = -1;
+        end();
+        m_printed.clear();
+        if (onEnded)
+            onEnded();
+    });
 }
 
 std::optional<Result<LocalService::Address>> LocalService::look()
@@ -144,12 +166,15 @@ std::optional<Result<LocalService::Address>> LocalService::look()
     if (auto const end = m_printed.find('\n'); end != std::string::npos) {
         if (auto address = parseFirstLine(std::string_view(m_printed).substr(0, end)))
             return *address;
-        return Error{Error::Kind::other, "the local service gave no address when it started"};
+        return failure(
+            T("the local service gave no address when it started", "dịch vụ trên máy không báo địa chỉ khi khởi động"));
     }
     if (count == 0)
-        return Error{Error::Kind::other, "the local service ended when it started" + complaint()};
+        return failure(
+            T("the local service ended when it started", "dịch vụ trên máy kết thúc ngay khi khởi động") + complaint());
     if (m_scheduler.now() >= m_deadline || m_printed.size() > 4096)
-        return Error{Error::Kind::other, "the local service did not start in time" + complaint()};
+        return failure(
+            T("the local service did not start in time", "dịch vụ trên máy không khởi động kịp") + complaint());
     return {};
 }
 

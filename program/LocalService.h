@@ -30,11 +30,14 @@ public:
     /// Finds the program, starts it and waits until it listens. `started` is called once, never inside the call; the
     /// error is for the user.
     void start(Started started);
+    /// It has ended by itself after it was there; called once a `start`.
+    std::function<void()> onEnded;
 
 private:
     static std::optional<std::filesystem::path> find();
     std::optional<Error> spawn(std::filesystem::path const& program);
     void poll();
+    void watch();
     std::optional<Result<Address>> look();
     std::string complaint() const;
     void end();

@@ -119,6 +119,18 @@ std::string SessionStore::foldedTexts(Session const& session) const
     return result;
 }
 
+/// A file that somebody has copied is the same session once more.
+void SessionStore::dropCopies()
+{
+    std::unordered_map<std::string_view, std::string_view> files; ///< by id; the one that bears it wins
+    for (auto const& entry : m_entries) {
+        auto const [found, isNew] = files.emplace(entry->session.id, entry->file.name);
+        if (!isNew && entry->file.name == path(entry->session.id).filename())
+            found->second = entry->file.name;
+    }
+    std::erase_if(m_entries, [&](auto const& entry) { return files.at(entry->session.id) != entry->file.name; });
+}
+
 void SessionStore::load()
 {
     PrivateFiles::makeFolder(m_folder);
@@ -140,6 +152,7 @@ void SessionStore::load()
             m_entries.push_back(std::make_unique<Entry>(std::move(file), std::move(*session), std::move(folded)));
         }
     }
+    dropCopies();
     std::stable_sort(m_entries.begin(), m_entries.end(),
         [](auto const& a, auto const& b) { return a->session.startedAt > b->session.startedAt; });
     m_loaded = true;
@@ -187,7 +200,11 @@ std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
 void SessionStore::remove(Session const& session)
 {
     PrivateFiles::makeFolder(m_folder);
-    ::unlink(path(session.id).c_str());
+    sessions();
+    for (auto const& entry : m_entries) {
+        if (entry->session.id == session.id)
+            ::unlink((m_folder / entry->file.name).c_str());
+    }
     load();
 }
 

@@ -116,6 +116,7 @@ private:
 
     static std::optional<Stamp> stampOf(int folder, char const* name);
     std::vector<File> files() const;
+    void dropCopies();
     std::string foldedTexts(Session const& session) const;
 
     std::filesystem::path m_folder;

@@ -29,10 +29,11 @@ public:
         bool operator==(Budget const&) const = default;
     };
 
-    /// `clientToken` identifies the caller to the backend in every call; empty when there is none.
+    /// `clientToken` identifies the caller to the backend in every call; empty when there is none, or not yet.
     HostedSession(Scheduler& main, Net& net, std::string clientToken);
     static HostedSession& shared();
     std::string const& clientToken() const { return m_clientToken; }
+    void setClientToken(std::string token) { m_clientToken = std::move(token); }
 
     /// Opens a session; nothing on success. Allowed again after an end, and replaces everything.
     Task<std::optional<Failure>> start();
@@ -70,7 +71,7 @@ private:
 
     Scheduler& m_main;
     Net& m_net;
-    std::string const m_clientToken;
+    std::string m_clientToken;
     TaskGroup m_tasks;
     std::int64_t m_remainingSeconds = 0;
     bool m_active = false;

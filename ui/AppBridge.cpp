@@ -39,10 +39,7 @@ QString deviceValue(std::optional<std::uint32_t> const& id) { return id ? QStrin
 
 } // namespace
 
-AppBridge::AppBridge(AppModel& model)
-    : m_model(model)
-    , m_language(toQt(model.settings->uiLang))
-    , m_keyAtLaunch(toQt(Secrets::key()))
+AppBridge::AppBridge(AppModel& model) : m_model(model), m_language(toQt(model.settings->uiLang))
 {
     auto const tell = [this](auto& observable, auto signal) {
         m_watches.push_back(observable.observe([this, signal](auto const&) { Q_EMIT(this->*signal)(); }));
@@ -146,8 +143,12 @@ QString AppBridge::ownKey() const { return toQt(Secrets::key()); }
 void AppBridge::setOwnKey(QString const& key)
 {
     auto const text = key.toStdString();
-    KeyStore::d().set(keyOfProvider, std::string(trimWhitespace(text)));
+    auto const trimmed = std::string(trimWhitespace(text));
+    if (trimmed == Secrets::key())
+        return;
+    KeyStore::d().set(keyOfProvider, trimmed);
     m_model.settings->save();
+    m_model.commands.adoptKey();
     Q_EMIT ownKeyChanged();
 }
 

@@ -36,6 +36,7 @@ class AppBridge final : public QObject {
     Q_PROPERTY(QVariantList microphones READ microphones NOTIFY devicesChanged)
     Q_PROPERTY(QVariantList speakOutputs READ speakOutputs NOTIFY devicesChanged)
     Q_PROPERTY(QVariantList listenOutputs READ listenOutputs NOTIFY devicesChanged)
+    Q_PROPERTY(bool devicesKnown READ devicesKnown NOTIFY devicesChanged) ///< not before the sound server has told
     Q_PROPERTY(QString microphone READ microphone NOTIFY devicesChanged)
     Q_PROPERTY(QString speakOutput READ speakOutput NOTIFY devicesChanged)
     Q_PROPERTY(QString listenOutput READ listenOutput NOTIFY devicesChanged)
@@ -44,7 +45,6 @@ class AppBridge final : public QObject {
     Q_PROPERTY(QString profileName READ profileName NOTIFY profileChanged) ///< "None" without an active profile
     Q_PROPERTY(QString profileCounts READ profileCounts NOTIFY profileChanged) ///< empty for an empty profile
     Q_PROPERTY(QString ownKey READ ownKey WRITE setOwnKey NOTIFY ownKeyChanged)
-    Q_PROPERTY(bool ownKeyWaits READ ownKeyWaits NOTIFY ownKeyChanged) ///< it counts from the next launch on
     Q_PROPERTY(bool testing READ testing NOTIFY testingChanged)
     Q_PROPERTY(QString version READ version CONSTANT)
 
@@ -57,6 +57,7 @@ public:
     QString statusText() const;
     QString elapsed() const { return toQt(m_model.elapsedString()); }
     QString balance() const;
+    bool devicesKnown() const { return !m_model.outputDevices->empty(); }
     QVariantList microphones() const;
     QVariantList speakOutputs() const;
     QVariantList listenOutputs() const;
@@ -69,7 +70,6 @@ public:
     QString profileCounts() const;
     QString ownKey() const;
     void setOwnKey(QString const& key);
-    bool ownKeyWaits() const { return ownKey() != m_keyAtLaunch; }
     bool testing() const { return m_testing; }
     QString version() const;
 
@@ -86,7 +86,6 @@ public:
     Q_INVOKABLE void replayLast() { m_model.commands.replayLast(); }
     Q_INVOKABLE void summarizeRecent() { m_model.commands.summarizeRecent(); }
     Q_INVOKABLE void applyPreset(QString const& preset);
-    Q_INVOKABLE void restartApp() { m_model.commands.restartApp(); }
     Q_INVOKABLE void clearTranscript() { m_model.transcript = std::vector<AppModel::Line>(); }
     /// "txt" or "srt"; the whole transcript.
     Q_INVOKABLE QString transcriptAs(QString const& extension) const;
@@ -105,7 +104,6 @@ private:
     std::vector<Subscription> m_watches;
     HostedSession const* m_hosted = nullptr;
     QString m_language;
-    QString m_keyAtLaunch;
     bool m_testing = false;
 };
 

@@ -8,7 +8,7 @@
 namespace lingrelay {
 
 /// Brings the rows of a list model to `wanted` by removing and inserting runs of rows, so that a view keeps its place.
-/// Rows are told apart by `id`; those that stay keep their order in both lists.
+/// Rows are told apart by `id`, of which `wanted` has each once.
 template <class Row, class Id, class Remove, class Insert>
 void syncRows(std::vector<Row>& rows, std::vector<Row> const& wanted, Id id, Remove remove, Insert insert)
 {
@@ -35,6 +35,8 @@ void syncRows(std::vector<Row>& rows, std::vector<Row> const& wanted, Id id, Rem
             insert(at, std::span(wanted).subspan(at, end - at));
         at = end + 1;
     }
+    if (rows.size() > wanted.size()) // the order has changed
+        remove(wanted.size(), rows.size() - wanted.size());
 }
 
 } // namespace lingrelay

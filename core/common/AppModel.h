@@ -49,6 +49,7 @@ public:
         std::function<void(std::function<void()> done)> testVoice = [](std::function<void()> done) { done(); };
         std::function<void()> detectContext = [] {};
         std::function<void()> restartApp = [] {};
+        std::function<void()> adoptKey = [] {}; ///< the user has entered a key of their own, or removed it
         std::function<void(std::string const& text)> typeToSpeak = [](std::string const&) {};
         std::function<void()> replayLast = [] {};
         std::function<void()> summarizeRecent = [] {};

@@ -132,7 +132,12 @@ TEST_F(CommandsTest, aSessionIsDeletedForGood)
     EXPECT_EQ(run({"sessions", "delete", "last"}), 0);
     EXPECT_FALSE(fs::exists(folder / ("sessions/" + second + ".json")));
     fs::rename(folder / ("sessions/" + first + ".json"), folder / "sessions/other.json");
-    expectComplaint({"sessions", "delete", "last"}, 1, "cannot be removed");
+    fs::permissions(folder / "sessions", fs::perms::owner_read | fs::perms::owner_exec);
+    if (::geteuid() != 0) // whom nothing stops
+        expectComplaint({"sessions", "delete", "last"}, 1, "cannot be removed");
+    fs::permissions(folder / "sessions", fs::perms::owner_all);
+    EXPECT_EQ(run({"sessions", "delete", "last"}), 0) << "whatever its file is called";
+    EXPECT_TRUE(fs::is_empty(folder / "sessions"));
 }
 
 TEST_F(CommandsTest, wordsThatMakeNoSenseAreRefused)

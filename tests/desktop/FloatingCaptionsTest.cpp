@@ -115,6 +115,10 @@ TEST_F(FloatingCaptionsTest, standsWhereTheUserLeftItUnlessThatCannotBeSeen)
     defaults.set(frameKey, "{{1700, 60}, {500, 200}}");
     open();
     EXPECT_EQ(window.frame(), (Rect{1700, 60, 500, 200}));
+    captions.reset();
+    defaults.set(frameKey, "{{60, 60}, {1e9, 90000}}");
+    open();
+    EXPECT_EQ(window.frame(), (Rect{60, 60, CaptionLayout::maximumWidth, CaptionLayout::maximumHeight}));
 
     window.visibleFrames = {{0, 30, 1280, 700}};
     captions->resetPlace();

@@ -149,6 +149,23 @@ TEST_F(SessionStoreTest, loadingAgainSeesEveryChange)
     EXPECT_EQ(published, 5);
 }
 
+TEST_F(SessionStoreTest, aCopiedFileIsTheSameSession)
+{
+    auto later = sampleSession(2, {sampleLine(1, "words", "")});
+    later.startedAt += std::chrono::hours(1);
+    ASSERT_TRUE(store.archive(later));
+    auto const path = *store.archive(sampleSession(1, {sampleLine(1, "words", "")}));
+    fs::copy(path, folder / "A copy.json");
+    fs::copy(path, folder / "of it.json");
+    EXPECT_EQ(found("words"), (std::vector{sampleId(2), sampleId(1)}));
+    fs::remove(path);
+    store.load();
+    EXPECT_EQ(found("words"), (std::vector{sampleId(2), sampleId(1)}));
+    for (int copies = 2; copies > 0; --copies)
+        store.remove(store.sessions()->back());
+    EXPECT_EQ(found(""), std::vector{sampleId(2)});
+}
+
 TEST_F(SessionStoreTest, searchLooksAtTitlesAndBothTextsWhateverTheCase)
 {
     ASSERT_TRUE(store.archive(

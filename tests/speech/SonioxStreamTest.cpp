@@ -350,7 +350,7 @@ TEST_F(ConnectedTest, aConnectionThatDiesWithSoundUnderWayIsOneFailure)
 
 TEST_F(ConnectedTest, anUnusableAddressIsNineFailuresAndThenQuiet)
 {
-    m_world.registry.put(std::make_shared<Hosts>(Hosts{"ws://example.com", "", "", ""}));
+    m_world.registry.put(std::make_shared<HostsInUse>(Hosts{"ws://example.com", "", "", ""}));
     int dead = 0;
     m_stream->onDead = [&] { ++dead; };
     m_stream->connect();

@@ -24,7 +24,8 @@ class World {
 public:
     explicit World(std::optional<std::uint32_t> seed = {}) : time(seed)
     {
-        registry.put(std::make_shared<Hosts>(Hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3"}));
+        registry.put(
+            std::make_shared<HostsInUse>(Hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3"}));
         Log::setSink([this](std::string_view line) { log.emplace_back(line); });
     }
     ~World()

@@ -15,7 +15,7 @@ protected:
 
     TextTranslatorTest()
     {
-        m_world.registry.put(std::make_shared<Hosts>(
+        m_world.registry.put(std::make_shared<HostsInUse>(
             Hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3", "http://127.0.0.1:4"}));
         m_world.network.onExchange = [this](SimExchange const& exchange) {
             requests.push_back(exchange.request());
@@ -92,7 +92,7 @@ TEST_F(TextTranslatorTest, onlyFailuresOfThePublicServiceAreTold)
     publicService.reset();
     EXPECT_EQ(translate("Hello.").error().message, "no connection");
 
-    m_world.registry.put(std::make_shared<Hosts>(Hosts{"", "", "", "http://127.0.0.1:3"}));
+    m_world.registry.put(std::make_shared<HostsInUse>(Hosts{"", "", "", "http://127.0.0.1:3"}));
     for (int const status : {422, 429, 200}) { // the backend's own trouble is not the user's
         backend = HttpResponse{status, {}, "{}"};
         requests.clear();

@@ -143,6 +143,32 @@ class Person:
         self.look("panel")
         return x, y, width + 100, height + 50
 
+    def own_key(self):
+        """Typed and taken back: nobody is asked meanwhile."""
+        self.section("General")
+        field = eventually(lambda: next((seen for seen in self.program.walk() if seen.getRoleName() == "password text"),
+                                        None), what="the field for a key")
+        field.queryComponent().grabFocus()
+        for text in ("not-a-key", ""):
+            key("ctrl+a", "BackSpace")
+            xdotool("type", text) if text else None
+            key("Tab")
+            eventually(lambda: self.desktop.stored("k.soniox") == text, what="the key in the store")
+            field.queryComponent().grabFocus()
+
+    def service_dies(self):
+        """Another one takes its place."""
+        def service():
+            return subprocess.run(("pgrep", "-P", str(self.program.process.pid), "-f", "lingrelay-service"),
+                                  capture_output=True, text=True).stdout.strip()
+        first = eventually(service, what="the service")
+        subprocess.run(("kill", "-9", first), check=True)
+        eventually(lambda: service() not in ("", first), what="another service")
+        self.program.press("push button", "Start translating")
+        self.sees("ready")
+        key("ctrl+Return")  # the panel hides the button
+        self.program.wait("push button", "Start translating")
+
     def drag(self, start, end):
         xdotool("mousemove", *start, "mousedown", 1)
         for step in range(1, 9):
@@ -196,6 +222,12 @@ def main(binary, folder=None):
             assert program.process.wait(10) == 0
         with Program(desktop, binary) as program:
             person = Person(desktop, program, folder)
+            try:
+                person.own_key()
+                person.service_dies()
+            except BaseException:
+                person.look("failed")
+                raise
             program.press("push button", "Start translating")
             panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
             eventually(lambda: desktop.geometry(panel) == place, what="the panel's own place")

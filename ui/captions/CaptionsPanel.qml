@@ -149,7 +149,7 @@ Window {
 
             Canvas {
                 anchors.fill: parent
-                opacity: grip.containsMouse || grip.pressed ? 0.9 : surface.containsMouse ? 0.35 : 0
+                opacity: grip.containsMouse || grip.pressed ? 0.9 : 0.35
                 onPaint: {
                     const context = getContext("2d");
                     context.strokeStyle = "white";

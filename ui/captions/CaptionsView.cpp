@@ -34,6 +34,16 @@ bool fits(QString const& text, QFont const& font, int width, int rows)
 
 } // namespace
 
+/// Captions are counted in rows; a break within them would take one more.
+QString CaptionsView::text(FloatingCaptions::Label const& label)
+{
+    auto shown = label.hidden ? QString() : toQt(label.text);
+    for (auto const breaks : {QChar(QChar::LineFeed), QChar(QChar::CarriageReturn), QChar(QChar::LineSeparator),
+             QChar(QChar::ParagraphSeparator)})
+        shown.replace(breaks, QChar(QChar::Space));
+    return shown;
+}
+
 void CaptionsView::follow(FloatingCaptions& captions, PanelWindow& window)
 {
     m_window = &window;
@@ -46,6 +56,14 @@ void CaptionsView::follow(FloatingCaptions& captions, PanelWindow& window)
     };
     take(*captions.content());
     m_watch = captions.content().observe(take);
+}
+
+void CaptionsView::leave()
+{
+    m_watch = {};
+    m_drag.reset();
+    m_captions = nullptr;
+    m_window = nullptr;
 }
 
 QString CaptionsView::fitted(QString const& text, QFont const& font, int width, int rows) const

@@ -29,8 +29,9 @@ class CaptionsView final : public QObject {
     Q_PROPERTY(bool announce READ announce WRITE setAnnounce NOTIFY announceChanged)
 
 public:
-    /// What it shows from now on, and in which window. Both outlive the view.
+    /// What it shows from now on, and in which window. Both live until `leave`.
     void follow(FloatingCaptions& captions, PanelWindow& window);
+    void leave();
 
     // Hidden labels are empty here.
     QString status() const { return text(m_content.status); }
@@ -67,7 +68,7 @@ public:
     Q_SIGNAL void announced(QString const& line);
 
 private:
-    static QString text(FloatingCaptions::Label const& label) { return label.hidden ? QString() : toQt(label.text); }
+    static QString text(FloatingCaptions::Label const& label);
 
     PanelWindow* m_window = nullptr; ///< together with the captions
     FloatingCaptions* m_captions = nullptr;

@@ -48,6 +48,7 @@ Templates.Button {
                 width: Math.min(Math.ceil(implicitWidth), button.availableWidth - button.iconRoom)
                 visible: text.length > 0
                 text: button.text
+                textFormat: Text.PlainText
                 elide: Text.ElideRight
                 font: button.font
                 color: button.ink
@@ -72,8 +73,17 @@ Templates.Button {
         }
     }
 
-    ToolTip {
-        visible: text.length > 0 && (button.hovered || button.visualFocus)
-        text: button.toolTip.length > 0 ? button.toolTip : label.truncated ? button.text : ""
+    // Made when it is needed: most never are.
+    Loader {
+        id: tip
+
+        readonly property string words: button.toolTip.length > 0 ? button.toolTip : label.truncated ? button.text : ""
+
+        active: words.length > 0 && (button.hovered || button.visualFocus)
+        sourceComponent: ToolTip {
+            parent: button
+            text: tip.words
+            visible: true
+        }
     }
 }

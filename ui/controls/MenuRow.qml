@@ -37,6 +37,7 @@ Templates.AbstractButton {
         Text {
             anchors { left: parent.left; right: parent.right; leftMargin: entry.modelData.iconName ? 34 : Theme.space2; rightMargin: Theme.space2; verticalCenter: parent.verticalCenter }
             text: entry.text
+            textFormat: Text.PlainText
             elide: Text.ElideRight
             font.pixelSize: Theme.fontBody
             color: entry.current && entry.enabled ? Theme.text : entry.ink

@@ -17,6 +17,7 @@ Templates.AbstractButton {
 
     contentItem: Text {
         text: segment.text
+        textFormat: Text.PlainText
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight

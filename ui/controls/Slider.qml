@@ -34,7 +34,7 @@ Item {
         snapMode: Templates.Slider.SnapAlways
         live: true
         value: root.value
-        onValueChanged: if (Math.abs(value - root.value) > root.step / 4) root.moved(value)
+        onValueChanged: if (Math.abs(value - Math.max(from, Math.min(to, root.value))) > root.step / 4) root.moved(value)
         onPressedChanged: if (!pressed) root.settle()
         Accessible.name: root.label
 

@@ -35,6 +35,7 @@ Templates.AbstractButton {
                 width: Math.min(implicitWidth, button.width - 60)
                 elide: Text.ElideRight
                 text: button.text
+                textFormat: Text.PlainText
                 font.pixelSize: Theme.fontButton
                 font.weight: Font.Bold
                 color: button.ink

@@ -73,14 +73,16 @@ Templates.TextField {
             field.textEdited();
         }
     }
-    Button {
+    Loader {
         anchors { right: parent.right; rightMargin: clearButton.visible ? 31 : 3; verticalCenter: parent.verticalCenter }
-        implicitWidth: 26
-        implicitHeight: 26
-        visible: field.secure
-        kind: Button.Quiet
-        iconName: field.revealed ? "eye-off" : "eye"
-        Accessible.name: field.revealed ? T("Hide", "Ẩn") : T("Show", "Hiện")
-        onClicked: field.revealed = !field.revealed
+        active: field.secure
+        sourceComponent: Button {
+            implicitWidth: 26
+            implicitHeight: 26
+            kind: Button.Quiet
+            iconName: field.revealed ? "eye-off" : "eye"
+            Accessible.name: field.revealed ? T("Hide", "Ẩn") : T("Show", "Hiện")
+            onClicked: field.revealed = !field.revealed
+        }
     }
 }

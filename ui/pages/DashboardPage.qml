@@ -22,7 +22,7 @@ ScrollPage {
 
     Banner {
         Layout.fillWidth: true
-        visible: !App.virtualInstalled
+        visible: App.devicesKnown && !App.virtualInstalled
         kind: Banner.Warning
         iconName: "warning"
         title: T("Virtual microphone not installed", "Chưa cài mic ảo")

@@ -102,7 +102,7 @@ ScrollPage {
     Section {
         Layout.fillWidth: true
         title: T("Your own Soniox key", "Khoá Soniox của riêng bạn")
-        footer: App.ownKeyWaits ? T("The key is kept. It is used from the next launch on.", "Đã lưu khoá. Khoá được dùng từ lần mở sau.") : ""
+        footer: App.ownKey.length > 0 ? T("Your key is used from the next connection on.", "Khoá của bạn được dùng từ lần kết nối tiếp theo.") : ""
 
         ColumnLayout {
             Layout.fillWidth: true
@@ -113,15 +113,9 @@ ScrollPage {
                 Layout.fillWidth: true
                 secure: true
                 placeholderText: T("Leave empty to use the hosted service", "Để trống để dùng dịch vụ có sẵn")
-                Accessible.name: T("Your own Soniox key", "Khoá Soniox của riêng bạn")
+                label: T("Your own Soniox key", "Khoá Soniox của riêng bạn")
                 text: App.ownKey
-                onTextEdited: App.ownKey = text
-            }
-            Button {
-                visible: App.ownKeyWaits
-                iconName: "rotate"
-                text: T("Restart now", "Khởi động lại ngay")
-                onClicked: App.restartApp()
+                onEditingFinished: App.ownKey = text
             }
         }
     }

@@ -8,6 +8,7 @@ import Lingrelay.Model
 Card {
     id: row
 
+    required property int index
     required property string sessionId
     required property string title
     required property string languages
@@ -25,7 +26,8 @@ Card {
         hoverEnabled: true
         Accessible.role: Accessible.ListItem
         Accessible.name: row.title
-        Accessible.description: details.text
+        Accessible.description: details.text + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
+        onVisualFocusChanged: if (visualFocus) row.ListView.view.positionViewAtIndex(row.index, ListView.Contain)
         Accessible.onPressAction: clicked()
         Keys.onReturnPressed: clicked()
         Keys.onEnterPressed: clicked()

@@ -16,11 +16,12 @@ Window {
 
     /// A question that waits for an answer; the program asks one at a time.
     function ask(question) {
-        questionSheet.question = question;
-        questionSheet.open();
+        questionSheet.active = true;
+        questionSheet.item.question = question;
+        questionSheet.item.open();
     }
     function endQuestion() {
-        questionSheet.close();
+        questionSheet.item.close();
     }
 
     RowLayout {
@@ -64,8 +65,12 @@ Window {
         }
     }
 
-    QuestionSheet {
+    Loader {
         id: questionSheet
+
+        active: false
+        sourceComponent: QuestionSheet {
+        }
     }
 
     Binding {

@@ -3,7 +3,7 @@ import QtQuick.Layouts
 import Lingrelay.Controls
 import Lingrelay.Model
 
-/// The section's title and the state of the run. Nothing in it moves when texts change.
+/// The section's title and the state of the run.
 Item {
     id: toolbar
 
@@ -19,24 +19,8 @@ Item {
             wrapMode: Text.NoWrap
             Accessible.role: Accessible.Heading
         }
-        Label {
-            id: status
-
+        Item {
             Layout.fillWidth: true
-            horizontalAlignment: Text.AlignRight
-            wrapMode: Text.NoWrap
-            elide: Text.ElideRight
-            text: App.statusText.replace(/^● /, "") // its dot is drawn beside it
-            color: App.statusKind === "error" ? Theme.error : App.statusKind === "warning" ? Theme.warning : Theme.text
-            Accessible.description: T("State of the translation", "Trạng thái dịch")
-
-            HoverHandler {
-                id: overStatus
-            }
-            ToolTip {
-                text: status.text
-                visible: overStatus.hovered && status.truncated
-            }
         }
         StatusDot {
             readonly property var colours: ({
@@ -56,6 +40,30 @@ Item {
 
             color: colours[App.statusKind] ?? Theme.disabled
             shape: shapes[App.statusKind] ?? StatusDot.Ring
+        }
+        Label {
+            id: status
+
+            Layout.fillWidth: true
+            Layout.maximumWidth: Math.ceil(implicitWidth)
+            maximumLineCount: 1
+            wrapMode: Text.NoWrap
+            elide: Text.ElideRight
+            text: App.statusText.replace(/^● /, "") // its dot is drawn beside it
+            color: App.statusKind === "error" ? Theme.error : App.statusKind === "warning" ? Theme.warning : Theme.text
+            Accessible.description: T("State of the translation", "Trạng thái dịch")
+
+            HoverHandler {
+                id: overStatus
+            }
+            Loader {
+                active: overStatus.hovered && status.truncated
+                sourceComponent: ToolTip {
+                    parent: status
+                    text: status.text
+                    visible: true
+                }
+            }
         }
         Label {
             visible: App.running

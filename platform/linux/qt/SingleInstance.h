@@ -19,6 +19,8 @@ public:
     bool first() const { return m_first; }
     /// Another launch has asked for this one.
     std::function<void()> onRaise;
+    /// This one is about to end: the next launch is the first.
+    void yield() { m_server.close(); }
 
 private:
     QLocalServer m_server;

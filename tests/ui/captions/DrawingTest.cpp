@@ -40,6 +40,7 @@ std::vector<Script> const scripts{
         repeated("ברוכים הבאים לכולם ", 80), repeated("مرحبا ", 60)},
     {"unbroken", "⚠ Micro: không nghe thấy gì", std::string(3000, 'W'), std::string(3000, 'm'),
         repeated("🎙👩‍👩‍👧", 200)},
+    {"broken", "two\nlines", repeated("one\n\n", 30), repeated("zwei\r\n", 9) + "\u2028\u2029drei", "a\nb\nc"},
     {"empty", "", "", "", ""},
 };
 
