@@ -19,8 +19,8 @@ constexpr std::size_t rollingLimit = 12000;
 constexpr std::size_t punctuatedClause = 23; ///< a clause may end at a comma beyond this many characters
 constexpr std::size_t longestClause = 89;
 constexpr int closeGoingAway = 1001;
-/// Six unanswered pings: the connection is dead although nobody closed it.
-constexpr Duration deadAfter = seconds(30.0);
+/// Two unanswered pings: the connection is dead although nobody closed it. All that is said meanwhile is lost.
+constexpr Duration deadAfter = seconds(12.0);
 constexpr Duration finishQuiet = seconds(5.0);
 constexpr std::int64_t waitingSeconds = 2;
 
@@ -103,7 +103,7 @@ void SonioxStream::connectNow()
     WebSocketRequest request;
     request.url = Hosts::shared().sttUrl();
     request.bearer = key;
-    request.idleTimeout = deadAfter;
+    request.connectTimeout = request.idleTimeout = deadAfter;
     request.maxQueuedBytes = static_cast<std::size_t>(m_sampleRate * 2 * waitingSeconds);
     request.onDropped = [](std::size_t bytes) { Log::write("[stt] provider is not reading: {} bytes dropped", bytes); };
     auto const socket = m_network.connect(std::move(request), m_scheduler);

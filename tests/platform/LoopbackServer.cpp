@@ -60,14 +60,14 @@ std::string lowered(std::string_view text)
 
 } // namespace
 
-TestCertificate TestCertificate::make(std::string const& names)
+TestCertificate TestCertificate::make(std::string const& names, long end)
 {
     EVP_PKEY* const key = EVP_EC_gen("P-256");
     X509* const certificate = X509_new();
     X509_set_version(certificate, 2);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate), static_cast<long>(std::hash<std::string>()(names) & 0xFFFFFF));
     X509_gmtime_adj(X509_getm_notBefore(certificate), -3600);
-    X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
+    X509_gmtime_adj(X509_getm_notAfter(certificate), end);
     X509_set_pubkey(certificate, key);
     auto* const name = X509_get_subject_name(certificate);
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<unsigned char const*>("test"), -1, -1, 0);

@@ -12,7 +12,8 @@ struct TestCertificate {
     std::string certificate;
     std::string key;
 
-    static TestCertificate make(std::string const& names);
+    /// It ends so many seconds from now.
+    static TestCertificate make(std::string const& names, long end = 3600);
 };
 
 /// A real server on 127.0.0.1, plain or encrypted, on a thread of its own.
