@@ -415,10 +415,30 @@ TEST_F(TranslateFileTest, aKeyIsShownNowhereEvenWhenTheServiceRepeatsIt)
     program.signal(SIGINT);
     EXPECT_EQ(program.wait(10), 0);
     EXPECT_TRUE(record("http").empty()); // with a key of the user's own no session is asked for
-    for (auto const& shown :
-        {program.output(), program.errors(), readFile(folder / "trace"), readFile(folder / "t.json")})
+    for (auto const& shown : {program.output(), program.errors(), readFile(folder / "trace"),
+             readFile(folder / "t.json"), readFile(folder / "log")})
         EXPECT_EQ(shown.find(key), std::string::npos) << shown;
     EXPECT_FALSE(std::filesystem::exists(folder / "config")); // nor is it stored
+}
+
+TEST_F(TranslateFileTest, theLocalServiceIsClosedToOthers)
+{
+    service(fmt::format("exec '{}'", LINGRELAY_SERVICE));
+    Program service({folder / "service", "--port", "0"}, {});
+    std::string line;
+    ASSERT_TRUE(waitUntil(15, [&] { return (line = service.output()).ends_with('\n'); }));
+    auto const port = fmt::format(":{:04X} ", std::stoi(line.substr(line.find(':') + 1)));
+    int places = 0;
+    for (auto const* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+        std::istringstream rows(readFile(table));
+        for (std::string row; std::getline(rows, row);) {
+            if (row.find(port) == std::string::npos || row.find(":0000 0A") == std::string::npos) // listens there
+                continue;
+            ++places;
+            EXPECT_NE(row.find(" 0100007F" + port), std::string::npos) << row;
+        }
+    }
+    EXPECT_EQ(places, 1);
 }
 
 TEST_F(TranslateFileTest, realSpeechBecomesSpanishOnThisMachineAlone)
@@ -428,8 +448,15 @@ TEST_F(TranslateFileTest, realSpeechBecomesSpanishOnThisMachineAlone)
         GTEST_SKIP() << "the package pocketsphinx-testdata is not installed";
     service(fmt::format("exec '{}'", LINGRELAY_SERVICE));
     std::filesystem::copy_file(clip, folder / "clip.wav");
-    Program program(
-        command({"--events=json", "--pace=fast", "--output", folder / "voice.wav"}, "clip.wav"), environment());
+    auto words = command({"--events=json", "--pace=fast", "--output", folder / "voice.wav"}, "clip.wav");
+    // With nothing but loopback, where that can be had.
+    Words alone{
+        "/usr/bin/unshare", "-rn", "sh", "-c", "PATH=$PATH:/usr/sbin:/sbin; ip link set lo up && exec \"$0\" \"$@\""};
+    auto probe = alone;
+    probe.push_back("true");
+    if (Program allowed(probe, {}); allowed.wait(5) == 0)
+        words.insert(words.begin(), alone.begin(), alone.end());
+    Program program(words, environment());
     EXPECT_EQ(program.wait(120), 0) << program.errors();
     EXPECT_EQ(endOf(program.events()), "finished");
     EXPECT_FALSE(only(program.events(), "line").empty()) << program.output();
