@@ -1,7 +1,7 @@
 // lingrelay-bench-server: a speech provider on loopback, for any number of clients at once. Its recogniser listens to
 // nothing and talks all the time, eight messages a second; its voice makes 50 ms of sound of each character, five times
-// as fast as it is played. Prints the addresses of both, then a JSON line for each connection: when it began, and once
-// it has ended what was sent and came when, in nanoseconds of the monotonic clock.
+// as fast as it is played. Prints JSON lines: the addresses of both, each clause, and of each recognition its beginning
+// and, once it has ended, what was sent and came when, in nanoseconds of the monotonic clock.
 //
 // A message is recognised wherever it goes: "#N" ends its previews, and "N" stands before the last mark of a
 // translation.
@@ -41,20 +41,11 @@ Json preview(std::string text, char const* status)
     return {{"text", std::move(text)}, {"is_final", false}, {"translation_status", status}};
 }
 
-struct Numbered {
-    int number;
-    bool endsSentence;
-    std::string text;
-};
-
-Numbered numbered(std::string const& text)
+std::string numbered(std::string const& text, int number)
 {
-    static std::atomic<int> last = 0;
-    int const number = ++last;
     auto message = *parseJson(text);
     auto& tokens = message["tokens"];
     bool translates = false;
-    bool endsSentence = false;
     for (auto& token : tokens) {
         if (token.value("translation_status", "") != "translation")
             continue;
@@ -63,34 +54,32 @@ Numbered numbered(std::string const& text)
         if (!token["is_final"].get<bool>() || std::string_view(".!?").find(words.back()) == std::string_view::npos)
             continue;
         words.insert(words.size() - 1, " " + std::to_string(number));
-        endsSentence = true;
     }
     auto const mark = " #" + std::to_string(number);
     tokens.push_back(preview(mark, "original"));
     if (translates)
         tokens.push_back(preview(mark, "translation"));
-    return {number, endsSentence, jsonText(message)};
+    return jsonText(message);
 }
 
 void recognise(Peer& peer)
 {
     readMessage(peer); // the configuration
     report({{"kind", "open"}});
+    static std::atomic<int> last = 0;
     auto sent = Json::array();
-    auto sentences = Json::array();
     auto blocks = Json::array();
     {
         std::jthread const talk([&](std::stop_token stop) {
             Conversation conversation;
             auto next = std::chrono::steady_clock::now();
             while (!stop.stop_requested()) {
-                auto const message = numbered(conversation.next());
-                Json const stamp{message.number, monotonicNow()};
-                if (!writeText(peer, message.text))
+                int const number = ++last;
+                auto const message = numbered(conversation.next(), number);
+                Json const stamp{number, monotonicNow()};
+                if (!writeText(peer, message))
                     return;
                 sent.push_back(stamp);
-                if (message.endsSentence)
-                    sentences.push_back(stamp);
                 std::this_thread::sleep_until(next += std::chrono::milliseconds(125));
             }
         });
@@ -98,7 +87,7 @@ void recognise(Peer& peer)
             blocks.push_back(monotonicNow());
     }
     writeText(peer, R"({"tokens":[],"finished":true})");
-    report({{"kind", "stream"}, {"sent", sent}, {"sentences", sentences}, {"blocks", blocks}});
+    report({{"kind", "stream"}, {"sent", sent}, {"blocks", blocks}});
 }
 
 void speak(Peer& peer)
