@@ -1,4 +1,4 @@
-"""client.py STT-URL TTS-URL FILE.wav STREAMS FOLDER: what lingrelay-cli does with a file, as a plain program on asyncio.
+"""client.py STT-URL TTS-URL FILE.wav STREAMS FOLDER: what lingrelay-cli does with a file, plainly, on asyncio.
 
 Sends the file at the speed of its sound, makes captions of the answers, prints each as a JSON line with the time of the
 monotonic clock, has finished clauses spoken and plays them, clause after clause, into a WAV file. Runs until SIGTERM."""
