@@ -1,8 +1,8 @@
 # lingrelay_room(NAME SOURCES ... [LINK ...]): one static library a room. A room sees only what it links.
 # Sources may be empty while a room holds headers alone.
 add_library(lingrelay_options INTERFACE)
-target_compile_options(lingrelay_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow=local
-    -Woverloaded-virtual -Werror=return-type)
+target_compile_options(lingrelay_options INTERFACE -Wall -Wextra -Wpedantic
+    $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Woverloaded-virtual -Werror=return-type)
 target_include_directories(lingrelay_options INTERFACE ${CMAKE_SOURCE_DIR})
 
 # GCC 12 warns falsely about std::string inside inlined coroutines and variants.
@@ -12,7 +12,7 @@ target_compile_options(lingrelay_options INTERFACE
 set(LINGRELAY_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, such as address,undefined or thread")
 if(LINGRELAY_SANITIZE)
     target_compile_options(lingrelay_options INTERFACE -fsanitize=${LINGRELAY_SANITIZE} -fno-omit-frame-pointer
-        -fno-sanitize-recover=undefined)
+        -fno-sanitize-recover=undefined $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>) # not with coroutines
     target_link_options(lingrelay_options INTERFACE -fsanitize=${LINGRELAY_SANITIZE})
     target_compile_definitions(lingrelay_options INTERFACE LINGRELAY_SANITIZED=1)
 endif()

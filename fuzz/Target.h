@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lingrelay {
+
+/// One kind of outside input: what is done with any bytes. Each source of this folder makes one, and is built into a
+/// program of its own with the fuzzer, and with all others into one that feeds them what is kept in corpus/.
+struct FuzzTarget {
+    using Run = void (*)(std::string_view input);
+
+    FuzzTarget(char const* target, Run call) : name(target), run(call) { all().push_back(this); }
+    FuzzTarget(FuzzTarget const&) = delete;
+
+    static std::vector<FuzzTarget*>& all()
+    {
+        static std::vector<FuzzTarget*> targets;
+        return targets;
+    }
+
+    char const* const name;
+    Run const run;
+};
+
+/// What must hold whatever the input is.
+inline void fuzzExpect(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+/// The lines of the input: messages, one after the other.
+inline std::vector<std::string> fuzzLines(std::string_view input)
+{
+    std::vector<std::string> lines;
+    while (!input.empty()) {
+        auto const end = std::min(input.find('\n'), input.size());
+        lines.emplace_back(input.substr(0, end));
+        input.remove_prefix(std::min(end + 1, input.size()));
+    }
+    return lines;
+}
+
+} // namespace lingrelay
