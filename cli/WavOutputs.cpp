@@ -7,10 +7,8 @@ namespace lingrelay {
 
 namespace {
 
-constexpr Duration tickTime = seconds(0.02);
-/// After a second without sound nobody needs fine steps: the next clause takes longer than this to be buffered.
-constexpr Duration quietTickTime = seconds(0.06);
-constexpr int quietAfter = 50;
+/// Each wakes the processor. Far less than what a clause has buffered when it begins.
+constexpr Duration tickTime = seconds(0.06);
 constexpr std::size_t mostAtOnce = 4800;
 
 } // namespace
@@ -50,7 +48,7 @@ std::unique_ptr<AudioOutput> WavOutputs::open(std::optional<std::uint32_t>, Audi
     if (m_pace == Arguments::Pace::realtime)
         pullTo(heard()); // silence up to now
     m_renderer = &renderer;
-    wake(tickTime);
+    wake();
     return std::make_unique<Output>(*this, renderer);
 }
 
@@ -65,12 +63,12 @@ void WavOutputs::close(AudioRenderer& renderer)
     m_scheduler.stopTimer(std::exchange(m_timer, 0));
 }
 
-void WavOutputs::wake(Duration delay)
+void WavOutputs::wake()
 {
     if (m_finished)
         return;
     m_scheduler.stopTimer(m_timer);
-    m_timer = m_scheduler.startTimer(m_scheduler.now() + delay, [this, alive = std::weak_ptr(m_alive)] {
+    m_timer = m_scheduler.startTimer(m_scheduler.now() + tickTime, [this, alive = std::weak_ptr(m_alive)] {
         if (alive.lock())
             tick();
     });
@@ -82,12 +80,11 @@ void WavOutputs::tick()
     std::lock_guard const lock(m_mutex);
     if (!m_renderer || m_finished)
         return;
-    m_quietTicks = queued > 0 ? 0 : m_quietTicks + 1;
     auto const target = m_pace == Arguments::Pace::realtime
         ? heard()
         : m_pulled + static_cast<std::int64_t>(std::llround(queued * static_cast<double>(rate)));
     pullTo(target);
-    wake(m_quietTicks > quietAfter ? quietTickTime : tickTime);
+    wake();
 }
 
 /// Samples that a listener has heard since the beginning.

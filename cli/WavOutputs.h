@@ -40,7 +40,7 @@ private:
     class Output;
 
     void close(AudioRenderer& renderer);
-    void wake(Duration delay);
+    void wake();
     void tick();
     void pullTo(std::int64_t samples);
     std::int64_t heard() const;
@@ -54,7 +54,6 @@ private:
     Scheduler::TimerId m_timer = 0;
     std::optional<Instant> m_began;
     std::int64_t m_pulled = 0; ///< samples since the beginning
-    int m_quietTicks = 0;
     bool m_finished = false;
     std::vector<float> m_buffer;
 };
