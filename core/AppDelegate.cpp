@@ -208,7 +208,7 @@ void AppDelegate::configurePushToTalk()
             pressed ? T("● speaking", "● đang nói") : T("push to talk", "giữ phím để nói"));
     };
     ptt.stop();
-    bool const gated = m_settings.pushToTalk && m_running && m_settings.mode != Mode::listen;
+    bool const gated = m_settings.pushToTalk && ptt.available() && m_running && m_settings.mode != Mode::listen;
     if (gated)
         ptt.start();
     m_services.mic.setMuted(gated);

@@ -10,6 +10,9 @@ class PushToTalk {
 public:
     virtual ~PushToTalk() = default;
 
+    /// Keys can be watched here. Where they cannot, nothing may wait for one.
+    virtual bool available() const = 0;
+
     /// The key went down or came up; on main. Ends with false when stopped while the key is down.
     std::function<void(bool pressed)> onChange;
 

@@ -22,6 +22,7 @@ public:
 
 class NoKey final : public PushToTalk {
 public:
+    bool available() const override { return false; }
     void setKey(std::string const&) override { }
     void start() override { }
     void stop() override { }

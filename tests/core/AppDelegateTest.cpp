@@ -422,6 +422,10 @@ TEST_F(AppDelegateTest, aHeldKeyOpensTheMicrophone)
     stop();
     EXPECT_FALSE(key.watching);
     EXPECT_FALSE(mic.muted) << "not for the next session";
+    key.present = false;
+    start();
+    EXPECT_FALSE(mic.muted) << "no key could open it";
+    EXPECT_TRUE(*model->talking);
 }
 
 TEST_F(AppDelegateTest, anApplicationBringsItsProfile)

@@ -24,13 +24,15 @@ protected:
     /// The command, for a recording of silence of that length.
     Words command(double length, Words options = {}) const
     {
-        SF_INFO info{0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
-        auto* file = sf_open((folder / "speech.wav").c_str(), SFM_WRITE, &info);
-        std::vector<float> const frames(static_cast<std::size_t>(16000 * length));
-        sf_writef_float(file, frames.data(), static_cast<sf_count_t>(frames.size()));
-        sf_close(file);
-        Words words{
-            LINGRELAY_CLI, "translate", folder / "speech.wav", "--from", "en", "--to", "es", "--events", "json"};
+        auto const input = folder / fmt::format("{}s.wav", length);
+        if (!std::filesystem::exists(input)) { // another program may be reading it
+            SF_INFO info{0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
+            auto* file = sf_open(input.c_str(), SFM_WRITE, &info);
+            std::vector<float> const frames(static_cast<std::size_t>(16000 * length));
+            sf_writef_float(file, frames.data(), static_cast<sf_count_t>(frames.size()));
+            sf_close(file);
+        }
+        Words words{LINGRELAY_CLI, "translate", input, "--from", "en", "--to", "es", "--events", "json"};
         words.insert(words.end(), options.begin(), options.end());
         return words;
     }

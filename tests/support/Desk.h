@@ -141,9 +141,11 @@ private:
 class SimKey final : public PushToTalk {
 public:
     std::string key;
+    bool present = true;
     bool watching = false;
     bool down = false;
 
+    bool available() const override { return present; }
     void setKey(std::string const& wanted) override { key = wanted; }
     void start() override { watching = true; }
     void stop() override
