@@ -56,7 +56,7 @@ Templates.AbstractButton {
             height: parent.height
             radius: parent.radius
             visible: !button.running
-            color: Theme.gradientStart
+            color: Theme.brandStart
         }
         Rectangle {
             x: parent.width - width
@@ -64,7 +64,7 @@ Templates.AbstractButton {
             height: parent.height
             radius: parent.radius
             visible: !button.running
-            color: Theme.gradientEnd
+            color: Theme.brandEnd
         }
         Rectangle {
             x: parent.radius
@@ -76,11 +76,11 @@ Templates.AbstractButton {
 
                 GradientStop {
                     position: 0
-                    color: Theme.gradientStart
+                    color: Theme.brandStart
                 }
                 GradientStop {
                     position: 1
-                    color: Theme.gradientEnd
+                    color: Theme.brandEnd
                 }
             }
         }

@@ -22,7 +22,8 @@ Card {
     property string source
     property string translated
 
-    readonly property bool flowing: App.running && (inLevel > 0.04 || outLevel > 0.04)
+    // What is heard from the inputs is told while a session runs; the voice also speaks without one.
+    readonly property bool flowing: (App.running && inLevel > 0.04) || outLevel > 0.04
 
     component End: ColumnLayout {
         id: end
@@ -30,6 +31,7 @@ Card {
         property string label
         property string iconName
         property real level
+        property bool live: App.running
 
         spacing: Theme.space2
 
@@ -38,12 +40,12 @@ Card {
 
             Icon {
                 name: end.iconName
-                color: App.running ? lane.textTint : Theme.disabled
+                color: end.live ? lane.textTint : Theme.disabled
             }
             Label {
                 Layout.fillWidth: true
                 text: end.label
-                color: App.running ? Theme.text : Theme.secondary
+                color: end.live ? Theme.text : Theme.secondary
                 wrapMode: Text.NoWrap
                 elide: Text.ElideRight
             }
@@ -51,7 +53,7 @@ Card {
         LevelMeter {
             Layout.fillWidth: true
             label: end.label
-            level: App.running ? end.level : 0
+            level: end.live ? end.level : 0
             tint: lane.tint
         }
     }
@@ -103,7 +105,7 @@ Card {
                 }
                 FlowArrow {
                     Layout.fillWidth: true
-                    tint: App.running ? lane.textTint : Theme.secondary
+                    tint: App.running || lane.flowing ? lane.textTint : Theme.secondary
                     flowing: lane.flowing
                     bidirectional: lane.bidirectional
                 }
@@ -114,6 +116,7 @@ Card {
                 label: lane.outLabel
                 iconName: lane.outIcon
                 level: lane.outLevel
+                live: App.running || lane.outLevel > 0
             }
         }
         ColumnLayout {

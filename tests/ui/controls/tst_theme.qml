@@ -49,7 +49,7 @@ TestCase {
             checkContrast(Theme.brandInk, Theme[fill], 4.5, "the label on " + fill);
         for (const wash of washes)
             checkContrast(Theme.text, Theme.washed(wash), 4.5, "text on a banner");
-        for (const fill of ["gradientStart", "gradientEnd"])
+        for (const fill of ["brandStart", "brandEnd"])
             checkContrast(Theme.brandInk, Theme[fill], 3, "the large label on " + fill);
     }
     function test_edgesCanBeSeen(data) {
