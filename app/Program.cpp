@@ -247,6 +247,8 @@ void Program::Parts::wireShell()
 
 void Program::Parts::buildMenu()
 {
+    if (ending)
+        return;
     if (!statusItem) {
         statusItem = std::make_unique<QtStatusItem>(
             icon("waveform-circle"), icon("waveform-circle-fill"), QStringLiteral("Lingrelay Pro"));

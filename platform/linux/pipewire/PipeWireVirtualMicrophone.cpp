@@ -82,7 +82,7 @@ bool PipeWireVirtualMicrophone::install()
         return false;
     }
     PipeWireConnection::Lock const lock(m_connection);
-    m_abandoned = false;
+    m_late.clear();
     // Without a server it comes with the next one.
     if (!m_connection.connected() || present())
         return true;
@@ -91,17 +91,25 @@ bool PipeWireVirtualMicrophone::install()
     if (!m_connection.connected() || makeNodes()) // the server may have gone meanwhile
         return true;
     Log::write("[sound] the virtual microphone does not come up");
-    m_abandoned = m_connection.connected();
+    for (auto const* name : {sinkName, sourceName}) {
+        if (m_connection.connected() && !m_connection.node(name))
+            m_late.insert(name);
+    }
     destroyNodes();
     std::error_code ignored;
     std::filesystem::remove(m_file, ignored);
     return false;
 }
 
-void PipeWireVirtualMicrophone::changed()
+/// Each once: what comes after it is somebody else's.
+void PipeWireVirtualMicrophone::destroyLateNodes()
 {
-    if (m_abandoned)
-        destroyNodes();
+    std::erase_if(m_late, [this](std::string const& name) {
+        auto const* const node = m_connection.node(name);
+        if (node)
+            pw_registry_destroy(m_connection.registry(), node->id);
+        return node != nullptr;
+    });
 }
 
 /// Nodes that nothing links pass nothing on. Those of the server's own module need no links.

@@ -4,6 +4,8 @@
 #include "platform/linux/pipewire/PipeWireConnection.h"
 
 #include <filesystem>
+#include <set>
+#include <string>
 
 namespace lingrelay {
 
@@ -30,13 +32,14 @@ private:
     bool present() const;
     bool linked() const;
     void destroyNodes() const;
+    void destroyLateNodes();
     bool waitUntilGone() const;
-    void disconnected() override { m_abandoned = false; }
-    void changed() override;
+    void disconnected() override { m_late.clear(); }
+    void changed() override { destroyLateNodes(); }
 
     PipeWireConnection& m_connection;
     std::filesystem::path m_file;
-    bool m_abandoned = false; ///< a pair that did not come up in time can still come
+    std::set<std::string> m_late; ///< nodes that did not come up in time, and can still come
 };
 
 } // namespace lingrelay
