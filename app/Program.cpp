@@ -207,6 +207,10 @@ void Program::Parts::makeReady()
 {
     if (std::exchange(readying, true))
         return;
+    localService.onEnded = [this] {
+        Log::write("[service] it has ended; another one is started");
+        startService();
+    };
     if (plan.localService)
         startService();
     else
@@ -220,11 +224,10 @@ void Program::Parts::makeReady()
 void Program::Parts::startService()
 {
     serviceStarted = true;
-    localService.onEnded = [this] {
-        Log::write("[service] it has ended; another one is started");
-        startService();
-    };
-    localService.start([this](Result<LocalService::Address> const& address) { connected(address); });
+    localService.start([this](Result<LocalService::Address> const& address) {
+        serviceStarted = bool(address);
+        connected(address);
+    });
 }
 
 void Program::Parts::wireShell()

@@ -96,6 +96,8 @@ std::optional<fs::path> LocalService::find()
 
 void LocalService::start(Started started)
 {
+    end(); // one that did not answer
+    m_printed.clear();
     m_started = std::move(started);
     m_deadline = m_scheduler.now() + startLimit;
     auto const program = find();
@@ -150,8 +152,6 @@ void LocalService::watch()
         if (::waitpid(m_process, nullptr, WNOHANG) == 0)
             return watch();
         m_process = -1;
-        end();
-        m_printed.clear();
         if (onEnded)
             onEnded();
     });

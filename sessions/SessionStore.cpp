@@ -122,7 +122,7 @@ std::string SessionStore::foldedTexts(Session const& session) const
 /// A file that somebody has copied is the same session once more.
 void SessionStore::dropCopies()
 {
-    std::unordered_map<std::string_view, std::string_view> files; ///< by id; the one that bears it wins
+    std::unordered_map<std::string, std::string> files; ///< by id; the one that bears it wins
     for (auto const& entry : m_entries) {
         auto const [found, isNew] = files.emplace(entry->session.id, entry->file.name);
         if (!isNew && entry->file.name == path(entry->session.id).filename())
@@ -201,11 +201,13 @@ void SessionStore::remove(Session const& session)
 {
     PrivateFiles::makeFolder(m_folder);
     sessions();
-    for (auto const& entry : m_entries) {
-        if (entry->session.id == session.id)
-            ::unlink((m_folder / entry->file.name).c_str());
-    }
-    load();
+    auto const sameId = [id = session.id](auto const& entry) { return entry->session.id == id; };
+    bool removed = false;
+    do { // each time the next copy of its file comes to light
+        auto const found = std::find_if(m_entries.begin(), m_entries.end(), sameId);
+        removed = found != m_entries.end() && ::unlink((m_folder / (*found)->file.name).c_str()) == 0;
+        load();
+    } while (removed && std::any_of(m_entries.begin(), m_entries.end(), sameId));
 }
 
 Result<fs::path> SessionStore::archive(Session const& session)

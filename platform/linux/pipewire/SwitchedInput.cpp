@@ -54,8 +54,11 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
         return;
     }
     if (m_record && !isVirtual) {
-        if (nodeName != m_record->effective)
-            keep({m_record->target, nodeName, nameValue(nodeName)});
+        if (nodeName != m_record->effective) {
+            Record const record{m_record->target, nodeName, nameValue(nodeName)};
+            keep(record);
+            m_record = record; // even if a crash would not find it
+        }
         m_owed = true;
         return giveBack();
     }
@@ -119,8 +122,9 @@ bool SwitchedInput::keep(Record const& record)
     auto const length = static_cast<ssize_t>(text.size());
     if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) != length
         || ::fsync(m_lock) != 0) {
-        Log::write("[sound] {} cannot be written: the default input stays", m_file.string());
-        forget();
+        Log::write("[sound] {} cannot be written", m_file.string());
+        if (!m_record)
+            forget();
         return false;
     }
     m_record = record;

@@ -7,10 +7,12 @@
 #include "tests/platform/pipewire/PipeWireMachine.h"
 #include "tests/support/RealtimeGuard.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace lingrelay {
@@ -385,10 +387,17 @@ TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackExactlyAndSwitchedThroughARe
     EXPECT_TRUE(until([&] { return m.devices().defaultInput() == before; }));
     EXPECT_EQ(m.server.defaultNode(configuredInput), "") << "nothing had been chosen";
     EXPECT_FALSE(std::filesystem::exists(file));
-    // Another device than before is the user's choice.
+    // Another device than before is the user's choice, also on a full disk.
     m.devices().setDefaultInput(device);
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual{};
+    ::getrlimit(RLIMIT_FSIZE, &usual);
+    rlimit const full{0, usual.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &full);
     m.devices().setDefaultInput(m.input(m.secondMicrophone));
+    ::setrlimit(RLIMIT_FSIZE, &usual);
     EXPECT_TRUE(until([&] { return m.server.defaultNode(configuredInput) == SoundServer::secondMicrophone; }));
+    EXPECT_TRUE(until([&] { return !std::filesystem::exists(file); }));
 }
 
 TEST_F(PipeWireFaultTest, theDefaultInputIsGivenBackOnceThereIsSomebodyToGiveItTo)
