@@ -19,6 +19,13 @@ constexpr Duration seconds(double count)
 }
 constexpr double toSeconds(Duration duration) { return std::chrono::duration<double>(duration).count(); }
 
+/// The next of the instants that all users of an interval share: what comes regularly comes together, and wakes the
+/// processor once.
+constexpr Instant nextBeat(Instant now, Duration interval)
+{
+    return now + interval - now.time_since_epoch() % interval;
+}
+
 /// ISO 8601 in UTC with whole seconds: "2026-03-01T12:30:05Z".
 std::string iso8601(Date date);
 

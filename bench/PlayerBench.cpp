@@ -41,7 +41,7 @@ private:
     VirtualScheduler m_scheduler{m_time};
     SilentOutputs m_outputs;
     std::string m_block = speechOf(0.1);
-    std::shared_ptr<TTSPlayer> m_player = TTSPlayer::create(m_outputs, m_scheduler);
+    std::shared_ptr<TTSPlayer> m_player = TTSPlayer::create(m_outputs, m_scheduler, m_scheduler);
 };
 
 void render256(benchmark::State& state)

@@ -196,7 +196,7 @@ private:
 class Voice final : public Sounder {
 public:
     Voice(Program& program, std::optional<std::uint32_t> device)
-        : m_player(TTSPlayer::create(program.sound.outputs(), *program.scheduler))
+        : m_player(TTSPlayer::create(program.sound.outputs(), *program.scheduler, *program.scheduler))
     {
         m_player->setDevice(device);
         m_player->rebuild();

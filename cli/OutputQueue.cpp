@@ -1,14 +1,18 @@
 #include "cli/OutputQueue.h"
 
 #include <cerrno>
+#include <climits>
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace lingrelay {
 
 OutputQueue::OutputQueue(int descriptor) : m_descriptor(descriptor)
 {
+    struct stat status { };
+    m_pipe = ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
     m_broken = ::pipe(m_wake) != 0;
     m_thread = std::thread([this] { run(); });
 }
@@ -31,11 +35,19 @@ void OutputQueue::write(std::string bytes)
         return;
     {
         std::lock_guard const lock(m_mutex);
-        if (m_broken)
+        if (m_broken || (m_waiting.empty() && writeAtOnce(bytes)))
             return;
         m_waiting.push_back(std::move(bytes));
     }
     m_changed.notify_all();
+}
+
+/// A pipe that polls as writable takes this much whole, without waiting and without waking another thread.
+bool OutputQueue::writeAtOnce(std::string const& bytes) const
+{
+    pollfd wait{m_descriptor, POLLOUT, 0};
+    return m_pipe && bytes.size() <= PIPE_BUF && ::poll(&wait, 1, 0) == 1 && wait.revents == POLLOUT
+        && ::write(m_descriptor, bytes.data(), bytes.size()) > 0;
 }
 
 bool OutputQueue::flush(Duration limit)
@@ -74,8 +86,8 @@ bool OutputQueue::writeAll(std::string const& bytes)
             return false;
         if (waits[0].revents == 0)
             continue;
-        // A pipe that polls as writable takes this much at once without waiting.
-        auto const count = ::write(m_descriptor, bytes.data() + done, std::min<std::size_t>(bytes.size() - done, 4096));
+        auto const count
+            = ::write(m_descriptor, bytes.data() + done, std::min<std::size_t>(bytes.size() - done, PIPE_BUF));
         if (count > 0)
             done += static_cast<std::size_t>(count);
         else if (count < 0 && errno != EINTR && errno != EAGAIN)

@@ -10,8 +10,8 @@
 
 namespace lingrelay {
 
-/// Writes to a file descriptor from a thread of its own, so that a slow reader holds up nobody; everything written is
-/// kept until it is taken. A reader that went away is not an error: what follows is dropped. Any thread.
+/// Writes to a file descriptor, from a thread of its own where the reader is slow, which holds up nobody; everything
+/// written is kept until it is taken. A reader that went away is not an error: what follows is dropped. Any thread.
 class OutputQueue {
 public:
     explicit OutputQueue(int descriptor);
@@ -24,9 +24,11 @@ public:
 
 private:
     void run();
+    bool writeAtOnce(std::string const& bytes) const;
     bool writeAll(std::string const& bytes);
 
     int m_descriptor;
+    bool m_pipe = false;
     int m_wake[2] = {-1, -1}; ///< closed to end a write that waits for its reader
     std::mutex m_mutex;
     std::condition_variable m_changed;

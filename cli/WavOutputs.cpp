@@ -8,7 +8,7 @@ namespace lingrelay {
 namespace {
 
 /// Each wakes the processor. Far less than what a clause has buffered when it begins.
-constexpr Duration tickTime = seconds(0.06);
+constexpr Duration tickTime = seconds(0.1);
 constexpr std::size_t mostAtOnce = 4800;
 
 } // namespace
@@ -68,7 +68,7 @@ void WavOutputs::wake()
     if (m_finished)
         return;
     m_scheduler.stopTimer(m_timer);
-    m_timer = m_scheduler.startTimer(m_scheduler.now() + tickTime, [this, alive = std::weak_ptr(m_alive)] {
+    m_timer = m_scheduler.startTimer(nextBeat(m_scheduler.now(), tickTime), [this, alive = std::weak_ptr(m_alive)] {
         if (alive.lock())
             tick();
     });

@@ -24,7 +24,7 @@ std::shared_ptr<Engine> Engine::create(Services services)
 
 Engine::Engine(Services services)
     : m_services(services)
-    , m_player(TTSPlayer::create(services.outputs, services.background))
+    , m_player(TTSPlayer::create(services.outputs, services.background, services.pipelineScheduler))
     , m_settings(std::make_shared<AppSettings const>())
 {
 }

@@ -50,10 +50,9 @@ bool isMarker(std::string_view text)
     return trimmed.size() >= 3 && trimmed.front() == '<' && trimmed.back() == '>';
 }
 
-std::string_view textOf(Json const& object, char const* key)
+std::string_view textOf(JsonView const& object, std::string_view key)
 {
-    auto const* member = jsonMember(object, key);
-    return member && member->is_string() ? std::string_view(member->get_ref<std::string const&>()) : std::string_view();
+    return object.string(key).value_or(std::string_view());
 }
 
 Duration reconnectDelay(int failures) { return seconds(std::min(failures * 0.4, 2.5)); }
@@ -302,14 +301,14 @@ void SonioxStream::fail(int connection, std::string const& message)
 
 void SonioxStream::handle(std::string_view frame)
 {
-    auto const message = parseJson(frame);
-    if (!message || !message->is_object())
+    auto const message = m_reader.read(frame);
+    if (!message || !message->isObject())
         return;
     if (m_finishing)
         watchFinish();
-    if (auto const* code = jsonMember(*message, "error_code")) {
+    if (auto const code = message->member("error_code")) {
         if (onError)
-            onError(T("Speech service: ", "Dịch vụ giọng nói: ") + jsonPrinted(*code) + " "
+            onError(T("Speech service: ", "Dịch vụ giọng nói: ") + code->printed() + " "
                 + std::string(textOf(*message, "error_message")));
         return;
     }
@@ -318,24 +317,18 @@ void SonioxStream::handle(std::string_view frame)
         if (onReconnected)
             onReconnected();
     }
-    reportProgress(*message);
-    auto const* tokens = jsonMember(*message, "tokens");
-    auto const isObject = [](Json const& token) { return token.is_object(); };
-    if (tokens && tokens->is_array() && std::all_of(tokens->begin(), tokens->end(), isObject))
+    bool const last = message->boolean("finished").value_or(false);
+    if (onProgress)
+        onProgress({message->integer("final_audio_proc_ms"), message->integer("total_audio_proc_ms"), last});
+    auto const member = message->member("tokens");
+    auto const tokens = member ? member->items() : std::nullopt;
+    if (tokens && std::all_of(tokens->begin(), tokens->end(), [](auto const& token) { return token.isObject(); }))
         foldTokens(*tokens);
-    if (m_finishing && jsonBool(*message, "finished").value_or(false))
+    if (m_finishing && last)
         finished();
 }
 
-void SonioxStream::reportProgress(Json const& message)
-{
-    if (!onProgress)
-        return;
-    onProgress({jsonInteger(message, "final_audio_proc_ms"), jsonInteger(message, "total_audio_proc_ms"),
-        jsonBool(message, "finished").value_or(false)});
-}
-
-void SonioxStream::foldTokens(Json const& tokens)
+void SonioxStream::foldTokens(std::vector<JsonView> const& tokens)
 {
     Folded folded;
     std::string originalPreview;
@@ -357,11 +350,11 @@ void SonioxStream::foldTokens(Json const& tokens)
     scheduleIdleFlush();
 }
 
-void SonioxStream::fold(Json const& tokens, Folded& folded)
+void SonioxStream::fold(std::vector<JsonView> const& tokens, Folded& folded)
 {
     for (auto const& token : tokens) {
         auto const text = textOf(token, "text");
-        bool const isFinal = jsonBool(token, "is_final").value_or(false);
+        bool const isFinal = token.boolean("is_final").value_or(false);
         if (isMarker(text)) {
             if (isFinal) {
                 folded.flushTranslation |= m_finalTranslation.trimmedCount() > 0;
@@ -379,9 +372,8 @@ void SonioxStream::fold(Json const& tokens, Folded& folded)
         if (translated) {
             if (auto const language = textOf(token, "language"); !language.empty())
                 m_lastTranslationLanguage = language;
-        } else if (auto const* speaker = jsonMember(token, "speaker");
-                   speaker && (speaker->is_string() || speaker->is_number_integer())) {
-            if (auto label = jsonPrinted(*speaker); !label.empty())
+        } else if (auto const speaker = token.member("speaker"); speaker && (speaker->string() || speaker->integer())) {
+            if (auto label = speaker->printed(); !label.empty())
                 m_lastSpeaker = std::move(label);
         }
         if (isClause(buffer))

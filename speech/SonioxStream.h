@@ -2,6 +2,7 @@
 
 #include "base/AtomicShared.h"
 #include "base/Json.h"
+#include "base/JsonView.h"
 #include "base/Text.h"
 #include "context/ContextProfile.h"
 #include "platform/Network.h"
@@ -91,12 +92,11 @@ private:
     void armReceive(std::shared_ptr<WebSocket> const& socket, int connection);
     void startKeepAlive();
     void fail(int connection, std::string const& message);
-    void foldTokens(Json const& tokens);
-    void fold(Json const& tokens, Folded& folded);
+    void foldTokens(std::vector<JsonView> const& tokens);
+    void fold(std::vector<JsonView> const& tokens, Folded& folded);
     void flushOriginal();
     void flushTranslation();
     void scheduleIdleFlush();
-    void reportProgress(Json const& message);
     void watchFinish();
     void finished();
     void stopTimer(Scheduler::TimerId& timer);
@@ -119,6 +119,7 @@ private:
     int m_reconnects = 0; ///< consecutive failures since the last good message
     int m_failedConnection = 0; ///< the last one that failed
     bool m_finishing = false;
+    JsonReader m_reader;
 
     mutable std::mutex m_bufLock; ///< held for one message's folding; guards all below
     CharacterText m_finalOriginal;

@@ -2,6 +2,7 @@
 
 #include "base/Base64.h"
 #include "base/Json.h"
+#include "base/JsonView.h"
 #include "base/Text.h"
 #include "base/Uuid.h"
 #include "base/async/OneShot.h"
@@ -46,40 +47,40 @@ Json configuration(SonioxTTS::WarmSocket const& socket, std::string const& key)
 }
 
 /// The service's own wording is kept: the pipeline looks for "concurrent" in it.
-Error serviceError(Json const& message, Json const& code)
+Error serviceError(JsonView const& message, JsonView const& code)
 {
     Error error;
-    error.message
-        = T("Voice service: ", "Dịch vụ đọc: ") + jsonString(message, "error_message").value_or(jsonPrinted(code));
-    error.code = code.is_number_integer() ? code.get<int>() : -1;
+    auto const text = message.string("error_message");
+    error.message = T("Voice service: ", "Dịch vụ đọc: ") + (text ? std::string(*text) : code.printed());
+    error.code = static_cast<int>(code.integer().value_or(-1));
     return error;
 }
 
 enum class Next { more, end };
 
-Result<Next> handle(Json const& message, SonioxTTS::OnAudio const& onAudio)
+Result<Next> handle(JsonView const& message, SonioxTTS::OnAudio const& onAudio)
 {
-    if (auto const* code = jsonMember(message, "error_code"))
+    if (auto const code = message.member("error_code"))
         return serviceError(message, *code);
-    if (auto const* audio = jsonMember(message, "audio"); audio && audio->is_string()) {
-        auto block = decodeBase64(audio->get_ref<std::string const&>());
+    if (auto const audio = message.string("audio")) {
+        auto block = decodeBase64(*audio);
         if (block && !block->empty())
             onAudio(std::move(*block));
     }
-    bool const ended
-        = jsonBool(message, "audio_end").value_or(false) || jsonBool(message, "terminated").value_or(false);
+    bool const ended = message.boolean("audio_end").value_or(false) || message.boolean("terminated").value_or(false);
     return ended ? Next::end : Next::more;
 }
 
 /// No time limit of its own: the caller guards against a silent service.
 Task<SonioxTTS::Outcome> receiveAudio(std::shared_ptr<WebSocket> task, SonioxTTS::OnAudio onAudio)
 {
+    JsonReader reader;
     for (;;) {
         auto const frame = co_await receive(task);
         if (!frame)
             co_return frame.error();
-        auto const message = parseJson(frame->data);
-        if (!message || !message->is_object())
+        auto const message = reader.read(frame->data);
+        if (!message || !message->isObject())
             continue;
         auto const next = handle(*message, onAudio);
         if (!next)

@@ -21,9 +21,9 @@ int rampLength(double rate) { return std::max(static_cast<int>(rate / 200), 48);
 
 } // namespace
 
-std::shared_ptr<TTSPlayer> TTSPlayer::create(AudioOutputs& outputs, Scheduler& background)
+std::shared_ptr<TTSPlayer> TTSPlayer::create(AudioOutputs& outputs, Scheduler& background, Scheduler& reports)
 {
-    std::shared_ptr<TTSPlayer> player(new TTSPlayer(outputs, background));
+    std::shared_ptr<TTSPlayer> player(new TTSPlayer(outputs, reports));
     // Posted: the system may tell while it holds what opening an output needs.
     player->m_defaultWatch = outputs.watchDefault([weak = std::weak_ptr(player), &background] {
         background.post([weak] {
@@ -35,9 +35,9 @@ std::shared_ptr<TTSPlayer> TTSPlayer::create(AudioOutputs& outputs, Scheduler& b
     return player;
 }
 
-TTSPlayer::TTSPlayer(AudioOutputs& outputs, Scheduler& background)
+TTSPlayer::TTSPlayer(AudioOutputs& outputs, Scheduler& reports)
     : m_outputs(outputs)
-    , m_background(background)
+    , m_reports(reports)
     , m_reading(m_blocks.end())
 {
 }
@@ -108,7 +108,7 @@ void TTSPlayer::teardown()
 {
     std::lock_guard const unitLock(m_unitMutex);
     m_unit.reset();
-    m_background.stopTimer(std::exchange(m_reportTimer, 0));
+    m_reports.stopTimer(std::exchange(m_reportTimer, 0));
     dropQueue();
 }
 
@@ -257,7 +257,7 @@ void TTSPlayer::render(float* out, std::size_t frames)
 /// Nothing can be posted from the real-time thread, so what it counts is looked at from here, while there is sound.
 void TTSPlayer::startReports()
 {
-    m_reportTimer = m_background.startTimer(m_background.now() + reportInterval, [weak = weak_from_this()] {
+    m_reportTimer = m_reports.startTimer(nextBeat(m_reports.now(), reportInterval), [weak = weak_from_this()] {
         auto const self = weak.lock();
         if (!self)
             return;

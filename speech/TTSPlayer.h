@@ -20,10 +20,11 @@ namespace lingrelay {
 /// clips.
 ///
 /// Any thread, except `render`, which is the output's. Owned by an engine, never replaced. Reports (`onUnderrun`,
-/// `onLevel`) come on the background scheduler, a tenth of a second late at most; set both before the first audio.
+/// `onLevel`) come on a scheduler of their own, a tenth of a second late at most; set both before the first audio.
 class TTSPlayer final : public AudioRenderer, public std::enable_shared_from_this<TTSPlayer> {
 public:
-    static std::shared_ptr<TTSPlayer> create(AudioOutputs& outputs, Scheduler& background);
+    /// Outputs are opened anew on `background`, where that may take its time.
+    static std::shared_ptr<TTSPlayer> create(AudioOutputs& outputs, Scheduler& background, Scheduler& reports);
     ~TTSPlayer() override;
 
     std::function<void()> onUnderrun; ///< once for each clip that ran dry while more of it was to come
@@ -58,7 +59,7 @@ private:
     using Block = std::vector<float>;
     using Blocks = std::list<Block>;
 
-    TTSPlayer(AudioOutputs& outputs, Scheduler& background);
+    TTSPlayer(AudioOutputs& outputs, Scheduler& reports);
 
     static Block resample(std::string_view pcm, double sourceRate, double targetRate);
     void build();
@@ -71,7 +72,7 @@ private:
     void report();
 
     AudioOutputs& m_outputs;
-    Scheduler& m_background;
+    Scheduler& m_reports;
     std::shared_ptr<void> m_defaultWatch;
     std::atomic<bool> m_gatesMic = false;
     std::atomic<bool> m_clipStreaming = false;
@@ -96,7 +97,7 @@ private:
     std::atomic<int> m_underruns = 0;
     std::atomic<std::uint32_t> m_levels = 0; ///< counts the level reports
     std::atomic<float> m_peak = 0;
-    int m_reportedUnderruns = 0; ///< background only, like the next
+    int m_reportedUnderruns = 0; ///< of the reports alone, like the next
     std::uint32_t m_reportedLevels = 0;
 };
 

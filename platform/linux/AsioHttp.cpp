@@ -5,7 +5,6 @@
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/strand.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -35,7 +34,7 @@ Error answerError(error_code code)
     return connectionError(code);
 }
 
-/// One request and its answer, on a strand of its own. Alive as long as an operation holds it.
+/// One request and its answer. Alive as long as an operation holds it.
 template <class Transport> class Exchange : public std::enable_shared_from_this<Exchange<Transport>> {
 public:
     using Done = std::function<void(Result<HttpResponse>)>;
@@ -48,7 +47,7 @@ public:
         , m_url(url)
         , m_scheduler(scheduler)
         , m_done(std::move(done))
-        , m_stream(asio::make_strand(m_parts->context), tls...)
+        , m_stream(m_parts->context.get_executor(), tls...)
         , m_dial(beast::get_lowest_layer(m_stream), m_url, m_parts->proxies)
         , m_alarm(m_stream.get_executor(), Clock::now() + request.timeout)
     {

@@ -41,7 +41,7 @@ void NetworkParts::end()
     m_ended = true;
 }
 
-AsioNetwork::AsioNetwork(AsioRuntime& runtime) : m_parts(std::make_shared<NetworkParts>(runtime.context())) { }
+AsioNetwork::AsioNetwork(AsioRuntime& runtime) : m_parts(std::make_shared<NetworkParts>(runtime)) { }
 
 AsioNetwork::~AsioNetwork()
 {

@@ -1,18 +1,18 @@
 #include "platform/linux/AsioScheduler.h"
 
-#include "platform/linux/Strand.h"
-
-#include <boost/asio/bind_executor.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include <algorithm>
+#include <atomic>
+#include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace asio = boost::asio;
@@ -21,11 +21,124 @@ namespace lingrelay {
 
 namespace {
 
-/// The timers of one strand on one system timer. Most timers guard against something that does not happen, so stopping
-/// one leaves the system timer alone: it comes once for nothing, which costs less than setting it at every stop.
-class StrandTimers : public std::enable_shared_from_this<StrandTimers> {
+using Job = Scheduler::Job;
+
+/// Sockets, timers and jobs of one thread, one at a time. Jobs wait here and not in the context, which would ask the
+/// system for news between any two of them.
+class Loop : public std::enable_shared_from_this<Loop> {
 public:
-    explicit StrandTimers(Strand const& strand) : m_strand(strand), m_alarm(strand.get_inner_executor()) { }
+    /// To wake a thread costs more than most jobs do: those of one turn together wake another loop once, when they have
+    /// run. Where a job can take long they do so at once.
+    enum class Wakes { afterTheTurn, atOnce };
+
+    explicit Loop(Wakes wakes) : m_wakes(wakes) { }
+    ~Loop()
+    {
+        m_asleep = false;
+        while (!m_jobs.empty()) // what they hold may post as it goes
+            std::exchange(m_jobs, {});
+        m_over = true;
+    }
+
+    /// Until stop(), which may come before.
+    void run()
+    {
+        auto* const outer = std::exchange(s_current, this);
+        while (!m_stopped) {
+            bool const idle = runJobs();
+            wakeOthers();
+            idle ? context.run_one() : context.poll_one();
+            std::lock_guard const lock(m_mutex);
+            m_asleep = false;
+        }
+        m_stopped = false;
+        context.restart();
+        s_current = outer;
+    }
+
+    /// Any thread.
+    void stop()
+    {
+        m_stopped = true;
+        context.stop();
+    }
+
+    /// Any thread.
+    void post(Job job)
+    {
+        std::unique_lock lock(m_mutex);
+        if (m_over)
+            return;
+        m_jobs.push_back(std::move(job));
+        if (s_current == this || !m_asleep)
+            return;
+        lock.unlock();
+        if (s_current && s_current->m_wakes == Wakes::afterTheTurn)
+            s_current->m_toWake.push_back(shared_from_this());
+        else
+            wake();
+    }
+
+private:
+    /// Those that are there and what they post, but not without end. True when the thread may sleep: whoever posts
+    /// from now on wakes it.
+    bool runJobs()
+    {
+        std::unique_lock lock(m_mutex);
+        for (int left = mostJobs; left > 0 && !m_jobs.empty() && !m_stopped; --left) {
+            auto job = std::move(m_jobs.front());
+            m_jobs.pop_front();
+            lock.unlock();
+            job();
+            job = nullptr;
+            lock.lock();
+        }
+        return m_asleep = m_jobs.empty();
+    }
+
+    void wakeOthers()
+    {
+        for (auto const& loop : m_toWake)
+            loop->wake();
+        m_toWake.clear();
+    }
+
+    void wake()
+    {
+        {
+            std::lock_guard const lock(m_mutex);
+            if (!std::exchange(m_asleep, false))
+                return;
+        }
+        asio::post(context, [] {});
+    }
+
+    static constexpr int mostJobs = 64; ///< between two looks at the sockets
+    static thread_local Loop* s_current;
+
+    Wakes const m_wakes;
+    std::mutex m_mutex;
+    std::deque<Job> m_jobs;
+    bool m_asleep = false;
+    bool m_over = false;
+    std::atomic<bool> m_stopped = false;
+    std::vector<std::shared_ptr<Loop>> m_toWake; ///< of this thread alone
+
+public:
+    asio::io_context context{1}; ///< goes first: what waits in it may post as it goes
+
+private:
+    asio::executor_work_guard<asio::io_context::executor_type> m_work{context.get_executor()};
+};
+
+thread_local Loop* Loop::s_current = nullptr;
+
+/// The timers of one scheduler on one system timer. Most timers guard against something that does not happen, so
+/// stopping one leaves the system timer alone: it comes once for nothing, which costs less than setting it at every
+/// stop.
+class Timers : public std::enable_shared_from_this<Timers> {
+public:
+    explicit Timers(asio::io_context& context) : m_alarm(context) { }
 
     Scheduler::TimerId start(Instant when, Scheduler::Job job)
     {
@@ -64,10 +177,10 @@ private:
             return;
         m_armed = m_timers.begin()->first.first;
         m_alarm.expires_at(*m_armed);
-        m_alarm.async_wait(asio::bind_executor(m_strand, [weak = weak_from_this()](boost::system::error_code error) {
+        m_alarm.async_wait([weak = weak_from_this()](boost::system::error_code error) {
             if (auto const self = error ? nullptr : weak.lock())
                 self->fire();
-        }));
+        });
     }
 
     void fire()
@@ -88,7 +201,6 @@ private:
         arm();
     }
 
-    Strand m_strand;
     std::mutex m_mutex;
     asio::steady_timer m_alarm;
     std::optional<Instant> m_armed;
@@ -97,81 +209,59 @@ private:
     Scheduler::TimerId m_lastId = 0;
 };
 
-class StrandScheduler final : public Scheduler {
+class LoopScheduler final : public Scheduler {
 public:
-    explicit StrandScheduler(asio::io_context& context)
-        : m_strand(asio::make_strand(context))
-        , m_timers(std::make_shared<StrandTimers>(m_strand))
+    explicit LoopScheduler(std::shared_ptr<Loop> loop)
+        : m_loop(std::move(loop))
+        , m_timers(std::make_shared<Timers>(m_loop->context))
     {
     }
-    ~StrandScheduler() override { m_timers->clear(); }
+    ~LoopScheduler() override { m_timers->clear(); }
 
     Instant now() const override { return Clock::now(); }
     Date date() const override { return std::chrono::system_clock::now(); }
-    void post(Job job) override { asio::post(m_strand, std::move(job)); }
+    void post(Job job) override { m_loop->post(std::move(job)); }
     TimerId startTimer(Instant when, Job job) override { return m_timers->start(when, std::move(job)); }
     void stopTimer(TimerId id) override { m_timers->stop(id); }
 
-    Strand const& strand() const { return m_strand; }
-
 private:
-    Strand const m_strand;
-    std::shared_ptr<StrandTimers> m_timers;
+    std::shared_ptr<Loop> const m_loop;
+    std::shared_ptr<Timers> const m_timers;
 };
 
 } // namespace
 
-Strand strandOf(Scheduler& scheduler, asio::io_context& context)
-{
-    auto const* own = dynamic_cast<StrandScheduler const*>(&scheduler);
-    return own && &own->strand().get_inner_executor().context() == &context ? own->strand()
-                                                                            : asio::make_strand(context);
-}
-
 struct AsioRuntime::Impl {
-    explicit Impl(int threads) : context(threads), work(context.get_executor()) { }
-
-    asio::io_context context;
-    asio::executor_work_guard<asio::io_context::executor_type> work;
-    std::vector<std::thread> threads;
+    std::shared_ptr<Loop> const loop = std::make_shared<Loop>(Loop::Wakes::afterTheTurn);
+    std::thread thread{[this] { loop->run(); }};
 };
 
-AsioRuntime::AsioRuntime(int threads) : m_impl(std::make_unique<Impl>(threads))
-{
-    for (int i = 0; i < threads; ++i)
-        m_impl->threads.emplace_back([this] { m_impl->context.run(); });
-}
-
+AsioRuntime::AsioRuntime() : m_impl(std::make_unique<Impl>()) { }
 AsioRuntime::~AsioRuntime() { stop(); }
 
-std::unique_ptr<Scheduler> AsioRuntime::makeScheduler() { return std::make_unique<StrandScheduler>(m_impl->context); }
+std::unique_ptr<Scheduler> AsioRuntime::makeScheduler() { return std::make_unique<LoopScheduler>(m_impl->loop); }
 
 void AsioRuntime::stop()
 {
-    m_impl->context.stop();
-    for (auto& thread : m_impl->threads)
-        thread.join();
-    m_impl->threads.clear();
+    if (!m_impl->thread.joinable())
+        return;
+    m_impl->loop->stop();
+    m_impl->thread.join();
 }
 
-asio::io_context& AsioRuntime::context() { return m_impl->context; }
+asio::io_context& AsioRuntime::context() { return m_impl->loop->context; }
 
 struct AsioMainLoop::Impl {
-    asio::io_context context{1};
-    asio::executor_work_guard<asio::io_context::executor_type> work{context.get_executor()};
-    StrandScheduler scheduler{context};
+    std::shared_ptr<Loop> const loop = std::make_shared<Loop>(Loop::Wakes::atOnce);
+    LoopScheduler scheduler{loop};
 };
 
 AsioMainLoop::AsioMainLoop() : m_impl(std::make_unique<Impl>()) { }
 AsioMainLoop::~AsioMainLoop() = default;
 
-void AsioMainLoop::run()
-{
-    m_impl->context.run();
-    m_impl->context.restart();
-}
+void AsioMainLoop::run() { m_impl->loop->run(); }
 
-void AsioMainLoop::quit() { m_impl->context.stop(); }
+void AsioMainLoop::quit() { m_impl->loop->stop(); }
 Instant AsioMainLoop::now() const { return m_impl->scheduler.now(); }
 Date AsioMainLoop::date() const { return m_impl->scheduler.date(); }
 void AsioMainLoop::post(Job job) { m_impl->scheduler.post(std::move(job)); }

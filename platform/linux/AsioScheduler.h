@@ -10,20 +10,19 @@ class io_context;
 
 namespace lingrelay {
 
-/// The program's worker threads: sockets are served here, and serial schedulers run here on whichever thread is free.
-/// Any thread. Made first; outlives its schedulers and sockets.
+/// A worker thread: sockets are served here, and schedulers run here. One thread serves the sockets of a few streams
+/// with the fewest changes of thread; work that blocks gets a runtime of its own. What its jobs post to other threads
+/// is begun there when the job ends, at the latest. Any thread. Made first; outlives its schedulers and sockets.
 ///
 /// To end: stop(), then destroy what uses the schedulers, then the schedulers, then this.
 class AsioRuntime {
 public:
-    /// One thread serves the sockets of a few streams with the fewest changes of thread; work that blocks gets a
-    /// runtime of its own.
-    explicit AsioRuntime(int threads = 1);
+    AsioRuntime();
     ~AsioRuntime();
 
     std::unique_ptr<Scheduler> makeScheduler();
 
-    /// Lets the running jobs end, begins no other and joins the threads. Not from a job.
+    /// Lets the running job end, begins no other and joins the thread. Not from a job.
     void stop();
 
     /// For platform/linux alone.

@@ -1,6 +1,5 @@
 #include "platform/WebSocketLedger.h"
 #include "platform/linux/NetworkParts.h"
-#include "platform/linux/Strand.h"
 
 #include <algorithm>
 
@@ -9,7 +8,6 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/websocket.hpp>
 #include <boost/beast/websocket/ssl.hpp>
@@ -64,13 +62,12 @@ Error messageError(error_code code, websocket::close_reason const& reason)
 
 Error timeoutError() { return {Error::Kind::timedOut, "The server did not answer in time."}; }
 
-/// The wire of one socket; everything but the constructor, systemBytes() and the ledger is used on its strand.
+/// The wire of one socket; everything but the constructor, post(), systemBytes() and the ledger is used on its thread.
 /// Alive as long as the handle or an operation holds it.
 class Connection {
 public:
     Connection(std::shared_ptr<NetworkParts> parts, WebSocketRequest const& request, Scheduler& scheduler)
         : m_parts(std::move(parts))
-        , m_strand(strandOf(scheduler, m_parts->context))
         , m_ledger(scheduler, request, [this] { return systemBytes(); })
     {
     }
@@ -83,7 +80,7 @@ public:
     virtual void abandon() = 0;
 
     WebSocketLedger& ledger() { return m_ledger; }
-    Strand const& strand() const { return m_strand; }
+    void post(Scheduler::Job job) { m_parts->scheduler->post(std::move(job)); }
     NetworkParts::Goodbye goodbye() const { return NetworkParts::Goodbye(m_parts); }
 
 protected:
@@ -94,7 +91,6 @@ protected:
     }
 
     std::shared_ptr<NetworkParts> const m_parts;
-    Strand const m_strand;
 
 private:
     std::size_t systemBytes()
@@ -119,7 +115,7 @@ public:
     {
         ledger().release();
         if (!m_cancelled)
-            asio::post(m_connection->strand(), [connection = m_connection] { connection->abandon(); });
+            m_connection->post([connection = m_connection] { connection->abandon(); });
     }
 
     State state() const override { return ledger().state(); }
@@ -131,18 +127,19 @@ public:
     void receive(Received received) override
     {
         if (ledger().receive(std::move(received)))
-            asio::post(m_connection->strand(), [connection = m_connection] { connection->read(); });
+            m_connection->post([connection = m_connection] { connection->read(); });
     }
 
     void cancel(int code) override
     {
         m_cancelled = true;
         if (ledger().cancel()) {
-            asio::post(m_connection->strand(), [connection = m_connection, code, goodbye = m_connection->goodbye()] {
+            m_connection->post([connection = m_connection, code,
+                                   goodbye = std::make_shared<NetworkParts::Goodbye>(m_connection->goodbye())] {
                 connection->beginGoodbye(code);
             });
         } else {
-            asio::post(m_connection->strand(), [connection = m_connection] { connection->abandon(); });
+            m_connection->post([connection = m_connection] { connection->abandon(); });
         }
     }
 
@@ -151,7 +148,7 @@ private:
     void push(WebSocketLedger::Outgoing message)
     {
         if (ledger().push(std::move(message)))
-            asio::post(m_connection->strand(), [connection = m_connection] { connection->write(); });
+            m_connection->post([connection = m_connection] { connection->write(); });
     }
 
     std::shared_ptr<Connection> const m_connection;
@@ -170,9 +167,9 @@ public:
         , m_url(url)
         , m_idleTimeout(request.idleTimeout)
         , m_maxQueuedBytes(request.maxQueuedBytes)
-        , m_stream(m_strand, tls...)
+        , m_stream(m_parts->context.get_executor(), tls...)
         , m_dial(beast::get_lowest_layer(m_stream), m_url, m_parts->proxies)
-        , m_alarm(m_strand)
+        , m_alarm(m_parts->context)
         , m_lifeEnd(request.lifetime > Duration() ? Clock::now() + request.lifetime : Instant::max())
         , m_limit(std::min(Clock::now() + request.connectTimeout, m_lifeEnd))
     {
@@ -186,7 +183,7 @@ public:
         m_stream.write_buffer_bytes(pieceSize);
     }
 
-    void start() override { asio::co_spawn(m_strand, run(this->shared_from_this()), asio::detached); }
+    void start() override { asio::co_spawn(m_parts->context, run(this->shared_from_this()), asio::detached); }
 
     void abandon() override { end(timeoutError()); }
 

@@ -10,13 +10,15 @@
 #include <vector>
 
 #include <boost/asio/awaitable.hpp>
+#include <boost/asio/basic_stream_socket.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl.hpp>
 #include <boost/asio/steady_timer.hpp>
 
 namespace lingrelay {
 
-using TcpSocket = boost::asio::ip::tcp::socket;
+using TcpSocket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, boost::asio::io_context::executor_type>;
 using TlsSocket = boost::asio::ssl::stream<TcpSocket>;
 
 /// Certificates of this machine, or of SSL_CERT_FILE, read when the first encrypted connection is made.
@@ -29,7 +31,7 @@ private:
     std::optional<boost::asio::ssl::context> m_context;
 };
 
-/// Makes the TCP connection to a server, through a tunnel where a proxy is set. Used on the socket's strand; lives
+/// Makes the TCP connection to a server, through a tunnel where a proxy is set. Used on the socket's thread; lives
 /// until run() has ended.
 ///
 /// "localhost" is 127.0.0.1 and ::1 without asking anybody, so that plain connections cannot be led off this machine.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Network.h"
+#include "platform/linux/AsioScheduler.h"
 #include "platform/linux/Dial.h"
 
 #include <condition_variable>
@@ -14,9 +15,10 @@ namespace lingrelay {
 
 /// What the connections of one network share. Any thread.
 struct NetworkParts {
-    explicit NetworkParts(boost::asio::io_context& io) : context(io) { }
+    explicit NetworkParts(AsioRuntime& runtime) : context(runtime.context()), scheduler(runtime.makeScheduler()) { }
 
     boost::asio::io_context& context;
+    std::unique_ptr<Scheduler> const scheduler; ///< on the thread of the sockets
     ProxySettings const proxies = ProxySettings::fromEnvironment();
     TlsSettings tls;
 

@@ -89,7 +89,7 @@ struct RealWorld : World {
 
     std::optional<Trust> trust;
     LoopbackServer loopback;
-    AsioRuntime runtime{2};
+    AsioRuntime runtime;
     AsioMainLoop loop;
     std::unique_ptr<AsioNetwork> asio = std::make_unique<AsioNetwork>(runtime);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// One contract, for virtual time, for strands of worker threads and for the loops of the main thread.
+// One contract, for virtual time, for worker threads and for the loops of the main thread.
 
 #include "base/async/Scheduler.h"
 

@@ -24,10 +24,10 @@ struct VirtualFixture final : SchedulerFixture {
     }
 };
 
-struct StrandFixture final : SchedulerFixture {
-    AsioRuntime runtime{3};
+struct RuntimeFixture final : SchedulerFixture {
+    AsioRuntime runtime;
     std::unique_ptr<Scheduler> own = runtime.makeScheduler();
-    ~StrandFixture() override { runtime.stop(); }
+    ~RuntimeFixture() override { runtime.stop(); }
     Scheduler& scheduler() override { return *own; }
     void pass(Duration duration) override { std::this_thread::sleep_for(duration + 30ms); }
     void onScheduler(std::function<void()> job) override
@@ -60,13 +60,13 @@ struct MainLoopFixture final : SchedulerFixture {
 };
 
 INSTANTIATE_TEST_SUITE_P(All, SchedulerContract,
-    testing::Values(std::pair{"virtual", &make<VirtualFixture>}, std::pair{"strand", &make<StrandFixture>},
+    testing::Values(std::pair{"virtual", &make<VirtualFixture>}, std::pair{"runtime", &make<RuntimeFixture>},
         std::pair{"mainLoop", &make<MainLoopFixture>}),
     [](auto const& test) { return std::string(test.param.first); });
 
 TEST(AsioScheduler, jobsOfManyThreadsRunOneAtATimeInTheOrderOfEachThread)
 {
-    AsioRuntime runtime(4);
+    AsioRuntime runtime;
     auto const scheduler = runtime.makeScheduler();
     constexpr int threads = 4;
     constexpr int jobs = 5000;
@@ -99,7 +99,7 @@ TEST(AsioScheduler, jobsOfManyThreadsRunOneAtATimeInTheOrderOfEachThread)
 
 TEST(AsioScheduler, timersOfADestroyedSchedulerAreGoneWithWhatTheyHeld)
 {
-    AsioRuntime runtime(2);
+    AsioRuntime runtime;
     auto held = std::make_shared<int>(1);
     auto scheduler = runtime.makeScheduler();
     scheduler->startTimer(Clock::now() + 10ms, [held] { FAIL(); });
@@ -110,7 +110,7 @@ TEST(AsioScheduler, timersOfADestroyedSchedulerAreGoneWithWhatTheyHeld)
 
 TEST(AsioScheduler, stopLetsTheRunningJobEndAndBeginsNoOther)
 {
-    AsioRuntime runtime(2);
+    AsioRuntime runtime;
     auto const scheduler = runtime.makeScheduler();
     std::promise<void> begun;
     std::atomic<int> ended = 0;

@@ -27,7 +27,7 @@ protected:
     Registry m_registry;
     EchoGuard& m_guard = m_registry.put(std::make_shared<EchoGuard>(m_background));
     SimAudioOutputs m_outputs;
-    std::shared_ptr<TTSPlayer> m_player = TTSPlayer::create(m_outputs, m_background);
+    std::shared_ptr<TTSPlayer> m_player = TTSPlayer::create(m_outputs, m_background, m_background);
 };
 
 TEST_F(TTSPlayerTest, theFirstSoundFadesInFromZeroOverFiveMilliseconds)
