@@ -97,7 +97,7 @@ struct Program::Parts {
     /// A logout ends the program as the user does.
     SignalWatch signals{[this] { main.post([this] { shell.onQuit(); }); }, [] {}};
     AsioRuntime runtime;
-    AsioRuntime disk; ///< waits for the disk, which sockets must not
+    AsioRuntime disk{AsioRuntime::Jobs::mayBlock}; ///< waits for the disk, which sockets must not
     std::unique_ptr<Scheduler> listenStream = runtime.makeScheduler();
     std::unique_ptr<Scheduler> listenPipeline = runtime.makeScheduler();
     std::unique_ptr<Scheduler> speakStream = runtime.makeScheduler();

@@ -29,6 +29,8 @@ JsonReader::~JsonReader() = default;
 
 std::optional<JsonView> JsonReader::read(std::string_view text)
 {
+    if (text.starts_with("\xef\xbb\xbf")) // a byte order mark
+        text.remove_prefix(3);
     dom::element element;
     if (m_parser->parser.parse(text.data(), text.size()).get(element))
         return {};

@@ -168,7 +168,7 @@ int bench(double length)
     QTemporaryDir const folder;
     std::filesystem::path const path = folder.path().toStdString();
     QtScheduler main;
-    AsioRuntime disk;
+    AsioRuntime disk{AsioRuntime::Jobs::mayBlock};
     auto const background = disk.makeScheduler();
     Registry registry;
     registry.put<Defaults>(std::make_shared<FileDefaults>(path / "defaults.json"));

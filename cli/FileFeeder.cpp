@@ -57,7 +57,7 @@ void FileFeeder::turn()
         if (!m_target.open())
             return wake(openPoll);
         m_begun = true;
-        m_beganAt = nextBeat(m_scheduler.now(), blockTime) - blockTime;
+        m_beganAt = nextBeat(m_scheduler.now(), blockTime) - blockTime; // the first block at once, the rest on the beat
         connected(m_target.connection());
         if (onBegin)
             onBegin();

@@ -171,7 +171,7 @@ private:
     OutputQueue m_notices{STDERR_FILENO};
     std::unique_ptr<Presenter> m_presenter;
     AsioRuntime m_runtime;
-    AsioRuntime m_disk; ///< waits for the disk, which sockets must not
+    AsioRuntime m_disk{AsioRuntime::Jobs::mayBlock}; ///< waits for the disk, which sockets must not
     std::unique_ptr<Scheduler> m_listenStream = m_runtime.makeScheduler();
     std::unique_ptr<Scheduler> m_listenPipeline = m_runtime.makeScheduler();
     std::unique_ptr<Scheduler> m_speakStream = m_runtime.makeScheduler();

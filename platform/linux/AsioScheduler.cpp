@@ -5,7 +5,6 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include <atomic>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -22,16 +21,13 @@ namespace lingrelay {
 namespace {
 
 using Job = Scheduler::Job;
+using Jobs = AsioRuntime::Jobs;
 
 /// Sockets, timers and jobs of one thread, one at a time. Jobs wait here and not in the context, which would ask the
 /// system for news between any two of them.
 class Loop : public std::enable_shared_from_this<Loop> {
 public:
-    /// To wake a thread costs more than most jobs do: those of one turn together wake another loop once, when they have
-    /// run. Where a job can take long they do so at once.
-    enum class Wakes { afterTheTurn, atOnce };
-
-    explicit Loop(Wakes wakes) : m_wakes(wakes) { }
+    explicit Loop(Jobs jobs) : m_kind(jobs) { }
     ~Loop()
     {
         m_asleep = false;
@@ -44,24 +40,23 @@ public:
     void run()
     {
         auto* const outer = std::exchange(s_current, this);
-        while (!m_stopped) {
+        while (!context.stopped()) {
             bool const idle = runJobs();
             wakeOthers();
-            idle ? context.run_one() : context.poll_one();
+            if (idle)
+                context.run_one();
+            else
+                context.poll_one();
             std::lock_guard const lock(m_mutex);
             m_asleep = false;
         }
-        m_stopped = false;
+        wakeOthers();
         context.restart();
         s_current = outer;
     }
 
     /// Any thread.
-    void stop()
-    {
-        m_stopped = true;
-        context.stop();
-    }
+    void stop() { context.stop(); }
 
     /// Any thread.
     void post(Job job)
@@ -73,7 +68,7 @@ public:
         if (s_current == this || !m_asleep)
             return;
         lock.unlock();
-        if (s_current && s_current->m_wakes == Wakes::afterTheTurn)
+        if (s_current && s_current->m_kind == Jobs::brief)
             s_current->m_toWake.push_back(shared_from_this());
         else
             wake();
@@ -85,7 +80,7 @@ private:
     bool runJobs()
     {
         std::unique_lock lock(m_mutex);
-        for (int left = mostJobs; left > 0 && !m_jobs.empty() && !m_stopped; --left) {
+        for (int left = mostJobs; left > 0 && !m_jobs.empty() && !context.stopped(); --left) {
             auto job = std::move(m_jobs.front());
             m_jobs.pop_front();
             lock.unlock();
@@ -96,6 +91,7 @@ private:
         return m_asleep = m_jobs.empty();
     }
 
+    /// To wake a thread costs more than most jobs do: those of one turn together wake another loop once.
     void wakeOthers()
     {
         for (auto const& loop : m_toWake)
@@ -116,12 +112,11 @@ private:
     static constexpr int mostJobs = 64; ///< between two looks at the sockets
     static thread_local Loop* s_current;
 
-    Wakes const m_wakes;
+    Jobs const m_kind;
     std::mutex m_mutex;
     std::deque<Job> m_jobs;
     bool m_asleep = false;
     bool m_over = false;
-    std::atomic<bool> m_stopped = false;
     std::vector<std::shared_ptr<Loop>> m_toWake; ///< of this thread alone
 
 public:
@@ -232,11 +227,13 @@ private:
 } // namespace
 
 struct AsioRuntime::Impl {
-    std::shared_ptr<Loop> const loop = std::make_shared<Loop>(Loop::Wakes::afterTheTurn);
+    explicit Impl(Jobs jobs) : loop(std::make_shared<Loop>(jobs)) { }
+
+    std::shared_ptr<Loop> const loop;
     std::thread thread{[this] { loop->run(); }};
 };
 
-AsioRuntime::AsioRuntime() : m_impl(std::make_unique<Impl>()) { }
+AsioRuntime::AsioRuntime(Jobs jobs) : m_impl(std::make_unique<Impl>(jobs)) { }
 AsioRuntime::~AsioRuntime() { stop(); }
 
 std::unique_ptr<Scheduler> AsioRuntime::makeScheduler() { return std::make_unique<LoopScheduler>(m_impl->loop); }
@@ -252,7 +249,7 @@ void AsioRuntime::stop()
 asio::io_context& AsioRuntime::context() { return m_impl->loop->context; }
 
 struct AsioMainLoop::Impl {
-    std::shared_ptr<Loop> const loop = std::make_shared<Loop>(Loop::Wakes::atOnce);
+    std::shared_ptr<Loop> const loop = std::make_shared<Loop>(Jobs::mayBlock);
     LoopScheduler scheduler{loop};
 };
 
@@ -260,7 +257,6 @@ AsioMainLoop::AsioMainLoop() : m_impl(std::make_unique<Impl>()) { }
 AsioMainLoop::~AsioMainLoop() = default;
 
 void AsioMainLoop::run() { m_impl->loop->run(); }
-
 void AsioMainLoop::quit() { m_impl->loop->stop(); }
 Instant AsioMainLoop::now() const { return m_impl->scheduler.now(); }
 Date AsioMainLoop::date() const { return m_impl->scheduler.date(); }

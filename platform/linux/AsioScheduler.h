@@ -11,13 +11,17 @@ class io_context;
 namespace lingrelay {
 
 /// A worker thread: sockets are served here, and schedulers run here. One thread serves the sockets of a few streams
-/// with the fewest changes of thread; work that blocks gets a runtime of its own. What its jobs post to other threads
-/// is begun there when the job ends, at the latest. Any thread. Made first; outlives its schedulers and sockets.
+/// with the fewest changes of thread; work that blocks gets a runtime of its own. Any thread. Made first; outlives its
+/// schedulers and sockets.
 ///
 /// To end: stop(), then destroy what uses the schedulers, then the schedulers, then this.
 class AsioRuntime {
 public:
-    AsioRuntime();
+    /// What brief jobs post to other threads is begun there once those that wait with them have run, which wakes each
+    /// thread once; what jobs post that may block is begun at once.
+    enum class Jobs { brief, mayBlock };
+
+    explicit AsioRuntime(Jobs jobs = Jobs::brief);
     ~AsioRuntime();
 
     std::unique_ptr<Scheduler> makeScheduler();

@@ -1,5 +1,6 @@
 #include "base/Base64.h"
 #include "base/Json.h"
+#include "base/JsonView.h"
 #include "base/Time.h"
 
 #include <random>
@@ -49,6 +50,38 @@ TEST(Time, isoDatesAreReadInAllTheirForms)
             "2026-03-01T24:00:00Z", "2026-03-01T00:60:00Z", "2026-03-01T12:30:05.Z", "2026-03-01T12:30:05Zx",
             "2026-03-01T12:30:05+2:00", "2026-03-01T12:30:05+24:00", "+026-03-01T12:30:05Z"})
         EXPECT_FALSE(parseIso8601(text)) << text;
+}
+
+TEST(JsonReader, takesWhatTheWholeReaderTakes)
+{
+    JsonReader reader;
+    for (std::string const text : {R"({"a": 1})", R"([])", "null", R"({"a": "\ud83c\udf99 \u00e9\n"})", "", " ", "{",
+             R"({"a": 1,})", R"({"a": "\ud83c"})", "{\"a\": \"\xff\"}", R"({"a": 01})", R"({"a": 1e999})",
+             R"({"a": 1} x)", "\xef\xbb\xbf{}"})
+        EXPECT_EQ(reader.read(text).has_value(), parseJson(text).has_value()) << text;
+    EXPECT_FALSE(reader.read(std::string(100'000, '[')));
+}
+
+TEST(JsonReader, membersThatAreMissingOrOfAnotherTypeAreAbsent)
+{
+    JsonReader reader;
+    EXPECT_TRUE(reader.read(R"({"long gone": 1})"));
+    auto const value = reader.read(
+        R"({"text": "é \"x\"", "whole": -3, "part": 1.0, "large": 18446744073709551615, "yes": true, "list": [1, "two", {}]})");
+    ASSERT_TRUE(value && value->isObject());
+    EXPECT_EQ(value->string("text"), "é \"x\"");
+    EXPECT_EQ(value->integer("whole"), -3);
+    EXPECT_EQ(value->boolean("yes"), true);
+    for (auto const* key : {"part", "large", "text", "yes", "list", "none", "long gone"})
+        EXPECT_FALSE(value->integer(key)) << key;
+    for (auto const* key : {"whole", "yes", "list", "none"})
+        EXPECT_FALSE(value->string(key)) << key;
+    EXPECT_FALSE(value->boolean("whole"));
+    EXPECT_FALSE(value->items());
+    auto const items = value->member("list")->items();
+    ASSERT_EQ(items->size(), 3u);
+    EXPECT_EQ((*items)[0].printed() + (*items)[1].printed() + (*items)[2].printed(), "1two{}");
+    EXPECT_FALSE((*items)[0].member("text"));
 }
 
 TEST(Json, wrongTypesCountAsAbsent)

@@ -2,6 +2,8 @@
 #include "platform/sim/VirtualTime.h"
 #include "tests/platform/SchedulerContract.h"
 
+#include <array>
+#include <atomic>
 #include <future>
 #include <random>
 #include <thread>
@@ -95,6 +97,44 @@ TEST(AsioScheduler, jobsOfManyThreadsRunOneAtATimeInTheOrderOfEachThread)
     done.get_future().wait();
     runtime.stop();
     EXPECT_EQ(total, threads * jobs);
+}
+
+/// Tokens that hop at random between threads, by jobs and by timers: a thread that is not woken holds one up for ever.
+TEST(AsioScheduler, threadsThatPostToEachOtherAlwaysWake)
+{
+    constexpr int tokens = 5;
+    constexpr int hops = 4000;
+    AsioMainLoop main;
+    std::array<AsioRuntime, 3> runtimes{AsioRuntime(), AsioRuntime(), AsioRuntime(AsioRuntime::Jobs::mayBlock)};
+    std::vector<std::unique_ptr<Scheduler>> schedulers;
+    for (auto& runtime : runtimes)
+        schedulers.push_back(runtime.makeScheduler());
+    std::atomic<int> arrived = 0;
+    std::function<void(unsigned, int)> const hop = [&](unsigned token, int left) {
+        if (left == 0) {
+            ++arrived;
+            return main.quit();
+        }
+        auto const next = token * 1103515245U + 12345U;
+        auto const where = (next >> 16) % (schedulers.size() + 1);
+        auto& scheduler = where < schedulers.size() ? *schedulers[where] : main;
+        if ((next >> 24) % 16 == 0)
+            scheduler.startTimer(Clock::now() + 50us, [&hop, next, left] { hop(next, left - 1); });
+        else
+            scheduler.post([&hop, next, left] { hop(next, left - 1); });
+    };
+    for (unsigned token = 0; token < tokens; ++token)
+        hop(token, hops);
+    bool late = false;
+    main.startTimer(main.now() + 30s, [&] {
+        late = true;
+        main.quit();
+    });
+    while (arrived < tokens && !late)
+        main.run();
+    EXPECT_FALSE(late);
+    for (auto& runtime : runtimes)
+        runtime.stop();
 }
 
 TEST(AsioScheduler, timersOfADestroyedSchedulerAreGoneWithWhatTheyHeld)
