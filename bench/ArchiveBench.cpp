@@ -1,19 +1,17 @@
 // The archive: its first load, its search and the writing of a session, against the least that each could cost.
 
 #include "bench/CpuClock.h"
+#include "bench/SampleArchive.h"
 #include "sessions/PrivateFiles.h"
 #include "sessions/SessionStore.h"
-#include "sessions/TranscriptForms.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <thread>
 
-#include <fmt/format.h>
 #include <malloc.h>
 
 namespace lingrelay::bench {
@@ -21,39 +19,8 @@ namespace lingrelay::bench {
 namespace {
 
 namespace fs = std::filesystem;
-using Session = SessionStore::Session;
 
 constexpr int linesPerSession = 100;
-
-/// Sentences of everyday length; half of them have letters that are not ASCII.
-std::string sentence(int number, bool vietnamese)
-{
-    constexpr char const* english[] = {"we", "should", "meet", "again", "after", "The", "budget", "review", "and",
-        "before", "Friday", "with", "everyone", "who", "works", "on", "translation"};
-    constexpr char const* vietnameseWords[] = {"chúng", "ta", "nên", "gặp", "lại", "sau", "cuộc", "họp", "Ngân", "sách",
-        "và", "trước", "thứ", "sáu", "với", "mọi", "người"};
-    auto state = static_cast<unsigned>(number) * 2654435761U + 1;
-    std::string text;
-    for (int word = 0; word < 12; ++word) {
-        state = state * 1664525U + 1013904223U;
-        text += (word ? " " : "") + std::string((vietnamese ? vietnameseWords : english)[(state >> 16) % 17]);
-    }
-    return text + '.';
-}
-
-Session session(int number, int lines)
-{
-    Date const start = std::chrono::sys_days(std::chrono::year(2026) / 1 / 1) + std::chrono::minutes(number * 90);
-    std::vector<AppModel::Line> list;
-    for (int i = 0; i < lines; ++i) {
-        auto const seed = number * lines + i;
-        list.push_back({fmt::format("00000000-0000-4000-8000-{:012X}", seed), start + std::chrono::seconds(i * 5),
-            i % 3 ? AppModel::Direction::listen : AppModel::Direction::speak, sentence(seed, false),
-            sentence(seed, true), "1"});
-    }
-    return {fmt::format("00000000-0000-4000-8000-{:012X}", number), start, start + std::chrono::minutes(30), "both",
-        "en", "vi", "", std::move(list)};
-}
 
 /// A folder of `count` sessions, made once and removed at the end of the program.
 class Archive {
@@ -67,10 +34,7 @@ public:
     {
         auto pattern = (fs::temp_directory_path() / "lingrelay-archive-XXXXXX").string();
         folder = ::mkdtemp(pattern.data());
-        for (int i = 0; i < count; ++i) {
-            auto const one = session(i, linesPerSession);
-            std::ofstream(folder / (one.id + ".json")) << TranscriptForms::json(one);
-        }
+        fillArchive(folder, count, linesPerSession);
         std::this_thread::sleep_for(std::chrono::seconds(2)); // younger files are read at every load
     }
     ~Archive() { fs::remove_all(folder); }
@@ -167,7 +131,7 @@ void archiveSession(benchmark::State& state)
     auto& archive = Archive::of(10000);
     SessionStore unread(archive.folder);
     auto& store = state.range(0) == 0 ? unread : archive.store();
-    auto const one = session(9999, 2000);
+    auto const one = sampleSession(9999, 2000);
     for (auto _ : state) {
         auto const started = threadSeconds();
         benchmark::DoNotOptimize(store.archive(one));

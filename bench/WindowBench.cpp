@@ -1,8 +1,9 @@
-// The window under a busy conversation, on the desktop of DISPLAY: how late its thread runs jobs, and how soon words
-// are on the screen.
+// The window on the desktop of DISPLAY, under a busy conversation and while the user scrolls and searches: how late its
+// thread runs jobs, and how soon words are on the screen.
 
 #include "app/WindowShell.h"
 #include "base/Registry.h"
+#include "bench/SampleArchive.h"
 #include "config/L10n.h"
 #include "core/common/AppModel.h"
 #include "desktop/FloatingCaptions.h"
@@ -16,9 +17,14 @@
 
 #include <QApplication>
 #include <QEventLoop>
+#include <QKeyEvent>
+#include <QQmlEngine>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QWheelEvent>
+#include <QtQml>
 
 #include <algorithm>
 #include <atomic>
@@ -27,7 +33,7 @@
 
 #include <fmt/format.h>
 
-namespace lingrelay {
+namespace lingrelay::bench {
 
 namespace {
 
@@ -38,6 +44,12 @@ constexpr auto messageEvery = std::chrono::milliseconds(100);
 constexpr int messagesALine = 10;
 constexpr auto meterEvery = std::chrono::milliseconds(50);
 constexpr double frame = 16.7; ///< milliseconds
+constexpr int storedSessions = 10000;
+constexpr int linesPerSession = 20;
+constexpr auto wheelEvery = std::chrono::milliseconds(16);
+constexpr int wheelTurn = 240; ///< eighths of a degree: two notches
+constexpr int turnsOneWay = 100;
+constexpr auto letterEvery = std::chrono::milliseconds(150);
 
 double milliseconds(Clock::duration time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
@@ -125,6 +137,11 @@ public:
         m_messages.start(messageEvery);
         m_meters.start(meterEvery);
     }
+    void end()
+    {
+        m_messages.stop();
+        m_meters.stop();
+    }
     Times shown;
 
 private:
@@ -163,7 +180,97 @@ private:
     std::atomic<Clock::rep> m_drawn = 0;
 };
 
-int bench(double length)
+/// A hand on the wheel over the middle of the window: down for a while, then up.
+class Wheel : public QObject {
+public:
+    explicit Wheel(QQuickWindow& window) : m_window(window)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this] { turn(); });
+        m_timer.start(wheelEvery);
+    }
+
+private:
+    void turn()
+    {
+        QPointF const place(m_window.width() * 0.6, m_window.height() * 0.6);
+        int const way = m_turns++ / turnsOneWay % 2 == 0 ? -1 : 1;
+        QWheelEvent event(place, m_window.mapToGlobal(place), {}, {0, way * wheelTurn}, Qt::NoButton, Qt::NoModifier,
+            Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(&m_window, &event);
+    }
+
+    QQuickWindow& m_window;
+    QTimer m_timer;
+    int m_turns = 0;
+};
+
+/// Types words letter by letter into what has the focus and takes them back, over and over.
+class Typist : public QObject {
+public:
+    explicit Typist(QQuickWindow& window) : m_window(window)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this] { strike(); });
+        m_timer.start(letterEvery);
+    }
+
+private:
+    void strike()
+    {
+        static QString const words = QStringLiteral("the budget review");
+        auto const place = m_letters++ % (2 * words.size());
+        bool const forward = place < words.size();
+        auto const text = forward ? QString(words[place]) : QString();
+        for (auto const type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+            QKeyEvent event(type, forward ? Qt::Key_A : Qt::Key_Backspace, Qt::NoModifier, text);
+            QCoreApplication::sendEvent(&m_window, &event);
+        }
+    }
+
+    QQuickWindow& m_window;
+    QTimer m_timer;
+    qsizetype m_letters = 0;
+};
+
+/// The field for words to search, on a page that has one.
+QQuickItem* searchField(QQuickItem& item)
+{
+    if (item.isVisible() && item.property("placeholderText").toString().startsWith(QStringLiteral("Search")))
+        return &item;
+    for (auto* const child : item.childItems()) {
+        if (auto* const found = searchField(*child))
+            return found;
+    }
+    return nullptr;
+}
+
+/// The user scrolls and searches what is kept, while nobody speaks.
+void read(AppModel& model, Scheduler& main, QQuickWindow& window, double length)
+{
+    auto const measure = [&](std::string const& name) {
+        Stalls stalls(main);
+        live(length);
+        stalls.times->print("main waits, " + name);
+    };
+    {
+        Wheel const wheel(window);
+        measure(fmt::format("{} lines scroll", storedLines));
+    }
+    model.requestedSection = "history";
+    auto* const history
+        = qmlEngine(&window)->singletonInstance<QObject*>(qmlTypeId("Lingrelay.Model", 1, 0, "History"));
+    measure(fmt::format("{} sessions are read", storedSessions));
+    while (history->property("loading").toBool())
+        live(0.1);
+    {
+        Wheel const wheel(window);
+        measure(fmt::format("{} sessions scroll", storedSessions));
+    }
+    searchField(*window.contentItem())->forceActiveFocus();
+    Typist const typist(window);
+    measure(fmt::format("{} sessions are searched", storedSessions));
+}
+
+int measure(double length)
 {
     QTemporaryDir const folder;
     std::filesystem::path const path = folder.path().toStdString();
@@ -173,6 +280,7 @@ int bench(double length)
     Registry registry;
     registry.put<Defaults>(std::make_shared<FileDefaults>(path / "defaults.json"));
     registry.put(std::make_shared<UiLanguage>());
+    fillArchive(path / "Sessions", storedSessions, linesPerSession);
     registry.put(std::make_shared<SessionStore>(path / "Sessions"));
     auto& model = registry.put(std::make_shared<AppModel>());
     for (int i = 0; i < storedLines; ++i)
@@ -202,6 +310,8 @@ int bench(double length)
         stalls.times->print(*section ? fmt::format("main waits, {}", section) : "main waits, nobody speaks");
     }
     conversation.shown.print("words on the screen");
+    conversation.end();
+    read(model, main, *view.window(), length);
     view.shutdown();
     while (!view.idle())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
@@ -211,7 +321,7 @@ int bench(double length)
 
 } // namespace
 
-} // namespace lingrelay
+} // namespace lingrelay::bench
 
 int main(int argc, char** argv)
 {
@@ -219,5 +329,5 @@ int main(int argc, char** argv)
     QFont font(QStringLiteral("Inter"));
     font.setPixelSize(13);
     QApplication::setFont(font);
-    return lingrelay::bench(argc > 1 ? std::atof(argv[1]) : 15);
+    return lingrelay::bench::measure(argc > 1 ? std::atof(argv[1]) : 15);
 }

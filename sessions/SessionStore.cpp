@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <unordered_map>
 
@@ -168,6 +169,7 @@ Task<void> SessionStore::load(Scheduler& disk, Scheduler& main)
     if (m_loaded)
         co_return;
     auto const reader = std::make_shared<SessionStore>(m_folder);
+    auto const written = m_written;
     OneShot<bool> read;
     disk.post([reader, read, &main] {
         reader->load();
@@ -177,7 +179,11 @@ Task<void> SessionStore::load(Scheduler& disk, Scheduler& main)
     if (m_loaded)
         co_return;
     m_entries = std::move(reader->m_entries);
-    load(); // what has changed meanwhile
+    m_locale = std::move(reader->m_locale);
+    if (m_written != written)
+        co_return load();
+    m_loaded = true;
+    m_sessions = reader->m_sessions.get();
 }
 
 std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
@@ -191,7 +197,7 @@ std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
     std::string folded;
     m_locale->fold(query, folded);
     for (auto const& entry : m_entries) {
-        if (entry->folded.find(folded) != std::string::npos)
+        if (::memmem(entry->folded.data(), entry->folded.size(), folded.data(), folded.size()))
             found.push_back(entry->session);
     }
     return found;
@@ -215,6 +221,7 @@ Result<fs::path> SessionStore::archive(Session const& session)
     PrivateFiles::makeFolder(m_folder);
     auto file = path(session.id);
     auto error = PrivateFiles::write(file, TranscriptForms::json(session));
+    ++m_written;
     if (m_loaded) // a list that nobody has looked at need not be read for this
         load();
     if (error)

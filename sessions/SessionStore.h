@@ -122,6 +122,7 @@ private:
     std::filesystem::path m_folder;
     std::unique_ptr<UserLocale> m_locale;
     bool m_loaded = false;
+    int m_written = 0; ///< sessions, by this store
     std::vector<std::unique_ptr<Entry>> m_entries; ///< in the order of `m_sessions`
     Observable<std::vector<Session>> m_sessions;
 };

@@ -66,8 +66,13 @@ void HistoryModel::setQuery(QString const& query)
         return;
     m_query = query;
     Q_EMIT queryChanged();
-    if (m_active && !m_loading)
-        refresh();
+    if (!m_active || m_loading)
+        return;
+    // Other words, other results: nobody's place is lost, and thousands of small changes would take long.
+    beginResetModel();
+    m_rows = SessionStore::shared().search(m_query.toStdString());
+    endResetModel();
+    noteRows();
 }
 
 void HistoryModel::refresh()
@@ -87,6 +92,11 @@ void HistoryModel::refresh()
             m_rows.insert(at(first), rows.begin(), rows.end());
             endInsertRows();
         });
+    noteRows();
+}
+
+void HistoryModel::noteRows()
+{
     if (m_selected && !find(selected()))
         select({});
     Q_EMIT countChanged();

@@ -77,6 +77,7 @@ public:
 private:
     Task<void> load();
     void refresh();
+    void noteRows();
     void select(std::optional<SessionStore::Session> session);
     SessionStore::Session const* find(QString const& id) const;
     Task<void> summarize(SessionStore::Session session);

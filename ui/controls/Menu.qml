@@ -1,8 +1,8 @@
 import QtQuick
 import QtQuick.Templates as Templates
 
-/// A few actions in a list that opens below an item, within the window. `items` are {text, iconName, enabled,
-/// destructive}.
+/// A few actions in a list that opens below an item or at a point of it, within the window. `items` are {text, iconName,
+/// enabled, destructive}.
 Templates.Popup {
     id: menu
 
@@ -19,6 +19,12 @@ Templates.Popup {
         x = Math.min(0, item.width - width);
         const below = item.Window.height - item.mapToItem(null, 0, item.height).y;
         y = below < height + margins ? -height - Theme.space1 : item.height + Theme.space1;
+        open();
+    }
+    function popupAtPoint(item, left, top) {
+        parent = item;
+        x = left;
+        y = top;
         open();
     }
     function usable(index) {

@@ -17,7 +17,13 @@ TextEdit {
     activeFocusOnTab: true
     selectionColor: Theme.brand
     selectedTextColor: Theme.brandInk
-    onActiveFocusChanged: if (!activeFocus) deselect()
+    persistentSelection: editMenu.opening || editMenu.open
+    onActiveFocusChanged: if (!activeFocus && !persistentSelection) deselect()
+    Keys.onPressed: event => editMenu.takeKey(event)
     Accessible.role: Accessible.StaticText
     Accessible.name: text
+
+    EditMenu {
+        id: editMenu
+    }
 }

@@ -23,7 +23,9 @@ Templates.TextField {
     selectedTextColor: Theme.brandInk
     selectByMouse: true
     verticalAlignment: TextInput.AlignVCenter
+    persistentSelection: editMenu.opening || editMenu.open
     onVisibleChanged: if (!visible) revealed = false
+    Keys.onPressed: event => editMenu.takeKey(event)
     echoMode: secure && !revealed ? TextInput.Password : TextInput.Normal
     hoverEnabled: true
     Accessible.name: label.length > 0 ? label : placeholderText
@@ -56,6 +58,9 @@ Templates.TextField {
         color: field.placeholderTextColor
         elide: Text.ElideRight
         Accessible.ignored: true
+    }
+    EditMenu {
+        id: editMenu
     }
     Button {
         id: clearButton

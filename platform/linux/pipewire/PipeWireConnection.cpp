@@ -332,7 +332,7 @@ void PipeWireConnection::checkMetadata()
         return there || now >= until;
     });
     bool const hopeless = m_checkTime > longestHope && (!hasDevice("Audio/Sink") || !hasDevice("Audio/Source"));
-    if (!lacksDefaults()) {
+    if (!doubtsDefaults()) {
         m_checkTime = echoTime;
         m_nextCheck = now + m_checkTime;
     } else if (now >= m_nextCheck && !hopeless) {
@@ -362,9 +362,16 @@ bool PipeWireConnection::hasDevice(std::string_view side) const
     });
 }
 
-bool PipeWireConnection::lacksDefaults() const
+/// A default is a device that there is, and the chosen one when that is there. A session manager passes over a chosen
+/// device that cannot be used, so such a doubt can stay.
+bool PipeWireConnection::doubtsDefaults() const
 {
-    return managed() && (!node(nameIn("default.audio.sink")) || !node(nameIn("default.audio.source")));
+    auto const doubted = [this](std::string const& now, std::string const& chosen) {
+        return !node(now) || (now != chosen && node(chosen));
+    };
+    return managed()
+        && (doubted(nameIn("default.audio.sink"), nameIn("default.configured.audio.sink"))
+            || doubted(nameIn("default.audio.source"), nameIn("default.configured.audio.source")));
 }
 
 void PipeWireConnection::unbind(Metadata& metadata)

@@ -141,7 +141,7 @@ private:
     void bind(Metadata& metadata);
     void unbind(Metadata& metadata);
     void checkMetadata();
-    bool lacksDefaults() const;
+    bool doubtsDefaults() const;
     bool hasDevice(std::string_view side) const;
     void watchNode(Object const& object);
     template <class Call> void each(Call call);

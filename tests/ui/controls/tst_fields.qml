@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import QtQuick.Templates as Templates
 import QtTest
 import Lingrelay.Controls
 
@@ -23,6 +24,11 @@ TestCase {
         id: searchField
 
         SearchField { width: 240; placeholderText: "Search"; onTextEdited: test.seen.push(text) }
+    }
+    Component {
+        id: selectable
+
+        SelectableText { width: 240; text: "Words to keep" }
     }
     Component {
         id: button
@@ -117,6 +123,51 @@ TestCase {
         keyClick(Qt.Key_Escape);
         compare(field.text, "");
         compare(seen, ["a", ""]);
+    }
+
+    function pick(name) {
+        let entry = null;
+        tryVerify(() => entry = named(test.Templates.Overlay.overlay, name));
+        mouseClick(entry);
+        tryVerify(() => !entry.visible);
+    }
+    function test_menuOfAField() {
+        const field = createTemporaryObject(textField, test, { text: "one two" });
+        mouseDoubleClickSequence(field, field.leftPadding + 3);
+        compare(field.selectedText, "one");
+        mouseClick(field, 60, field.height / 2, Qt.RightButton);
+        tryVerify(() => named(test.Templates.Overlay.overlay, "Cut"));
+        compare(field.selectedText, "one"); // also while the menu has the focus
+        pick("Cut");
+        compare(field.text, " two");
+        tryVerify(() => field.activeFocus);
+        mouseClick(field, 60, field.height / 2, Qt.RightButton);
+        pick("Select all");
+        tryCompare(field, "selectedText", " two");
+        keyClick(Qt.Key_Menu);
+        pick("Paste");
+        compare(field.text, "one");
+        compare(seen, [" two", "one"]);
+        field.secure = true;
+        field.selectAll();
+        keyClick(Qt.Key_F10, Qt.ShiftModifier);
+        tryVerify(() => named(test.Templates.Overlay.overlay, "Copy"));
+        verify(!named(test.Templates.Overlay.overlay, "Copy").enabled); // a key does not leave by the clipboard
+        keyClick(Qt.Key_Escape);
+        tryVerify(() => field.activeFocus);
+    }
+    function test_menuOfAText() {
+        const text = createTemporaryObject(selectable, test);
+        mouseDoubleClickSequence(text, 5, 5);
+        compare(text.selectedText, "Words");
+        mouseClick(text, 5, 5, Qt.RightButton);
+        pick("Copy");
+        verify(!named(test.Templates.Overlay.overlay, "Paste"));
+        const field = createTemporaryObject(textField, test, { y: 100 });
+        field.forceActiveFocus();
+        compare(text.selectedText, "");
+        field.paste();
+        compare(field.text, "Words");
     }
 
     function test_buttonByEveryWay() {
