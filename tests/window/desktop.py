@@ -86,7 +86,8 @@ class Desktop:
 
     def start_desktop(self):
         read, write = os.pipe()
-        self.spawn("Xvfb", "-displayfd", str(write), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
+        # Without -noreset the server begins anew, and sends away who comes then, when its first guest leaves.
+        self.spawn("Xvfb", "-displayfd", str(write), "-screen", "0", self.size + "x24", "-nolisten", "tcp", "-noreset",
                    pass_fds=(write,))
         os.close(write)
         with os.fdopen(read) as number:
@@ -220,6 +221,11 @@ class Program:
 
     def wait(self, role, name, limit=10.0):
         return eventually(lambda: self.find(role, name), limit, f"{role} \"{name}\"")
+
+    def chosen(self, role, name):
+        """As a screen reader tells of it."""
+        import pyatspi
+        return self.wait(role, name).getState().contains(pyatspi.STATE_CHECKED)
 
     def texts(self):
         """All that is written on the window."""

@@ -20,7 +20,7 @@ class Person:
             self.desktop.screenshot(self.folder / f"{name}.png")
 
     def section(self, name):
-        self.program.press("push button", name)
+        self.program.press("list item", name)
         self.program.wait("heading", name)
 
     def sees(self, text, limit=20.0):
@@ -39,8 +39,9 @@ class Person:
 
     def first_start(self):
         assert "Idle" in self.program.texts()
-        self.program.press("push button", "Watch a video")
+        self.program.press("radio button", "Watch a video")
         eventually(lambda: self.desktop.stored("preset") == "watchVideo", what="the scenario")
+        assert self.program.chosen("radio button", "Watch a video")
         self.look("first-start")
 
     def session(self):
@@ -69,7 +70,7 @@ class Person:
 
     def export(self):
         self.program.press("push button", "Export")
-        self.program.press("push button", "Text")
+        self.program.press("menu item", "Text")
         dialog = eventually(lambda: self.desktop.windows("Save As"), what="the save dialog")[0]
         xdotool("windowfocus", "--sync", dialog)
         place = self.desktop.folder / "kept.txt"
@@ -85,14 +86,14 @@ class Person:
         self.program.press("text", "Search transcripts")
         xdotool("type", "dashwood")
         row = eventually(lambda: next((seen.name for seen in self.program.walk()
-                                       if seen.getRoleName() == "push button" and "English → Spanish" in
+                                       if seen.getRoleName() == "list item" and "English → Spanish" in
                                        (seen.description or "")), None), what="the session in the history")
         self.look("history")
         xdotool("type", "x")
         self.sees("No session holds these words")
         key("Escape")
-        eventually(lambda: self.program.find("push button", row), what="the session again")
-        self.program.press("push button", row)
+        eventually(lambda: self.program.find("list item", row), what="the session again")
+        self.program.press("list item", row)
         self.program.press("push button", "Summarise")
         eventually(lambda: self.program.find("push button", "Summarise") and
                    not self.program.find("push button", "Summarising"), 20, "the minutes")
@@ -100,7 +101,7 @@ class Person:
 
     def vietnamese_and_dark(self):
         self.section("General")
-        self.program.press("push button", "Tiếng Việt")
+        self.program.press("radio button", "Tiếng Việt")
         self.sees("Ngôn ngữ giao diện")
         self.program.wait("push button", "Bắt đầu dịch")
         before = self.brightness()
@@ -108,7 +109,7 @@ class Person:
         eventually(lambda: self.brightness() < before / 2, what="the dark window")
         self.look("dark-vietnamese")
         self.desktop.turn_scheme()
-        self.program.press("push button", "English")
+        self.program.press("radio button", "English")
         self.program.wait("push button", "Start translating")
 
     def brightness(self):
@@ -122,7 +123,7 @@ class Person:
         self.section("Dashboard")
         for name in ("Audio Routing", "Languages", "Transcript", "History", "General", "Shortcuts", "About"):
             key("Down")
-            self.program.wait("heading" if name != "About" else "push button", name)
+            self.program.wait("heading" if name != "About" else "list item", name)
         eventually(lambda: self.desktop.stored("sidebarSection") == "about", what="the section by keyboard")
         key("ctrl+comma")
         self.program.wait("heading", "General")
@@ -228,7 +229,7 @@ def main(binary, folder=None):
             except BaseException:
                 person.look("failed")
                 raise
-            program.press("push button", "Start translating")
+            key("ctrl+Return")
             panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
             eventually(lambda: desktop.geometry(panel) == place, what="the panel's own place")
             program.process.terminate()

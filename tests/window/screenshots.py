@@ -42,14 +42,14 @@ def shoot(desktop, program, window, titles, folder, name):
     for size, (width, height) in SIZES.items():
         xdotool("windowsize", "--sync", window, width, height)
         for section, title in zip(SECTIONS, titles):
-            program.act("push button", title)
+            program.act("list item", title)
             time.sleep(0.5)
             desktop.screenshot(folder / f"{section}-{name}-{size}.png", window)
             if section == "history" and size == "normal":
-                program.act("push button", "Weekly with Lisbon")
+                program.act("list item", "Weekly with Lisbon")
                 time.sleep(0.5)
                 desktop.screenshot(folder / f"history-open-{name}.png", window)
-                program.act("push button", "Weekly with Lisbon")
+                program.act("list item", "Weekly with Lisbon")
 
 
 def main(binary, folder):

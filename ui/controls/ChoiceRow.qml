@@ -3,7 +3,7 @@ import QtQuick.Layouts
 import QtQuick.Templates as Templates
 
 /// One entry of a list of choices.
-Templates.AbstractButton {
+Templates.ItemDelegate {
     id: row
 
     required property var modelData
@@ -18,7 +18,6 @@ Templates.AbstractButton {
     hoverEnabled: true
     text: modelData.text
     onHoveredChanged: if (hovered) entered()
-    Accessible.role: Accessible.ListItem
     Accessible.name: text
     Accessible.description: modelData.mark ?? ""
     Accessible.selected: chosen

@@ -4,7 +4,7 @@ import QtQuick.Templates as Templates
 /// A few actions in a list that opens below an item or at a point of it, within the window. `items` are {text, iconName,
 /// enabled, destructive}.
 Templates.Popup {
-    id: menu
+    id: root
 
     property var items: []
 
@@ -64,23 +64,23 @@ Templates.Popup {
     contentItem: ListView {
         id: list
 
-        model: menu.items
+        model: root.items
         clip: true
         boundsBehavior: Flickable.StopAtBounds
         highlightMoveDuration: 0
-        Keys.onUpPressed: menu.step(-1)
-        Keys.onDownPressed: menu.step(1)
-        Keys.onReturnPressed: menu.pick(currentIndex)
-        Keys.onEnterPressed: menu.pick(currentIndex)
-        Keys.onSpacePressed: menu.pick(currentIndex)
+        Keys.onUpPressed: root.step(-1)
+        Keys.onDownPressed: root.step(1)
+        Keys.onReturnPressed: root.pick(currentIndex)
+        Keys.onEnterPressed: root.pick(currentIndex)
+        Keys.onSpacePressed: root.pick(currentIndex)
         Accessible.role: Accessible.PopupMenu
 
         delegate: MenuRow {
             width: list.width
-            enabled: menu.usable(index)
+            enabled: root.usable(index)
             current: index === list.currentIndex
             onEntered: list.currentIndex = index
-            onClicked: menu.pick(index)
+            onClicked: root.pick(index)
         }
 
         FontMetrics {

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as Templates
 
 /// One action of a Menu.
-Templates.AbstractButton {
+Templates.MenuItem {
     id: entry
 
     required property var modelData
@@ -18,7 +18,6 @@ Templates.AbstractButton {
     hoverEnabled: true
     text: modelData.text
     onHoveredChanged: if (hovered) entered()
-    Accessible.role: Accessible.MenuItem
     Accessible.name: text
     Accessible.onPressAction: if (enabled) clicked()
 

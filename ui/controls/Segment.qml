@@ -2,16 +2,16 @@ import QtQuick
 import QtQuick.Templates as Templates
 
 /// One of the choices of a Segmented.
-Templates.AbstractButton {
+Templates.RadioButton {
     id: segment
 
     property bool selected
 
+    checked: selected
+    autoExclusive: false
+    onToggled: checked = Qt.binding(() => selected) // a press does not choose by itself
     hoverEnabled: true
-    Accessible.role: Accessible.RadioButton
     Accessible.name: text
-    Accessible.checkable: true
-    Accessible.checked: selected
     Accessible.onPressAction: if (enabled) clicked()
     Accessible.onToggleAction: if (enabled) clicked()
 

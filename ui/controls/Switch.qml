@@ -3,32 +3,24 @@ import QtQuick.Templates as Templates
 
 /// On or off. `checked` is bound from outside; a change by the user, or by assistive technology, is told by `moved` and
 /// shows when the outside follows.
-Templates.Control {
+Templates.CheckBox {
     id: control
 
-    property bool checked
     property string label ///< for assistive technology
 
     signal moved(bool on)
 
-    // A button of the templates would change `checked` by itself, and the two would drift apart.
-    function act() {
-        if (enabled)
-            moved(!checked);
-    }
-
+    // What a press comes to is the outside's to say, or the two would drift apart.
+    nextCheckState: () => checkState
+    onClicked: moved(!checked)
     implicitWidth: 40
     implicitHeight: 24
     focusPolicy: Qt.TabFocus
-    Keys.onSpacePressed: event => event.isAutoRepeat || act()
-    Keys.onReturnPressed: event => event.isAutoRepeat || act()
-    Keys.onEnterPressed: event => event.isAutoRepeat || act()
-    Accessible.role: Accessible.CheckBox
+    Keys.onReturnPressed: event => event.isAutoRepeat || clicked()
+    Keys.onEnterPressed: event => event.isAutoRepeat || clicked()
     Accessible.name: label
-    Accessible.checkable: true
-    Accessible.checked: checked
-    Accessible.onToggleAction: act()
-    Accessible.onPressAction: act()
+    Accessible.onToggleAction: if (enabled) clicked()
+    Accessible.onPressAction: if (enabled) clicked()
 
     background: Rectangle {
         radius: height / 2
@@ -59,10 +51,5 @@ Templates.Control {
         FocusRing {
             visible: control.visualFocus
         }
-    }
-
-    MouseArea {
-        anchors.fill: parent
-        onClicked: control.act()
     }
 }

@@ -20,6 +20,6 @@ FormRow {
         parent: row
         z: -1
         anchors.fill: parent
-        onClicked: toggle.act()
+        onClicked: if (toggle.enabled) toggle.clicked()
     }
 }

@@ -18,13 +18,12 @@ Card {
 
     readonly property bool open: History.selected === sessionId
 
-    Templates.AbstractButton {
+    Templates.ItemDelegate {
         id: head
 
         Layout.fillWidth: true
         implicitHeight: headRow.implicitHeight + 2 * Theme.space3
         hoverEnabled: true
-        Accessible.role: Accessible.ListItem
         Accessible.name: row.title
         Accessible.description: details.text + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
         onVisualFocusChanged: if (visualFocus) row.ListView.view.positionViewAtIndex(row.index, ListView.Contain)

@@ -4,7 +4,7 @@ import QtQuick.Templates as Templates
 import Lingrelay.Controls
 
 /// A scenario to choose with one press.
-Templates.AbstractButton {
+Templates.RadioButton {
     id: card
 
     property string iconName
@@ -12,12 +12,12 @@ Templates.AbstractButton {
     property bool chosen
 
     implicitHeight: content.implicitHeight
+    checked: chosen
+    autoExclusive: false
+    onToggled: checked = Qt.binding(() => chosen) // a press does not choose by itself
     hoverEnabled: true
-    Accessible.role: Accessible.RadioButton
     Accessible.name: text
     Accessible.description: subtitle
-    Accessible.checkable: true
-    Accessible.checked: chosen
     Accessible.onPressAction: clicked()
     Accessible.onToggleAction: clicked()
     Keys.onReturnPressed: clicked()

@@ -4,7 +4,7 @@ import QtQuick.Templates as Templates
 import Lingrelay.Controls
 
 /// One section in the sidebar. Tab reaches the selected row, the arrow keys go from row to row.
-Templates.AbstractButton {
+Templates.ItemDelegate {
     id: row
 
     property string iconName
@@ -18,7 +18,6 @@ Templates.AbstractButton {
     onSelectedChanged: if (selected && Window.activeFocusItem && Window.activeFocusItem instanceof SidebarRow) forceActiveFocus(Qt.TabFocusReason)
     Keys.onUpPressed: stepped(-1)
     Keys.onDownPressed: stepped(1)
-    Accessible.role: Accessible.ListItem
     Accessible.name: text
     Accessible.selectable: true
     Accessible.selected: selected
