@@ -206,21 +206,18 @@ private:
 
 class LoopScheduler final : public Scheduler {
 public:
-    explicit LoopScheduler(std::shared_ptr<Loop> loop)
-        : m_loop(std::move(loop))
-        , m_timers(std::make_shared<Timers>(m_loop->context))
-    {
-    }
+    /// The loop lives longer. What waits for a socket holds schedulers, so that one which kept the loop would never go.
+    explicit LoopScheduler(Loop& loop) : m_loop(loop), m_timers(std::make_shared<Timers>(m_loop.context)) { }
     ~LoopScheduler() override { m_timers->clear(); }
 
     Instant now() const override { return Clock::now(); }
     Date date() const override { return std::chrono::system_clock::now(); }
-    void post(Job job) override { m_loop->post(std::move(job)); }
+    void post(Job job) override { m_loop.post(std::move(job)); }
     TimerId startTimer(Instant when, Job job) override { return m_timers->start(when, std::move(job)); }
     void stopTimer(TimerId id) override { m_timers->stop(id); }
 
 private:
-    std::shared_ptr<Loop> const m_loop;
+    Loop& m_loop;
     std::shared_ptr<Timers> const m_timers;
 };
 
@@ -236,7 +233,7 @@ struct AsioRuntime::Impl {
 AsioRuntime::AsioRuntime(Jobs jobs) : m_impl(std::make_unique<Impl>(jobs)) { }
 AsioRuntime::~AsioRuntime() { stop(); }
 
-std::unique_ptr<Scheduler> AsioRuntime::makeScheduler() { return std::make_unique<LoopScheduler>(m_impl->loop); }
+std::unique_ptr<Scheduler> AsioRuntime::makeScheduler() { return std::make_unique<LoopScheduler>(*m_impl->loop); }
 
 void AsioRuntime::stop()
 {
@@ -250,7 +247,7 @@ asio::io_context& AsioRuntime::context() { return m_impl->loop->context; }
 
 struct AsioMainLoop::Impl {
     std::shared_ptr<Loop> const loop = std::make_shared<Loop>(Jobs::mayBlock);
-    LoopScheduler scheduler{loop};
+    LoopScheduler scheduler{*loop};
 };
 
 AsioMainLoop::AsioMainLoop() : m_impl(std::make_unique<Impl>()) { }

@@ -814,6 +814,37 @@ TEST(AsioNetwork, socketsMayBeUsedFromAnyThread)
     EXPECT_GT(told, 0);
 }
 
+TEST(AsioNetwork, whatWaitsAtTheEndIsLetGo)
+{
+    for (std::string const scheme : {"http", "ws"}) {
+        auto held = std::make_shared<int>();
+        std::weak_ptr<int> const kept = held;
+        {
+            RealWorld world;
+            std::atomic<bool> asked = false;
+            world.server().answerHttp([&](auto const&) {
+                asked = true;
+                return TestServer::HttpAnswer{{200, {}, "never"}, Duration(-1)};
+            });
+            auto const scheduler = world.runtime.makeScheduler();
+            std::shared_ptr<WebSocket> socket;
+            if (scheme == "http") {
+                HttpRequest request;
+                request.url = world.server().url(scheme, "/");
+                world.network().exchange(request, *scheduler, [held](auto const&) {});
+            } else {
+                WebSocketRequest request;
+                request.url = world.server().url(scheme, "/");
+                request.onDropped = [held](std::size_t) {};
+                socket = world.network().connect(request, *scheduler);
+            }
+            held.reset();
+            ASSERT_TRUE(world.until([&] { return socket ? socket->state() == WebSocket::State::open : bool(asked); }));
+        }
+        EXPECT_TRUE(kept.expired()) << scheme;
+    }
+}
+
 /// The end of the network waits for goodbyes, so that a program may end right after it cancelled.
 TEST(AsioNetwork, endWaitsForCancelledSockets)
 {
