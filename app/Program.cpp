@@ -27,6 +27,7 @@
 #include "program/LocalService.h"
 #include "program/MachineSound.h"
 #include "program/Paths.h"
+#include "program/Secrecy.h"
 #include "program/SignalWatch.h"
 #include "sessions/Journal.h"
 #include "ui/MainView.h"
@@ -93,6 +94,7 @@ struct Program::Parts {
     void adoptAppearance();
     void end();
 
+    std::shared_ptr<Secrecy> secrecy = openLog();
     QtScheduler main;
     /// A logout ends the program as the user does.
     SignalWatch signals{[this] { main.post([this] { shell.onQuit(); }); }, [] {}};
@@ -144,6 +146,7 @@ Program::Parts::Parts()
     registry.put(std::make_shared<FarEndEcho>(main));
     registry.put(std::make_shared<SessionStore>(SessionStore::defaultFolder()));
     plan = HostPlan::make({});
+    secrecy->add(Secrets::key());
     if (plan.localService)
         greetNewcomer();
     registry.put(std::make_shared<AppModel>());
@@ -282,6 +285,7 @@ void Program::Parts::connected(Result<LocalService::Address> const& address)
         return;
     if (address)
         local = *address;
+    secrecy->add(local.token);
     complaint = address ? plan.problem() : address.error().message;
     if (hosts) {
         hosts->use(plan.hostsWith(local.hosts));
@@ -290,7 +294,9 @@ void Program::Parts::connected(Result<LocalService::Address> const& address)
     }
     hosts = &registry.put(std::make_shared<HostsInUse>(plan.hostsWith(local.hosts)));
     auto& net = registry.put(std::make_shared<Net>(network));
-    hosted = &registry.put(std::make_shared<HostedSession>(main, net, local.token));
+    auto const session = std::make_shared<HostedSession>(main, net, local.token);
+    secrecy->follow(session);
+    hosted = &registry.put(session);
     begin();
 }
 
@@ -298,6 +304,7 @@ void Program::Parts::connected(Result<LocalService::Address> const& address)
 void Program::Parts::adoptKey()
 {
     plan = HostPlan::make({});
+    secrecy->add(Secrets::key());
     if (plan.localService && !serviceStarted)
         return startService();
     connected(local);

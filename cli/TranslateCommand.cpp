@@ -1,6 +1,5 @@
 #include "cli/TranslateCommand.h"
 
-#include "base/Log.h"
 #include "base/Registry.h"
 #include "cli/Paths.h"
 #include "cli/Presenter.h"
@@ -21,7 +20,6 @@
 #include <cstdio>
 #include <thread>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace lingrelay {
@@ -44,23 +42,6 @@ std::unique_ptr<Presenter> makePresenter(
         return std::make_unique<PlainPresenter>(output, notices);
     auto const colours = environment("NO_COLOR").empty() ? TerminalView::Colours::ansi : TerminalView::Colours::none;
     return std::make_unique<TerminalPresenter>(output, STDOUT_FILENO, colours);
-}
-
-/// The log goes to the file that LINGRELAY_LOG names, for looking into a run. Services repeat keys in what they say.
-void openLog(std::shared_ptr<Secrecy const> secrecy)
-{
-    auto const path = environment("LINGRELAY_LOG");
-    if (path.empty())
-        return;
-    auto const descriptor = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0)
-        return;
-    std::shared_ptr<std::FILE> const file(::fdopen(descriptor, "a"), [](std::FILE* f) { f ? std::fclose(f) : 0; });
-    Log::setSink([file, secrecy](std::string_view line) {
-        auto const text = secrecy->clean(std::string(line));
-        fmt::print(file.get(), "{} {}\n", clockTime(std::chrono::system_clock::now()), text);
-        std::fflush(file.get());
-    });
 }
 
 /// The program for the length of one run. Members go down in the opposite order.
@@ -99,7 +80,6 @@ public:
                 return badArguments(opened.error().message);
             file.emplace(std::move(*opened));
         }
-        openLog(m_secrecy);
         m_defaults->hold(plan->settings);
         m_registry.put(std::make_shared<AppModel>());
         translate(std::move(*plan), std::move(file));
@@ -123,7 +103,9 @@ private:
         auto const connect = [this](Hosts const& hosts, std::string const& token) -> HostedSession& {
             m_registry.put(std::make_shared<HostsInUse>(hosts));
             auto& net = m_registry.put(std::make_shared<Net>(*m_network));
-            return m_registry.put(std::make_shared<HostedSession>(m_main, net, token));
+            auto const hosted = std::make_shared<HostedSession>(m_main, net, token);
+            m_secrecy->follow(hosted);
+            return m_registry.put(hosted);
         };
         if (plan.usesDevices())
             m_machine = std::make_unique<PipeWireSound>();
@@ -162,6 +144,7 @@ private:
         });
     }
 
+    std::shared_ptr<Secrecy> m_secrecy = openLog();
     Arguments const& m_arguments;
     Instant m_start;
     std::atomic<bool> m_stopping = false;
@@ -180,7 +163,6 @@ private:
     std::unique_ptr<Scheduler> m_sound = m_runtime.makeScheduler();
     std::shared_ptr<OverlaidDefaults> m_defaults;
     Registry m_registry;
-    std::shared_ptr<Secrecy> m_secrecy = std::make_shared<Secrecy>();
     LocalService m_localService{m_main};
     std::unique_ptr<AsioNetwork> m_network;
     NoSound m_noSound;

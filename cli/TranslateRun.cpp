@@ -566,15 +566,4 @@ void TranslateRun::complain(std::optional<Error> const& error)
     m_complaints.push_back(error->message);
 }
 
-std::string TranslateRun::clean(std::string text)
-{
-    // Renewed keys are known before anybody can repeat them.
-    if (auto key = m_hosted ? m_hosted->sttKey() : ""; key != m_hostedKey) {
-        m_hostedKey = key;
-        m_services.secrecy.add(std::move(key));
-        m_services.secrecy.add(m_hosted->ttsKey());
-    }
-    return m_services.secrecy.clean(std::move(text));
-}
-
 } // namespace lingrelay

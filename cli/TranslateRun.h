@@ -8,12 +8,12 @@
 #include "cli/FileSource.h"
 #include "cli/Presenter.h"
 #include "cli/RunPlan.h"
-#include "cli/Secrecy.h"
 #include "cli/WavOutputs.h"
 #include "core/AppDelegate.h"
 #include "program/Headless.h"
 #include "program/LocalService.h"
 #include "program/MachineSound.h"
+#include "program/Secrecy.h"
 #include "sessions/SessionStore.h"
 #include "speech/HostedSession.h"
 
@@ -115,7 +115,7 @@ private:
     void onMain(std::function<void()> job);
     void writeFiles();
     void complain(std::optional<Error> const& error);
-    std::string clean(std::string text);
+    std::string clean(std::string text) { return m_services.secrecy.clean(std::move(text)); }
     std::shared_ptr<FileFeeder> feeder() const;
     AudioTarget const& target() const;
     Engine& mainEngine();
@@ -129,7 +129,6 @@ private:
     ClauseLog m_listenClauses;
     ClauseLog m_speakClauses;
     HostedSession* m_hosted = nullptr;
-    std::string m_hostedKey; ///< the one that is kept secret
 
     Overlay m_overlay{*this};
     Shell m_shell{*this};

@@ -3,9 +3,9 @@
 #include "cli/ClauseLog.h"
 #include "cli/OutputQueue.h"
 #include "cli/Presenter.h"
-#include "cli/Secrecy.h"
 #include "platform/sim/SimDefaults.h"
 #include "platform/sim/VirtualTime.h"
+#include "program/Secrecy.h"
 
 #include <csignal>
 #include <thread>

@@ -1,6 +1,7 @@
 """person.py PROGRAM [FOLDER]: a person's first hour with the window, by pointer, keyboard and accessibility tree, on a
 desktop with sound. What was seen goes to FOLDER as pictures."""
 
+import os
 import pathlib
 import subprocess
 import sys
@@ -165,6 +166,8 @@ class Person:
         first = eventually(service, what="the service")
         subprocess.run(("kill", "-9", first), check=True)
         eventually(lambda: service() not in ("", first), what="another service")
+        log = pathlib.Path(os.environ["LINGRELAY_LOG"])
+        assert "[service] it has ended" in log.read_text() and log.stat().st_mode & 0o777 == 0o600
         self.program.press("push button", "Start translating")
         self.sees("ready")
         key("ctrl+Return")  # the panel hides the button
@@ -211,6 +214,7 @@ def main(binary, folder=None):
     if folder:
         folder.mkdir(parents=True, exist_ok=True)
     with Desktop(sound=True) as desktop:
+        os.environ["LINGRELAY_LOG"] = str(desktop.folder / "log")
         with Program(desktop, binary) as program:
             person = Person(desktop, program, folder)
             try:
