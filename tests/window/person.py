@@ -3,6 +3,7 @@ desktop with sound. What was seen goes to FOLDER as pictures."""
 
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import time
@@ -158,19 +159,37 @@ class Person:
             eventually(lambda: self.desktop.stored("k.soniox") == text, what="the key in the store")
             field.queryComponent().grabFocus()
 
+    def service(self):
+        return subprocess.run(("pgrep", "-P", str(self.program.process.pid), "-f", "lingrelay-service"),
+                              capture_output=True, text=True).stdout.strip()
+
     def service_dies(self):
         """Another one takes its place."""
-        def service():
-            return subprocess.run(("pgrep", "-P", str(self.program.process.pid), "-f", "lingrelay-service"),
-                                  capture_output=True, text=True).stdout.strip()
-        first = eventually(service, what="the service")
-        subprocess.run(("kill", "-9", first), check=True)
-        eventually(lambda: service() not in ("", first), what="another service")
+        first = eventually(self.service, what="the service")
+        os.kill(int(first), signal.SIGKILL)
+        eventually(lambda: self.service() not in ("", first), what="another service")
         log = pathlib.Path(os.environ["LINGRELAY_LOG"])
         assert "[service] it has ended" in log.read_text() and log.stat().st_mode & 0o777 == 0o600
         self.program.press("push button", "Start translating")
         self.sees("ready")
         key("ctrl+Return")  # the panel hides the button
+        self.program.wait("push button", "Start translating")
+
+    def service_stalls(self):
+        """In the middle of a session: it is told, and goes on by itself."""
+        key("ctrl+Return")
+        self.sees("ready")
+        service = int(self.service())
+        os.kill(service, signal.SIGSTOP)
+        try:
+            self.sees("reconnecting", 30)
+            self.look("stalled")
+        finally:
+            os.kill(service, signal.SIGCONT)
+        eventually(lambda: not any("reconnecting" in text for text in self.program.texts()), 30, "the connection")
+        self.desktop.spawn("pw-play", str(CLIPS / "sense_and_sensibility_01_austen_64kb-0870.wav"))
+        self.sees("dashwood", 30)
+        key("ctrl+Return")
         self.program.wait("push button", "Start translating")
 
     def drag(self, start, end):
@@ -230,6 +249,7 @@ def main(binary, folder=None):
             try:
                 person.own_key()
                 person.service_dies()
+                person.service_stalls()
             except BaseException:
                 person.look("failed")
                 raise
