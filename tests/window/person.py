@@ -137,10 +137,10 @@ class Person:
         click(x + 300, y + 40)
         time.sleep(0.8)  # or the next press makes it a double click
         self.drag((x + 300, y + 40), (x + 180, y - 60))
-        assert self.desktop.geometry(panel)[:2] == (x - 120, y - 100), self.desktop.geometry(panel)
+        eventually(lambda: self.desktop.geometry(panel)[:2] == (x - 120, y - 100), what="the moved panel")
         x, y = x - 120, y - 100
         self.drag((x + width - 12, y + height - 12), (x + width + 88, y + height + 38))
-        assert self.desktop.geometry(panel) == (x, y, width + 100, height + 50), self.desktop.geometry(panel)
+        eventually(lambda: self.desktop.geometry(panel) == (x, y, width + 100, height + 50), what="the larger panel")
         assert xdotool("getactivewindow").strip() == focus, "the panel took the focus"
         assert self.desktop.stored("overlayFrame") == f"{{{{{x}, {y}}}, {{{width + 100}, {height + 50}}}}}"
         self.look("panel")
