@@ -40,9 +40,6 @@ ColumnLayout {
         Layout.fillWidth: true
     }
     SectionFooter {
-        Layout.fillWidth: true
-        Layout.leftMargin: Theme.space1
-        Layout.rightMargin: Theme.space1
         visible: text.length > 0
         text: section.footer
     }
