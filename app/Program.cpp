@@ -134,6 +134,7 @@ struct Program::Parts {
     std::unique_ptr<DriverInstaller> driver;
     std::shared_ptr<AppDelegate> app;
     std::string complaint; ///< why there is no service
+    std::string shown; ///< the complaint that stands in the status
     HostsInUse* hosts = nullptr;
 };
 
@@ -198,6 +199,7 @@ void Program::Parts::takeCommands()
     keepFor(&Commands::replayLast);
     keepFor(&Commands::summarizeRecent);
     keepFor(&Commands::applyPreset);
+    keepFor(&Commands::adoptKey);
     auto& model = AppModel::shared();
     model.commands.start = [&model, keep = std::move(model.commands.start)] {
         model.status = T("Connecting…", "Đang kết nối…");
@@ -211,6 +213,8 @@ void Program::Parts::makeReady()
     if (std::exchange(readying, true))
         return;
     localService.onEnded = [this] {
+        if (ending)
+            return;
         Log::write("[service] it has ended; another one is started");
         startService();
     };
@@ -310,13 +314,18 @@ void Program::Parts::adoptKey()
     connected(local);
 }
 
+/// An empty one takes the last one back.
 void Program::Parts::complain(std::string const& problem)
 {
-    if (problem.empty())
-        return;
     auto& model = AppModel::shared();
-    model.status = problem;
-    model.statusKind = AppModel::StatusKind::error;
+    if (!problem.empty()) {
+        model.status = problem;
+        model.statusKind = AppModel::StatusKind::error;
+    } else if (!shown.empty() && *model.status == shown) {
+        model.status = "";
+        model.statusKind = AppModel::StatusKind::idle;
+    }
+    shown = problem;
 }
 
 void Program::Parts::heard(std::unique_ptr<PipeWireSound> opened)

@@ -21,8 +21,10 @@ Templates.Button {
     font.pixelSize: Theme.fontBody
     font.weight: kind === Button.Filled ? Theme.weightStrong : Theme.weightNormal
     hoverEnabled: true
-    Keys.onReturnPressed: if (enabled) clicked()
-    Keys.onEnterPressed: if (enabled) clicked()
+    Keys.onPressed: event => event.accepted = event.isAutoRepeat && event.key === Qt.Key_Space
+    Keys.onReleased: event => event.accepted = event.isAutoRepeat && event.key === Qt.Key_Space
+    Keys.onReturnPressed: event => event.isAutoRepeat || !enabled || clicked()
+    Keys.onEnterPressed: event => event.isAutoRepeat || !enabled || clicked()
     Accessible.role: Accessible.Button
     Accessible.name: text.length > 0 ? text : toolTip
     Accessible.onPressAction: if (enabled) clicked()

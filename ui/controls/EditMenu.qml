@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Templates as Templates
 
 /// What can be done with a text: a menu by the right button or the menu key. Lies in the TextInput or TextEdit.
 Item {
@@ -61,6 +62,7 @@ Item {
         active: false
 
         sourceComponent: Menu {
+            closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutside
             onPicked: index => items[index].run()
         }
     }

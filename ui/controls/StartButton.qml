@@ -12,8 +12,10 @@ Templates.AbstractButton {
     implicitHeight: Theme.rowHeight
     implicitWidth: row.implicitWidth + 2 * Theme.space4
     hoverEnabled: true
-    Keys.onReturnPressed: if (enabled) clicked()
-    Keys.onEnterPressed: if (enabled) clicked()
+    Keys.onPressed: event => event.accepted = event.isAutoRepeat && event.key === Qt.Key_Space
+    Keys.onReleased: event => event.accepted = event.isAutoRepeat && event.key === Qt.Key_Space
+    Keys.onReturnPressed: event => event.isAutoRepeat || !enabled || clicked()
+    Keys.onEnterPressed: event => event.isAutoRepeat || !enabled || clicked()
     Accessible.role: Accessible.Button
     Accessible.name: text
     Accessible.onPressAction: if (enabled) clicked()

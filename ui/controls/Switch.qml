@@ -16,6 +16,8 @@ Templates.CheckBox {
     implicitWidth: 40
     implicitHeight: 24
     focusPolicy: Qt.TabFocus
+    Keys.onPressed: event => event.accepted = event.isAutoRepeat && event.key === Qt.Key_Space
+    Keys.onReleased: event => event.accepted = event.isAutoRepeat && event.key === Qt.Key_Space
     Keys.onReturnPressed: event => event.isAutoRepeat || clicked()
     Keys.onEnterPressed: event => event.isAutoRepeat || clicked()
     Accessible.name: label

@@ -110,12 +110,22 @@ ScrollPage {
             spacing: Theme.space3
 
             TextField {
+                id: key
+
                 Layout.fillWidth: true
                 secure: true
                 placeholderText: T("Leave empty to use the hosted service", "Để trống để dùng dịch vụ có sẵn")
                 label: T("Your own Soniox key", "Khoá Soniox của riêng bạn")
                 text: App.ownKey
+                onTextEdited: pause.restart()
                 onEditingFinished: App.ownKey = text
+
+                Timer {
+                    id: pause
+
+                    interval: 300 // whole keys are pasted
+                    onTriggered: App.ownKey = key.text
+                }
             }
         }
     }

@@ -20,6 +20,8 @@ Item {
                 text: T("Past sessions", "Các phiên đã lưu")
             }
             SearchField {
+                id: search
+
                 Layout.preferredWidth: 280
                 placeholderText: T("Search transcripts", "Tìm trong biên bản")
                 visible: !History.empty
@@ -47,12 +49,27 @@ Item {
             ListView {
                 id: list
 
+                function focusRow(index) {
+                    positionViewAtIndex(Math.max(0, Math.min(index, count - 1)), ListView.Contain);
+                    const next = itemAtIndex(index);
+                    if (next)
+                        next.takeFocus();
+                }
+                /// The row goes, and the focus does not go with it.
+                function leaveRow(index) {
+                    if (count > 1)
+                        focusRow(index + 1 < count ? index + 1 : index - 1);
+                    else
+                        search.forceActiveFocus();
+                }
+
                 anchors.fill: parent
                 clip: true
                 spacing: Theme.space2
                 boundsBehavior: Flickable.StopAtBounds
                 model: History
                 cacheBuffer: 400
+                keyNavigationEnabled: false // the rows do that themselves
                 Accessible.role: Accessible.List
                 Accessible.name: T("Past sessions", "Các phiên đã lưu")
                 ScrollBar.vertical: ScrollBar {

@@ -18,6 +18,10 @@ Card {
 
     readonly property bool open: History.selected === sessionId
 
+    function takeFocus() {
+        head.forceActiveFocus(Qt.TabFocusReason);
+    }
+
     Templates.ItemDelegate {
         id: head
 
@@ -28,8 +32,10 @@ Card {
         Accessible.description: details.text + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
         onVisualFocusChanged: if (visualFocus) row.ListView.view.positionViewAtIndex(row.index, ListView.Contain)
         Accessible.onPressAction: clicked()
-        Keys.onReturnPressed: clicked()
-        Keys.onEnterPressed: clicked()
+        Keys.onReturnPressed: event => event.isAutoRepeat || clicked()
+        Keys.onEnterPressed: event => event.isAutoRepeat || clicked()
+        Keys.onUpPressed: row.ListView.view.focusRow(row.index - 1)
+        Keys.onDownPressed: row.ListView.view.focusRow(row.index + 1)
         onClicked: History.toggle(row.sessionId)
 
         background: Rectangle {
@@ -110,7 +116,10 @@ Card {
                     kind: Button.Destructive
                     iconName: "trash"
                     text: T("Delete", "Xoá")
-                    onClicked: History.remove(row.sessionId)
+                    onClicked: {
+                        row.ListView.view.leaveRow(row.index);
+                        History.remove(row.sessionId);
+                    }
                 }
             }
             SelectableText {

@@ -16,12 +16,16 @@ ListView {
     cacheBuffer: 400
     reuseItems: true
     Keys.onUpPressed: contentY = Math.max(originY, contentY - 60)
-    Keys.onDownPressed: contentY = Math.min(originY + contentHeight - height, contentY + 60)
+    Keys.onDownPressed: contentY = Math.max(originY, Math.min(originY + contentHeight - height, contentY + 60))
     Accessible.role: Accessible.List
 
     onMovementEnded: atNewest = atYEnd
     onContentYChanged: if (atYEnd) atNewest = true; else if (moving || activeFocus) atNewest = false
-    onCountChanged: if (following && atNewest) Qt.callLater(positionViewAtEnd)
+    onCountChanged: {
+        atNewest = atNewest || count === 0;
+        if (following && atNewest)
+            Qt.callLater(positionViewAtEnd);
+    }
     onHeightChanged: if (following && atNewest) Qt.callLater(positionViewAtEnd)
     Component.onCompleted: if (following) Qt.callLater(positionViewAtEnd)
 

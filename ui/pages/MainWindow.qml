@@ -84,30 +84,37 @@ Window {
         value: Desktop.reducedMotion
     }
     Shortcut {
+        autoRepeat: false
         sequence: "Ctrl+Return"
         onActivated: App.running ? App.stop() : App.start()
     }
     Shortcut {
+        autoRepeat: false
         sequence: "Ctrl+Shift+R"
         onActivated: App.replayLast()
     }
     Shortcut {
+        autoRepeat: false
         sequence: "Ctrl+Shift+M"
         onActivated: App.summarizeRecent()
     }
     Shortcut {
+        autoRepeat: false
         sequence: "Ctrl+,"
         onActivated: Sections.current = "general"
     }
     Shortcut {
+        autoRepeat: false
         sequence: "Ctrl+M"
         onActivated: window.showMinimized()
     }
     Shortcut {
+        autoRepeat: false
         sequence: "Ctrl+W"
         onActivated: window.close()
     }
     Shortcut {
+        autoRepeat: false
         sequence: "Ctrl+Q"
         onActivated: Shell.quit()
     }

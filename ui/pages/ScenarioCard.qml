@@ -20,8 +20,8 @@ Templates.RadioButton {
     Accessible.description: subtitle
     Accessible.onPressAction: clicked()
     Accessible.onToggleAction: clicked()
-    Keys.onReturnPressed: clicked()
-    Keys.onEnterPressed: clicked()
+    Keys.onReturnPressed: event => event.isAutoRepeat || clicked()
+    Keys.onEnterPressed: event => event.isAutoRepeat || clicked()
 
     background: Rectangle {
         radius: Theme.radiusCard
