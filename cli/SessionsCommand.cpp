@@ -34,7 +34,6 @@ using Session = SessionStore::Session;
 class Summary {
 public:
     Summary(Registry& registry, RunPlan plan) : m_registry(registry), m_plan(std::move(plan)) { }
-    ~Summary() { m_runtime.stop(); }
 
     Result<std::string> of(std::string text)
     {
@@ -76,8 +75,7 @@ private:
     Registry& m_registry;
     RunPlan m_plan;
     AsioMainLoop m_main;
-    AsioRuntime m_runtime;
-    AsioNetwork m_network{m_runtime};
+    AsioNetwork m_network{m_main.runtime()};
     LocalService m_service{m_main};
     std::optional<Result<std::string>> m_result;
 };

@@ -63,7 +63,6 @@ public:
 
     ~Program()
     {
-        m_runtime.stop();
         m_disk.stop();
         m_run.reset();
     }
@@ -109,7 +108,7 @@ private:
         };
         if (plan.usesDevices())
             m_machine = std::make_unique<PipeWireSound>();
-        m_network = std::make_unique<AsioNetwork>(m_runtime);
+        m_network = std::make_unique<AsioNetwork>(m_main.runtime());
         m_run = std::make_unique<TranslateRun>(
             TranslateRun::Services{m_main, *m_network, *m_listenStream, *m_listenPipeline, *m_speakStream,
                 *m_speakPipeline, *m_background, *m_sound, m_localService,
@@ -153,14 +152,13 @@ private:
     OutputQueue m_output{STDOUT_FILENO};
     OutputQueue m_notices{STDERR_FILENO};
     std::unique_ptr<Presenter> m_presenter;
-    AsioRuntime m_runtime;
     AsioRuntime m_disk{AsioRuntime::Jobs::mayBlock}; ///< waits for the disk, which sockets must not
-    std::unique_ptr<Scheduler> m_listenStream = m_runtime.makeScheduler();
-    std::unique_ptr<Scheduler> m_listenPipeline = m_runtime.makeScheduler();
-    std::unique_ptr<Scheduler> m_speakStream = m_runtime.makeScheduler();
-    std::unique_ptr<Scheduler> m_speakPipeline = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_listenStream = m_main.runtime().makeScheduler();
+    std::unique_ptr<Scheduler> m_listenPipeline = m_main.runtime().makeScheduler();
+    std::unique_ptr<Scheduler> m_speakStream = m_main.runtime().makeScheduler();
+    std::unique_ptr<Scheduler> m_speakPipeline = m_main.runtime().makeScheduler();
     std::unique_ptr<Scheduler> m_background = m_disk.makeScheduler();
-    std::unique_ptr<Scheduler> m_sound = m_runtime.makeScheduler();
+    std::unique_ptr<Scheduler> m_sound = m_main.runtime().makeScheduler();
     std::shared_ptr<OverlaidDefaults> m_defaults;
     Registry m_registry;
     LocalService m_localService{m_main};

@@ -46,7 +46,7 @@ AsioNetwork::AsioNetwork(AsioRuntime& runtime) : m_parts(std::make_shared<Networ
 AsioNetwork::~AsioNetwork()
 {
     m_parts->end();
-    if (!m_parts->context.stopped())
+    if (m_parts->runtime.running())
         m_parts->waitForGoodbyes(std::chrono::milliseconds(2200));
 }
 

@@ -8,10 +8,11 @@ namespace lingrelay {
 
 class AsioRuntime;
 
-/// Network on the threads of a runtime, which outlives it. Proxies and certificate files are those of the environment
+/// Network on the thread of a runtime, which outlives it. Proxies and certificate files are those of the environment
 /// at the time it is made. Sockets may outlive it, but not the runtime.
 ///
-/// Its end waits for cancelled sockets to say goodbye, about two seconds at most; exchanges that run then end untold.
+/// Its end waits for cancelled sockets to say goodbye, about two seconds at most, while the runtime runs (not on its
+/// thread); exchanges that run then end untold.
 class AsioNetwork final : public Network {
 public:
     explicit AsioNetwork(AsioRuntime& runtime);

@@ -5,6 +5,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <atomic>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -40,6 +41,7 @@ public:
     void run()
     {
         auto* const outer = std::exchange(s_current, this);
+        m_running = true;
         while (!context.stopped()) {
             bool const idle = runJobs();
             wakeOthers();
@@ -51,12 +53,14 @@ public:
             m_asleep = false;
         }
         wakeOthers();
+        m_running = false;
         context.restart();
         s_current = outer;
     }
 
     /// Any thread.
     void stop() { context.stop(); }
+    bool running() const { return m_running; }
 
     /// Any thread.
     void post(Job job)
@@ -117,6 +121,7 @@ private:
     std::deque<Job> m_jobs;
     bool m_asleep = false;
     bool m_over = false;
+    std::atomic<bool> m_running = false;
     std::vector<std::shared_ptr<Loop>> m_toWake; ///< of this thread alone
 
 public:
@@ -227,10 +232,14 @@ struct AsioRuntime::Impl {
     explicit Impl(Jobs jobs) : loop(std::make_shared<Loop>(jobs)) { }
 
     std::shared_ptr<Loop> const loop;
-    std::thread thread{[this] { loop->run(); }};
+    std::thread thread;
 };
 
-AsioRuntime::AsioRuntime(Jobs jobs) : m_impl(std::make_unique<Impl>(jobs)) { }
+AsioRuntime::AsioRuntime(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) { }
+AsioRuntime::AsioRuntime(Jobs jobs) : AsioRuntime(std::make_unique<Impl>(jobs))
+{
+    m_impl->thread = std::thread([loop = m_impl->loop] { loop->run(); });
+}
 AsioRuntime::~AsioRuntime() { stop(); }
 
 std::unique_ptr<Scheduler> AsioRuntime::makeScheduler() { return std::make_unique<LoopScheduler>(*m_impl->loop); }
@@ -244,24 +253,26 @@ void AsioRuntime::stop()
 }
 
 asio::io_context& AsioRuntime::context() { return m_impl->loop->context; }
+bool AsioRuntime::running() const { return m_impl->loop->running(); }
 
 struct AsioMainLoop::Impl {
-    std::shared_ptr<Loop> const loop = std::make_shared<Loop>(Jobs::mayBlock);
-    LoopScheduler scheduler{*loop};
+    AsioRuntime runtime{std::make_unique<AsioRuntime::Impl>(Jobs::mayBlock)};
+    std::unique_ptr<Scheduler> const scheduler = runtime.makeScheduler();
 };
 
 AsioMainLoop::AsioMainLoop() : m_impl(std::make_unique<Impl>()) { }
 AsioMainLoop::~AsioMainLoop() = default;
 
-void AsioMainLoop::run() { m_impl->loop->run(); }
-void AsioMainLoop::quit() { m_impl->loop->stop(); }
-Instant AsioMainLoop::now() const { return m_impl->scheduler.now(); }
-Date AsioMainLoop::date() const { return m_impl->scheduler.date(); }
-void AsioMainLoop::post(Job job) { m_impl->scheduler.post(std::move(job)); }
+void AsioMainLoop::run() { m_impl->runtime.m_impl->loop->run(); }
+void AsioMainLoop::quit() { m_impl->runtime.m_impl->loop->stop(); }
+AsioRuntime& AsioMainLoop::runtime() { return m_impl->runtime; }
+Instant AsioMainLoop::now() const { return m_impl->scheduler->now(); }
+Date AsioMainLoop::date() const { return m_impl->scheduler->date(); }
+void AsioMainLoop::post(Job job) { m_impl->scheduler->post(std::move(job)); }
 Scheduler::TimerId AsioMainLoop::startTimer(Instant when, Job job)
 {
-    return m_impl->scheduler.startTimer(when, std::move(job));
+    return m_impl->scheduler->startTimer(when, std::move(job));
 }
-void AsioMainLoop::stopTimer(TimerId id) { m_impl->scheduler.stopTimer(id); }
+void AsioMainLoop::stopTimer(TimerId id) { m_impl->scheduler->stopTimer(id); }
 
 } // namespace lingrelay

@@ -10,9 +10,9 @@ class io_context;
 
 namespace lingrelay {
 
-/// A worker thread: sockets are served here, and schedulers run here. One thread serves the sockets of a few streams
-/// with the fewest changes of thread; work that blocks gets a runtime of its own. Any thread. Made first; outlives its
-/// schedulers and sockets.
+/// What serves sockets and runs schedulers on one thread: its own, or that of a main loop. One thread serves the
+/// sockets of a few streams with the fewest changes of thread; work that blocks gets a runtime of its own. Any thread.
+/// Made first; outlives its schedulers and sockets.
 ///
 /// To end: stop(), then destroy what uses the schedulers, then the schedulers, then this.
 class AsioRuntime {
@@ -26,14 +26,19 @@ public:
 
     std::unique_ptr<Scheduler> makeScheduler();
 
-    /// Lets the running job end, begins no other and joins the thread. Not from a job.
+    /// Lets the running job end, begins no other and joins the thread. Not from a job, and not where it has none of its
+    /// own.
     void stop();
 
     /// For platform/linux alone.
     boost::asio::io_context& context();
+    /// Not before its first job and not after its last one.
+    bool running() const;
 
 private:
+    friend class AsioMainLoop;
     struct Impl;
+    explicit AsioRuntime(std::unique_ptr<Impl> impl);
     std::unique_ptr<Impl> m_impl;
 };
 
@@ -47,6 +52,9 @@ public:
     void run();
     /// Any thread. The job that runs now is the last one of this run(); called before run(), it returns at once.
     void quit();
+
+    /// Sockets and schedulers on this thread: what happens on them while run() runs costs no change of thread.
+    AsioRuntime& runtime();
 
     Instant now() const override;
     Date date() const override;

@@ -15,10 +15,11 @@ namespace lingrelay {
 
 /// What the connections of one network share. Any thread.
 struct NetworkParts {
-    explicit NetworkParts(AsioRuntime& runtime) : context(runtime.context()), scheduler(runtime.makeScheduler()) { }
+    explicit NetworkParts(AsioRuntime& served) : runtime(served) { }
 
-    boost::asio::io_context& context;
-    std::unique_ptr<Scheduler> const scheduler; ///< on the thread of the sockets
+    AsioRuntime& runtime;
+    boost::asio::io_context& context = runtime.context();
+    std::unique_ptr<Scheduler> const scheduler = runtime.makeScheduler(); ///< on the thread of the sockets
     ProxySettings const proxies = ProxySettings::fromEnvironment();
     TlsSettings tls;
 

@@ -43,7 +43,7 @@ struct RuntimeFixture final : SchedulerFixture {
     }
 };
 
-struct MainLoopFixture final : SchedulerFixture {
+struct MainLoopFixture : SchedulerFixture {
     AsioMainLoop loop;
     Scheduler& scheduler() override { return loop; }
     void pass(Duration duration) override
@@ -61,9 +61,14 @@ struct MainLoopFixture final : SchedulerFixture {
     }
 };
 
+struct MainRuntimeFixture final : MainLoopFixture {
+    std::unique_ptr<Scheduler> own = loop.runtime().makeScheduler();
+    Scheduler& scheduler() override { return *own; }
+};
+
 INSTANTIATE_TEST_SUITE_P(All, SchedulerContract,
     testing::Values(std::pair{"virtual", &make<VirtualFixture>}, std::pair{"runtime", &make<RuntimeFixture>},
-        std::pair{"mainLoop", &make<MainLoopFixture>}),
+        std::pair{"mainLoop", &make<MainLoopFixture>}, std::pair{"mainRuntime", &make<MainRuntimeFixture>}),
     [](auto const& test) { return std::string(test.param.first); });
 
 TEST(AsioScheduler, jobsOfManyThreadsRunOneAtATimeInTheOrderOfEachThread)
@@ -109,6 +114,7 @@ TEST(AsioScheduler, threadsThatPostToEachOtherAlwaysWake)
     std::vector<std::unique_ptr<Scheduler>> schedulers;
     for (auto& runtime : runtimes)
         schedulers.push_back(runtime.makeScheduler());
+    schedulers.push_back(main.runtime().makeScheduler());
     std::atomic<int> arrived = 0;
     std::function<void(unsigned, int)> const hop = [&](unsigned token, int left) {
         if (left == 0) {
