@@ -120,7 +120,7 @@ struct Program::Parts {
 
     WindowShell shell;
     NoKey key;
-    QtWorkspace workspace;
+    QtWorkspace workspace{main, *background};
     XdgLoginItem loginItem;
     QtAppearance appearance;
     std::unique_ptr<QtStatusItem> statusItem;
@@ -354,6 +354,7 @@ void Program::Parts::begin()
     app = AppDelegate::create({main, {network, *listenStream, *listenPipeline, *background, machine.outputs},
         {network, *speakStream, *speakPipeline, *background, machine.outputs}, *capture, *mic, *muter, machine.devices,
         *driver, *captions, shell, key, workspace});
+    app->clean = [secrecy = secrecy](std::string text) { return secrecy->clean(std::move(text)); };
     view->setHosted(*hosted);
     shell.ignoreNextShow();
     app->applicationDidFinishLaunching();

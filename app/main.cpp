@@ -34,6 +34,9 @@ int main(int argc, char** argv)
             return 0;
         }
     }
+    // Where Wayland has X11 beside it, that: only there can a panel stay above all windows, in its place.
+    if (!qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
     lingrelay::SignalWatch::block(); // the toolkit has threads of its own
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("lingrelay"));

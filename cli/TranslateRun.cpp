@@ -42,7 +42,7 @@ Task<void> settled(Scheduler& scheduler, Scheduler& main)
 
 void TranslateRun::Overlay::update(std::string const& kind, std::string const& text)
 {
-    m_run.onMain([this, kind, text] { m_run.m_services.presenter.caption(kind, m_run.clean(text)); });
+    m_run.onMain([this, kind, text] { m_run.m_services.presenter.caption(kind, text); });
 }
 
 void TranslateRun::Overlay::showStatus(std::string const& text)
@@ -52,7 +52,7 @@ void TranslateRun::Overlay::showStatus(std::string const& text)
         auto const& shown = *AppModel::shared().status;
         if (!text.starts_with("⚠ ") || (!shown.empty() && text.ends_with(shown)))
             return;
-        m_run.notice(m_run.clean(text));
+        m_run.notice(text);
     });
 }
 
@@ -186,6 +186,7 @@ void TranslateRun::makeController()
         fromFile && !speaks() ? static_cast<AudioSource&>(m_fileCapture) : m_capture,
         fromFile && speaks() ? static_cast<Microphone&>(m_fileMic) : m_mic, m_muter, machine.devices, m_driver,
         m_overlay, m_shell, m_key, m_workspace});
+    m_app->clean = [&secrecy = services.secrecy](std::string text) { return secrecy.clean(std::move(text)); };
     auto& engine = mainEngine();
     engine.voiceless = m_plan.output == Arguments::Output::none;
     if (m_outputs)
@@ -235,16 +236,13 @@ void TranslateRun::observeModel()
     auto& model = AppModel::shared();
     m_subscriptions.push_back(model.statusKind.observe([this, &model](Kind kind) {
         if (!std::exchange(m_announced, false) || kind != Kind::connecting)
-            status(kind, clean(*model.status));
+            status(kind, *model.status);
     }));
     m_subscriptions.push_back(model.transcript.observe([this](std::vector<AppModel::Line> const& lines) {
         if (lines.empty() || lines.back().id == m_lastLine)
             return;
-        auto line = lines.back();
-        m_lastLine = line.id;
-        for (auto* text : {&line.source, &line.translation, &line.speaker})
-            *text = clean(*text);
-        m_services.presenter.line(line);
+        m_lastLine = lines.back().id;
+        m_services.presenter.line(lines.back());
     }));
     m_subscriptions.push_back(model.startedAt.observe([this](std::optional<Date> const& startedAt) {
         if (!startedAt)

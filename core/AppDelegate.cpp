@@ -19,7 +19,7 @@ void AppDelegate::startFromUI()
         return;
     }
     ensureDriverIfNeeded();
-    if (m_running || m_starting) // begun elsewhere while the question was open
+    if (m_running || m_starting || m_quitting) // begun elsewhere, or ended, while the question was open
         return;
     if (Secrets::byokActive())
         return beginRun();
@@ -39,8 +39,9 @@ Task<void> AppDelegate::startHosted()
     if (failure->code == "at_capacity")
         failure->message = T("All translation slots are busy. Try again in a moment.",
             "Hệ thống đang bận hết chỗ. Vui lòng thử lại sau ít phút.");
-    publishStatus(failure->message, Kind::warning);
-    m_services.overlay.showStatus("⚠ " + failure->message);
+    auto const message = clean(failure->message);
+    publishStatus(message, Kind::warning);
+    m_services.overlay.showStatus("⚠ " + message);
     showPanel();
     if (onRefused)
         onRefused(*failure);

@@ -88,6 +88,9 @@ public:
     Engine& listenEngine() { return *m_listenEngine; }
     Engine& speakEngine() { return *m_speakEngine; }
 
+    /// Takes secrets out of what services say, before anybody sees or keeps it; any thread.
+    std::function<std::string(std::string)> clean = [](std::string text) { return text; };
+
     /// For a program without a window, which must tell how a session went; main, and set before the first start.
     std::function<void(HostedSession::Failure const& failure)> onRefused;
     std::function<void(std::string const& message)> onExhausted; ///< the session has been stopped
@@ -158,6 +161,7 @@ private:
     std::shared_ptr<Engine> m_speakEngine;
     AppSettings m_settings;
     bool m_starting = false;
+    bool m_quitting = false;
     bool m_running = false;
     bool m_listenActive = false;
     bool m_speakActive = false;

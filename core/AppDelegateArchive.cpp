@@ -56,7 +56,7 @@ void AppDelegate::archiveSession()
     }
     auto const file = SessionStore::shared().archive(archived);
     if (file && journal)
-        journal->discard();
+        journal->discardFor(*file);
     if (!file)
         Log::write("[archive] {}", file.error().message);
     if (onArchived)

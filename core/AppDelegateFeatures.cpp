@@ -37,7 +37,7 @@ Task<void> AppDelegate::speakTyped(std::string text, OneLanguage oneLanguage)
         translated = co_await TextTranslator::translate(trimmed, m_settings.myLang, language, token);
     }
     if (!translated)
-        publishStatus(translated.error().message, Kind::warning);
+        publishStatus(clean(translated.error().message), Kind::warning);
     if (translated && !translated->empty()) {
         m_services.overlay.update("speak", *translated);
         showPanel();
@@ -90,7 +90,7 @@ Task<void> AppDelegate::recap(std::string text)
 {
     auto const summary = co_await Summarizer::summarize(
         std::move(text), m_settings.targetLang, HostedSession::shared().clientToken(), "brief");
-    m_model.quickSummary = summary ? *summary : summary.error().message;
+    m_model.quickSummary = summary ? *summary : clean(summary.error().message);
     m_model.summarizing = false;
 }
 
@@ -111,7 +111,7 @@ Task<void> AppDelegate::speakOnce(OneShotSpeech speech, Engine& engine)
     if (hosted) {
         auto const failure = co_await HostedSession::shared().start();
         if (failure) {
-            publishStatus(failure->message, Kind::warning);
+            publishStatus(clean(failure->message), Kind::warning);
             co_return;
         }
     }
@@ -131,7 +131,7 @@ Task<void> AppDelegate::stream(OneShotSpeech speech, std::weak_ptr<Engine> engin
     auto const error
         = co_await tts.stream(speech.text, speech.language, m_settings.voiceName, m_settings.voiceSpeed, onAudio);
     if (error)
-        publishStatus(speech.failurePrefix + error->message, speech.failureKind);
+        publishStatus(speech.failurePrefix + clean(error->message), speech.failureKind);
 }
 
 } // namespace lingrelay

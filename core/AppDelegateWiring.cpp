@@ -121,7 +121,7 @@ void AppDelegate::wireEngine(Engine& engine, Direction direction)
     auto const weak = weak_from_this();
     engine.onCaption = [weak, direction](std::string const& kind, std::string const& text) {
         if (auto const self = weak.lock())
-            self->caption(direction, kind, text);
+            self->caption(direction, kind, self->clean(text));
     };
     engine.onLine
         = [weak, direction](std::string const& source, std::string const& translation, std::string const& speaker) {
@@ -129,7 +129,8 @@ void AppDelegate::wireEngine(Engine& engine, Direction direction)
               if (!self)
                   return;
               self->onMain([=](AppDelegate& main) {
-                  main.m_model.log(direction, source, translation, speaker, main.m_services.main.date());
+                  main.m_model.log(direction, main.clean(source), main.clean(translation), main.clean(speaker),
+                      main.m_services.main.date());
               });
           };
     engine.player().onLevel = [weak, direction](double level) {
@@ -173,7 +174,7 @@ void AppDelegate::showEngineStatus(std::string const& kind, std::optional<std::s
         text = L10n::t("reconnecting");
         statusKind = Kind::connecting;
     } else if (kind == "error") {
-        text = "⚠ " + message.value_or(T("error", "lỗi"));
+        text = "⚠ " + clean(message.value_or(T("error", "lỗi")));
         statusKind = Kind::error;
     }
     publishStatus(text, statusKind);
@@ -258,6 +259,7 @@ bool AppDelegate::applicationShouldTerminate()
 
 void AppDelegate::quitNow()
 {
+    m_quitting = true;
     stopFromUI();
     restoreDefaultInput();
     m_services.shell.tearDownPresentations();

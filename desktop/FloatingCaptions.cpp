@@ -4,6 +4,7 @@
 #include "platform/Defaults.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace lingrelay {
 
@@ -13,6 +14,13 @@ constexpr Duration clearDelay = seconds(8.0);
 constexpr int statusSize = 11;
 constexpr char const* frameKey = "overlayFrame";
 
+/// Windows stand on whole pixels.
+bool samePlace(Rect const& a, Rect const& b)
+{
+    auto const near = [](double x, double y) { return std::abs(x - y) < 1; };
+    return near(a.x, b.x) && near(a.y, b.y) && near(a.width, b.width) && near(a.height, b.height);
+}
+
 } // namespace
 
 FloatingCaptions::FloatingCaptions(Scheduler& main, PanelWindow& window) : m_main(main), m_window(window)
@@ -21,8 +29,8 @@ FloatingCaptions::FloatingCaptions(Scheduler& main, PanelWindow& window) : m_mai
     retrim();
     m_window.onFrameChanged = [this] { frameChanged(); };
     m_window.onScreensChanged = [this] {
-        if (!CaptionLayout::frameIsOnScreen(m_window.frame(), m_window.screens()))
-            resetPlace();
+        if (m_makeshift || !CaptionLayout::frameIsOnScreen(m_window.frame(), m_window.screens()))
+            place();
     };
 }
 
@@ -33,10 +41,11 @@ FloatingCaptions::~FloatingCaptions()
     m_main.stopTimer(m_clearTimer);
 }
 
-/// Where the user left it, unless that screen has gone.
+/// Where the user left it, or, while that screen is away, in a place that is not kept.
 void FloatingCaptions::place()
 {
     auto const screens = m_window.screens();
+    m_makeshift.reset();
     if (auto const stored = Registry::get<Defaults>().string(frameKey)) {
         auto frame = CaptionLayout::frame(*stored);
         frame.width = std::min(frame.width, CaptionLayout::maximumWidth);
@@ -44,8 +53,10 @@ void FloatingCaptions::place()
         if (CaptionLayout::frameIsOnScreen(frame, screens))
             return m_window.setFrame(frame);
     }
-    if (!screens.empty())
-        m_window.setFrame(CaptionLayout::defaultFrame(screens.front()));
+    if (screens.empty())
+        return;
+    m_makeshift = CaptionLayout::defaultFrame(screens.front());
+    m_window.setFrame(*m_makeshift);
 }
 
 void FloatingCaptions::resetPlace()
@@ -54,7 +65,8 @@ void FloatingCaptions::resetPlace()
     if (screens.empty())
         return;
     m_window.setFrame(CaptionLayout::defaultFrame(screens.front()));
-    retrim();
+    m_makeshift.reset();
+    frameChanged();
 }
 
 void FloatingCaptions::update(std::string const& kind, std::string const& text)
@@ -88,7 +100,11 @@ void FloatingCaptions::clearLater()
 void FloatingCaptions::frameChanged()
 {
     retrim();
-    Registry::get<Defaults>().set(frameKey, CaptionLayout::text(m_window.frame()));
+    auto const frame = m_window.frame();
+    if (m_makeshift && samePlace(frame, *m_makeshift))
+        return;
+    m_makeshift.reset();
+    Registry::get<Defaults>().set(frameKey, CaptionLayout::text(frame));
 }
 
 /// Fits fonts and texts to the frame of this moment.

@@ -53,6 +53,7 @@ private:
 
     Scheduler& m_main;
     PanelWindow& m_window;
+    std::optional<Rect> m_makeshift; ///< where it stands while nothing better is known; not kept
     std::string m_fullOriginal;
     std::string m_fullTranslation;
     std::string m_fullSpeak;

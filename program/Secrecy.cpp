@@ -33,7 +33,16 @@ void remove(std::string& text, std::string const& secret)
 void Secrecy::add(std::string secret)
 {
     std::lock_guard const lock(m_mutex);
-    m_secrets.push_back(std::move(secret));
+    learn(secret);
+}
+
+/// The longest first: what was typed of a key so far is the beginning of the whole one, which must go as a whole.
+void Secrecy::learn(std::string const& secret)
+{
+    auto const place = std::find_if(m_secrets.begin(), m_secrets.end(),
+        [&](std::string const& known) { return known == secret || known.size() < secret.size(); });
+    if (place == m_secrets.end() || *place != secret)
+        m_secrets.insert(place, secret);
 }
 
 void Secrecy::follow(std::weak_ptr<HostedSession const> hosted)
@@ -47,10 +56,8 @@ std::string Secrecy::clean(std::string text)
     std::lock_guard const lock(m_mutex);
     // Renewed keys are known here before anybody can repeat them.
     if (auto const hosted = m_hosted.lock()) {
-        for (auto const& key : {hosted->sttKey(), hosted->ttsKey()}) {
-            if (std::find(m_secrets.begin(), m_secrets.end(), key) == m_secrets.end())
-                m_secrets.push_back(key);
-        }
+        learn(hosted->sttKey());
+        learn(hosted->ttsKey());
     }
     for (auto const& secret : m_secrets)
         remove(text, secret);

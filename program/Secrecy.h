@@ -21,8 +21,10 @@ public:
     std::string clean(std::string text);
 
 private:
+    void learn(std::string const& secret);
+
     std::mutex m_mutex;
-    std::vector<std::string> m_secrets;
+    std::vector<std::string> m_secrets; ///< the longest first
     std::weak_ptr<HostedSession const> m_hosted;
 };
 

@@ -167,6 +167,17 @@ void Journal::discard()
         ::unlink(m_path.c_str());
 }
 
+void Journal::discardFor(fs::path archived)
+{
+    m_main.stopTimer(std::exchange(m_timer, 0));
+    m_unwritten.clear();
+    if (auto file = std::exchange(m_file, nullptr))
+        m_background.post([file = std::move(file), path = m_path, archived = std::move(archived)] {
+            if (PrivateFiles::sync(archived))
+                ::unlink(path.c_str());
+        });
+}
+
 std::vector<fs::path> Journal::recover(SessionStore& store)
 {
     std::vector<fs::path> journals;
@@ -185,8 +196,8 @@ std::vector<fs::path> Journal::recover(SessionStore& store)
         auto const session = replay(records, isUuid(stem) ? stem : newUuid());
         if (!session.lines.empty() && !SessionStore::read(store.path(session.id))) {
             auto archived = store.archive(session);
-            if (!archived) {
-                Log::write("[journal] {}", archived.error().message);
+            if (!archived || !PrivateFiles::sync(*archived)) {
+                Log::write("[journal] {}", archived ? "no sync" : archived.error().message);
                 continue;
             }
             recovered.push_back(std::move(*archived));

@@ -32,8 +32,10 @@ public:
     /// The transcript was emptied: what came before is not recovered.
     std::optional<Error> clear();
 
-    /// Removes the file: the session is in the archive, or nothing was said.
+    /// Removes the file: nothing was said.
     void discard();
+    /// Removes the file as soon as the session's file in the archive is safe from power cuts.
+    void discardFor(std::filesystem::path archived);
 
     /// The session's, which its archived form must have too.
     std::string const& sessionId() const { return m_sessionId; }

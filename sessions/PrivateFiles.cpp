@@ -44,11 +44,17 @@ std::optional<Error> PrivateFiles::write(std::filesystem::path const& path, std:
         else
             good = count < 0 && errno == EINTR;
     }
-    if (good && ::fdatasync(*file) == 0)
+    if (good)
         return {};
     auto error = failure(path, "written");
     ::unlink(path.c_str());
     return error;
+}
+
+bool PrivateFiles::sync(std::filesystem::path const& path)
+{
+    FileHandle const file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return file && ::fdatasync(*file) == 0;
 }
 
 bool PrivateFiles::read(std::filesystem::path const& path, std::string& content)

@@ -30,8 +30,10 @@ public:
     /// Creates the folder and those above it, mode 0700, where they are missing. A failure shows at the next access.
     static void makeFolder(std::filesystem::path const& path);
 
-    /// One plain write, mode 0600, kept over a power cut once it returns. Leaves no file behind when it fails.
+    /// One plain write, mode 0600. Leaves no file behind when it fails.
     static std::optional<Error> write(std::filesystem::path const& path, std::string_view content);
+    /// Waits until the disk has what was written, which then outlasts a power cut; false when it has not.
+    static bool sync(std::filesystem::path const& path);
 
     /// Replaces `content` with the file's; false for what is no ordinary file, or too large to be one of ours.
     static bool read(std::filesystem::path const& path, std::string& content);

@@ -84,7 +84,7 @@ public:
     /// Removes the session's file for good.
     void remove(Session const& session);
 
-    /// Writes the session's file, safe from power cuts once this returns, and gives its path.
+    /// Writes the session's file and gives its path. Not safe from power cuts before `PrivateFiles::sync`.
     Result<std::filesystem::path> archive(Session const& session);
 
     /// The session in a file; nothing when it is not one.

@@ -19,15 +19,15 @@ std::string speakerWord(AppModel::Direction direction)
 
 std::string stamp(Date::duration time, char beforeThousandths)
 {
-    // A wall clock that was set back must not give a negative stamp.
-    auto const all = std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
+    auto const all = std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
     return fmt::format(
         "{:02}:{:02}:{:02}{}{:03}", all / 3'600'000, all / 60'000 % 60, all / 1000 % 60, beforeThousandths, all % 1000);
 }
 
 std::string span(AppModel::Line const& line, Date startedAt, char beforeThousandths)
 {
-    auto const start = line.at - startedAt;
+    // Lines of the run before, or a wall clock that was set back, must not give a negative stamp.
+    auto const start = std::max(line.at - startedAt, Date::duration::zero());
     return stamp(start, beforeThousandths) + " --> " + stamp(start + cueLength, beforeThousandths);
 }
 

@@ -142,6 +142,8 @@ TEST(SecrecyTest, keysNeverShowButShortOnesDoNotEatWords)
     secrecy.add("session-key");
     secrecy.add("my-own-key");
     EXPECT_EQ(secrecy.clean("Bad key my-own-key, session-keysession-key!"), "Bad key •••, ••••••!");
+    secrecy.add("my-own-key-whole"); // the one before was typed so far
+    EXPECT_EQ(secrecy.clean("my-own-key-whole, my-own-key"), "•••, •••");
     secrecy.add("day");
     EXPECT_EQ(secrecy.clean("Good day."), "Good day.");
 }

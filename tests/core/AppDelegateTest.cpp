@@ -274,6 +274,16 @@ TEST_F(AppDelegateTest, quittingGivesTheInputBackBeforeAnythingCanHang)
     EXPECT_TRUE(shell.exited);
 }
 
+TEST_F(AppDelegateTest, whoQuitsWhileAQuestionIsOpenStartsNothing)
+{
+    launch([](auto& settings) { settings.mode = Mode::speak; });
+    driver.present = shell.answer = false;
+    shell.whileAsked = [this] { app->quitNow(); };
+    start();
+    EXPECT_NE(std::find(trace.begin(), trace.end(), "ask"), trace.end());
+    EXPECT_FALSE(app->running());
+}
+
 TEST_F(AppDelegateTest, theMicrophoneIsNeverOneOfOurOwn)
 {
     launch([](auto& settings) { settings.mode = Mode::speak; });

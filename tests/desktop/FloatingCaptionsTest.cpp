@@ -129,6 +129,30 @@ TEST_F(FloatingCaptionsTest, standsWhereTheUserLeftItUnlessThatCannotBeSeen)
     EXPECT_EQ(window.frame(), (Rect{260, 496, 760, 150}));
 }
 
+TEST_F(FloatingCaptionsTest, aScreenThatGoesAwayForAWhileTakesThePlaceAlong)
+{
+    auto const beside = std::vector<Rect>{{0, 0, 1600, 1000}, {1600, 0, 800, 600}};
+    window.visibleFrames = beside;
+    defaults.set(frameKey, "{{1700, 60}, {500, 200}}");
+    open();
+    auto const plug = [&](std::vector<Rect> screens) {
+        window.visibleFrames = std::move(screens);
+        window.onScreensChanged();
+        return window.frame();
+    };
+    EXPECT_EQ(plug({beside[0]}), defaultPlace);
+    EXPECT_EQ(plug(beside), (Rect{1700, 60, 500, 200}));
+    plug({beside[0]});
+    window.setFrame({30, 40, 500, 200}); // by the user, who now wants it here
+    EXPECT_EQ(plug(beside), (Rect{30, 40, 500, 200}));
+    EXPECT_EQ(stored(), "{{30, 40}, {500, 200}}");
+    defaults.set(frameKey, "{{1700, 60}, {500, 200}}");
+    window.setFrame({1700, 60, 500, 200});
+    plug({beside[0]});
+    captions->resetPlace(); // by a double click: wanted, though it stands there already
+    EXPECT_EQ(plug(beside), defaultPlace);
+}
+
 TEST_F(FloatingCaptionsTest, aResizeCutsTheWholeTextsAfresh)
 {
     open();

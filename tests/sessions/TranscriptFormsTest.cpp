@@ -59,7 +59,7 @@ TEST_F(TranscriptFormsTest, subtitlesTruncateToThousandthsAndLastThreeSeconds)
     TranscriptForms::Lines const lines{line(3661.5, "a", "Uno"), line(0.0019999, "b", "Dos"), line(-2, "c", "Tres")};
     EXPECT_EQ(TranscriptForms::srt(lines, startedAt),
         "1\n01:01:01,500 --> 01:01:04,500\nUno\n\n2\n00:00:00,001 --> 00:00:03,001\nDos\n\n"
-        "3\n00:00:00,000 --> 00:00:01,000\nTres\n");
+        "3\n00:00:00,000 --> 00:00:03,000\nTres\n");
     EXPECT_EQ(TranscriptForms::srt({}, startedAt), "");
 }
 

@@ -120,6 +120,7 @@ public:
     int menus = 0;
     bool statusItem = true;
     bool answer = true; ///< to every question
+    std::function<void()> whileAsked;
     bool exited = false;
 
     void buildMenu() override { ++menus; }
@@ -128,6 +129,8 @@ public:
     bool ask(std::string const&, std::string const&, std::string const&, std::string const&) override
     {
         m_trace.emplace_back("ask");
+        if (whileAsked)
+            whileAsked();
         return answer;
     }
     void tearDownPresentations() override { m_trace.emplace_back("tear down"); }

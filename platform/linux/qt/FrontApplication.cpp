@@ -14,9 +14,11 @@ constexpr std::uint32_t propertyLimit = 256; ///< words of 4 bytes
 
 } // namespace
 
-FrontApplication::FrontApplication(std::function<void(std::string const& id)> changed)
+FrontApplication::FrontApplication(std::function<void(std::string const& id)> changed, Scheduler& main, Scheduler& disk)
     : m_changed(std::move(changed))
     , m_connection(xcb_connect(nullptr, nullptr), &xcb_disconnect)
+    , m_main(main)
+    , m_disk(disk)
 {
     auto* const connection = m_connection.get();
     if (xcb_connection_has_error(connection))
@@ -26,7 +28,7 @@ FrontApplication::FrontApplication(std::function<void(std::string const& id)> ch
     std::uint32_t const events = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(connection, m_root, XCB_CW_EVENT_MASK, &events);
     xcb_flush(connection);
-    look();
+    look(Told::no);
     auto const socket = xcb_get_file_descriptor(connection);
     m_notifier = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [this] { listen(); });
@@ -36,12 +38,8 @@ FrontApplication::FrontApplication(std::function<void(std::string const& id)> ch
 /// Answers bring events with them that the socket says nothing of: so once more after each look.
 void FrontApplication::listen()
 {
-    while (activeChanged()) {
-        auto const before = m_last;
-        look();
-        if (m_last != before)
-            m_changed(m_last);
-    }
+    while (activeChanged())
+        look(Told::yes);
     if (xcb_connection_has_error(m_connection.get()))
         m_notifier->setEnabled(false); // the server has gone
 }
@@ -57,21 +55,37 @@ bool FrontApplication::activeChanged() const
 }
 
 /// No window in front, as for a moment between two, changes nothing.
-void FrontApplication::look()
+void FrontApplication::look(Told told)
 {
     auto const active = property(m_root, m_active);
     xcb_window_t window = XCB_NONE;
     if (active.size() >= sizeof window)
         std::memcpy(&window, active.data(), sizeof window);
     auto const name = window == XCB_NONE ? "" : classOf(window);
-    if (name.empty())
+    if (name.empty() || name == m_class)
         return;
-    auto& id = m_ids[name];
-    if (id.empty())
-        id = DesktopFiles().idFor(name);
-    if (id.empty())
-        id = name;
+    m_class = name;
+    m_told = told;
+    if (auto const known = m_ids.find(name); known != m_ids.end())
+        return found(name, known->second);
+    // Hundreds of files.
+    m_disk.post([this, name, &main = m_main, alive = std::weak_ptr(m_live)] {
+        auto const id = DesktopFiles().idFor(name);
+        main.post([this, name, id, alive] {
+            if (alive.lock())
+                found(name, id.empty() ? name : id);
+        });
+    });
+}
+
+void FrontApplication::found(std::string const& name, std::string const& id)
+{
+    m_ids[name] = id;
+    if (name != m_class || m_last == id) // another one is in front by now, or a window of the same
+        return;
     m_last = id;
+    if (m_told == Told::yes)
+        m_changed(id);
 }
 
 /// Of the two names in WM_CLASS the second one, which is the application's.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/async/Scheduler.h"
 #include "platform/linux/qt/X11.h"
 
 #include <QSocketNotifier>
@@ -16,12 +17,16 @@ namespace lingrelay {
 class FrontApplication {
 public:
     /// `changed` is called for each application that comes to the front from now on, not for its own other windows.
-    explicit FrontApplication(std::function<void(std::string const& id)> changed);
+    /// The files are read on `disk`; both schedulers outlive this.
+    FrontApplication(std::function<void(std::string const& id)> changed, Scheduler& main, Scheduler& disk);
 
 private:
+    enum class Told { no, yes };
+
     void listen();
     bool activeChanged() const;
-    void look();
+    void look(Told told);
+    void found(std::string const& name, std::string const& id);
     std::string classOf(xcb_window_t window) const;
     std::string property(xcb_window_t window, xcb_atom_t name) const;
 
@@ -30,8 +35,13 @@ private:
     std::unique_ptr<QSocketNotifier> m_notifier;
     xcb_window_t m_root = XCB_NONE;
     xcb_atom_t m_active = XCB_ATOM_NONE;
-    std::string m_last;
+    std::string m_class; ///< in front
+    Told m_told = Told::no;
+    std::string m_last; ///< the id of the last one that was found
     std::unordered_map<std::string, std::string> m_ids; ///< by class
+    Scheduler& m_main;
+    Scheduler& m_disk;
+    std::shared_ptr<bool> m_live = std::make_shared<bool>(true); ///< what is read for it comes too late without
 };
 
 } // namespace lingrelay

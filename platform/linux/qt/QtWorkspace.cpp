@@ -12,7 +12,7 @@ std::shared_ptr<void> QtWorkspace::watchFrontApplication(std::function<void(std:
 {
     if (!x11::connection())
         return {};
-    return std::make_shared<FrontApplication>(std::move(changed));
+    return std::make_shared<FrontApplication>(std::move(changed), m_main, m_disk);
 }
 
 void QtWorkspace::openAnotherInstance(std::function<void()> done)

@@ -1,4 +1,6 @@
+#include "platform/linux/AsioScheduler.h"
 #include "platform/linux/DesktopFiles.h"
+#include "platform/linux/qt/QtScheduler.h"
 #include "platform/linux/qt/QtWorkspace.h"
 #include "tests/support/OtherProgram.h"
 #include "tests/support/TemporaryFolder.h"
@@ -66,7 +68,10 @@ TEST(FrontApplicationTest, eachApplicationThatComesToTheFrontIsTold)
         });
     };
     OtherProgram atFirst("Terminal");
-    QtWorkspace workspace;
+    QtScheduler main;
+    AsioRuntime reader{AsioRuntime::Jobs::mayBlock};
+    auto const disk = reader.makeScheduler();
+    QtWorkspace workspace(main, *disk);
     auto watch = workspace.watchFrontApplication([&](std::string const& id) { told.push_back(id); });
     ASSERT_TRUE(watch);
     {
