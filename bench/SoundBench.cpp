@@ -7,6 +7,7 @@
 #include "bench/Impulses.h"
 #include "bench/LiveEngine.h"
 #include "bench/Loopback.h"
+#include "bench/Rows.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
 #include "speech/TTSPlayer.h"
 
@@ -317,6 +318,8 @@ bool report(Row const& row, int sounds)
         result.measured.quantile(0.5), result.measured.quantile(0.95), result.floor.quantile(0.5),
         result.floor.quantile(0.95), more, step, result.measured.count(), load(), good ? "" : "OVER", lost(result));
     std::fflush(stdout);
+    addRow(fmt::format("{}, steps of {}", row.what, result.quantum), "ms", result.measured.quantile(0.5),
+        "bare PipeWire", result.floor.quantile(0.5), Judge::difference, step + tolerance);
     return good;
 }
 

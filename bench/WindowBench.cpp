@@ -3,6 +3,7 @@
 
 #include "app/WindowShell.h"
 #include "base/Registry.h"
+#include "bench/Rows.h"
 #include "bench/SampleArchive.h"
 #include "config/L10n.h"
 #include "core/common/AppModel.h"
@@ -44,6 +45,7 @@ constexpr auto messageEvery = std::chrono::milliseconds(100);
 constexpr int messagesALine = 10;
 constexpr auto meterEvery = std::chrono::milliseconds(50);
 constexpr double frame = 16.7; ///< milliseconds
+constexpr double longestWait = 16;
 constexpr int storedSessions = 10000;
 constexpr int linesPerSession = 20;
 constexpr auto wheelEvery = std::chrono::milliseconds(16);
@@ -61,7 +63,8 @@ public:
         std::lock_guard const lock(m_mutex);
         m_times.push_back(time);
     }
-    void print(std::string const& name)
+    /// `part` of them is to be within `limit`.
+    void print(std::string const& name, double part, double limit)
     {
         std::lock_guard const lock(m_mutex);
         std::sort(m_times.begin(), m_times.end());
@@ -72,6 +75,7 @@ public:
         };
         fmt::print("{:36} {:7.2f} {:7.2f} {:7.2f} {:7} of {}\n", name, at(0.5), at(0.99), at(1), late, m_times.size());
         std::fflush(stdout);
+        addRow(name + (part < 1 ? ", 99 %" : ", at most"), "ms", at(part), "", 0, Judge::ours, limit);
     }
 
 private:
@@ -249,7 +253,7 @@ void read(AppModel& model, Scheduler& main, QQuickWindow& window, double length)
     auto const measure = [&](std::string const& name) {
         Stalls stalls(main);
         live(length);
-        stalls.times->print("main waits, " + name);
+        stalls.times->print("main waits, " + name, 1, longestWait);
     };
     {
         Wheel const wheel(window);
@@ -307,9 +311,10 @@ int measure(double length)
         live(1);
         Stalls stalls(main);
         live(length);
-        stalls.times->print(*section ? fmt::format("main waits, {}", section) : "main waits, nobody speaks");
+        stalls.times->print(
+            *section ? fmt::format("main waits, {}", section) : "main waits, nobody speaks", 1, longestWait);
     }
-    conversation.shown.print("words on the screen");
+    conversation.shown.print("words on the screen", 0.99, frame);
     conversation.end();
     read(model, main, *view.window(), length);
     view.shutdown();

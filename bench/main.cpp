@@ -1,5 +1,7 @@
 // Runs the benchmarks and closes with a table: each against a floor that was measured in the same run.
 
+#include "bench/Rows.h"
+
 #include <benchmark/benchmark.h>
 #include <fmt/core.h>
 
@@ -68,6 +70,9 @@ public:
             fmt::print("{:<48} {:>9.2f} us {:>9.2f} us {:>7.2f} {:>6} {}\n", ratio.what, measured->second * 1e6,
                 floor->second * 1e6, value, ratio.limit > 0 ? fmt::format("{:.1f}", ratio.limit) : "-",
                 ratio.limit > 0 && value > ratio.limit ? "OVER" : "");
+            using lingrelay::bench::addRow;
+            addRow(ratio.what, "us", measured->second * 1e6, "floor", floor->second * 1e6,
+                lingrelay::bench::Judge::ratio, ratio.limit);
         }
     }
 

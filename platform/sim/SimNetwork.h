@@ -109,6 +109,11 @@ public:
 
     /// Every connection that was tried, in order, also those that are gone. A bad URL makes none.
     std::vector<std::shared_ptr<SimPeer>> const& peers() const { return m_peers; }
+    /// Those that nobody uses any more, in a run that is too long to keep all.
+    void forgetPeers()
+    {
+        std::erase_if(m_peers, [](auto const& peer) { return peer.use_count() == 1; });
+    }
 
     std::shared_ptr<WebSocket> connect(WebSocketRequest request, Scheduler& scheduler) override;
     void exchange(HttpRequest request, Scheduler& scheduler, std::function<void(Result<HttpResponse>)> done) override;
