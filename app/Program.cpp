@@ -260,8 +260,8 @@ void Program::Parts::buildMenu()
     if (ending)
         return;
     if (!statusItem) {
-        statusItem = std::make_unique<QtStatusItem>(
-            icon("waveform-circle"), icon("waveform-circle-fill"), QStringLiteral("Lingrelay Pro"));
+        statusItem
+            = std::make_unique<QtStatusItem>(icon("app-idle"), icon("app-running"), QStringLiteral("Lingrelay Pro"));
         statusItem->onActivated = [this] { shell.showMainWindow(); };
     }
     auto const& model = AppModel::shared();
@@ -276,7 +276,7 @@ void Program::Parts::buildMenu()
             action = [this] { app->running() ? app->stopFromUI() : app->startFromUI(); };
         else if (item.action == Action::quit)
             action = [this] { app->quitNow(); };
-        items.push_back({item.title, std::move(action)});
+        items.push_back({item.title, std::move(action), item.key});
     }
     statusItem->setMenu(std::move(items));
 }
