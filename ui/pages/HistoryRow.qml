@@ -18,8 +18,8 @@ Card {
 
     readonly property bool open: History.selected === sessionId
 
-    function takeFocus() {
-        head.forceActiveFocus(Qt.TabFocusReason);
+    function takeFocus(reason) {
+        head.forceActiveFocus(reason);
     }
 
     Templates.ItemDelegate {
@@ -30,12 +30,12 @@ Card {
         hoverEnabled: true
         Accessible.name: row.title
         Accessible.description: details.text + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
-        onVisualFocusChanged: if (visualFocus) row.ListView.view.positionViewAtIndex(row.index, ListView.Contain)
+        onVisualFocusChanged: if (visualFocus) row.ListView.view.reveal(row.index)
         Accessible.onPressAction: clicked()
         Keys.onReturnPressed: event => event.isAutoRepeat || clicked()
         Keys.onEnterPressed: event => event.isAutoRepeat || clicked()
-        Keys.onUpPressed: row.ListView.view.focusRow(row.index - 1)
-        Keys.onDownPressed: row.ListView.view.focusRow(row.index + 1)
+        Keys.onUpPressed: row.ListView.view.focusRow(row.index - 1, Qt.TabFocusReason)
+        Keys.onDownPressed: row.ListView.view.focusRow(row.index + 1, Qt.TabFocusReason)
         onClicked: History.toggle(row.sessionId)
 
         background: Rectangle {
@@ -104,7 +104,7 @@ Card {
                 Button {
                     iconName: "sparkle"
                     text: History.summarizing ? T("Summarising…", "Đang tóm tắt…") : T("Summarise", "Tóm tắt")
-                    enabled: !History.summarizing
+                    enabled: History.ready && !History.summarizing
                     onClicked: History.makeSummary()
                 }
                 Button {
@@ -113,13 +113,12 @@ Card {
                     onClicked: Desktop.copy(History.textOf(row.sessionId))
                 }
                 Button {
+                    id: deleteButton
+
                     kind: Button.Destructive
                     iconName: "trash"
                     text: T("Delete", "Xoá")
-                    onClicked: {
-                        row.ListView.view.leaveRow(row.index);
-                        History.remove(row.sessionId);
-                    }
+                    onClicked: row.ListView.view.remove(row.index, row.sessionId, deleteButton.visualFocus ? Qt.TabFocusReason : Qt.MouseFocusReason)
                 }
             }
             SelectableText {
@@ -152,7 +151,7 @@ Card {
                 Layout.rightMargin: Theme.space2
                 Layout.bottomMargin: Theme.space3
                 lines: History.lines
-                Accessible.name: row.title
+                name: row.title
             }
         }
     }
