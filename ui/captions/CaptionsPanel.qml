@@ -117,7 +117,10 @@ Window {
 
             anchors.fill: parent
             hoverEnabled: true
-            onPressed: mouse => Captions.press(mouse.x, mouse.y, false)
+            onPressed: mouse => {
+                twice = false; // a release can get lost
+                Captions.press(mouse.x, mouse.y, false);
+            }
             onPositionChanged: mouse => {
                 if (!pressed)
                     cursorShape = Captions.cursorAt(mouse.x, mouse.y);
