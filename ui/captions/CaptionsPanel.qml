@@ -36,6 +36,7 @@ Window {
     minimumHeight: 64
     maximumWidth: 4000
     maximumHeight: 2000
+    onVisibleChanged: surface.twice = false // the release of what is held now does not come
 
     // Screen readers read a notification when it appears.
     Item {
