@@ -8,7 +8,10 @@ Templates.TextArea {
     property int kind: Label.Body
     property bool visualFocus ///< the keyboard is here, and the keyboard has brought it
 
+    implicitWidth: contentWidth
+    implicitHeight: contentHeight
     color: kind === Label.Secondary ? Theme.secondary : Theme.text
+    font.family: Theme.family
     font.weight: kind === Label.Title || kind === Label.Number ? Theme.weightStrong : Theme.weightNormal
     font.pixelSize: Theme.fontSizes[kind]
     wrapMode: TextEdit.Wrap
