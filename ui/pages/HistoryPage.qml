@@ -51,7 +51,9 @@ Item {
             ListView {
                 id: list
 
-                readonly property int ringRoom: 6 // or it would be cut off
+                property int stop ///< the row that Tab comes to; arrow keys go on from there
+
+                readonly property int ringRoom: 6 // or a ring would be cut off
 
                 function reveal(index) {
                     positionViewAtIndex(index, ListView.Contain);
@@ -63,7 +65,7 @@ Item {
                     if (index < 0 || index >= count)
                         return;
                     reveal(index);
-                    itemAtIndex(index).takeFocus(reason);
+                    itemAtIndex(index)?.takeFocus(reason);
                 }
                 /// The session goes, and the focus does not go with it.
                 function remove(index, sessionId, reason) {
@@ -85,6 +87,8 @@ Item {
                 model: History
                 cacheBuffer: 400
                 keyNavigationEnabled: false // the rows do that themselves
+                activeFocusOnTab: count > 0 && (!activeFocus || Window.activeFocusItem === list)
+                onActiveFocusChanged: if (Window.activeFocusItem === list) focusRow(Math.min(stop, count - 1), Qt.TabFocusReason)
                 currentIndex: -1 // or what takes the place of a deleted one would have the focus
                 Accessible.role: Accessible.List
                 Accessible.name: T("Past sessions", "Các phiên đã lưu")

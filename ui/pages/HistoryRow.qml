@@ -22,12 +22,16 @@ Card {
         head.forceActiveFocus(reason);
     }
 
+    onIndexChanged: if (head.activeFocus) ListView.view.stop = index
+
     Templates.ItemDelegate {
         id: head
 
         Layout.fillWidth: true
         implicitHeight: headRow.implicitHeight + 2 * Theme.space3
         hoverEnabled: true
+        activeFocusOnTab: activeFocus || row.ListView.view?.stop === row.index
+        onActiveFocusChanged: if (activeFocus) row.ListView.view.stop = row.index
         Accessible.name: row.title
         Accessible.description: details.text + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
         onVisualFocusChanged: if (visualFocus) row.ListView.view.reveal(row.index)
@@ -36,7 +40,10 @@ Card {
         Keys.onEnterPressed: event => event.isAutoRepeat || clicked()
         Keys.onUpPressed: row.ListView.view.focusRow(row.index - 1, Qt.TabFocusReason)
         Keys.onDownPressed: row.ListView.view.focusRow(row.index + 1, Qt.TabFocusReason)
-        onClicked: History.toggle(row.sessionId)
+        onClicked: {
+            row.ListView.view.stop = row.index;
+            History.toggle(row.sessionId);
+        }
 
         background: Rectangle {
             radius: Theme.radiusCard
@@ -89,6 +96,7 @@ Card {
     }
     Loader {
         Layout.fillWidth: true
+        Layout.topMargin: Theme.space2 // the head's ring
         active: row.open
         visible: active
 

@@ -165,13 +165,17 @@ TestCase {
             verify(!ring || find(reached, part => part === ring));
         }
     }
-    function test_ringsOfSessionsAreWhole() {
+    function test_sessionsByKeyboard() {
         Program.archive(30);
         const page = createTemporaryObject(historyPage, test);
         const list = find(page, isList);
         tryCompare(list, "count", 30);
         waitForRendering(list);
-        find(list.itemAtIndex(0), item => item instanceof Templates.ItemDelegate).forceActiveFocus(Qt.TabFocusReason);
+        const search = find(page, item => item instanceof SearchField);
+        const head = index => find(list.itemAtIndex(index), item => item instanceof Templates.ItemDelegate);
+        search.forceActiveFocus();
+        keyClick(Qt.Key_Tab);
+        compare(reached, head(0));
         const walk = (keyCode, steps) => {
             for (let i = 0; i < steps; ++i) {
                 verify(ringAround(page));
@@ -182,6 +186,17 @@ TestCase {
         verify(list.atYEnd);
         walk(Qt.Key_Up, 30);
         verify(list.atYBeginning);
+        walk(Qt.Key_Down, 2);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => find(list, withText("Summarise")));
+        keyClick(Qt.Key_Tab);
+        compare(reached, find(list, withText("Summarise")));
+        keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+        compare(reached, head(2));
+        keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+        compare(reached, search);
+        keyClick(Qt.Key_Tab);
+        compare(reached, head(2)); // where it was before
     }
 
     function test_linesCanBeWrittenWhileOneIsSpoken() {
