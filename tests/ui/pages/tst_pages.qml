@@ -118,6 +118,7 @@ TestCase {
         tryVerify(() => list.atYEnd);
         verify(!latest());
 
+        scene.before.forceActiveFocus();
         const bar = list.Templates.ScrollBar.vertical;
         mousePress(bar, bar.width / 2, bar.height - 5);
         mouseMove(bar, bar.width / 2, bar.height / 2);
