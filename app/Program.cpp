@@ -61,6 +61,16 @@ QIcon icon(char const* name)
     return QIcon(QStringLiteral(":/qt/qml/Lingrelay/Controls/icons/%1.svg").arg(QString::fromLatin1(name)));
 }
 
+/// In the sizes of trays: one that is sent an icon of another size makes it blurred.
+QIcon trayIcon(char const* name)
+{
+    auto const drawing = icon(name);
+    QIcon drawn;
+    for (int const size : {16, 22, 24, 32, 48})
+        drawn.addPixmap(drawing.pixmap(QSize(size, size), 1.0));
+    return drawn;
+}
+
 /// Who has chosen nothing yet gets languages that the local service knows.
 void greetNewcomer()
 {
@@ -261,7 +271,7 @@ void Program::Parts::buildMenu()
         return;
     if (!statusItem) {
         statusItem = std::make_unique<QtStatusItem>(
-            icon("waveform-circle"), icon("waveform-circle-fill"), QStringLiteral("Lingrelay Pro"));
+            trayIcon("app-idle"), trayIcon("app-running"), QStringLiteral("Lingrelay Pro"));
         statusItem->onActivated = [this] { shell.showMainWindow(); };
     }
     auto const& model = AppModel::shared();
@@ -276,7 +286,7 @@ void Program::Parts::buildMenu()
             action = [this] { app->running() ? app->stopFromUI() : app->startFromUI(); };
         else if (item.action == Action::quit)
             action = [this] { app->quitNow(); };
-        items.push_back({item.title, std::move(action)});
+        items.push_back({item.title, std::move(action), item.key});
     }
     statusItem->setMenu(std::move(items));
 }

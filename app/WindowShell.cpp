@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QScreen>
 #include <QVariantMap>
 
 #include <unistd.h>
@@ -20,11 +21,20 @@ void WindowShell::showMainWindow()
 {
     if (!m_window || std::exchange(m_ignoreNextShow, false))
         return;
+    if (!std::exchange(m_placed, true)) // later it is where the user has put it
+        centre();
     if (m_window->windowStates() & Qt::WindowMinimized)
         m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);
     m_window->show();
     m_window->raise();
     m_window->requestActivate();
+}
+
+void WindowShell::centre()
+{
+    auto const room = m_window->screen()->availableGeometry();
+    auto const beside = (room.size() - m_window->size()) / 2;
+    m_window->setFramePosition(room.topLeft() + QPoint(std::max(beside.width(), 0), std::max(beside.height(), 0)));
 }
 
 bool WindowShell::mayClose()

@@ -56,8 +56,11 @@ public:
     Q_SIGNAL void launchAtLoginChanged();
 
 private:
+    void centre();
+
     QPointer<QQuickWindow> m_window;
     bool m_ignoreNextShow = false;
+    bool m_placed = false;
     QEventLoop* m_asking = nullptr; ///< runs while a question is on show
 };
 

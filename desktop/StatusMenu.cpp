@@ -16,7 +16,7 @@ std::vector<StatusMenu::Item> StatusMenu::items(bool running, std::string_view p
         {T("Open Lingrelay Pro", "Mở Lingrelay Pro"), Action::openWindow},
         {L10n::t(running ? "stop" : "start"), Action::toggleRun},
         {},
-        {L10n::t("quit"), Action::quit},
+        {L10n::t("quit"), Action::quit, "Ctrl+Q"},
     };
 }
 

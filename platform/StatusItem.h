@@ -12,6 +12,7 @@ public:
     struct Item {
         std::string title; ///< empty: a separator
         std::function<void()> action; ///< none: the item cannot be chosen
+        std::string key = {}; ///< only shown, as "Ctrl+Q"
     };
 
     virtual ~StatusItem() = default;

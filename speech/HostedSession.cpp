@@ -64,6 +64,14 @@ void HostedSession::began(Json const& response)
     Log::write("[hosted] session {} · {}s left", m_sessionId.substr(0, 8), m_remainingSeconds);
     m_main.stopTimer(m_timer);
     scheduleTick();
+    tellBalance();
+}
+
+void HostedSession::tellBalance()
+{
+    auto const left = m_active ? std::optional(m_remainingSeconds) : std::nullopt;
+    if (left != *m_balance)
+        m_balance = left;
 }
 
 void HostedSession::scheduleTick()
@@ -106,6 +114,7 @@ Task<void> HostedSession::report([[maybe_unused]] std::shared_ptr<HostedSession>
     if (!isEnding && jsonBool(*response, "stop").value_or(false)) {
         m_active = false;
         m_main.stopTimer(std::exchange(m_timer, 0));
+        tellBalance();
         if (onExhausted)
             onExhausted();
     }
@@ -116,6 +125,7 @@ void HostedSession::end()
     if (!std::exchange(m_active, false))
         return;
     m_main.stopTimer(std::exchange(m_timer, 0));
+    tellBalance();
     m_tasks.spawn(report(shared_from_this(), Ending::yes));
 }
 
@@ -134,6 +144,7 @@ void HostedSession::setRemaining(Json const& response)
         return;
     m_remainingSeconds = *remaining;
     KeyStore::d().set(remainingKey, m_remainingSeconds);
+    tellBalance();
 }
 
 void HostedSession::setKeys(Json const& response)

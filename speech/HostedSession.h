@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Json.h"
+#include "base/Observable.h"
 #include "base/async/Task.h"
 #include "speech/Net.h"
 
@@ -43,6 +44,8 @@ public:
 
     bool active() const { return m_active; }
     std::int64_t remainingSeconds() const { return m_remainingSeconds; }
+    /// Seconds left in the session that is on; none without one.
+    Observable<std::optional<std::int64_t>>& balance() { return m_balance; }
     /// The server stopped the session during a tick.
     std::function<void()> onExhausted;
 
@@ -68,6 +71,7 @@ private:
     void setRemaining(Json const& response);
     void setKeys(Json const& response);
     void readBudget(Json const& response);
+    void tellBalance();
 
     Scheduler& m_main;
     Net& m_net;
@@ -75,6 +79,7 @@ private:
     TaskGroup m_tasks;
     std::int64_t m_remainingSeconds = 0;
     bool m_active = false;
+    Observable<std::optional<std::int64_t>> m_balance;
     std::string m_sessionId;
     Date m_expiresAt;
     Scheduler::TimerId m_timer = 0;

@@ -51,6 +51,10 @@ AppBridge::AppBridge(AppModel& model) : m_model(model), m_language(toQt(model.se
     tell(m_model.status, &AppBridge::statusTextChanged);
     tell(m_model.running, &AppBridge::statusTextChanged);
     tell(m_model.running, &AppBridge::elapsedChanged);
+    m_watches.push_back(m_model.virtualInstalled.observe([this](bool) { // said each time, after the lists
+        if (!std::exchange(m_devicesKnown, true))
+            Q_EMIT devicesChanged();
+    }));
     tell(m_model.elapsed, &AppBridge::elapsedChanged);
     tell(m_model.profiles, &AppBridge::profileChanged);
     tell(m_model.activeProfileID, &AppBridge::profileChanged);
@@ -58,16 +62,18 @@ AppBridge::AppBridge(AppModel& model) : m_model(model), m_language(toQt(model.se
         if (m_language == toQt(settings.uiLang))
             return;
         m_language = toQt(settings.uiLang);
-        for (auto const signal : {&AppBridge::languageChanged, &AppBridge::statusTextChanged,
-                 &AppBridge::elapsedChanged, &AppBridge::devicesChanged, &AppBridge::profileChanged})
+        for (auto const signal :
+            {&AppBridge::languageChanged, &AppBridge::statusTextChanged, &AppBridge::elapsedChanged,
+                &AppBridge::balanceChanged, &AppBridge::devicesChanged, &AppBridge::profileChanged})
             Q_EMIT(this->*signal)();
     }));
 }
 
-void AppBridge::setHosted(HostedSession const& hosted)
+void AppBridge::setHosted(HostedSession& hosted)
 {
     m_hosted = &hosted;
-    Q_EMIT elapsedChanged();
+    m_balance = hosted.balance().observe([this](auto const&) { Q_EMIT balanceChanged(); });
+    Q_EMIT balanceChanged();
 }
 
 QString AppBridge::statusText() const
@@ -79,9 +85,8 @@ QString AppBridge::statusText() const
 
 QString AppBridge::balance() const
 {
-    if (!m_hosted || !m_hosted->active())
-        return {};
-    return toQt(HostedSession::format(m_hosted->remainingSeconds()) + T(" left", " còn lại"));
+    auto const left = m_hosted ? *m_hosted->balance() : std::nullopt;
+    return left ? toQt(HostedSession::format(*left) + T(" left", " còn lại")) : QString();
 }
 
 QVariantList AppBridge::microphones() const { return deviceChoices(*m_model.inputDevices, VirtualDevice::hidden); }

@@ -31,12 +31,12 @@ class AppBridge final : public QObject {
     Q_PROPERTY(bool english READ english NOTIFY languageChanged)
     Q_PROPERTY(QString statusText READ statusText NOTIFY statusTextChanged) ///< never empty
     Q_PROPERTY(QString elapsed READ elapsed NOTIFY elapsedChanged)
-    Q_PROPERTY(QString balance READ balance NOTIFY elapsedChanged) ///< empty without a hosted session
+    Q_PROPERTY(QString balance READ balance NOTIFY balanceChanged) ///< empty without a hosted session
     // Choices are objects of `value`, `text` and `mark`; a device is its id, "" stands for the system's default.
     Q_PROPERTY(QVariantList microphones READ microphones NOTIFY devicesChanged)
     Q_PROPERTY(QVariantList speakOutputs READ speakOutputs NOTIFY devicesChanged)
     Q_PROPERTY(QVariantList listenOutputs READ listenOutputs NOTIFY devicesChanged)
-    Q_PROPERTY(bool devicesKnown READ devicesKnown NOTIFY devicesChanged) ///< not before the sound server has told
+    Q_PROPERTY(bool devicesKnown READ devicesKnown NOTIFY devicesChanged) ///< they have been looked at, if only in vain
     Q_PROPERTY(QString microphone READ microphone NOTIFY devicesChanged)
     Q_PROPERTY(QString speakOutput READ speakOutput NOTIFY devicesChanged)
     Q_PROPERTY(QString listenOutput READ listenOutput NOTIFY devicesChanged)
@@ -51,13 +51,13 @@ class AppBridge final : public QObject {
 public:
     explicit AppBridge(AppModel& model);
     /// From now on its service time is shown. It outlives the bridge.
-    void setHosted(HostedSession const& hosted);
+    void setHosted(HostedSession& hosted);
 
     bool english() const { return m_model.settings->uiLang == "en"; }
     QString statusText() const;
     QString elapsed() const { return toQt(m_model.elapsedString()); }
     QString balance() const;
-    bool devicesKnown() const { return !m_model.outputDevices->empty(); }
+    bool devicesKnown() const { return m_devicesKnown; }
     QVariantList microphones() const;
     QVariantList speakOutputs() const;
     QVariantList listenOutputs() const;
@@ -93,6 +93,7 @@ public:
     Q_SIGNAL void languageChanged();
     Q_SIGNAL void statusTextChanged();
     Q_SIGNAL void elapsedChanged();
+    Q_SIGNAL void balanceChanged();
     Q_SIGNAL void devicesChanged();
     Q_SIGNAL void profileChanged();
     Q_SIGNAL void ownKeyChanged();
@@ -102,9 +103,11 @@ private:
     static std::optional<std::uint32_t> deviceId(QString const& device);
 
     std::vector<Subscription> m_watches;
-    HostedSession const* m_hosted = nullptr;
+    HostedSession* m_hosted = nullptr;
+    Subscription m_balance;
     QString m_language;
     bool m_testing = false;
+    bool m_devicesKnown = false;
 };
 
 } // namespace lingrelay

@@ -34,6 +34,12 @@ HistoryModel::HistoryModel(AppModel& model, Scheduler& main, Scheduler& disk)
 {
 }
 
+void HistoryModel::setHosted(HostedSession const& hosted)
+{
+    m_hosted = &hosted;
+    Q_EMIT readyChanged();
+}
+
 void HistoryModel::setActive(bool active)
 {
     if (active == m_active)
@@ -97,7 +103,10 @@ void HistoryModel::refresh()
 
 void HistoryModel::noteRows()
 {
-    if (m_selected && !find(selected()))
+    auto const& stored = *SessionStore::shared().sessions();
+    auto const isOpen = [this](Session const& session) { return session.id == m_selected->id; };
+    // One that a search hides is open when it comes back.
+    if (m_selected && std::none_of(stored.begin(), stored.end(), isOpen))
         select({});
     Q_EMIT countChanged();
 }

@@ -29,6 +29,7 @@ class HistoryModel final : public QAbstractListModel {
     Q_PROPERTY(QAbstractListModel* lines READ lines CONSTANT) ///< of the open session
     Q_PROPERTY(QString summary READ summary NOTIFY summaryChanged)
     Q_PROPERTY(QString summaryError READ summaryError NOTIFY summaryChanged)
+    Q_PROPERTY(bool ready READ ready NOTIFY readyChanged) ///< minutes can be asked for
     Q_PROPERTY(bool summarizing READ summarizing NOTIFY summaryChanged)
 
 public:
@@ -37,7 +38,7 @@ public:
     /// The model and the schedulers outlive it.
     HistoryModel(AppModel& model, Scheduler& main, Scheduler& disk);
     /// The backend can be asked for minutes from now on. It outlives this.
-    void setHosted(HostedSession const& hosted) { m_hosted = &hosted; }
+    void setHosted(HostedSession const& hosted);
 
     bool active() const { return m_active; }
     void setActive(bool active);
@@ -50,6 +51,7 @@ public:
     QAbstractListModel* lines() { return &m_lines; }
     QString summary() const { return m_summary; }
     QString summaryError() const { return m_summaryError; }
+    bool ready() const { return m_hosted; }
     bool summarizing() const { return m_summarizing; }
 
     /// Opens the session, closing any other; closes it when it is the open one.
@@ -73,6 +75,7 @@ public:
     Q_SIGNAL void countChanged();
     Q_SIGNAL void selectedChanged();
     Q_SIGNAL void summaryChanged();
+    Q_SIGNAL void readyChanged();
 
 private:
     Task<void> load();

@@ -98,7 +98,7 @@ QQuickWindow* MainView::makeCaptionsWindow()
 }
 CaptionsView& MainView::captions() { return m_parts->captions; }
 
-void MainView::setHosted(HostedSession const& hosted)
+void MainView::setHosted(HostedSession& hosted)
 {
     m_parts->app.setHosted(hosted);
     m_parts->history.setHosted(hosted);

@@ -44,6 +44,7 @@ TEST(StatusMenuTest, itsFirstItemCanNeverBeChosen)
         EXPECT_EQ(actions,
             (std::vector{
                 Action::none, Action::none, Action::openWindow, Action::toggleRun, Action::none, Action::quit}));
+        EXPECT_EQ(StatusMenu::items(running, "").back().key, "Ctrl+Q");
     }
 }
 

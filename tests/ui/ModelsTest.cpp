@@ -130,11 +130,11 @@ TEST_F(HistoryTest, sessionsAreFoundOpenedAndDeleted)
     EXPECT_EQ(history.textOf(id("B")), "THEM: a lighthouse");
     history.setQuery("HARBOUR");
     EXPECT_EQ(titles(), QStringList{"A"});
-    EXPECT_EQ(history.selected(), "") << "the open one is not on show";
     history.setQuery("nothing");
     EXPECT_EQ(history.count(), 0);
     EXPECT_FALSE(history.empty());
     history.setQuery("");
+    EXPECT_EQ(history.selected(), id("B")) << "a search does not close it";
 
     resets.clear(); // with other words, another list
     archive("C", 1500, "in between");
@@ -170,7 +170,9 @@ TEST_F(HistoryTest, minutesBelongToTheSessionThatIsOpen)
 {
     archive("A", 1000, "one");
     archive("B", 2000, "two");
+    EXPECT_FALSE(history.ready()) << "nobody could be asked";
     history.setHosted(world.hosted);
+    EXPECT_TRUE(history.ready());
     open();
     history.makeSummary();
     EXPECT_FALSE(history.summarizing()) << "none is open";
@@ -179,9 +181,13 @@ TEST_F(HistoryTest, minutesBelongToTheSessionThatIsOpen)
     history.toggle(id("A"));
     history.makeSummary();
     EXPECT_TRUE(history.summarizing());
+    history.setQuery("two"); // hides it
     world.time.advance(seconds(1.0));
+    history.setQuery("");
     EXPECT_FALSE(history.summarizing());
     EXPECT_EQ(history.summary(), "Minutes.");
+    archive("C", 3000, "three");
+    EXPECT_EQ(history.summary(), "Minutes.") << "another one does not close it";
     history.toggle(id("B"));
     EXPECT_EQ(history.summary(), "");
     history.makeSummary();
@@ -196,6 +202,10 @@ TEST_F(HistoryTest, minutesBelongToTheSessionThatIsOpen)
     EXPECT_EQ(history.summaryError(), "Server error 503");
     history.makeSummary();
     EXPECT_EQ(history.summaryError(), "");
+
+    history.setQuery("two");
+    store.remove(session("A", 1000, "one")); // elsewhere, while it is hidden
+    EXPECT_EQ(history.selected(), "");
 }
 
 TEST_F(ModelsTest, aSettingIsKeptAndAppliedWhenItChangesAndNotOtherwise)
@@ -225,7 +235,12 @@ TEST_F(ModelsTest, aSettingIsKeptAndAppliedWhenItChangesAndNotOtherwise)
 TEST_F(ModelsTest, theVirtualMicrophoneIsOfferedWhereItMayBe)
 {
     AppBridge app(model);
-    QSignalSpy const changes(&app, &AppBridge::devicesChanged);
+    QSignalSpy changes(&app, &AppBridge::devicesChanged);
+    EXPECT_FALSE(app.devicesKnown()) << "no warning before anybody has looked";
+    model.outputDevices = std::vector<AudioDevice>();
+    model.virtualInstalled = false;
+    EXPECT_TRUE(app.devicesKnown()) << "there is no sound server";
+    changes.clear();
     model.inputDevices = std::vector<AudioDevice>{{1, "Microphone"}, {7, "Lingrelay"}};
     model.outputDevices = std::vector<AudioDevice>{{2, "Speakers"}, {7, "Lingrelay"}};
     EXPECT_EQ(changes.size(), 2);
@@ -294,6 +309,24 @@ TEST_F(ModelsTest, serviceTimeShowsWhileAHostedSessionIsOn)
     EXPECT_EQ(app.balance(), "") << "also before there is a backend";
     app.setHosted(world.hosted);
     EXPECT_EQ(app.balance(), "");
+
+    // One is opened for a single line, too, while nothing runs.
+    QStringList shown;
+    QObject::connect(&app, &AppBridge::balanceChanged, &app, [&] { shown << app.balance(); });
+    std::int64_t left = 3600;
+    world.network.onExchange = [&](SimExchange const& exchange) {
+        auto const body
+            = fmt::format(R"({{"session_id":"s","stt_key":"a","tts_key":"b","remaining_seconds":{}}})", left);
+        left -= 60;
+        exchange.answer(HttpResponse{200, {}, body}, seconds(0.05));
+    };
+    TaskGroup tasks(world.main);
+    tasks.spawn([](HostedSession& hosted) -> Task<void> { co_await hosted.start(); }(world.hosted));
+    world.time.advance(seconds(61.0));
+    world.hosted.end();
+    world.time.advance(seconds(1.0));
+    EXPECT_EQ(shown, (QStringList{"1 h left", "59 min left", ""}));
+
     model.status = "Connecting…";
     EXPECT_EQ(app.statusText(), "Connecting…");
     model.status = "";

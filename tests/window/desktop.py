@@ -96,7 +96,10 @@ class Desktop:
         self.spawn("dbus-daemon", "--session", "--nofork", "--address=unix:path=" + bus)
         eventually(lambda: os.path.exists(bus), what="the session bus")
         self.portal = self.spawn(sys.executable, str(pathlib.Path(__file__).with_name("portal.py")), self.scheme)
-        manager = self.spawn("openbox")
+        # Left to itself it centres a first window, and hides whether the program does.
+        rules = pathlib.Path("/etc/xdg/openbox/rc.xml").read_text()
+        (self.folder / "openbox.xml").write_text(rules.replace("<policy>Smart<", "<policy>UnderMouse<"))
+        manager = self.spawn("openbox", "--config-file", str(self.folder / "openbox.xml"))
         if self.compositor:
             self.spawn("picom", "--backend", "xrender", "--config", "/dev/null")
         self.spawn("/usr/libexec/at-spi-bus-launcher", "--launch-immediately")

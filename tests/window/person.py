@@ -41,6 +41,9 @@ class Person:
 
     def first_start(self):
         assert "Idle" in self.program.texts()
+        window = eventually(lambda: self.desktop.windows("Dashboard"), what="the window")[0]
+        x, y, width, height = self.desktop.geometry(window)
+        assert abs(x + width / 2 - 800) < 60 and abs(y + height / 2 - 500) < 60, (x, y, width, height)
         self.program.press("radio button", "Watch a video")
         eventually(lambda: self.desktop.stored("preset") == "watchVideo", what="the scenario")
         assert self.program.chosen("radio button", "Watch a video")
@@ -171,7 +174,7 @@ class Person:
         assert "[service] it has ended" in log.read_text() and log.stat().st_mode & 0o777 == 0o600
         self.program.press("push button", "Start translating")
         self.sees("ready")
-        key("ctrl+Return")  # the panel hides the button
+        key("ctrl+KP_Enter")  # the panel hides the button
         self.program.wait("push button", "Start translating")
 
     def service_stalls(self):
@@ -202,10 +205,12 @@ class Person:
 
 def second_launch(desktop, binary):
     window = desktop.windows("General")[0]
+    xdotool("windowmove", "--sync", window, 40, 60)
     xdotool("windowminimize", "--sync", window)
     again = desktop.spawn(binary)
     assert again.wait(10) == 0
     eventually(lambda: xdotool("getactivewindow").strip() == window, what="the raised window")
+    assert desktop.geometry(window)[0] < 200, "it was centred again"
 
 
 def odd_stores(desktop, binary, folder):
@@ -233,6 +238,7 @@ def main(binary, folder=None):
         folder.mkdir(parents=True, exist_ok=True)
     with Desktop(sound=True) as desktop:
         os.environ["LINGRELAY_LOG"] = str(desktop.folder / "log")
+        xdotool("mousemove", 100, 100)
         with Program(desktop, binary) as program:
             person = Person(desktop, program, folder)
             try:

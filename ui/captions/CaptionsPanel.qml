@@ -36,6 +36,7 @@ Window {
     minimumHeight: 64
     maximumWidth: 4000
     maximumHeight: 2000
+    onVisibleChanged: surface.twice = false // the release of what is held now does not come
 
     // Screen readers read a notification when it appears.
     Item {
@@ -117,7 +118,10 @@ Window {
 
             anchors.fill: parent
             hoverEnabled: true
-            onPressed: mouse => Captions.press(mouse.x, mouse.y, false)
+            onPressed: mouse => {
+                twice = false; // a release can get lost
+                Captions.press(mouse.x, mouse.y, false);
+            }
             onPositionChanged: mouse => {
                 if (!pressed)
                     cursorShape = Captions.cursorAt(mouse.x, mouse.y);

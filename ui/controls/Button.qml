@@ -67,7 +67,7 @@ Templates.Button {
         Rectangle {
             anchors.fill: parent
             radius: parent.radius
-            color: button.down ? Theme.pressed : Theme.hover
+            color: !button.down ? Theme.hover : button.kind === Button.Destructive ? Theme.pressedError : Theme.pressed
             visible: button.enabled && (button.hovered || button.down) && (button.kind !== Button.Filled || !button.down)
         }
         FocusRing {

@@ -13,6 +13,14 @@ Item {
     readonly property var actions: {
         const marked = edit.selectedText.length > 0 && !secret;
         const all = [{
+                text: T("Undo", "Hoàn tác"),
+                enabled: edit.canUndo,
+                run: () => edit.undo()
+            }, {
+                text: T("Redo", "Làm lại"),
+                enabled: edit.canRedo,
+                run: () => edit.redo()
+            }, {
                 text: T("Cut", "Cắt"),
                 enabled: marked,
                 run: () => edit.cut()
@@ -25,11 +33,11 @@ Item {
                 enabled: edit.canPaste,
                 run: () => edit.paste()
             }, {
-                text: T("Select all", "Chọn tất cả"),
+                text: T("Select All", "Chọn tất cả"),
                 enabled: edit.length > 0,
                 run: () => edit.selectAll()
             }];
-        return edit.readOnly ? [all[1], all[3]] : all;
+        return edit.readOnly ? [all[3], all[5]] : all;
     }
 
     function show(x, y) {

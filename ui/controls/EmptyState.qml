@@ -9,6 +9,14 @@ ColumnLayout {
     property string title
     property string hint
 
+    property bool ringed
+
+    /// Instead of what was here until now.
+    function takeFocus(reason) {
+        ringed = reason === Qt.TabFocusReason;
+        words.forceActiveFocus(reason);
+    }
+
     spacing: Theme.space2
 
     Rectangle {
@@ -27,11 +35,18 @@ ColumnLayout {
         }
     }
     Label {
+        id: words
+
         Layout.fillWidth: true
         horizontalAlignment: Text.AlignHCenter
         kind: Label.Row
         font.weight: Theme.weightStrong
         text: empty.title
+        Accessible.focusable: true
+
+        FocusRing {
+            visible: words.activeFocus && empty.ringed
+        }
     }
     Label {
         Layout.fillWidth: true

@@ -1,12 +1,17 @@
 import QtQuick
+import QtQuick.Templates as Templates
 
 /// Text that can be marked and copied.
-TextEdit {
+Templates.TextArea {
     id: edit
 
     property int kind: Label.Body
+    property bool visualFocus ///< the keyboard is here, and the keyboard has brought it
 
+    implicitWidth: contentWidth
+    implicitHeight: contentHeight
     color: kind === Label.Secondary ? Theme.secondary : Theme.text
+    font.family: Theme.family
     font.weight: kind === Label.Title || kind === Label.Number ? Theme.weightStrong : Theme.weightNormal
     font.pixelSize: Theme.fontSizes[kind]
     wrapMode: TextEdit.Wrap
@@ -18,11 +23,18 @@ TextEdit {
     selectionColor: Theme.brand
     selectedTextColor: Theme.brandInk
     persistentSelection: editMenu.opening || editMenu.open
-    onActiveFocusChanged: if (!activeFocus && !persistentSelection) deselect()
+    onActiveFocusChanged: {
+        visualFocus = activeFocus && (focusReason === Qt.TabFocusReason || focusReason === Qt.BacktabFocusReason);
+        if (!activeFocus && !persistentSelection)
+            deselect();
+    }
     Keys.onPressed: event => editMenu.takeKey(event)
     Accessible.role: Accessible.StaticText
     Accessible.name: text
 
+    FocusRing {
+        visible: edit.visualFocus
+    }
     EditMenu {
         id: editMenu
     }

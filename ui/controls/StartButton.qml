@@ -69,6 +69,8 @@ Templates.AbstractButton {
             color: Theme.brandEnd
         }
         Rectangle {
+            id: sweep
+
             x: parent.radius
             width: parent.width - 2 * parent.radius
             height: parent.height
@@ -79,6 +81,10 @@ Templates.AbstractButton {
                 GradientStop {
                     position: 0
                     color: Theme.brandStart
+                }
+                GradientStop {
+                    position: Math.max(0, Math.min(1, (row.x + row.width + Theme.space1 - sweep.x) / sweep.width))
+                    color: Theme.brandMiddle
                 }
                 GradientStop {
                     position: 1

@@ -20,6 +20,7 @@ QtObject {
     readonly property color brandText: dark ? "#7A9CF9" : "#3060E4"
     readonly property color brandInk: "#FFFFFF"
     readonly property color brandStart: "#3030D8"
+    readonly property color brandMiddle: "#306FE8" ///< on the way; no label goes beyond it
     readonly property color brandEnd: "#3090F0"
     readonly property color listen: dark ? "#FF9F0A" : "#FF9500"
     readonly property color listenText: dark ? "#FFB340" : "#A85A00"
@@ -30,6 +31,7 @@ QtObject {
     readonly property color error: dark ? "#FF6B63" : "#C9302C"
     readonly property color hover: dark ? "#0DFFFFFF" : "#0A000000"
     readonly property color pressed: dark ? "#1AFFFFFF" : "#14000000"
+    readonly property color pressedError: dark ? "#33000000" : "#12000000" ///< under words in the colour of errors
     readonly property color highlight: faint(brand, dark ? 0.30 : 0.14) ///< of a chosen or reached row
     readonly property color chip: faint(brand, dark ? 0.24 : 0.12)
     readonly property color field: dark ? "#1F2024" : "#FFFFFF"
@@ -37,7 +39,7 @@ QtObject {
     readonly property color shadow: dark ? "#12000000" : "#07000000" ///< one of several layers
     readonly property color dim: dark ? "#8A000000" : "#52000000"
     readonly property color focus: brandText
-    readonly property color gradientHover: "#18FFFFFF"
+    readonly property color gradientHover: "#18000000" ///< darker, for the label
     readonly property color gradientPressed: "#30000000"
 
     readonly property string family: "Inter"

@@ -6,7 +6,7 @@ import Lingrelay.Model
 /// To catch up with the conversation.
 Section {
     title: T("During the call", "Trong cuộc gọi")
-    footer: T("Replay goes to your own speakers only. The recap covers the last two minutes.", "Câu nghe lại chỉ phát ra loa của bạn. Phần tóm lược gồm hai phút vừa qua.")
+    footer: T("Replay goes to your own speakers only. The recap covers the last two minutes.", "Câu nghe lại chỉ phát ra loa của bạn. Phần tóm tắt gồm hai phút vừa qua.")
 
     ColumnLayout {
         Layout.fillWidth: true

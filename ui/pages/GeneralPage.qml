@@ -53,7 +53,7 @@ ScrollPage {
         }
         SwitchRow {
             iconName: "voice"
-            title: T("Let screen readers read finished captions", "Để trình đọc màn hình đọc phụ đề đã xong")
+            title: T("Let screen readers read finished captions", "Cho trình đọc màn hình đọc các phụ đề hoàn chỉnh")
             checked: Captions.announce
             onMoved: on => Captions.announce = on
         }

@@ -33,6 +33,8 @@ Item {
             Layout.fillHeight: true
 
             EmptyState {
+                id: nothing
+
                 anchors.centerIn: parent
                 width: Math.min(parent.width - 2 * Theme.space5, 420)
                 visible: History.count === 0 && !History.loading
@@ -49,33 +51,51 @@ Item {
             ListView {
                 id: list
 
-                function focusRow(index) {
-                    positionViewAtIndex(Math.max(0, Math.min(index, count - 1)), ListView.Contain);
-                    const next = itemAtIndex(index);
-                    if (next)
-                        next.takeFocus();
+                property int stop ///< the row that Tab comes to; arrow keys go on from there
+
+                readonly property int ringRoom: 6 // or a ring would be cut off
+
+                function reveal(index) {
+                    positionViewAtIndex(index, ListView.Contain);
+                    const row = itemAtIndex(index);
+                    if (row)
+                        contentY = Math.min(Math.max(contentY, row.y + row.height + ringRoom - height), row.y - ringRoom);
                 }
-                /// The row goes, and the focus does not go with it.
-                function leaveRow(index) {
-                    if (count > 1)
-                        focusRow(index + 1 < count ? index + 1 : index - 1);
-                    else
-                        search.forceActiveFocus();
+                function focusRow(index, reason) {
+                    if (index < 0 || index >= count)
+                        return;
+                    reveal(index);
+                    itemAtIndex(index)?.takeFocus(reason);
+                }
+                /// The session goes, and the focus does not go with it.
+                function remove(index, sessionId, reason) {
+                    focusRow(index + 1 < count ? index + 1 : index - 1, reason);
+                    History.remove(sessionId);
+                    if (History.empty)
+                        nothing.takeFocus(reason);
+                    else if (History.count === 0)
+                        search.forceActiveFocus(reason);
                 }
 
-                anchors.fill: parent
+                anchors { fill: parent; margins: -ringRoom; rightMargin: 0 }
+                leftMargin: ringRoom
+                topMargin: ringRoom
+                bottomMargin: ringRoom
                 clip: true
                 spacing: Theme.space2
                 boundsBehavior: Flickable.StopAtBounds
                 model: History
                 cacheBuffer: 400
                 keyNavigationEnabled: false // the rows do that themselves
+                activeFocusOnTab: count > 0 && (!activeFocus || Window.activeFocusItem === list)
+                onActiveFocusChanged: if (Window.activeFocusItem === list) focusRow(Math.min(stop, count - 1), Qt.TabFocusReason)
+                currentIndex: -1 // or what takes the place of a deleted one would have the focus
                 Accessible.role: Accessible.List
                 Accessible.name: T("Past sessions", "Các phiên đã lưu")
                 ScrollBar.vertical: ScrollBar {
                 }
                 delegate: HistoryRow {
-                    width: list.width - Theme.space3
+                    width: list.width - list.leftMargin - Theme.space3
                 }
             }
         }

@@ -18,9 +18,11 @@ Card {
 
     readonly property bool open: History.selected === sessionId
 
-    function takeFocus() {
-        head.forceActiveFocus(Qt.TabFocusReason);
+    function takeFocus(reason) {
+        head.forceActiveFocus(reason);
     }
+
+    onIndexChanged: if (head.activeFocus) ListView.view.stop = index
 
     Templates.ItemDelegate {
         id: head
@@ -28,15 +30,20 @@ Card {
         Layout.fillWidth: true
         implicitHeight: headRow.implicitHeight + 2 * Theme.space3
         hoverEnabled: true
+        activeFocusOnTab: activeFocus || row.ListView.view?.stop === row.index
+        onActiveFocusChanged: if (activeFocus) row.ListView.view.stop = row.index
         Accessible.name: row.title
         Accessible.description: details.text + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
-        onVisualFocusChanged: if (visualFocus) row.ListView.view.positionViewAtIndex(row.index, ListView.Contain)
+        onVisualFocusChanged: if (visualFocus) row.ListView.view.reveal(row.index)
         Accessible.onPressAction: clicked()
         Keys.onReturnPressed: event => event.isAutoRepeat || clicked()
         Keys.onEnterPressed: event => event.isAutoRepeat || clicked()
-        Keys.onUpPressed: row.ListView.view.focusRow(row.index - 1)
-        Keys.onDownPressed: row.ListView.view.focusRow(row.index + 1)
-        onClicked: History.toggle(row.sessionId)
+        Keys.onUpPressed: row.ListView.view.focusRow(row.index - 1, Qt.TabFocusReason)
+        Keys.onDownPressed: row.ListView.view.focusRow(row.index + 1, Qt.TabFocusReason)
+        onClicked: {
+            row.ListView.view.stop = row.index;
+            History.toggle(row.sessionId);
+        }
 
         background: Rectangle {
             radius: Theme.radiusCard
@@ -89,6 +96,7 @@ Card {
     }
     Loader {
         Layout.fillWidth: true
+        Layout.topMargin: Theme.space2 // the head's ring
         active: row.open
         visible: active
 
@@ -104,7 +112,7 @@ Card {
                 Button {
                     iconName: "sparkle"
                     text: History.summarizing ? T("Summarising…", "Đang tóm tắt…") : T("Summarise", "Tóm tắt")
-                    enabled: !History.summarizing
+                    enabled: History.ready && !History.summarizing
                     onClicked: History.makeSummary()
                 }
                 Button {
@@ -113,13 +121,12 @@ Card {
                     onClicked: Desktop.copy(History.textOf(row.sessionId))
                 }
                 Button {
+                    id: deleteButton
+
                     kind: Button.Destructive
                     iconName: "trash"
                     text: T("Delete", "Xoá")
-                    onClicked: {
-                        row.ListView.view.leaveRow(row.index);
-                        History.remove(row.sessionId);
-                    }
+                    onClicked: row.ListView.view.remove(row.index, row.sessionId, deleteButton.visualFocus ? Qt.TabFocusReason : Qt.MouseFocusReason)
                 }
             }
             SelectableText {
@@ -152,7 +159,7 @@ Card {
                 Layout.rightMargin: Theme.space2
                 Layout.bottomMargin: Theme.space3
                 lines: History.lines
-                Accessible.name: row.title
+                name: row.title
             }
         }
     }

@@ -99,8 +99,8 @@ Card {
                     horizontalAlignment: Text.AlignHCenter
                     kind: Label.Caption
                     color: Theme.secondary
-                    wrapMode: Text.NoWrap
-                    elide: Text.ElideMiddle
+                    maximumLineCount: 2
+                    elide: Text.ElideRight
                     text: lane.from + (lane.bidirectional ? " ⇄ " : " → ") + lane.to
                 }
                 FlowArrow {

@@ -124,7 +124,6 @@ ScrollPage {
             visible: Settings.endpointDetection
             iconName: "dial"
             title: T("Latency vs accuracy", "Độ trễ đổi lấy độ chính xác")
-            hint: T("Cutting sooner makes the voice start earlier but can clip a trailing word; waiting longer lets the model reconsider what it heard.", "Ngắt sớm thì giọng đọc bắt đầu sớm hơn nhưng có thể mất chữ cuối; chờ lâu hơn để model xét lại điều đã nghe.")
 
             Segmented {
                 model: [
@@ -136,6 +135,14 @@ ScrollPage {
                 value: Settings.latencyAdjustment
                 onPicked: value => Settings.latencyAdjustment = value
             }
+        }
+        Label {
+            Layout.fillWidth: true
+            Layout.leftMargin: Theme.indent
+            Layout.rightMargin: Theme.space4
+            Layout.bottomMargin: Theme.space3
+            kind: Label.Secondary
+            text: T("Cutting sooner makes the voice start earlier but can clip a trailing word; waiting longer lets the model reconsider what it heard.", "Ngắt sớm thì giọng đọc bắt đầu sớm hơn nhưng có thể mất chữ cuối; chờ lâu hơn để model xét lại điều đã nghe.")
         }
         FormRow {
             iconName: "globe"

@@ -85,7 +85,7 @@ Window {
     }
     Shortcut {
         autoRepeat: false
-        sequence: "Ctrl+Return"
+        sequences: ["Ctrl+Return", "Ctrl+Enter"]
         onActivated: App.running ? App.stop() : App.start()
     }
     Shortcut {
@@ -96,6 +96,7 @@ Window {
     Shortcut {
         autoRepeat: false
         sequence: "Ctrl+Shift+M"
+        enabled: !App.summarizing
         onActivated: App.summarizeRecent()
     }
     Shortcut {

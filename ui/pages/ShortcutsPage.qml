@@ -65,7 +65,7 @@ ScrollPage {
         FormRow {
             iconName: "recap"
             title: T("What did I miss?", "Tôi vừa bỏ lỡ gì?")
-            hint: T("Three-sentence recap of the last two minutes, shown in the window.", "Tóm lược hai phút vừa qua trong ba câu, hiện trong cửa sổ.")
+            hint: T("Three-sentence recap of the last two minutes, shown in the window.", "Tóm tắt hai phút vừa qua trong ba câu, hiện trong cửa sổ.")
 
             Keys {
                 caps: ["Ctrl", "Shift", "M"]

@@ -77,7 +77,7 @@ Item {
                     anchors { fill: parent; margins: Theme.space2 }
                     lines: Transcript
                     following: true
-                    Accessible.name: T("Session record", "Bản ghi phiên")
+                    name: T("Session record", "Bản ghi phiên")
                 }
             }
         }

@@ -42,21 +42,24 @@ Item {
             text: row.speaker.length > 0 ? row.who + " " + row.speaker : row.who
         }
     }
+    component Words: SelectableText {
+        Layout.fillWidth: true
+        visible: text.length > 0
+        activeFocusOnTab: false // the list is one stop, however many rows it has
+        onActiveFocusChanged: if (!activeFocus) focus = false // the next time Tab brings the list, not this row
+    }
+
     ColumnLayout {
         id: texts
 
         anchors { left: parent.left; right: parent.right; top: parent.top; leftMargin: 96; topMargin: Theme.space2; rightMargin: Theme.space2 }
         spacing: 2
 
-        SelectableText {
-            Layout.fillWidth: true
-            visible: text.length > 0
+        Words {
             text: row.source
             color: Theme.secondary
         }
-        SelectableText {
-            Layout.fillWidth: true
-            visible: text.length > 0
+        Words {
             kind: Label.Row
             text: row.translation
         }

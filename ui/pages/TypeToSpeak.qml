@@ -8,7 +8,7 @@ Section {
     id: root
 
     function say() {
-        if (!sayButton.enabled)
+        if (typed.text.trim().length === 0)
             return;
         App.typeToSpeak(typed.text);
         typed.clear();
@@ -52,8 +52,6 @@ Section {
                 onAccepted: root.say()
             }
             Button {
-                id: sayButton
-
                 kind: Button.Filled
                 iconName: "paper-plane"
                 text: T("Say it", "Nói")

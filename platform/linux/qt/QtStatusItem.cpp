@@ -90,6 +90,9 @@ void QtStatusItem::setMenu(std::vector<Item> items)
         }
         auto* const action = m_menu.addAction(QString::fromStdString(item.title));
         action->setEnabled(static_cast<bool>(item.action));
+        // A menu that belongs to no window takes no keys.
+        action->setShortcut(QKeySequence(QString::fromStdString(item.key)));
+        action->setShortcutVisibleInContextMenu(true);
         if (item.action)
             connect(
                 action, &QAction::triggered, this, [run = std::move(item.action)] { run(); }, Qt::QueuedConnection);

@@ -182,7 +182,7 @@ TEST(StatusItemTest, isSeenByATrayThatComesLateAndByTheNextOne)
     std::string done;
     item.onActivated = [&] { done += "activated "; };
     std::vector<StatusItem::Item> const menu{
-        {"Lingrelay Pro — Idle", nullptr}, {"", nullptr}, {"Open", [&] { done += "open "; }}};
+        {"Lingrelay Pro — Idle", nullptr}, {"", nullptr}, {"Open", [&] { done += "open "; }, "Ctrl+O"}};
     item.setMenu(menu);
     sees([] { return true; });
     EXPECT_FALSE(item.available()) << "nobody could find a hidden window again";
@@ -200,6 +200,7 @@ TEST(StatusItemTest, isSeenByATrayThatComesLateAndByTheNextOne)
         EXPECT_FALSE(rows[0].enabled());
         EXPECT_TRUE(rows[1].separator());
         EXPECT_TRUE(rows[2].enabled());
+        EXPECT_TRUE(rows[2].properties.contains(text("shortcut")) && !rows[0].properties.contains(text("shortcut")));
         tray.choose(rows[2].id);
         EXPECT_TRUE(sees([&] { return done == "activated open "; })) << done;
 

@@ -43,10 +43,20 @@ TEST_F(PanelTest, everythingTheUserDoesToItLeavesTheFocusWhereItIs)
     EXPECT_TRUE(sees([&] { return frame() == start; })) << "a double click brings it home";
     EXPECT_EQ(stored(), CaptionLayout::text(start));
 
+    drag(500, 800, -60, -45);
+    pointer("mousemove 450 750 click 1 mousedown 1");
+    settle();
     captions->orderOut();
     settle();
+    pointer("mouseup 1"); // nobody tells the panel
     say("translation", "Buenos días");
     EXPECT_TRUE(onTop(other));
+    settle(0.6);
+    auto const place = frame();
+    EXPECT_NE(place, start);
+    pointer("mousemove 460 760 click 1");
+    settle();
+    EXPECT_EQ(frame(), place) << "one click brings nothing home";
     EXPECT_EQ(other.focusLosses(), 0);
     EXPECT_TRUE(other.hasFocus());
 }

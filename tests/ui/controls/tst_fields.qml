@@ -142,12 +142,20 @@ TestCase {
         compare(field.text, " two");
         tryVerify(() => field.activeFocus);
         mouseClick(field, 60, field.height / 2, Qt.RightButton);
-        pick("Select all");
+        pick("Select All");
         tryCompare(field, "selectedText", " two");
         keyClick(Qt.Key_Menu);
         pick("Paste");
         compare(field.text, "one");
-        compare(seen, [" two", "one"]);
+        keyClick(Qt.Key_Menu);
+        pick("Undo");
+        compare(field.text, " two");
+        tryVerify(() => field.activeFocus);
+        keyClick(Qt.Key_Menu);
+        pick("Redo");
+        compare(field.text, "one");
+        compare(seen, [" two", "one", " two", "one"]);
+        tryVerify(() => field.activeFocus);
         field.secure = true;
         field.selectAll();
         keyClick(Qt.Key_F10, Qt.ShiftModifier);
@@ -162,12 +170,30 @@ TestCase {
         compare(text.selectedText, "Words");
         mouseClick(text, 5, 5, Qt.RightButton);
         pick("Copy");
-        verify(!named(test.Templates.Overlay.overlay, "Paste"));
+        for (const change of ["Undo", "Cut", "Paste"])
+            verify(!named(test.Templates.Overlay.overlay, change));
         const field = createTemporaryObject(textField, test, { y: 100 });
         field.forceActiveFocus();
         compare(text.selectedText, "");
         field.paste();
         compare(field.text, "Words");
+    }
+
+    function test_textReachedByTabHasARing() {
+        const text = createTemporaryObject(selectable, test, { y: 100 });
+        const ring = () => Array.from(text.children).find(part => part instanceof FocusRing && part.visible);
+        mouseClick(text, 5, 5);
+        verify(text.activeFocus && !ring());
+        const item = createTemporaryObject(button, test, { text: "Before" });
+        item.forceActiveFocus(Qt.TabFocusReason);
+        keyClick(Qt.Key_Tab);
+        verify(text.activeFocus && ring());
+        keyClick(Qt.Key_Menu);
+        tryVerify(() => named(test.Templates.Overlay.overlay, "Copy"));
+        keyClick(Qt.Key_Escape);
+        tryVerify(() => text.activeFocus && ring()); // as before the menu
+        keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+        verify(item.activeFocus && !ring());
     }
 
     function test_buttonByEveryWay() {

@@ -127,6 +127,8 @@ TestCase {
                 verify(part.parent.parent.parent instanceof Button, "cut: " + part.text);
             if (part instanceof Label || part instanceof Button || part instanceof TextField || part instanceof Segmented)
                 verify(place(part, item).right <= item.width - Theme.space4, "sticks out: " + part.text);
+            if (part instanceof SelectableText)
+                verify(part.contentHeight <= part.height && part.contentWidth <= part.width, "cut: " + part.text);
             if (part.activeFocusOnTab) {
                 ++reached;
                 verify((Reader.name(part) + (part.secure ? Reader.description(part) : "")).length > 0, "no name: " + part + part.text);

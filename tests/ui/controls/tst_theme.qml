@@ -6,6 +6,22 @@ TestCase {
     id: test
 
     name: "Theme"
+    when: windowShown
+    visible: true
+    width: 600
+    height: 100
+
+    Component {
+        id: startButton
+
+        StartButton {
+        }
+    }
+    Component {
+        id: button
+
+        Button { x: 20; y: 20; text: "Delete" }
+    }
 
     readonly property var surfaces: ["window", "sidebar", "card", "popup", "field"]
     readonly property var washes: [Theme.brand, Theme.listen, Theme.error]
@@ -49,8 +65,44 @@ TestCase {
             checkContrast(Theme.brandInk, Theme[fill], 4.5, "the label on " + fill);
         for (const wash of washes)
             checkContrast(Theme.text, Theme.washed(wash), 4.5, "text on a banner");
-        for (const fill of ["brandStart", "brandEnd"])
-            checkContrast(Theme.brandInk, Theme[fill], 3, "the large label on " + fill);
+    }
+    // As it is drawn, beside the letters, with the pointer away, over it, and down.
+    function checkDrawn(item, ink, from, to, what) {
+        const look = state => {
+            waitForRendering(item);
+            const picture = grabImage(item);
+            for (let x = from; x <= to; x += 2)
+                checkContrast(ink, picture.pixel(x, 5), 4.5, what + " at " + x + ", " + state);
+        };
+        mouseMove(test, 1, 1);
+        look("at rest");
+        mouseMove(item, from, 5);
+        verify(item.hovered);
+        look("hovered");
+        mousePress(item, from, 5);
+        verify(item.down);
+        look("pressed");
+        mouseRelease(item, from, 5);
+    }
+    function test_labelsOfButtonsCanBeRead_data() {
+        return init_data();
+    }
+    function test_labelsOfButtonsCanBeRead(data) {
+        Theme.dark = data.dark;
+        for (const width of [208, 500])
+            for (const text of ["Start translating", "Bắt đầu", "Một câu dài hơn cả nút này và còn dài hơn nữa"]) {
+                const start = createTemporaryObject(startButton, test, { x: 20, y: 20, width, text });
+                const words = start.contentItem.children[0];
+                checkDrawn(start, start.ink, Math.round(words.x), Math.round(words.x + words.width), text);
+                start.destroy();
+                wait(0);
+            }
+        for (const kind of [Button.Plain, Button.Filled, Button.Destructive]) {
+            const item = createTemporaryObject(button, test, { kind });
+            checkDrawn(item, item.ink, 12, item.width - 12, "kind " + kind);
+            item.destroy();
+            wait(0);
+        }
     }
     function test_edgesCanBeSeen(data) {
         Theme.dark = data.dark;

@@ -1,0 +1,219 @@
+import QtQuick
+import QtQuick.Templates as Templates
+import QtTest
+import Lingrelay
+import Lingrelay.Controls
+
+TestCase {
+    id: test
+
+    readonly property Item reached: Window.activeFocusItem
+
+    name: "Pages"
+    when: windowShown
+    visible: true
+    width: 800
+    height: 600
+
+    Component {
+        id: linesScene
+
+        Item {
+            property alias before: before
+            property alias view: view
+            property alias after: after
+            property alias rows: rows
+
+            function add(count) {
+                for (let i = 0; i < count; ++i)
+                    rows.append({ at: "10:00:00", direction: "listen", speaker: "", source: "Words " + rows.count, translation: "Palabras" });
+                waitForRendering(view);
+            }
+
+            anchors.fill: parent
+
+            Button { id: before; text: "Before" }
+            LinesView { id: view; x: 20; y: 60; width: 500; height: 300; following: true; lines: ListModel { id: rows } }
+            Button { id: after; y: 400; text: "After" }
+        }
+    }
+    Component {
+        id: historyPage
+
+        HistoryPage { anchors.fill: parent }
+    }
+    Component {
+        id: typeToSpeak
+
+        TypeToSpeak { width: 600 }
+    }
+
+    function init() {
+        failOnWarning(/.*/);
+        Theme.reducedMotion = true;
+    }
+    function find(item, wanted) {
+        if (!item.visible)
+            return null;
+        if (wanted(item))
+            return item;
+        for (let i = 0; i < item.children.length; ++i) {
+            const found = find(item.children[i], wanted);
+            if (found)
+                return found;
+        }
+        return null;
+    }
+    function isList(item) {
+        return item instanceof ListView;
+    }
+    function withText(text) {
+        return item => item.text === text && (item.activeFocusOnTab !== undefined);
+    }
+    // A ring on show, all of it.
+    function ringAround(item) {
+        const ring = find(item, part => part instanceof FocusRing);
+        for (let outer = ring; outer; outer = outer.parent) {
+            const place = ring.mapToItem(outer, Qt.rect(0, 0, ring.width, ring.height));
+            verify(!outer.clip || (place.left >= 0 && place.top >= 0 && place.right <= outer.width && place.bottom <= outer.height), "the ring is cut: " + place);
+        }
+        return ring;
+    }
+
+    function test_linesAreOneStopOfTheKeyboard() {
+        const scene = createTemporaryObject(linesScene, test);
+        scene.add(100);
+        const list = find(scene.view, isList);
+        tryVerify(() => list.atYEnd);
+        scene.before.forceActiveFocus(Qt.TabFocusReason);
+        keyClick(Qt.Key_Tab);
+        compare(reached, list);
+        verify(ringAround(scene.view));
+        keyClick(Qt.Key_Up);
+        keyClick(Qt.Key_Tab);
+        verify(find(scene.view, withText("Latest")).activeFocus);
+        keyClick(Qt.Key_Space);
+        scene.after.forceActiveFocus(Qt.TabFocusReason);
+        keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+        compare(reached, list);
+
+        const words = find(list, item => item instanceof SelectableText && item.text === "Words 99");
+        mouseDoubleClickSequence(words, 5, 5);
+        compare(words.selectedText, "Words"); // by pointer, each of them
+        verify(!ringAround(scene.view));
+        keyClick(Qt.Key_Tab);
+        verify(scene.after.activeFocus);
+        keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+        compare(reached, list);
+    }
+    function test_linesFollowUntilTheyAreScrolled() {
+        const scene = createTemporaryObject(linesScene, test);
+        scene.add(60);
+        const list = find(scene.view, isList);
+        const latest = () => find(scene.view, withText("Latest"));
+        tryVerify(() => list.atYEnd);
+        mouseClick(find(list, item => item instanceof SelectableText && item.text === "Words 59"), 5, 5);
+        verify(list.activeFocus);
+        scene.add(3);
+        tryVerify(() => list.atYEnd);
+        verify(!latest());
+
+        scene.before.forceActiveFocus();
+        const bar = list.Templates.ScrollBar.vertical;
+        mousePress(bar, bar.width / 2, bar.height - 5);
+        mouseMove(bar, bar.width / 2, bar.height / 2);
+        mouseRelease(bar, bar.width / 2, bar.height / 2);
+        tryVerify(latest);
+        const pill = latest().mapToItem(scene.view, 0, 0);
+        verify(pill.y > 0 && pill.y + latest().height <= scene.view.height, "out of sight");
+        const place = list.contentY;
+        scene.add(3);
+        waitForRendering(scene);
+        fuzzyCompare(list.contentY, place, 1);
+        mouseClick(latest());
+        tryVerify(() => list.atYEnd);
+        verify(!latest());
+        scene.add(3);
+        tryVerify(() => list.atYEnd);
+    }
+
+    function test_focusWhenSessionsAreDeleted_data() {
+        return [{ tag: "by keyboard", ring: true }, { tag: "by pointer", ring: false }];
+    }
+    function test_focusWhenSessionsAreDeleted(data) {
+        Program.archive(3);
+        const page = createTemporaryObject(historyPage, test);
+        const list = find(page, isList);
+        tryCompare(list, "count", 3);
+        for (let left = 2; left >= 0; --left) {
+            waitForRendering(list);
+            const row = list.itemAtIndex(0);
+            const head = find(row, item => item instanceof Templates.ItemDelegate);
+            mouseClick(head);
+            tryVerify(() => find(row, withText("Delete")));
+            waitForRendering(list);
+            if (data.ring) {
+                find(row, withText("Delete")).forceActiveFocus(Qt.TabFocusReason);
+                keyClick(Qt.Key_Space);
+            } else {
+                mouseClick(find(row, withText("Delete")));
+            }
+            tryCompare(list, "count", left);
+            verify(reached && reached.visible && reached !== test.Window.contentItem, "nowhere");
+            waitForRendering(page);
+            const ring = ringAround(page);
+            compare(ring !== null, data.ring);
+            verify(!ring || find(reached, part => part === ring));
+        }
+    }
+    function test_sessionsByKeyboard() {
+        Program.archive(30);
+        const page = createTemporaryObject(historyPage, test);
+        const list = find(page, isList);
+        tryCompare(list, "count", 30);
+        waitForRendering(list);
+        const search = find(page, item => item instanceof SearchField);
+        const head = index => find(list.itemAtIndex(index), item => item instanceof Templates.ItemDelegate);
+        search.forceActiveFocus();
+        keyClick(Qt.Key_Tab);
+        compare(reached, head(0));
+        const walk = (keyCode, steps) => {
+            for (let i = 0; i < steps; ++i) {
+                verify(ringAround(page));
+                keyClick(keyCode);
+            }
+        };
+        walk(Qt.Key_Down, 30);
+        verify(list.atYEnd);
+        walk(Qt.Key_Up, 30);
+        verify(list.atYBeginning);
+        walk(Qt.Key_Down, 2);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => find(list, withText("Summarise")));
+        keyClick(Qt.Key_Tab);
+        compare(reached, find(list, withText("Summarise")));
+        keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+        compare(reached, head(2));
+        keyClick(Qt.Key_Tab, Qt.ShiftModifier);
+        compare(reached, search);
+        keyClick(Qt.Key_Tab);
+        compare(reached, head(2)); // where it was before
+    }
+
+    function test_linesCanBeWrittenWhileOneIsSpoken() {
+        const section = createTemporaryObject(typeToSpeak, test);
+        const field = find(section, item => item instanceof TextField);
+        const button = find(section, withText("Say it"));
+        field.forceActiveFocus();
+        field.text = "  ";
+        keyClick(Qt.Key_Return);
+        compare(Program.spoken(), []);
+        field.text = "One";
+        verify(button.enabled);
+        Program.setTyping(true);
+        verify(!button.enabled);
+        keyClick(Qt.Key_Return);
+        compare([Program.spoken(), field.text], [["One"], ""]);
+        Program.setTyping(false);
+    }
+}
