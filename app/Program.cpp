@@ -365,7 +365,7 @@ void Program::Parts::begin()
         {network, *speakStream, *speakPipeline, *background, machine.outputs}, *capture, *mic, *muter, machine.devices,
         *driver, *captions, shell, key, workspace});
     app->clean = [secrecy = secrecy](std::string text) { return secrecy->clean(std::move(text)); };
-    view->setHosted(*hosted);
+    view->setHosted(*hosted, app->clean);
     shell.ignoreNextShow();
     app->applicationDidFinishLaunching();
     auto& model = AppModel::shared();

@@ -162,6 +162,9 @@ private:
     AppSettings m_settings;
     bool m_starting = false;
     bool m_quitting = false;
+    int m_typed = 0; ///< lines that are being translated and spoken
+    int m_oneShots = 0; ///< that are being spoken
+    bool m_oneShotSession = false; ///< opened for them alone
     bool m_running = false;
     bool m_listenActive = false;
     bool m_speakActive = false;

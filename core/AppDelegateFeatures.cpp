@@ -29,7 +29,7 @@ Task<void> AppDelegate::speakTyped(std::string text, OneLanguage oneLanguage)
             refreshDeviceLists();
         }
     }
-    m_model.typing = true;
+    m_model.typing = ++m_typed > 0;
     auto const language = m_settings.theirLang;
     auto translated = Result<std::string>(trimmed);
     if (m_settings.myLang != language || oneLanguage == OneLanguage::translated) {
@@ -46,7 +46,7 @@ Task<void> AppDelegate::speakTyped(std::string text, OneLanguage oneLanguage)
         OneShotSpeech speech{*translated, language};
         co_await speakOnce(std::move(speech), *m_speakEngine);
     }
-    m_model.typing = false;
+    m_model.typing = --m_typed > 0;
 }
 
 void AppDelegate::replayLast()
@@ -107,17 +107,18 @@ Task<void> AppDelegate::speakTest(std::function<void()> done)
 /// With the user's key, the session's, or one that is opened for this alone.
 Task<void> AppDelegate::speakOnce(OneShotSpeech speech, Engine& engine)
 {
-    bool const hosted = !Secrets::byokActive() && !HostedSession::shared().active();
-    if (hosted) {
+    if (!Secrets::byokActive() && !HostedSession::shared().active()) {
         auto const failure = co_await HostedSession::shared().start();
         if (failure) {
             publishStatus(clean(failure->message), Kind::warning);
             co_return;
         }
+        m_oneShotSession = true;
     }
+    ++m_oneShots;
     co_await stream(std::move(speech), engine.weak_from_this());
-    // A session that began meanwhile goes on with these keys.
-    if (hosted && !m_running && !m_starting)
+    // Others, or a session that began meanwhile, go on with these keys.
+    if (--m_oneShots == 0 && std::exchange(m_oneShotSession, false) && !m_running && !m_starting)
         HostedSession::shared().end();
 }
 

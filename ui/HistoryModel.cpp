@@ -170,7 +170,7 @@ Task<void> HistoryModel::summarize(Session session)
         if (summary)
             m_summary = toQt(*summary);
         else
-            m_summaryError = toQt(summary.error().message);
+            m_summaryError = toQt(clean(summary.error().message));
     }
     Q_EMIT summaryChanged();
 }

@@ -39,6 +39,8 @@ public:
     HistoryModel(AppModel& model, Scheduler& main, Scheduler& disk);
     /// The backend can be asked for minutes from now on. It outlives this.
     void setHosted(HostedSession const& hosted);
+    /// Takes secrets out of what the backend says of a failure.
+    std::function<std::string(std::string)> clean = [](std::string text) { return text; };
 
     bool active() const { return m_active; }
     void setActive(bool active);

@@ -98,9 +98,10 @@ QQuickWindow* MainView::makeCaptionsWindow()
 }
 CaptionsView& MainView::captions() { return m_parts->captions; }
 
-void MainView::setHosted(HostedSession& hosted)
+void MainView::setHosted(HostedSession& hosted, std::function<std::string(std::string)> clean)
 {
     m_parts->app.setHosted(hosted);
+    m_parts->history.clean = std::move(clean);
     m_parts->history.setHosted(hosted);
 }
 void MainView::setAppearance(bool dark, bool reducedMotion) { m_parts->desktop.setAppearance(dark, reducedMotion); }

@@ -27,7 +27,7 @@ public:
     QQuickWindow* makeCaptionsWindow();
     CaptionsView& captions();
     /// Service time and minutes are known of from now on; it outlives the view.
-    void setHosted(HostedSession& hosted);
+    void setHosted(HostedSession& hosted, std::function<std::string(std::string)> clean);
     void setAppearance(bool dark, bool reducedMotion);
 
     /// Cancels what waits for the backend and the disk.

@@ -94,6 +94,20 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     type("Hello.");
     EXPECT_EQ(calls, (Texts{"translate", "start", "end"}));
     calls.clear();
+    // A second one while the first is still spoken: who is done first takes nothing from the other.
+    model->commands.typeToSpeak("Hello.");
+    wait(0.25);
+    voice.plan = [](std::string const&, int) { return VoiceServer::Plan{.delay = 2}; };
+    model->commands.typeToSpeak("Hello.");
+    wait(1.5);
+    EXPECT_EQ(calls, (Texts{"translate", "start", "translate"}));
+    EXPECT_TRUE(*model->typing);
+    EXPECT_TRUE(world.hosted.active());
+    wait(3);
+    EXPECT_EQ(calls.back(), "end");
+    EXPECT_FALSE(*model->typing);
+    voice.plan = [](auto const&, int) { return VoiceServer::Plan(); };
+    calls.clear();
     model->commands.start();
     wait(0.3);
     type("Hello.");
