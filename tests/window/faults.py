@@ -29,9 +29,10 @@ class Faults(Person):
         super().__init__(desktop, program, None)
 
     def begin(self):
-        self.program.press("push button", "Start translating")
+        self.program.act("push button", "Start translating")
         self.sees("ready")
-        self.section("Transcript")
+        self.program.act("list item", "Transcript")
+        self.program.wait("heading", "Transcript")
 
     def end(self):
         self.program.act("push button", "Stop")
@@ -105,6 +106,21 @@ class Faults(Person):
         lines = self.kept(self.desktop.folder / "data/LingrelayPro/Sessions")
         assert len(lines) == 2, lines
 
+    def service_hangs(self):
+        self.begin()
+        self.goes_on("A")
+        service = int(self.service())
+        os.kill(service, signal.SIGSTOP)
+        try:
+            self.sees("reconnecting", 30)
+        finally:
+            os.kill(service, signal.SIGCONT)
+        eventually(lambda: set("BCD") & {line[0] for line in self.shown()}, 30, "a line of the next connection")
+        self.sees("ready")
+        self.end()
+        lines = self.kept(self.desktop.folder / "data/LingrelayPro/Sessions")
+        assert len(lines) == 2, lines
+
     def full_disk(self):
         disk = pathlib.Path(f"/proc/{self.program.process.pid}/root{self.desktop.folder}/data/LingrelayPro")
         with contextlib.suppress(OSError), open(disk / "filler", "wb", buffering=0) as filler:
@@ -164,7 +180,8 @@ def main(binary, *chosen):
     with Desktop(sound=True, compositor=False) as desktop:
         os.environ["LINGRELAY_LOG"] = str(desktop.folder / "log")
         speaking_service(desktop, pathlib.Path(binary).resolve())
-        for fault in (Faults.stopped, Faults.sound_server_dies, Faults.service_dies, Faults.full_disk):
+        for fault in (Faults.stopped, Faults.sound_server_dies, Faults.service_dies, Faults.service_hangs,
+                      Faults.full_disk):
             if chosen and fault.__name__ not in chosen:
                 continue
             start = time.monotonic()
