@@ -35,7 +35,8 @@ public:
         std::size_t overtook = 0; ///< came out before one that went in earlier
     };
 
-    /// Nothing where the system does not allow it; `why` says what.
+    /// Nothing where the system does not allow it, nor under the thread sanitizer, whose own thread forbids a namespace
+    /// of users; `why` says what.
     static std::unique_ptr<RoughLink> make(std::string& why);
     ~RoughLink();
     RoughLink(RoughLink const&) = delete;
