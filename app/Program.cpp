@@ -304,6 +304,8 @@ void Program::Parts::connected(Result<LocalService::Address> const& address)
     if (hosts) {
         hosts->use(plan.hostsWith(local.hosts));
         hosted->setClientToken(local.token);
+        if (address && app)
+            app->providerReplaced();
         return complain(complaint);
     }
     hosts = &registry.put(std::make_shared<HostsInUse>(plan.hostsWith(local.hosts)));

@@ -24,6 +24,7 @@ public:
         : m_background(capture.m_background)
         , m_onPCM(capture.onPCM)
         , m_onError(capture.onError)
+        , m_onRecovered(capture.onRecovered)
         , m_nextTick(m_background.now())
     {
     }
@@ -66,6 +67,7 @@ public:
             return;
         m_hasStarted = true;
         Log::write("[cap] startCapture OK");
+        tellRecovered();
     }
     void failed(Error const& error) override
     {
@@ -98,7 +100,10 @@ private:
         auto const frames = m_frames.load();
         if (frames != 0 && frames != std::exchange(m_lastSeenFrames, frames)) {
             m_silentTicks = 0;
-            m_reportedNoAudio = false;
+            bool const recovered = std::exchange(m_reportedNoAudio, false);
+            lock.unlock();
+            if (recovered)
+                tellRecovered();
             return;
         }
         if (++m_silentTicks <= mostSilentTicks || std::exchange(m_reportedNoAudio, true))
@@ -108,16 +113,24 @@ private:
         tell(T("No audio heard — is the screen locked, or is screen-recording permission off?",
             "Không nghe thấy âm thanh — màn hình có đang khoá, hoặc chưa cấp quyền thu âm màn hình?"));
     }
-    void tell(std::string const& message) const
+    void tell(std::string const& message)
     {
+        m_told = true;
         if (m_onError)
             m_onError(message);
+    }
+    void tellRecovered()
+    {
+        if (m_told.exchange(false) && m_onRecovered)
+            m_onRecovered();
     }
 
     Scheduler& m_background;
     std::function<void(std::string, std::function<void()>)> const m_onPCM;
     std::function<void(std::string const&)> const m_onError;
+    std::function<void()> const m_onRecovered;
     std::atomic<bool> m_ended = false;
+    std::atomic<bool> m_told = false; ///< of trouble that lasts
     std::atomic<std::int64_t> m_frames = 0; ///< blocks that came
     bool m_hasStarted = false; ///< capture's thread only
 

@@ -12,9 +12,9 @@ namespace lingrelay {
 /// What the other programs of the machine play, as PCM. A watchdog tells the user when nothing comes; it counts blocks
 /// and not loudness. After a loss the sound comes again by itself.
 ///
-/// Main. `onPCM` is called on the capture's thread, `onError` there or on `background`, both possibly once more while
-/// `stop` returns. Captures are closed on `background`, which can take as long as such a call; the destructor sees to
-/// it that all are. What it is made of outlives it.
+/// Main. `onPCM` is called on the capture's thread, `onError` and `onRecovered` there or on `background`, all possibly
+/// once more while `stop` returns. Captures are closed on `background`, which can take as long as such a call; the
+/// destructor sees to it that all are. What it is made of outlives it.
 class AudioCapture final : public AudioSource {
 public:
     AudioCapture(SystemAudio& system, Scheduler& background) : m_system(system), m_background(background) { }

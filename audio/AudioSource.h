@@ -19,6 +19,8 @@ public:
     std::function<void(std::string pcm, std::function<void()> sent)> onPCM;
     /// A text for the user, in their language; any thread. Set before the first start.
     std::function<void(std::string const& message)> onError;
+    /// What `onError` told of last has passed. Likewise.
+    std::function<void()> onRecovered;
 
     virtual void start() = 0;
     virtual void stop() = 0;

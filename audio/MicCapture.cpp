@@ -19,7 +19,7 @@ constexpr std::size_t blockFrames = 2048;
 /// Takes the blocks of one input; what its converter holds back goes on with the next block.
 class MicCapture::Tap final : public AudioReceiver {
 public:
-    Tap(MicCapture const& mic, AudioFormat const& format)
+    Tap(MicCapture& mic, AudioFormat const& format)
         : m_mic(mic)
         , m_channels(static_cast<std::size_t>(format.channels))
         , m_converter(std::llround(format.sampleRate), sampleRate)
@@ -42,15 +42,16 @@ public:
         if (!m_converted.empty() && m_mic.onPCM)
             m_mic.onPCM(convertToInt16(m_converted), {});
     }
-    void started() override { }
+    void started() override { m_mic.recovered(); }
     void failed(Error const& error) override
     {
+        m_mic.m_told = true;
         if (m_mic.onError)
             m_mic.onError(T("Microphone: ", "Micro: ") + error.message);
     }
 
 private:
-    MicCapture const& m_mic;
+    MicCapture& m_mic;
     std::size_t m_channels;
     Resampler m_converter;
     std::vector<float> m_mono;
@@ -100,14 +101,22 @@ void MicCapture::start()
 void MicCapture::fail(std::string const& message)
 {
     m_waiting = true;
+    m_told = true;
     if (onError)
         onError(message);
+}
+
+void MicCapture::recovered()
+{
+    if (m_told.exchange(false) && onRecovered)
+        onRecovered();
 }
 
 void MicCapture::stop()
 {
     teardown();
     m_running = m_waiting = false;
+    m_told = false;
 }
 
 void MicCapture::teardown()

@@ -14,7 +14,7 @@ namespace lingrelay {
 /// the echo guard blocks. Without a chosen device it follows the default input, also to the first that appears when
 /// there was none at the start.
 ///
-/// Main. `onPCM` and `onError` are called on the input's thread, `onError` on main too.
+/// Main. `onPCM`, `onError` and `onRecovered` are called on the input's thread, the last two on main too.
 class MicCapture final : public Microphone {
 public:
     MicCapture(AudioInputs& inputs, Scheduler& main);
@@ -31,11 +31,13 @@ private:
 
     void teardown();
     void fail(std::string const& message);
+    void recovered();
     void defaultChanged();
 
     AudioInputs& m_inputs;
     std::optional<std::uint32_t> m_inputDeviceID; ///< none: the default
     std::atomic<bool> m_muted = false;
+    std::atomic<bool> m_told = false; ///< of trouble that lasts
     bool m_running = false; ///< is meant to run; a restart that fails leaves it
     bool m_waiting = false; ///< the last start has failed
     std::unique_ptr<Tap> m_tap;

@@ -1,5 +1,6 @@
 #include "core/AppDelegate.h"
 
+#include "base/Log.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "core/common/EchoGuard.h"
@@ -58,7 +59,8 @@ void AppDelegate::beginRun()
     configurePushToTalk();
     m_services.shell.buildMenu();
     publishRunState();
-    beginJournal();
+    if (auto const error = beginJournal())
+        Log::write("[journal] {}", error->message);
 }
 
 void AppDelegate::applyMode()
@@ -117,7 +119,10 @@ void AppDelegate::stopFromUI()
         return;
     m_running = false;
     HostedSession::shared().end();
-    archiveSession(); // before the start time is cleared
+    auto const problem = archiveSession(); // before the start time is cleared
+    m_engineStatus = {};
+    m_soundTrouble.clear();
+    m_keepingTrouble.clear();
     m_services.ptt.stop();
     m_services.mic.setMuted(false);
     if (m_listenActive)
@@ -126,7 +131,27 @@ void AppDelegate::stopFromUI()
         stopSpeak();
     m_services.shell.buildMenu();
     publishRunState();
-    publishStatus("", Kind::idle);
+    publishStatus(problem ? notSaved(*problem) : "", problem ? Kind::error : Kind::idle);
+}
+
+void AppDelegate::providerReplaced()
+{
+    if (m_running && HostedSession::shared().active())
+        m_tasks.spawn(joinAgain());
+}
+
+Task<void> AppDelegate::joinAgain()
+{
+    auto failure = co_await HostedSession::shared().start();
+    if (!m_running) {
+        if (!failure && !m_starting)
+            HostedSession::shared().end();
+        co_return;
+    }
+    if (failure)
+        publishStatus(failure->message, Kind::error);
+    else
+        restartStreamsForContext();
 }
 
 void AppDelegate::restartStreamsForContext()

@@ -59,6 +59,8 @@ public:
     void startFromUI();
     /// Does nothing while a start waits for the backend: that session begins all the same.
     void stopFromUI();
+    /// The provider of a hosted session is another one now: the session goes on there, with new keys and streams.
+    void providerReplaced();
     /// Takes over the model's settings.
     void applyFromUI();
     void applyPreset(Preset preset);
@@ -117,9 +119,12 @@ private:
     void publishRunState();
     void publishStatus(std::string const& text, AppModel::StatusKind kind);
     void showEngineStatus(std::string const& kind, std::optional<std::string> const& message);
+    void tellTrouble(std::string& trouble, std::string const& message);
+    void troubleIsOver(std::string& trouble);
     void showPanel();
 
     Task<void> startHosted();
+    Task<void> joinAgain();
     void beginRun();
     void startListen();
     void stopListen();
@@ -150,10 +155,11 @@ private:
     Task<void> stream(OneShotSpeech speech, std::weak_ptr<Engine> engine);
 
     SessionStore::Session session() const;
-    void beginJournal();
+    static std::string notSaved(Error const& error);
+    std::optional<Error> beginJournal();
     void describeSession();
     void keepTranscript(std::vector<AppModel::Line> const& lines);
-    void archiveSession();
+    std::optional<Error> archiveSession();
 
     Services m_services;
     AppModel& m_model;
@@ -175,7 +181,14 @@ private:
     bool m_didSwitchInput = false;
     Meter m_micMeter; ///< on the microphone's thread
     Meter m_sysMeter; ///< on the capture's thread
-    std::unique_ptr<Journal> m_journal; ///< of the running session
+    std::unique_ptr<Journal> m_journal; ///< of the running session; none when its file could not be made yet
+    struct EngineStatus {
+        std::string text;
+        Kind kind = Kind::idle;
+    };
+    EngineStatus m_engineStatus; ///< what the streams said last
+    std::string m_soundTrouble; ///< that stands in the status, or stood there last; empty when it is over
+    std::string m_keepingTrouble; ///< likewise
     Subscription m_transcriptWatch;
     std::shared_ptr<void> m_appWatch;
     Scheduler::TimerId m_tick = 0;

@@ -2,6 +2,7 @@
 
 #include "base/Log.h"
 #include "base/Uuid.h"
+#include "config/L10n.h"
 #include "core/AppDelegate.h"
 
 namespace lingrelay {
@@ -15,13 +16,15 @@ SessionStore::Session AppDelegate::session() const
         profile ? profile->name : "", *m_model.transcript};
 }
 
-void AppDelegate::beginJournal()
+std::string AppDelegate::notSaved(Error const& error) { return T("Not saved: ", "Chưa lưu được: ") + error.message; }
+
+std::optional<Error> AppDelegate::beginJournal()
 {
     auto journal = Journal::begin(SessionStore::shared(), session(), m_services.main, m_services.listen.background);
-    if (journal)
-        m_journal = std::move(*journal);
-    else
-        Log::write("[journal] {}", journal.error().message);
+    if (!journal)
+        return journal.error();
+    m_journal = std::move(*journal);
+    return {};
 }
 
 /// Its settings or its profile have changed.
@@ -36,23 +39,31 @@ void AppDelegate::describeSession()
 /// A line was added, or all of them were taken away.
 void AppDelegate::keepTranscript(std::vector<AppModel::Line> const& lines)
 {
-    if (!m_journal)
+    if (!m_running || (!m_journal && lines.empty()))
         return;
-    auto const error = lines.empty() ? m_journal->clear() : m_journal->append(lines.back());
-    if (error)
-        Log::write("[journal] {}", error->message);
+    auto const error = !m_journal ? beginJournal()
+        : lines.empty()           ? m_journal->clear()
+                                  : m_journal->append(lines.back());
+    if (!error)
+        return troubleIsOver(m_keepingTrouble);
+    Log::write("[journal] {}", error->message);
+    if (!m_keepingTrouble.empty())
+        return;
+    tellTrouble(m_keepingTrouble, notSaved(*error));
+    m_services.overlay.showStatus("⚠ " + m_keepingTrouble);
 }
 
-void AppDelegate::archiveSession()
+/// Why the session could not be kept, unless somebody else tells the user of it.
+std::optional<Error> AppDelegate::archiveSession()
 {
     auto const archived = session();
     auto const journal = std::exchange(m_journal, nullptr);
     if (!*m_model.startedAt)
-        return;
+        return {};
     if (archived.lines.empty()) {
         if (journal)
             journal->discard();
-        return;
+        return {};
     }
     auto const file = SessionStore::shared().archive(archived);
     if (file && journal)
@@ -61,6 +72,7 @@ void AppDelegate::archiveSession()
         Log::write("[archive] {}", file.error().message);
     if (onArchived)
         onArchived(archived, file);
+    return file || onArchived ? std::nullopt : std::optional(file.error());
 }
 
 } // namespace lingrelay

@@ -104,7 +104,11 @@ void AppDelegate::wireSources()
         if (!self)
             return;
         self->m_services.overlay.showStatus("⚠ " + message);
-        self->publishStatus(message, Kind::warning);
+        self->onMain([message](AppDelegate& main) { main.tellTrouble(main.m_soundTrouble, message); });
+    };
+    services.capture.onRecovered = [weak] {
+        if (auto const self = weak.lock())
+            self->onMain([](AppDelegate& main) { main.troubleIsOver(main.m_soundTrouble); });
     };
     services.muter.onError = [weak](std::string const& message) {
         if (auto const self = weak.lock())
@@ -113,6 +117,10 @@ void AppDelegate::wireSources()
     services.mic.onError = [weak](std::string const& message) {
         if (auto const self = weak.lock())
             self->m_services.overlay.showStatus("⚠ " + T("Microphone: ", "Micro: ") + message);
+    };
+    services.mic.onRecovered = [weak] {
+        if (auto const self = weak.lock())
+            self->onMain([](AppDelegate& main) { main.m_services.overlay.showStatus(*main.m_model.status); });
     };
 }
 
@@ -177,8 +185,27 @@ void AppDelegate::showEngineStatus(std::string const& kind, std::optional<std::s
         text = "⚠ " + clean(message.value_or(T("error", "lỗi")));
         statusKind = Kind::error;
     }
+    onMain([text, statusKind](AppDelegate& self) { self.m_engineStatus = {text, statusKind}; });
     publishStatus(text, statusKind);
     m_services.overlay.showStatus(text);
+}
+
+/// Beside the streams, which may be well meanwhile.
+void AppDelegate::tellTrouble(std::string& trouble, std::string const& message)
+{
+    trouble = message;
+    m_model.status = message;
+    m_model.statusKind = Kind::warning;
+}
+
+void AppDelegate::troubleIsOver(std::string& trouble)
+{
+    auto const told = std::exchange(trouble, {});
+    if (told.empty() || !m_running || *m_model.status != told)
+        return;
+    m_model.status = m_engineStatus.text;
+    m_model.statusKind = m_engineStatus.kind;
+    m_services.overlay.showStatus(m_engineStatus.text);
 }
 
 void AppDelegate::installCommands()

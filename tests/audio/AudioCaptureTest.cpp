@@ -92,10 +92,12 @@ TEST_F(AudioCaptureTest, theWatchdogComplainsOnceForEachSilence)
     EXPECT_EQ(errors.size(), 1U);
     wait(0.02);
     EXPECT_EQ(errors, (Texts{noAudio, noAudio}));
+    EXPECT_EQ(recoveries, 1);
     EXPECT_TRUE(world.logged("[cap] NO AUDIO for ~15s (frames=100)"));
     sound.freezeCapture(false);
     wait(60);
     EXPECT_EQ(errors.size(), 2U);
+    EXPECT_EQ(recoveries, 2);
 }
 
 TEST_F(AudioCaptureTest, theWatchdogBeginsAnewWithEachStartAndEndsWithTheStop)
@@ -130,8 +132,10 @@ TEST_F(AudioCaptureTest, aStartThatFailsAndALossAreToldAndMended)
     wait(1);
     EXPECT_EQ(errors.back(), "Thu âm dừng: The sound server is gone");
     EXPECT_TRUE(world.logged("[cap] STOPPED WITH ERROR: The sound server is gone"));
+    auto const before = recoveries;
     sound.startServer();
     wait(1);
+    EXPECT_EQ(recoveries, before + 1);
     EXPECT_EQ(heard().size(), 16000U);
     EXPECT_EQ(errors.size(), 3U);
     m_capture->stop();

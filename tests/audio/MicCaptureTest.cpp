@@ -215,10 +215,12 @@ TEST_F(MicCaptureTest, faultsAreToldAndARunningMicrophoneComesBack)
     world.language.setModelLanguage("vi");
     wait(1);
     EXPECT_EQ(errors, (Texts{"Microphone: busy", "Micro: lost"}));
+    EXPECT_EQ(recoveries, 1);
     heard();
     sound.accept(mic);
     wait(1);
     EXPECT_FALSE(heard().empty());
+    EXPECT_EQ(recoveries, 2);
 
     // A restart that fails leaves it meant to run: the next event takes it up again.
     m_capture.setInputDevice(99);

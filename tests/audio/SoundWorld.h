@@ -21,6 +21,7 @@ public:
             pcm += block;
         };
         source.onError = [this](std::string const& message) { errors.push_back(message); };
+        source.onRecovered = [this] { ++recoveries; };
     }
     std::vector<float> heard() { return samplesOf(std::exchange(pcm, {})); }
 
@@ -31,6 +32,7 @@ public:
     std::string pcm;
     int blocks = 0;
     std::vector<std::string> errors;
+    int recoveries = 0;
 };
 
 } // namespace lingrelay

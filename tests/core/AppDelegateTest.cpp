@@ -415,6 +415,74 @@ TEST_F(AppDelegateTest, faultsOfSourcesAreShownAndEndNothing)
     EXPECT_EQ((Texts{overlay.statuses.end() - 3, overlay.statuses.end()}),
         (Texts{"⚠ No sound.", "⚠ Cannot mute.", "⚠ Microphone: gone"}));
     EXPECT_TRUE(*model->running);
+    mic.onRecovered();
+    wait(0.1);
+    EXPECT_EQ(*model->status, "No sound.") << "that lasts";
+    EXPECT_EQ(overlay.statuses.back(), "No sound.");
+    capture.onRecovered();
+    wait(0.1);
+    EXPECT_EQ(*model->status, "● ready");
+    EXPECT_EQ(*model->statusKind, Kind::live);
+    EXPECT_EQ(overlay.statuses.back(), "● ready");
+    capture.onError("No sound.");
+    wait(0.1);
+    stop();
+    capture.onRecovered();
+    wait(0.1);
+    EXPECT_EQ(*model->status, "") << "a session that has ended is not ready";
+}
+
+TEST_F(AppDelegateTest, whatCannotBeKeptIsToldAndKeptOnceItCanBe)
+{
+    launch();
+    writeFile(store.folder(), "no folder");
+    start();
+    say("Hello.", "Hola.");
+    EXPECT_TRUE(model->status->starts_with("Not saved: ")) << *model->status;
+    EXPECT_EQ(*model->statusKind, Kind::warning);
+    EXPECT_EQ(overlay.statuses.back(), "⚠ " + *model->status);
+    stop();
+    EXPECT_TRUE(model->status->starts_with("Not saved: ")) << *model->status;
+    EXPECT_EQ(*model->statusKind, Kind::error);
+    start();
+    EXPECT_EQ(*model->status, "● ready");
+    say("And you?", "¿Y tú?");
+    EXPECT_TRUE(model->status->starts_with("Not saved: ")) << *model->status;
+    std::filesystem::remove(store.folder());
+    say("Bye.", "Adiós.");
+    EXPECT_EQ(*model->status, "● ready");
+    EXPECT_TRUE(journals());
+    stop();
+    EXPECT_EQ(*model->status, "");
+    auto const& sessions = *store.sessions();
+    ASSERT_EQ(sessions.size(), 1U);
+    EXPECT_EQ(sessions.front().lines.size(), 3U);
+}
+
+TEST_F(AppDelegateTest, aHostedSessionGoesOnAtAnotherProvider)
+{
+    hostedBy([](auto const&, auto const&) { return session(); });
+    launch();
+    start();
+    say("Hello.", "Hola.");
+    app->providerReplaced();
+    wait(1);
+    EXPECT_EQ(calls, (Texts{"start", "start"}));
+    EXPECT_EQ(recognisers.size(), 2U);
+    say("Bye.", "Adiós.");
+    EXPECT_EQ(model->transcript->size(), 2U);
+    EXPECT_EQ(*model->status, "● ready");
+    app->providerReplaced();
+    stop();
+    wait(1);
+    EXPECT_EQ(calls.back(), "end") << "one that comes too late is given back";
+    EXPECT_EQ(recognisers.size(), 2U);
+    EXPECT_EQ(*model->status, "");
+    auto const before = calls.size();
+    app->providerReplaced();
+    wait(1);
+    EXPECT_EQ(calls.size(), before) << "nobody has asked for a session";
+    EXPECT_EQ(files(), 1);
 }
 
 TEST_F(AppDelegateTest, aHeldKeyOpensTheMicrophone)

@@ -119,11 +119,18 @@ class Desktop:
             path = self.config / place
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(text)
-        self.spawn("pipewire")
+        self.sound = [self.spawn("pipewire")]
         eventually(lambda: os.path.exists(os.environ["XDG_RUNTIME_DIR"] + "/pipewire-0"), what="the sound server")
-        self.spawn("wireplumber")
+        self.sound.append(self.spawn("wireplumber"))
         eventually(lambda: b"lab.mic" in subprocess.run(("pw-cli", "ls", "Node"), capture_output=True).stdout,
                    what="the devices")
+
+    def stop_sound(self):
+        """As if it had crashed."""
+        for process in reversed(self.sound):
+            process.kill()
+            process.wait()
+        pathlib.Path(os.environ["XDG_RUNTIME_DIR"], "pipewire-0").unlink(missing_ok=True)
 
     def turn_scheme(self):
         """From light to dark, and back."""
@@ -174,11 +181,11 @@ def click(x, y, times=1):
 class Program:
     """The running program as assistive technology and a pointer see it. Use with `with`."""
 
-    def __init__(self, desktop, binary):
-        self.desktop, self.binary = desktop, binary
+    def __init__(self, desktop, *words):
+        self.desktop, self.words = desktop, words
 
     def __enter__(self):
-        self.process = self.desktop.spawn(self.binary)
+        self.process = self.desktop.spawn(*self.words)
         eventually(lambda: self.root() is not None, what="the program's accessibility tree")
         eventually(lambda: self.find("push button", "Start translating") or self.find("push button", "Bắt đầu dịch")
                    or self.find("push button", "Stop"), what="the window")

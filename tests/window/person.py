@@ -177,23 +177,6 @@ class Person:
         key("ctrl+KP_Enter")  # the panel hides the button
         self.program.wait("push button", "Start translating")
 
-    def service_stalls(self):
-        """In the middle of a session: it is told, and goes on by itself."""
-        key("ctrl+Return")
-        self.sees("ready")
-        service = int(self.service())
-        os.kill(service, signal.SIGSTOP)
-        try:
-            self.sees("reconnecting", 30)
-            self.look("stalled")
-        finally:
-            os.kill(service, signal.SIGCONT)
-        eventually(lambda: not any("reconnecting" in text for text in self.program.texts()), 30, "the connection")
-        self.desktop.spawn("pw-play", str(CLIPS / "sense_and_sensibility_01_austen_64kb-0870.wav"))
-        self.sees("dashwood", 30)
-        key("ctrl+Return")
-        self.program.wait("push button", "Start translating")
-
     def drag(self, start, end):
         xdotool("mousemove", *start, "mousedown", 1)
         for step in range(1, 9):
@@ -254,7 +237,6 @@ def main(binary, folder=None):
             try:
                 person.own_key()
                 person.service_dies()
-                person.service_stalls()
             except BaseException:
                 person.look("failed")
                 raise
