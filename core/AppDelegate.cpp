@@ -149,7 +149,7 @@ Task<void> AppDelegate::joinAgain()
         co_return;
     }
     if (failure)
-        publishStatus(failure->message, Kind::error);
+        publishStatus(clean(failure->message), Kind::error);
     else
         restartStreamsForContext();
 }
