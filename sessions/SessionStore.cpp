@@ -27,6 +27,8 @@ namespace fs = std::filesystem;
 constexpr std::string_view ending = ".json";
 
 /// No byte of UTF-8, so that nothing is found across the end of a text.
+/// About four milliseconds.
+constexpr std::size_t bytesATurn = 4 << 20;
 constexpr char endOfText = '\xFF';
 
 /// File systems count time in steps as long as this: what changed within one may change again unseen.
@@ -134,6 +136,7 @@ void SessionStore::dropCopies()
 
 void SessionStore::load()
 {
+    ++m_loads;
     PrivateFiles::makeFolder(m_folder);
     if (!m_locale)
         m_locale = std::make_unique<UserLocale>();
@@ -178,6 +181,7 @@ Task<void> SessionStore::load(Scheduler& disk, Scheduler& main)
     co_await read.take();
     if (m_loaded)
         co_return;
+    ++m_loads;
     m_entries = std::move(reader->m_entries);
     m_locale = std::move(reader->m_locale);
     if (m_written != written)
@@ -192,15 +196,44 @@ std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
     if (query.empty())
         return all;
     std::vector<Session> found;
-    if (!isUtf8(query))
-        return found;
-    std::string folded;
-    m_locale->fold(query, folded);
+    auto const wanted = folded(query);
     for (auto const& entry : m_entries) {
-        if (::memmem(entry->folded.data(), entry->folded.size(), folded.data(), folded.size()))
+        if (wanted && entry->holds(*wanted))
             found.push_back(entry->session);
     }
     return found;
+}
+
+Task<std::optional<std::vector<SessionStore::Session>>> SessionStore::search(
+    std::string query, std::function<bool()> wanted)
+{
+    auto const& all = sessions().get();
+    if (query.empty())
+        co_return all;
+    std::vector<Session> found;
+    auto const text = folded(query);
+    auto const loads = m_loads;
+    for (std::size_t next = 0; text && next < m_entries.size();) {
+        for (std::size_t read = 0; next < m_entries.size() && read < bytesATurn; ++next) {
+            auto const& entry = *m_entries[next];
+            read += entry.folded.size() + sizeof entry;
+            if (entry.holds(*text))
+                found.push_back(entry.session);
+        }
+        co_await sleep(Duration::zero());
+        if (!wanted() || loads != m_loads)
+            co_return std::nullopt;
+    }
+    co_return found;
+}
+
+std::optional<std::string> SessionStore::folded(std::string_view query) const
+{
+    if (!isUtf8(query))
+        return {};
+    std::string result;
+    m_locale->fold(query, result);
+    return result;
 }
 
 void SessionStore::remove(Session const& session)

@@ -5,7 +5,9 @@
 #include "base/async/Task.h"
 #include "core/common/AppModel.h"
 
+#include <cstring>
 #include <filesystem>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -80,6 +82,9 @@ public:
     /// Those whose title, or any line's source or translation, holds `query` in any case, in order; all for an empty
     /// one.
     std::vector<Session> search(std::string_view query);
+    /// The same in turns of a few milliseconds each, on the scheduler of the task, which is the store's. Nothing once
+    /// `wanted` says no, or the sessions have changed.
+    Task<std::optional<std::vector<Session>>> search(std::string query, std::function<bool()> wanted);
 
     /// Removes the session's file for good.
     void remove(Session const& session);
@@ -112,17 +117,25 @@ private:
         File file;
         Session session;
         std::string folded; ///< title and texts as they are searched
+
+        bool holds(std::string_view text) const
+        {
+            return ::memmem(folded.data(), folded.size(), text.data(), text.size()) != nullptr;
+        }
     };
 
     static std::optional<Stamp> stampOf(int folder, char const* name);
     std::vector<File> files() const;
     void dropCopies();
     std::string foldedTexts(Session const& session) const;
+    /// What is looked for in the folded texts; none for a query that nothing can hold.
+    std::optional<std::string> folded(std::string_view query) const;
 
     std::filesystem::path m_folder;
     std::unique_ptr<UserLocale> m_locale;
     bool m_loaded = false;
     int m_written = 0; ///< sessions, by this store
+    int m_loads = 0;
     std::vector<std::unique_ptr<Entry>> m_entries; ///< in the order of `m_sessions`
     Observable<std::vector<Session>> m_sessions;
 };

@@ -74,15 +74,26 @@ void HistoryModel::setQuery(QString const& query)
     Q_EMIT queryChanged();
     if (!m_active || m_loading)
         return;
+    m_tasks.spawn(search(++m_searches));
+}
+
+/// The rows are those of the last words until it is done.
+Task<void> HistoryModel::search(int number)
+{
+    auto const isLast = [this, number] { return number == m_searches; };
+    auto found = co_await SessionStore::shared().search(m_query.toStdString(), isLast);
+    if (!found || !isLast())
+        co_return;
     // Other words, other results: nobody's place is lost, and thousands of small changes would take long.
     beginResetModel();
-    m_rows = SessionStore::shared().search(m_query.toStdString());
+    m_rows = std::move(*found);
     endResetModel();
     noteRows();
 }
 
 void HistoryModel::refresh()
 {
+    ++m_searches;
     auto& store = SessionStore::shared();
     m_stored = store.sessions()->size();
     auto const at = [this](std::size_t index) { return m_rows.begin() + static_cast<std::ptrdiff_t>(index); };

@@ -82,6 +82,7 @@ public:
 private:
     Task<void> load();
     void refresh();
+    Task<void> search(int number);
     void noteRows();
     void select(std::optional<SessionStore::Session> session);
     SessionStore::Session const* find(QString const& id) const;
@@ -96,6 +97,7 @@ private:
     bool m_active = false;
     bool m_loading = false;
     QString m_query;
+    int m_searches = 0; ///< the last one counts
     std::size_t m_stored = 0;
     std::vector<SessionStore::Session> m_rows;
     std::optional<SessionStore::Session> m_selected;

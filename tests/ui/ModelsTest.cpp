@@ -97,6 +97,11 @@ protected:
         history.setActive(true);
         world.time.runReady();
     }
+    void seek(char const* words)
+    {
+        history.setQuery(words);
+        world.time.advance(seconds(0.01));
+    }
     QStringList titles() { return column(history, HistoryModel::TitleRole); }
     void answer(int status, std::string const& body)
     {
@@ -128,12 +133,18 @@ TEST_F(HistoryTest, sessionsAreFoundOpenedAndDeleted)
     history.toggle(id("B"));
     EXPECT_EQ(history.selected(), id("B"));
     EXPECT_EQ(history.textOf(id("B")), "THEM: a lighthouse");
-    history.setQuery("HARBOUR");
+    seek("HARBOUR");
     EXPECT_EQ(titles(), QStringList{"A"});
-    history.setQuery("nothing");
+    history.setQuery("lighthouse");
+    seek("nothing"); // before the first search is done
     EXPECT_EQ(history.count(), 0);
     EXPECT_FALSE(history.empty());
-    history.setQuery("");
+    history.setQuery("harbour");
+    archive("D", 500, "a harbour, too"); // in the middle of the search
+    world.time.advance(seconds(0.01));
+    EXPECT_EQ(titles(), (QStringList{"A", "D"}));
+    store.remove(session("D", 500, ""));
+    seek("");
     EXPECT_EQ(history.selected(), id("B")) << "a search does not close it";
 
     resets.clear(); // with other words, another list
@@ -181,9 +192,9 @@ TEST_F(HistoryTest, minutesBelongToTheSessionThatIsOpen)
     history.toggle(id("A"));
     history.makeSummary();
     EXPECT_TRUE(history.summarizing());
-    history.setQuery("two"); // hides it
+    seek("two"); // hides it
     world.time.advance(seconds(1.0));
-    history.setQuery("");
+    seek("");
     EXPECT_FALSE(history.summarizing());
     EXPECT_EQ(history.summary(), "Minutes.");
     archive("C", 3000, "three");
@@ -203,7 +214,7 @@ TEST_F(HistoryTest, minutesBelongToTheSessionThatIsOpen)
     history.makeSummary();
     EXPECT_EQ(history.summaryError(), "");
 
-    history.setQuery("two");
+    seek("two");
     store.remove(session("A", 1000, "one")); // elsewhere, while it is hidden
     EXPECT_EQ(history.selected(), "");
 }
