@@ -244,6 +244,8 @@ void Program::Parts::startService()
     localService.start([this](Result<LocalService::Address> const& address) {
         serviceStarted = bool(address);
         connected(address);
+        if (address && app && !ending) // it takes the place of one that has ended
+            app->providerReplaced();
     });
 }
 
@@ -304,8 +306,6 @@ void Program::Parts::connected(Result<LocalService::Address> const& address)
     if (hosts) {
         hosts->use(plan.hostsWith(local.hosts));
         hosted->setClientToken(local.token);
-        if (address && app)
-            app->providerReplaced();
         return complain(complaint);
     }
     hosts = &registry.put(std::make_shared<HostsInUse>(plan.hostsWith(local.hosts)));

@@ -36,7 +36,7 @@ int main(int argc, char** argv)
     }
     // Where Wayland has X11 beside it, that: only there can a panel stay above all windows, in its place.
     if (!qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "xcb");
+        qputenv("QT_QPA_PLATFORM", "xcb;wayland");
     lingrelay::SignalWatch::block(); // the toolkit has threads of its own
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("lingrelay"));

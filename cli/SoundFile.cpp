@@ -9,6 +9,7 @@ namespace lingrelay {
 
 namespace {
 
+constexpr std::int64_t leastRate = 1000; ///< no speech is below, and few bytes would become hours of sound
 constexpr std::int64_t mostRate = 1'000'000;
 constexpr std::int64_t readAtOnce = 8192; ///< samples of all channels
 
@@ -31,7 +32,7 @@ Result<SoundFile> SoundFile::open(std::filesystem::path const& path)
     if (!sound.m_file)
         return Error{
             Error::Kind::other, fmt::format("{}: cannot be read as sound: {}", path.string(), sf_strerror(nullptr))};
-    if (info.channels < 1 || info.samplerate < 1 || info.samplerate > mostRate)
+    if (info.channels < 1 || info.samplerate < leastRate || info.samplerate > mostRate)
         return Error{Error::Kind::other, fmt::format("{}: not a usable sound file", path.string())};
     sound.m_channels = info.channels;
     sound.m_fileRate = info.samplerate;

@@ -171,6 +171,8 @@ private:
     int m_typed = 0; ///< lines that are being translated and spoken
     int m_oneShots = 0; ///< that are being spoken
     bool m_oneShotSession = false; ///< opened for them alone
+    bool m_oneShotOpens = false; ///< that session, at this moment
+    Event m_oneShotOpened;
     bool m_running = false;
     bool m_listenActive = false;
     bool m_speakActive = false;

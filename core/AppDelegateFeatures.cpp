@@ -107,8 +107,14 @@ Task<void> AppDelegate::speakTest(std::function<void()> done)
 /// With the user's key, the session's, or one that is opened for this alone.
 Task<void> AppDelegate::speakOnce(OneShotSpeech speech, Engine& engine)
 {
+    while (m_oneShotOpens) // a second session would leave the first one open at the backend
+        co_await m_oneShotOpened.wait();
     if (!Secrets::byokActive() && !HostedSession::shared().active()) {
+        m_oneShotOpens = true;
+        m_oneShotOpened.reset();
         auto const failure = co_await HostedSession::shared().start();
+        m_oneShotOpens = false;
+        m_oneShotOpened.set();
         if (failure) {
             publishStatus(clean(failure->message), Kind::warning);
             co_return;

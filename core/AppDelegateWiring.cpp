@@ -185,8 +185,12 @@ void AppDelegate::showEngineStatus(std::string const& kind, std::optional<std::s
         text = "⚠ " + clean(message.value_or(T("error", "lỗi")));
         statusKind = Kind::error;
     }
-    onMain([text, statusKind](AppDelegate& self) { self.m_engineStatus = {text, statusKind}; });
-    publishStatus(text, statusKind);
+    onMain([text, statusKind](AppDelegate& self) {
+        self.m_engineStatus = {text, statusKind};
+        auto const& trouble = self.m_keepingTrouble.empty() ? self.m_soundTrouble : self.m_keepingTrouble;
+        bool const stands = statusKind == Kind::live && !trouble.empty();
+        self.publishStatus(stands ? trouble : text, stands ? Kind::warning : statusKind);
+    });
     m_services.overlay.showStatus(text);
 }
 

@@ -173,7 +173,8 @@ void Journal::discardFor(fs::path archived)
     m_unwritten.clear();
     if (auto file = std::exchange(m_file, nullptr))
         m_background.post([file = std::move(file), path = m_path, archived = std::move(archived)] {
-            if (PrivateFiles::sync(archived))
+            std::error_code error;
+            if (PrivateFiles::sync(archived) || !fs::exists(archived, error))
                 ::unlink(path.c_str());
         });
 }

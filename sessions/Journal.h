@@ -34,7 +34,8 @@ public:
 
     /// Removes the file: nothing was said.
     void discard();
-    /// Removes the file as soon as the session's file in the archive is safe from power cuts.
+    /// Removes the file as soon as the session's file in the archive is safe from power cuts, or the user has deleted
+    /// it.
     void discardFor(std::filesystem::path archived);
 
     /// The session's, which its archived form must have too.

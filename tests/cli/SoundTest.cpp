@@ -82,6 +82,8 @@ TEST(SoundFileTest, whatIsNoSoundIsRefusedWithAReason)
     writeSound(folder / "silent.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44100, 2, {});
     EXPECT_NE(refusal("silent.wav").find("no sound"), std::string::npos);
     writeSound(folder / "cut.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, tone(100, 16000, 0.1));
+    writeSound(folder / "slow.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 10, 1, tone(1, 10, 10)); // hours of sound
+    EXPECT_NE(refusal("slow.wav").find("not a usable"), std::string::npos);
     fs::resize_file(folder / "cut.wav", 44); // the header alone
     EXPECT_NE(refusal("cut.wav").find("no sound"), std::string::npos);
 }

@@ -108,6 +108,11 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     EXPECT_FALSE(*model->typing);
     voice.plan = [](auto const&, int) { return VoiceServer::Plan(); };
     calls.clear();
+    model->commands.typeToSpeak("Hello."); // both at once
+    type("Hello.");
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "start"), 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 1);
+    calls.clear();
     model->commands.start();
     wait(0.3);
     type("Hello.");
