@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::int64_t leastRate = 1000; ///< no speech is below, and few bytes would become hours of sound
 constexpr std::int64_t mostRate = 1'000'000;
+constexpr std::int64_t mostFrames = std::int64_t(1) << 40; ///< a stream that says no length claims more
 constexpr std::int64_t readAtOnce = 8192; ///< samples of all channels
 
 } // namespace
@@ -36,10 +37,11 @@ Result<SoundFile> SoundFile::open(std::filesystem::path const& path)
         return Error{Error::Kind::other, fmt::format("{}: not a usable sound file", path.string())};
     sound.m_channels = info.channels;
     sound.m_fileRate = info.samplerate;
-    sound.m_length = info.frames;
+    auto const frames = info.frames <= mostFrames ? info.frames : 0;
+    sound.m_length = frames;
     if (info.samplerate != rate) {
         sound.m_resampler.emplace(info.samplerate, rate);
-        sound.m_length = sound.m_resampler->outputCount(info.frames);
+        sound.m_length = sound.m_resampler->outputCount(frames);
     }
     // The header may promise what is not there, so a first piece is read before anyone counts on it.
     if (info.frames < 1 || !sound.readMore())

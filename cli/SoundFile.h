@@ -22,7 +22,7 @@ public:
     /// The error tells what is wrong with the file, for the user.
     static Result<SoundFile> open(std::filesystem::path const& path);
 
-    /// Length at 16 kHz, as the file declares it.
+    /// Length at 16 kHz, as the file declares it; 0: it does not say.
     std::int64_t length() const { return m_length; }
     double seconds() const { return static_cast<double>(m_length) / static_cast<double>(rate); }
 

@@ -189,7 +189,8 @@ void AppDelegate::showEngineStatus(std::string const& kind, std::optional<std::s
         self.m_engineStatus = {text, statusKind};
         auto const& trouble = self.m_keepingTrouble.empty() ? self.m_soundTrouble : self.m_keepingTrouble;
         bool const stands = statusKind == Kind::live && !trouble.empty();
-        self.publishStatus(stands ? trouble : text, stands ? Kind::warning : statusKind);
+        self.m_model.status = stands ? trouble : text;
+        self.m_model.statusKind = stands ? Kind::warning : statusKind;
     });
     m_services.overlay.showStatus(text);
 }

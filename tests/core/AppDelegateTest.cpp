@@ -448,6 +448,11 @@ TEST_F(AppDelegateTest, whatCannotBeKeptIsToldAndKeptOnceItCanBe)
     EXPECT_EQ(*model->status, "● ready");
     say("And you?", "¿Y tú?");
     EXPECT_TRUE(model->status->starts_with("Not saved: ")) << *model->status;
+    recogniser()->drop();
+    wait(0.01);
+    EXPECT_EQ(*model->statusKind, Kind::connecting);
+    wait(5);
+    EXPECT_TRUE(model->status->starts_with("Not saved: ")) << "a new connection saves nothing";
     std::filesystem::remove(store.folder());
     say("Bye.", "Adiós.");
     EXPECT_EQ(*model->status, "● ready");
