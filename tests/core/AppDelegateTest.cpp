@@ -452,6 +452,7 @@ TEST_F(AppDelegateTest, whatCannotBeKeptIsToldAndKeptOnceItCanBe)
     wait(0.01);
     EXPECT_EQ(*model->statusKind, Kind::connecting);
     wait(5);
+    say("Are you there?", "¿Estás?");
     EXPECT_TRUE(model->status->starts_with("Not saved: ")) << "a new connection saves nothing";
     std::filesystem::remove(store.folder());
     say("Bye.", "Adiós.");
@@ -461,7 +462,7 @@ TEST_F(AppDelegateTest, whatCannotBeKeptIsToldAndKeptOnceItCanBe)
     EXPECT_EQ(*model->status, "");
     auto const& sessions = *store.sessions();
     ASSERT_EQ(sessions.size(), 1U);
-    EXPECT_EQ(sessions.front().lines.size(), 3U);
+    EXPECT_EQ(sessions.front().lines.size(), 4U);
 }
 
 TEST_F(AppDelegateTest, aHostedSessionGoesOnAtAnotherProvider)
