@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <string>
@@ -8,12 +9,12 @@
 
 namespace lingrelay {
 
-/// One kind of outside input: what is done with any bytes. Each source of this folder makes one, and is built into a
-/// program of its own with the fuzzer, and with all others into one that feeds them what is kept in corpus/.
+/// One kind of outside input: what is done with any bytes. The fuzzer feeds the one that is asked for, and the
+/// regression program feeds each what is kept for it in corpus/.
 struct FuzzTarget {
     using Run = void (*)(std::string_view input);
 
-    FuzzTarget(char const* target, Run call) : name(target), run(call) { all().push_back(this); }
+    FuzzTarget(std::string_view target, Run call) : name(target), run(call) { all().push_back(this); }
     FuzzTarget(FuzzTarget const&) = delete;
 
     static std::vector<FuzzTarget*>& all()
@@ -21,8 +22,12 @@ struct FuzzTarget {
         static std::vector<FuzzTarget*> targets;
         return targets;
     }
+    static FuzzTarget const* find(std::string_view wanted)
+    {
+        return *std::find_if(all().begin(), all().end(), [&](auto const* target) { return target->name == wanted; });
+    }
 
-    char const* const name;
+    std::string_view const name;
     Run const run;
 };
 

@@ -30,7 +30,7 @@ int main(int, char** arguments)
             }
             ++count;
         }
-        std::printf("%s: %d inputs\n", target->name, count);
+        std::printf("%s: %d inputs\n", target->name.data(), count);
         missing += count == 0;
     }
     return missing;
