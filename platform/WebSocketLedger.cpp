@@ -27,20 +27,15 @@ WebSocketLedger::WebSocketLedger(
 
 void WebSocketLedger::tellSent(WebSocket::Sent sent, std::optional<Error> error)
 {
-    if (!sent || !*m_alive)
+    if (!sent || m_owner.ended())
         return;
-    m_scheduler.post([alive = m_alive, sent = std::move(sent), error = std::move(error)] {
-        if (*alive)
-            sent(error);
-    });
+    m_scheduler.post(m_owner.whileAlive([sent = std::move(sent), error = std::move(error)] { sent(error); }));
 }
 
 void WebSocketLedger::tellReceived(Result<WebSocket::Message> result)
 {
-    m_scheduler.post([alive = m_alive, received = std::exchange(m_receiver, {}), result = std::move(result)]() mutable {
-        if (*alive)
-            received(std::move(result));
-    });
+    m_scheduler.post(m_owner.whileAlive([received = std::exchange(m_receiver, {}),
+                                            result = std::move(result)]() mutable { received(std::move(result)); }));
 }
 
 /// Drops waiting sound, the oldest first, until `bytes` more fit; false when they never do.
@@ -65,10 +60,7 @@ bool WebSocketLedger::makeRoom(std::size_t bytes)
     bool const room = fits(system);
     dropped += room ? 0 : bytes;
     if (dropped > 0 && m_onDropped) {
-        m_scheduler.post([alive = m_alive, onDropped = m_onDropped, dropped] {
-            if (*alive)
-                onDropped(dropped);
-        });
+        m_scheduler.post(m_owner.whileAlive([onDropped = m_onDropped, dropped] { onDropped(dropped); }));
     }
     return room;
 }
@@ -151,7 +143,7 @@ void WebSocketLedger::release()
     WebSocket::Received receiver;
     std::function<void(std::size_t)> onDropped;
     std::lock_guard const lock(m_mutex);
-    *m_alive = false;
+    m_owner.end();
     m_state = State::closed;
     receiver.swap(m_receiver);
     onDropped.swap(m_onDropped);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/async/Lifetime.h"
 #include "platform/WebSocket.h"
 
 #include <atomic>
@@ -68,8 +69,7 @@ private:
 
     std::atomic<WebSocket::State> m_state = WebSocket::State::connecting;
     std::atomic<std::size_t> m_queuedBytes = 0; ///< waiting and in flight
-    /// Shared with the jobs that tell: false once the socket was let go.
-    std::shared_ptr<std::atomic<bool>> m_alive = std::make_shared<std::atomic<bool>>(true);
+    Lifetime m_owner; ///< ends when the socket is let go
     std::optional<Error> m_end;
     bool m_cancelled = false;
     bool m_receiverTold = false; ///< of the end

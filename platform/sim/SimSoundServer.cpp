@@ -558,29 +558,16 @@ std::shared_ptr<void> SimSoundServer::watch(Watchers& watchers, std::function<vo
 {
     auto const key = ++m_lastKey;
     watchers[key] = std::make_shared<std::function<void()>>(std::move(changed));
-    return {nullptr, [&watchers, key, life = std::weak_ptr(m_life)](void*) {
-                if (life.lock())
-                    watchers.erase(key);
-            }};
+    return {nullptr, m_lifetime.whileAlive([&watchers, key](void*) { watchers.erase(key); })};
 }
 
 void SimSoundServer::tell(Watchers const& watchers)
 {
-    for (auto const& [key, watcher] : watchers) {
-        post([weak = std::weak_ptr(watcher)] {
-            if (auto const changed = weak.lock())
-                (*changed)();
-        });
-    }
+    for (auto const& [key, watcher] : watchers)
+        post(whileAlive(std::weak_ptr(watcher), [](std::function<void()> const& changed) { changed(); }));
 }
 
-void SimSoundServer::post(std::function<void()> job)
-{
-    m_scheduler.post([life = std::weak_ptr(m_life), job = std::move(job)] {
-        if (life.lock())
-            job();
-    });
-}
+void SimSoundServer::post(std::function<void()> job) { m_scheduler.post(m_lifetime.whileAlive(std::move(job))); }
 
 /// The world has changed: whoever must know is told in a turn of its own.
 void SimSoundServer::settle()

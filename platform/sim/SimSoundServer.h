@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/async/Lifetime.h"
 #include "base/async/Scheduler.h"
 #include "platform/AudioDevices.h"
 #include "platform/AudioInput.h"
@@ -158,7 +159,7 @@ private:
     std::unique_ptr<Capture> m_capture;
     std::unique_ptr<Muter> m_muter;
     std::unique_ptr<Pair> m_pairFace;
-    std::shared_ptr<int> m_life = std::make_shared<int>(0); ///< of the jobs that are posted
+    Lifetime m_lifetime;
 };
 
 } // namespace lingrelay

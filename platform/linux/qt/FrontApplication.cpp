@@ -69,12 +69,11 @@ void FrontApplication::look(Told told)
     if (auto const known = m_ids.find(name); known != m_ids.end())
         return found(name, known->second);
     // Hundreds of files.
-    m_disk.post([this, name, &main = m_main, alive = std::weak_ptr(m_live)] {
+    std::function<void(std::string const&)> const tell
+        = m_lifetime.whileAlive([this, name](std::string const& id) { found(name, id); });
+    m_disk.post([name, &main = m_main, tell] {
         auto const id = DesktopFiles().idFor(name);
-        main.post([this, name, id, alive] {
-            if (alive.lock())
-                found(name, id.empty() ? name : id);
-        });
+        main.post([tell, id = id.empty() ? name : id] { tell(id); });
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/async/Lifetime.h"
 #include "base/async/Scheduler.h"
 #include "platform/linux/qt/X11.h"
 
@@ -41,7 +42,7 @@ private:
     std::unordered_map<std::string, std::string> m_ids; ///< by class
     Scheduler& m_main;
     Scheduler& m_disk;
-    std::shared_ptr<bool> m_live = std::make_shared<bool>(true); ///< what is read for it comes too late without
+    Lifetime m_lifetime;
 };
 
 } // namespace lingrelay
