@@ -3,7 +3,7 @@
 #include "audio/PcmConversion.h"
 #include "audio/Resampler.h"
 #include "config/L10n.h"
-#include "core/common/EchoGuard.h"
+#include "audio/EchoGuard.h"
 
 #include <cmath>
 #include <vector>

@@ -2,8 +2,8 @@
 
 #include "config/Hosts.h"
 #include "config/L10n.h"
-#include "core/common/EchoGuard.h"
-#include "core/common/FarEndEcho.h"
+#include "audio/EchoGuard.h"
+#include "core/FarEndEcho.h"
 #include "platform/sim/SimDefaults.h"
 
 namespace lingrelay::bench {

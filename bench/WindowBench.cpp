@@ -6,7 +6,7 @@
 #include "bench/Rows.h"
 #include "bench/SampleArchive.h"
 #include "config/L10n.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 #include "desktop/FloatingCaptions.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"

@@ -2,7 +2,7 @@
 
 #include "base/Result.h"
 #include "base/Time.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 
 #include <filesystem>
 #include <map>

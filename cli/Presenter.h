@@ -4,7 +4,7 @@
 #include "cli/OutputQueue.h"
 #include "cli/TerminalView.h"
 #include "cli/TextLayout.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 
 #include <memory>
 #include <string>

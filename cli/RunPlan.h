@@ -3,7 +3,7 @@
 #include "base/Result.h"
 #include "cli/Arguments.h"
 #include "config/AppSettings.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 #include "platform/Defaults.h"
 #include "program/HostPlan.h"
 

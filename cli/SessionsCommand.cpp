@@ -18,7 +18,7 @@
 #include "sessions/StoredForm.h"
 #include "sessions/TranscriptForms.h"
 #include "sessions/UserLocale.h"
-#include "speech/Net.h"
+#include "net/Net.h"
 #include "text/Summarizer.h"
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 #include "config/AppSettings.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
-#include "context/ContextProfile.h"
+#include "model/ContextProfile.h"
 #include "platform/Defaults.h"
 
 #include <charconv>

@@ -3,7 +3,7 @@
 #include "base/Log.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
-#include "core/common/EchoGuard.h"
+#include "audio/EchoGuard.h"
 
 namespace lingrelay {
 

@@ -5,7 +5,7 @@
 #include "audio/DriverInstaller.h"
 #include "audio/Meter.h"
 #include "core/Engine.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 #include "desktop/AppShell.h"
 #include "desktop/OverlayWindow.h"
 #include "desktop/PushToTalk.h"

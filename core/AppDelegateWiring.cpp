@@ -2,7 +2,7 @@
 
 #include "config/L10n.h"
 #include "core/AppDelegate.h"
-#include "core/common/EchoGuard.h"
+#include "audio/EchoGuard.h"
 
 namespace lingrelay {
 

@@ -2,7 +2,7 @@
 
 #include "base/Log.h"
 #include "config/L10n.h"
-#include "core/common/FarEndEcho.h"
+#include "core/FarEndEcho.h"
 
 namespace lingrelay {
 

@@ -2,7 +2,7 @@
 
 #include "base/AtomicShared.h"
 #include "config/AppSettings.h"
-#include "context/ContextProfile.h"
+#include "model/ContextProfile.h"
 #include "speech/ClauseTrace.h"
 #include "speech/SonioxStream.h"
 #include "speech/TTSPipeline.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/Observable.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 
 #include <optional>
 #include <string>

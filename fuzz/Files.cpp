@@ -3,7 +3,7 @@
 #include "base/Text.h"
 #include "cli/SoundFile.h"
 #include "config/AppSettings.h"
-#include "context/ContextProfile.h"
+#include "model/ContextProfile.h"
 #include "fuzz/Target.h"
 #include "platform/linux/FileDefaults.h"
 #include "sessions/Journal.h"

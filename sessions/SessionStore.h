@@ -3,7 +3,7 @@
 #include "base/Observable.h"
 #include "base/Result.h"
 #include "base/async/Task.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 
 #include <cstring>
 #include <filesystem>

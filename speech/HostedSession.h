@@ -3,7 +3,7 @@
 #include "base/Json.h"
 #include "base/Observable.h"
 #include "base/async/Task.h"
-#include "speech/Net.h"
+#include "net/Net.h"
 
 #include <cstdint>
 #include <functional>

@@ -4,7 +4,7 @@
 #include "base/Json.h"
 #include "base/JsonView.h"
 #include "base/Text.h"
-#include "context/ContextProfile.h"
+#include "model/ContextProfile.h"
 #include "platform/Network.h"
 
 #include <atomic>

@@ -1,6 +1,6 @@
 #include "speech/TTSPlayer.h"
 
-#include "core/common/EchoGuard.h"
+#include "audio/EchoGuard.h"
 
 #include <algorithm>
 #include <cmath>

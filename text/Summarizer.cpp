@@ -3,7 +3,7 @@
 #include "base/Text.h"
 #include "config/Hosts.h"
 #include "config/L10n.h"
-#include "speech/Net.h"
+#include "net/Net.h"
 
 namespace lingrelay {
 

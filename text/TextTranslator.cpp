@@ -4,7 +4,7 @@
 #include "base/Url.h"
 #include "config/Hosts.h"
 #include "config/L10n.h"
-#include "speech/Net.h"
+#include "net/Net.h"
 
 namespace lingrelay {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 #include "ui/Bridge.h"
 
 #include <QVariantList>

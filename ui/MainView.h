@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/async/Scheduler.h"
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 
 #include <QObject>
 

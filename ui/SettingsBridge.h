@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 #include "ui/Bridge.h"
 
 /// A setting by its own name: writing it changes the model's copy, saves it and has the controller take it over.

@@ -1,3 +1,4 @@
+#include "core/FarEndEcho.h"
 #include "tests/support/World.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +11,7 @@ class EchoTest : public testing::Test {
 protected:
     World m_world;
     EchoGuard& m_guard = m_world.echoGuard;
-    FarEndEcho& m_echo = m_world.farEndEcho;
+    FarEndEcho m_echo{m_world.main};
     void wait(double length) { m_world.time.advance(seconds(length)); }
 };
 

@@ -1,4 +1,5 @@
 #include "core/Engine.h"
+#include "core/FarEndEcho.h"
 #include "tests/support/VoiceServer.h"
 
 #include <gtest/gtest.h>
@@ -78,6 +79,7 @@ struct Direction {
     }
 
     World world;
+    FarEndEcho& farEndEcho = world.registry.put(std::make_shared<FarEndEcho>(world.main));
     VoiceServer voice{world};
     std::vector<std::weak_ptr<SimPeer>> recognisers;
     std::vector<std::string> said, lines, statuses, typed;
@@ -252,7 +254,7 @@ protected:
 TEST_F(SpeakEngineTest, aLeakOfTheFarEndLeavesNoTraceButItsNumber)
 {
     start();
-    world.farEndEcho.note("we should meet on Thursday afternoon");
+    farEndEcho.note("we should meet on Thursday afternoon");
     tell({original("Should meet on Thursday afternoon. "), translation("Filtrado.")}, 3);
     EXPECT_TRUE(lines.empty() && voice.texts.empty());
     EXPECT_EQ(std::count(said.begin(), said.end(), "translation: Filtrado."), 1) << "only the preview was seen";

@@ -1,6 +1,6 @@
 #include "speech/TTSPlayer.h"
 #include "base/Registry.h"
-#include "core/common/EchoGuard.h"
+#include "audio/EchoGuard.h"
 #include "platform/sim/SimAudio.h"
 #include "platform/sim/VirtualTime.h"
 #include "tests/support/RealtimeGuard.h"

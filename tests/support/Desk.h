@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/AppDelegate.h"
+#include "core/FarEndEcho.h"
 #include "platform/sim/SimDevices.h"
 #include "sessions/SessionStore.h"
 #include "tests/support/TemporaryFolder.h"
@@ -239,6 +240,7 @@ public:
     SimShell shell{trace};
     SimKey key;
     SimWorkspace workspace;
+    FarEndEcho& farEndEcho = world.registry.put(std::make_shared<FarEndEcho>(world.main));
     SessionStore& store = world.registry.put(std::make_shared<SessionStore>(folder / "Sessions"));
     AppModel* model = nullptr;
     std::shared_ptr<AppDelegate> app;

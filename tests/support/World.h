@@ -4,8 +4,7 @@
 #include "base/Registry.h"
 #include "config/Hosts.h"
 #include "config/L10n.h"
-#include "core/common/EchoGuard.h"
-#include "core/common/FarEndEcho.h"
+#include "audio/EchoGuard.h"
 #include "platform/sim/SimAudio.h"
 #include "platform/sim/SimDefaults.h"
 #include "platform/sim/SimNetwork.h"
@@ -54,7 +53,6 @@ public:
     Net& net = registry.put(std::make_shared<Net>(network));
     HostedSession& hosted = registry.put(std::make_shared<HostedSession>(main, net, "caller"));
     EchoGuard& echoGuard = registry.put(std::make_shared<EchoGuard>(main));
-    FarEndEcho& farEndEcho = registry.put(std::make_shared<FarEndEcho>(main));
 };
 
 } // namespace lingrelay

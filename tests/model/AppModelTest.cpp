@@ -1,4 +1,4 @@
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 #include "base/Uuid.h"
 #include "tests/support/World.h"
 

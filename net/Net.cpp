@@ -1,4 +1,4 @@
-#include "speech/Net.h"
+#include "net/Net.h"
 
 #include "base/Registry.h"
 #include "base/async/OneShot.h"

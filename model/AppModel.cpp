@@ -1,4 +1,4 @@
-#include "core/common/AppModel.h"
+#include "model/AppModel.h"
 
 #include "base/Registry.h"
 #include "base/Uuid.h"

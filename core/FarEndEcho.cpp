@@ -1,4 +1,4 @@
-#include "core/common/FarEndEcho.h"
+#include "core/FarEndEcho.h"
 
 #include "base/Registry.h"
 #include "base/Text.h"

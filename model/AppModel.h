@@ -4,7 +4,7 @@
 #include "base/Time.h"
 #include "config/AppSettings.h"
 #include "config/Preset.h"
-#include "context/ContextProfile.h"
+#include "model/ContextProfile.h"
 #include "platform/AudioDevices.h"
 
 #include <cstdint>

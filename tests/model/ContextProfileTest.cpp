@@ -1,4 +1,4 @@
-#include "context/ContextProfile.h"
+#include "model/ContextProfile.h"
 #include "base/Registry.h"
 #include "base/Text.h"
 #include "base/Uuid.h"

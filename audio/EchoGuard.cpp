@@ -1,4 +1,4 @@
-#include "core/common/EchoGuard.h"
+#include "audio/EchoGuard.h"
 
 #include "base/Registry.h"
 
