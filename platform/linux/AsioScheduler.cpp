@@ -1,5 +1,7 @@
 #include "platform/linux/AsioScheduler.h"
 
+#include "base/async/TimerQueue.h"
+
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
@@ -7,11 +9,8 @@
 
 #include <atomic>
 #include <deque>
-#include <map>
 #include <mutex>
-#include <optional>
 #include <thread>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -133,93 +132,37 @@ private:
 
 thread_local Loop* Loop::s_current = nullptr;
 
-/// The timers of one scheduler on one system timer. Most timers guard against something that does not happen, so
-/// stopping one leaves the system timer alone: it comes once for nothing, which costs less than setting it at every
-/// stop.
+/// A scheduler's timers with their alarm on the loop.
 class Timers : public std::enable_shared_from_this<Timers> {
 public:
     explicit Timers(asio::io_context& context) : m_alarm(context) { }
 
-    Scheduler::TimerId start(Instant when, Scheduler::Job job)
-    {
-        std::lock_guard const lock(m_mutex);
-        auto const id = ++m_lastId;
-        m_timers.emplace(Key{when, id}, std::move(job));
-        m_instants.emplace(id, when);
-        arm();
-        return id;
-    }
-
-    void stop(Scheduler::TimerId id)
-    {
-        Scheduler::Job stopped; // destroyed outside the lock: what it holds may start or stop timers
-        std::lock_guard const lock(m_mutex);
-        if (auto const instant = m_instants.extract(id))
-            stopped = std::move(m_timers.extract({instant.mapped(), id}).mapped());
-    }
-
-    void clear()
-    {
-        std::map<Key, Scheduler::Job> timers;
-        std::lock_guard const lock(m_mutex);
-        timers.swap(m_timers);
-        m_instants.clear();
-        m_alarm.cancel();
-    }
+    TimerQueue queue{[this](Instant when) { setAlarm(when); }};
 
 private:
-    using Key = std::pair<Instant, Scheduler::TimerId>;
-
-    /// Under the lock.
-    void arm()
+    void setAlarm(Instant when)
     {
-        if (m_timers.empty() || (m_armed && *m_armed <= m_timers.begin()->first.first))
-            return;
-        m_armed = m_timers.begin()->first.first;
-        m_alarm.expires_at(*m_armed);
+        m_alarm.expires_at(when);
         m_alarm.async_wait([weak = weak_from_this()](boost::system::error_code error) {
             if (auto const self = error ? nullptr : weak.lock())
-                self->fire();
+                self->queue.fire(Clock::now());
         });
     }
 
-    void fire()
-    {
-        auto const now = Clock::now();
-        std::unique_lock lock(m_mutex);
-        auto const last = m_lastId; // timers that the jobs start wait for another turn
-        // One at a time: a job may stop a timer that is due with it.
-        while (!m_timers.empty() && m_timers.begin()->first.first <= now && m_timers.begin()->first.second <= last) {
-            auto node = m_timers.extract(m_timers.begin());
-            m_instants.erase(node.key().second);
-            lock.unlock();
-            node.mapped()();
-            node = {};
-            lock.lock();
-        }
-        m_armed.reset();
-        arm();
-    }
-
-    std::mutex m_mutex;
-    asio::steady_timer m_alarm;
-    std::optional<Instant> m_armed;
-    std::map<Key, Scheduler::Job> m_timers;
-    std::unordered_map<Scheduler::TimerId, Instant> m_instants;
-    Scheduler::TimerId m_lastId = 0;
+    asio::steady_timer m_alarm; ///< under the queue's lock
 };
 
 class LoopScheduler final : public Scheduler {
 public:
     /// The loop lives longer. What waits for a socket holds schedulers, so that one which kept the loop would never go.
     explicit LoopScheduler(Loop& loop) : m_loop(loop), m_timers(std::make_shared<Timers>(m_loop.context)) { }
-    ~LoopScheduler() override { m_timers->clear(); }
+    ~LoopScheduler() override { m_timers->queue.close(); }
 
     Instant now() const override { return Clock::now(); }
     Date date() const override { return std::chrono::system_clock::now(); }
     void post(Job job) override { m_loop.post(std::move(job)); }
-    TimerId startTimer(Instant when, Job job) override { return m_timers->start(when, std::move(job)); }
-    void stopTimer(TimerId id) override { m_timers->stop(id); }
+    TimerId startTimer(Instant when, Job job) override { return m_timers->queue.start(when, std::move(job)); }
+    void stopTimer(TimerId id) override { m_timers->queue.stop(id); }
 
 private:
     Loop& m_loop;

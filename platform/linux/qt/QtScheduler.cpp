@@ -1,15 +1,16 @@
 #include "platform/linux/qt/QtScheduler.h"
 
+#include "base/async/TimerQueue.h"
+
 #include <QBasicTimer>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
+#include <QThread>
 #include <QTimerEvent>
 
 #include <deque>
-#include <map>
 #include <mutex>
-#include <unordered_map>
 
 namespace lingrelay {
 
@@ -22,15 +23,11 @@ constexpr Duration slice = seconds(0.004);
 
 /// Receives the events that stand for jobs; any number of jobs share one event.
 struct QtScheduler::Loop final : QObject {
-    using Key = std::pair<Instant, TimerId>;
-
-    std::mutex mutex;
+    std::mutex mutex; ///< guards the jobs and `woken`
     std::deque<Job> jobs;
-    std::map<Key, Job> timers;
-    std::unordered_map<TimerId, Instant> instants;
-    TimerId lastId = 0;
     bool woken = false; ///< an event is on its way
     QBasicTimer alarm; ///< main
+    TimerQueue timers{[this](Instant when) { setAlarm(when); }};
 
     /// Under the lock.
     void wake()
@@ -47,15 +44,13 @@ struct QtScheduler::Loop final : QObject {
             woken = false;
         }
         runJobs();
-        fireTimers();
-        setAlarm();
+        timers.fire(Clock::now());
     }
 
     void timerEvent(QTimerEvent*) override
     {
         alarm.stop();
-        fireTimers();
-        setAlarm();
+        timers.fire(Clock::now());
     }
 
     /// Those that are there now; what they post waits for another turn.
@@ -76,29 +71,14 @@ struct QtScheduler::Loop final : QObject {
         }
     }
 
-    void fireTimers()
+    /// Qt's timers belong to main: another thread has main set the alarm, by firing what is not due yet.
+    void setAlarm(Instant when)
     {
-        auto const now = Clock::now();
-        std::unique_lock lock(mutex);
-        auto const last = lastId; // timers that the jobs start wait for another turn
-        // One at a time: a job may stop a timer that is due with it.
-        while (!timers.empty() && timers.begin()->first.first <= now && timers.begin()->first.second <= last) {
-            auto node = timers.extract(timers.begin());
-            instants.erase(node.key().second);
-            lock.unlock();
-            node.mapped()();
-            node = {};
-            lock.lock();
+        if (QThread::currentThread() != thread()) {
+            std::lock_guard const lock(mutex);
+            return wake();
         }
-    }
-
-    void setAlarm()
-    {
-        std::lock_guard const lock(mutex);
-        if (timers.empty())
-            return alarm.stop();
-        auto const wait
-            = std::chrono::ceil<std::chrono::milliseconds>(timers.begin()->first.first - Clock::now()).count();
+        auto const wait = std::chrono::ceil<std::chrono::milliseconds>(when - Clock::now()).count();
         alarm.start(static_cast<int>(std::clamp<std::int64_t>(wait, 0, 3'600'000)), Qt::PreciseTimer, this);
     }
 };
@@ -116,23 +96,8 @@ void QtScheduler::post(Job job)
     m_loop->wake();
 }
 
-Scheduler::TimerId QtScheduler::startTimer(Instant when, Job job)
-{
-    std::lock_guard const lock(m_loop->mutex);
-    auto const id = ++m_loop->lastId;
-    m_loop->timers.emplace(Loop::Key{when, id}, std::move(job));
-    m_loop->instants.emplace(id, when);
-    if (m_loop->timers.begin()->first.second == id)
-        m_loop->wake(); // the alarm is set on main
-    return id;
-}
+Scheduler::TimerId QtScheduler::startTimer(Instant when, Job job) { return m_loop->timers.start(when, std::move(job)); }
 
-void QtScheduler::stopTimer(TimerId id)
-{
-    Job stopped; // destroyed outside the lock: what it holds may start or stop timers
-    std::lock_guard const lock(m_loop->mutex);
-    if (auto const instant = m_loop->instants.extract(id))
-        stopped = std::move(m_loop->timers.extract({instant.mapped(), id}).mapped());
-}
+void QtScheduler::stopTimer(TimerId id) { m_loop->timers.stop(id); }
 
 } // namespace lingrelay

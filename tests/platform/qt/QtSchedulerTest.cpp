@@ -52,6 +52,24 @@ TEST(QtScheduler, aFloodOfJobsLeavesRoomForTheEventsOfTheWindow)
     EXPECT_LT(doneAtEvent, 10);
 }
 
+TEST(QtScheduler, timersFireInALoopThatATimerRuns)
+{
+    QtScheduler scheduler;
+    QEventLoop outer;
+    QEventLoop inner;
+    bool fired = false;
+    auto const begin = scheduler.now();
+    scheduler.startTimer(begin + 20ms, [&] { fired = true; });
+    scheduler.startTimer(begin + 30ms, [&] { inner.quit(); });
+    scheduler.startTimer(begin + 10ms, [&] {
+        QTimer::singleShot(5s, &inner, &QEventLoop::quit);
+        inner.exec();
+        outer.quit();
+    });
+    outer.exec();
+    EXPECT_TRUE(fired);
+}
+
 TEST(QtScheduler, jobsAndTimersOfOtherThreadsRunOnMain)
 {
     QtScheduler scheduler;
