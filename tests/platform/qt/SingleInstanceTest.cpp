@@ -1,6 +1,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestProcess.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
