@@ -75,20 +75,20 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
 }
 
 /// Its name may belong to another file by the time of the lock: whoever held that has removed it.
-bool SwitchedInput::lockFile(int flags)
+SwitchedInput::FileLock SwitchedInput::lockFile(int flags)
 {
     for (;;) {
         m_lock = ::open(m_file.c_str(), O_RDWR | O_CLOEXEC | flags, 0600);
         if (m_lock < 0)
-            return false;
+            return FileLock::noFile;
         struct stat opened { };
         struct stat named { };
         if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
             unlockFile();
-            return false;
+            return FileLock::anothers;
         }
         if (::fstat(m_lock, &opened) == 0 && ::stat(m_file.c_str(), &named) == 0 && opened.st_ino == named.st_ino)
-            return true;
+            return FileLock::ours;
         unlockFile();
     }
 }
@@ -113,7 +113,7 @@ bool SwitchedInput::keep(Record const& record)
 {
     std::error_code ignored;
     std::filesystem::create_directories(m_file.parent_path(), ignored);
-    if (m_lock < 0 && !lockFile(O_CREAT)) {
+    if (m_lock < 0 && lockFile(O_CREAT) != FileLock::ours) {
         Log::write("[sound] {} cannot be written, or is another instance's: the default input stays", m_file.string());
         return false;
     }
@@ -143,9 +143,10 @@ void SwitchedInput::forget()
 
 bool SwitchedInput::recover(Unknown unknown)
 {
-    // Another instance that lives still needs it.
-    if (m_record || !lockFile(0))
+    if (m_record)
         return true;
+    if (auto const lock = lockFile(0); lock != FileLock::ours)
+        return lock == FileLock::noFile;
     if (m_connection.nameIn(configuredKey).empty() && unknown == Unknown::waits) {
         unlockFile();
         return false;

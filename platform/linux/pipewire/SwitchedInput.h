@@ -26,7 +26,7 @@ public:
     /// What it means when nothing is known to have been chosen: nothing has, or it may still come.
     enum class Unknown { isNothing, waits };
     /// Begins to put right what a program that is gone has left. Once the defaults are known. False: to be called
-    /// again.
+    /// again, also while another program has the file: it may be dying, and can die at any time.
     bool recover(Unknown unknown);
     /// A session manager that was restarted may not remember the switch, nor have heard that it is over.
     void managerCame();
@@ -44,7 +44,8 @@ private:
     enum class Say { unknown, ours, users };
     enum class Step { none, named, cleared };
 
-    bool lockFile(int flags);
+    enum class FileLock { ours, anothers, noFile };
+    FileLock lockFile(int flags);
     void unlockFile();
     bool lockedByAnother() const;
     bool keep(Record const& record);

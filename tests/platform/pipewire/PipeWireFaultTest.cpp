@@ -303,6 +303,22 @@ TEST_F(PipeWireFaultTest, aGuardThatDiesIsReplaced)
         << "it knows what the first one was told";
 }
 
+TEST_F(PipeWireFaultTest, aGuardWaitsForAKilledProgramToLetGoOfWhatItKept)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    m.endProgram(); // it would do the same
+    auto const victim = startVictim("");
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == "Lingrelay.source"; }));
+    // Dying takes a while on a busy machine: the guard can be told before the file is unlocked.
+    auto const news = jsonText({{"input", m.places().defaultInput.string()}});
+    auto const guard
+        = m.server.startProgram({"sh", "-c", fmt::format("echo '{}' | '{}'", news, LINGRELAY_SOUND_GUARD)});
+    m.wait(1);
+    EXPECT_EQ(m.server.defaultNode(currentInput), "Lingrelay.source");
+    victim->end(SIGKILL);
+    EXPECT_TRUE(until([&] { return m.server.defaultNode(currentInput) == SoundServer::microphone; }, soon));
+}
+
 TEST_F(PipeWireFaultTest, aMuteSinkThatTheServerWouldNotMakeIsMadeLater)
 {
     auto const program = m.play(440, "");
