@@ -10,6 +10,7 @@ Sheet {
     property var question: ({})
 
     title: question.title ?? ""
+    onOpened: first.forceActiveFocus(Qt.PopupFocusReason)
     onClosed: Shell.answer(false)
 
     Label {
@@ -27,9 +28,10 @@ Sheet {
             onClicked: sheet.close()
         }
         Button {
+            id: first
+
             kind: Button.Filled
             text: sheet.question.first ?? ""
-            focus: true
             onClicked: {
                 Shell.answer(true);
                 sheet.close();

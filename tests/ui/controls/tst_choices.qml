@@ -1,23 +1,19 @@
 import QtQuick
-import QtTest
 import Lingrelay.Controls
+import ".."
 
-TestCase {
+ViewCase {
     id: test
 
     property bool on
-    property var value
+    property var value: 1
     property var asked: []
-    property real amount
+    property real amount: 0.2
 
     readonly property var few: [{ value: 1, text: "Listen" }, { value: 2, text: "Speak" }, { value: 3, text: "Both" }]
     readonly property var many: ["Tiếng Việt", "Đan Mạch", "English", "日本語", "Deutsch", "Français", "Español", "Italiano", "한국어", "中文", "Português", "Polski", "Nederlands"].map((text, index) => ({ value: index, text, mark: index === 1 ? "Recommended" : "" }))
 
     name: "Choices"
-    when: windowShown
-    visible: true
-    width: 500
-    height: 400
 
     Component {
         id: switchRow
@@ -63,17 +59,10 @@ TestCase {
         Button { x: 440; y: 360; text: "More" }
     }
 
-    function init() {
-        failOnWarning(/.*/);
-        Theme.reducedMotion = true;
+    function cleanup() {
         on = false;
         value = 1;
-        amount = 0.2;
         asked = [];
-    }
-    function type(text) {
-        for (const letter of text)
-            keyClick(letter);
     }
 
     // The outside decides: until it follows, the switch stays as it was, and it still follows after that.
@@ -183,8 +172,6 @@ TestCase {
         const list = findChild(item.popup.contentItem, "list");
         tryCompare(list, "count", 13);
         compare(list.currentIndex, 1);
-        waitForRendering(item);
-        Pictures.save(item.Window.window, "combo");
         type("dan"); // folded: no marks needed
         compare(list.count, 1);
         keyClick(Qt.Key_Return);
@@ -233,8 +220,6 @@ TestCase {
         const item = createTemporaryObject(menu, test);
         item.popupAt(button);
         tryVerify(() => item.opened);
-        waitForRendering(button);
-        Pictures.save(button.Window.window, "menu");
         const list = item.contentItem;
         const origin = list.mapToItem(null, 0, 0);
         verify(origin.x + list.width <= test.Window.width && origin.y + list.height <= test.Window.height);

@@ -1,42 +1,53 @@
 import QtQuick
-import QtTest
 import Lingrelay.Controls
+import ".."
 
-TestCase {
+ViewCase {
     id: test
 
+    readonly property var surfaces: ["window", "sidebar", "card", "popup", "field"]
+
     name: "Theme"
-    when: windowShown
-    visible: true
     width: 600
-    height: 100
 
     Component {
         id: startButton
 
-        StartButton {
-        }
+        StartButton { x: 20; y: 20 }
     }
     Component {
         id: button
 
         Button { x: 20; y: 20; text: "Delete" }
     }
+    Component {
+        id: trayIcon
 
-    readonly property var surfaces: ["window", "sidebar", "card", "popup", "field"]
-    readonly property var washes: [Theme.brand, Theme.listen, Theme.error]
+        Rectangle {
+            property string name
+
+            height: width
+
+            Image {
+                anchors.fill: parent
+                sourceSize: Qt.size(parent.width, parent.width)
+                source: "qrc:/qt/qml/Lingrelay/Controls/icons/" + parent.name + ".svg"
+            }
+        }
+    }
 
     function over(top, below) {
         const mix = part => top[part] * top.a + below[part] * (1 - top.a);
         return Qt.rgba(mix("r"), mix("g"), mix("b"), 1);
     }
-    function luminance(colour) {
+    function contrast(top, below) {
         const linear = part => part <= 0.04045 ? part / 12.92 : Math.pow((part + 0.055) / 1.055, 2.4);
-        return 0.2126 * linear(colour.r) + 0.7152 * linear(colour.g) + 0.0722 * linear(colour.b);
+        const luminance = colour => 0.2126 * linear(colour.r) + 0.7152 * linear(colour.g) + 0.0722 * linear(colour.b);
+        const lights = [luminance(over(top, below)), luminance(below)].sort((a, b) => b - a);
+        return (lights[0] + 0.05) / (lights[1] + 0.05);
     }
     function checkContrast(top, below, least, what) {
-        const lights = [luminance(over(top, below)), luminance(below)].sort((a, b) => b - a);
-        const ratio = (lights[0] + 0.05) / (lights[1] + 0.05);
+        const ratio = contrast(top, below);
         verify(ratio >= least, what + " has only " + ratio.toFixed(2) + " to 1");
     }
 
@@ -47,10 +58,6 @@ TestCase {
         Theme.dark = false;
     }
 
-    function test_contrastSelfTest() {
-        checkContrast(Qt.color("#767676"), Qt.color("white"), 4.54, "a known pair");
-        fuzzyCompare(luminance(over(Qt.rgba(0, 0, 0, 0.5), Qt.color("white"))), 0.2140, 0.001);
-    }
     function test_textsCanBeRead(data) {
         Theme.dark = data.dark;
         for (const ink of ["text", "secondary", "brandText", "warning", "error", "good", "listenText", "speakText"])
@@ -58,21 +65,29 @@ TestCase {
                 checkContrast(Theme[ink], Theme[surface], 4.5, ink + " on " + surface);
         for (const ink of ["text", "secondary", "error"])
             checkContrast(Theme[ink], over(Theme.hover, Theme.card), 4.5, ink + " on a hovered button");
-        checkContrast(Theme.text, over(Theme.highlight, Theme.popup), 4.5, "text on a reached row");
-        checkContrast(Theme.text, over(Theme.highlight, Theme.sidebar), 4.5, "text on a chosen row");
-        checkContrast(Theme.text, over(Theme.chip, Theme.card), 4.5, "text on a chip");
-        for (const fill of ["brand", "brandPressed"])
-            checkContrast(Theme.brandInk, Theme[fill], 4.5, "the label on " + fill);
-        for (const wash of washes)
+        for (const [wash, surface] of [["highlight", "popup"], ["highlight", "sidebar"], ["chip", "card"]])
+            checkContrast(Theme.text, over(Theme[wash], Theme[surface]), 4.5, "text on " + wash + " on " + surface);
+        for (const wash of [Theme.brand, Theme.listen, Theme.error])
             checkContrast(Theme.text, Theme.washed(wash), 4.5, "text on a banner");
     }
+    function test_edgesCanBeSeen(data) {
+        Theme.dark = data.dark;
+        for (const edge of ["track", "focus"])
+            for (const surface of surfaces)
+                checkContrast(Theme[edge], Theme[surface], 3, edge + " on " + surface);
+        checkContrast(Theme.brand, Theme.card, 3, "a switch that is on");
+        checkContrast(Theme.error, over(Theme.highlight, Theme.popup), 3, "the icon of a destructive action, reached");
+        checkContrast(Theme.brandInk, Theme.brand, 3, "the knob of a switch");
+        for (const [mark, wash] of [["brandText", "brand"], ["warning", "listen"], ["error", "error"]])
+            checkContrast(Theme[mark], Theme.washed(Theme[wash]), 3, "the icon of a banner");
+    }
     // As it is drawn, beside the letters, with the pointer away, over it, and down.
-    function checkDrawn(item, ink, from, to, what) {
+    function checkDrawn(item, from, to, what) {
         const look = state => {
             waitForRendering(item);
             const picture = grabImage(item);
             for (let x = from; x <= to; x += 2)
-                checkContrast(ink, picture.pixel(x, 5), 4.5, what + " at " + x + ", " + state);
+                checkContrast(item.ink, picture.pixel(x, 5), 4.5, what + " at " + x + ", " + state);
         };
         mouseMove(test, 1, 1);
         look("at rest");
@@ -83,42 +98,40 @@ TestCase {
         verify(item.down);
         look("pressed");
         mouseRelease(item, from, 5);
-    }
-    function test_labelsOfButtonsCanBeRead_data() {
-        return init_data();
+        item.destroy();
+        wait(0);
     }
     function test_labelsOfButtonsCanBeRead(data) {
         Theme.dark = data.dark;
         for (const width of [208, 500])
-            for (const text of ["Start translating", "Bắt đầu", "Một câu dài hơn cả nút này và còn dài hơn nữa"]) {
-                const start = createTemporaryObject(startButton, test, { x: 20, y: 20, width, text });
+            for (const text of ["Bắt đầu", "Một câu dài hơn cả nút này và còn dài hơn nữa"]) {
+                const start = createTemporaryObject(startButton, test, { width, text });
                 const words = start.contentItem.children[0];
-                checkDrawn(start, start.ink, Math.round(words.x), Math.round(words.x + words.width), text);
-                start.destroy();
-                wait(0);
+                checkDrawn(start, Math.round(words.x), Math.round(words.x + words.width), text);
             }
         for (const kind of [Button.Plain, Button.Filled, Button.Destructive]) {
             const item = createTemporaryObject(button, test, { kind });
-            checkDrawn(item, item.ink, 12, item.width - 12, "kind " + kind);
-            item.destroy();
-            wait(0);
+            checkDrawn(item, 12, item.width - 12, "kind " + kind);
         }
     }
-    function test_edgesCanBeSeen(data) {
-        Theme.dark = data.dark;
-        for (const edge of ["track", "focus"])
-            for (const surface of surfaces)
-                checkContrast(Theme[edge], Theme[surface], 3, edge + " on " + surface);
-        checkContrast(Theme.brand, Theme.card, 3, "a switch that is on");
-        checkContrast(Theme.error, over(Theme.highlight, Theme.popup), 3, "the icon of a destructive action, reached");
-        checkContrast(Theme.brandInk, Theme.brand, 3, "the knob of a switch");
-        for (const mark of [[Theme.brandText, Theme.brand], [Theme.warning, Theme.listen], [Theme.error, Theme.error]])
-            checkContrast(mark[0], Theme.washed(mark[1]), 3, "the icon of a banner");
-    }
-    function test_nothingMovesWhenAskedNotTo() {
-        Theme.reducedMotion = true;
-        compare(Theme.duration + Theme.meterDuration, 0);
-        Theme.reducedMotion = false;
-        compare([Theme.duration, Theme.meterDuration], [120, 80]);
+    // A tray may be light or dark.
+    function test_trayIconsShowOnEveryBar() {
+        for (const color of ["#ffffff", "#dedede", "#2d2d2d", "#000000"])
+            for (const width of [16, 22, 24, 32]) {
+                const seen = name => {
+                    const icon = createTemporaryObject(trayIcon, test, { name, width, color });
+                    waitForRendering(icon);
+                    const picture = grabImage(icon);
+                    const pixels = [];
+                    for (let i = 0; i < width * width; ++i)
+                        pixels.push(contrast(picture.pixel(i % width, Math.floor(i / width)), picture.pixel(0, 0)) >= 2.5);
+                    return pixels;
+                };
+                const share = pixels => pixels.filter(seen => seen).length / pixels.length;
+                const idle = seen("app-idle");
+                const running = seen("app-running");
+                verify(share(idle) > 0.15 && share(running) > 0.4, "too little is seen on " + color);
+                verify(share(idle.map((seen, i) => seen !== running[i])) > 1 / 6, "they look alike on " + color);
+            }
     }
 }

@@ -1,19 +1,16 @@
 import QtQuick
 import QtQuick.Templates as Templates
-import QtTest
 import Lingrelay
 import Lingrelay.Controls
+import Lingrelay.Model
+import ".."
 
-TestCase {
+ViewCase {
     id: test
 
-    readonly property Item reached: Window.activeFocusItem
-
     name: "Pages"
-    when: windowShown
-    visible: true
     width: 800
-    height: 600
+    height: 560
 
     Component {
         id: linesScene
@@ -47,22 +44,25 @@ TestCase {
 
         TypeToSpeak { width: 600 }
     }
+    Component {
+        id: languagesPage
 
-    function init() {
-        failOnWarning(/.*/);
-        Theme.reducedMotion = true;
+        LanguagesPage { anchors.fill: parent }
     }
-    function find(item, wanted) {
-        if (!item.visible)
-            return null;
-        if (wanted(item))
-            return item;
-        for (let i = 0; i < item.children.length; ++i) {
-            const found = find(item.children[i], wanted);
-            if (found)
-                return found;
-        }
-        return null;
+    Component {
+        id: devicesPage
+
+        DevicesPage { anchors.fill: parent }
+    }
+    Component {
+        id: mainWindow
+
+        MainWindow { visible: true }
+    }
+
+    function cleanup() {
+        Settings.uiLang = "en";
+        Program.asked();
     }
     function isList(item) {
         return item instanceof ListView;
@@ -207,13 +207,106 @@ TestCase {
         field.forceActiveFocus();
         field.text = "  ";
         keyClick(Qt.Key_Return);
-        compare(Program.spoken(), []);
+        compare(Program.asked(), []);
         field.text = "One";
         verify(button.enabled);
         Program.setTyping(true);
         verify(!button.enabled);
         keyClick(Qt.Key_Return);
-        compare([Program.spoken(), field.text], [["One"], ""]);
+        compare([Program.asked(), field.text], [["say One"], ""]);
         Program.setTyping(false);
+    }
+
+    // The choice that begins so, in the list that a combo opens.
+    function pick(page, label, text) {
+        const combo = find(page, item => item instanceof Combo && item.label === label);
+        combo.forceActiveFocus(Qt.TabFocusReason);
+        keyClick(Qt.Key_Space);
+        tryVerify(() => combo.popup.opened);
+        type(text);
+        keyClick(Qt.Key_Return);
+        tryVerify(() => !combo.popup.visible);
+    }
+    function test_whatIsPickedReachesTheProgram() {
+        Settings.mode = "both";
+        Program.asked();
+        let page = createTemporaryObject(languagesPage, test);
+        pick(page, "They speak", "span");
+        pick(page, "You hear", "german");
+        pick(page, "You speak", "french");
+        pick(page, "They hear", "ital");
+        compare([Settings.sourceLang, Settings.targetLang, Settings.myLang, Settings.theirLang], ["es", "de", "fr", "it"]);
+        compare(Program.asked(), Array(4).fill("apply both"));
+        page.destroy();
+        wait(0);
+        page = createTemporaryObject(devicesPage, test);
+        pick(page, "Your microphone", "headset");
+        pick(page, "Send your voice via", "system");
+        pick(page, "Play translation to", "speakers");
+        compare(Program.asked(), ["mic 2", "speak default", "listen 3"]);
+    }
+
+    function openWindow(properties) {
+        const window = createTemporaryObject(mainWindow, test, properties);
+        Program.setWindow(window);
+        tryCompare(window, "active", true);
+        return window;
+    }
+    function test_everyPageFits_data() {
+        return ["en", "vi"].map(tag => ({ tag }));
+    }
+    function test_everyPageFits(data) {
+        Settings.uiLang = data.tag;
+        Settings.mode = "both";
+        Program.archive(3);
+        const window = openWindow({ width: 800, height: 560 });
+        const misfit = item => {
+            const at = place(item, window.contentItem);
+            return item.text && item.width > 0 && (item.truncated || item.paintedWidth > item.width + 1) || at.left < 0 || at.right > window.width || item.activeFocusOnTab && !Reader.name(item) && !Reader.description(item);
+        };
+        for (const section of Sections.all) {
+            Sections.current = section.value;
+            tryVerify(() => find(window.contentItem, item => item.text === section.text && item.kind === Label.Title));
+            let misfits = null;
+            for (let i = 0; i < 20 && (misfits === null || misfits.length > 0); ++i) { // some is made once the rest is on show
+                wait(50);
+                misfits = all(window.contentItem, item => (item.text || item.activeFocusOnTab) && misfit(item));
+            }
+            compare(misfits.map(item => section.value + ": " + item + item.text), []);
+            if (pictures)
+                grabImage(window.contentItem).save(pictures + "/" + section.value + "-" + data.tag + ".png");
+        }
+        window.destroy();
+    }
+    function test_aQuestionIsAnsweredOnce() {
+        const window = openWindow();
+        const button = name => find(window.Templates.Overlay.overlay, item => item instanceof Button && item.text === name);
+        for (const [answer, expected] of [[() => mouseClick(button("Yes")), true], [() => mouseClick(button("No")), false], [() => keyClick(Qt.Key_Escape), false], [() => keyClick(Qt.Key_Return), true]]) {
+            let second = true;
+            const first = Program.ask("Install?", () => {
+                if (button("Yes") && button("Yes").activeFocus) {
+                    second = Program.ask("Another?", () => {});
+                    answer();
+                }
+            });
+            compare([first, second], [expected, false]);
+            tryVerify(() => !button("Yes"));
+        }
+        window.destroy();
+    }
+    function test_aClosedWindowCanBeFoundAgainOrEndsTheProgram() {
+        const window = openWindow();
+        Program.setRunning(true);
+        window.close();
+        compare([window.visibility, Program.asked()], [Window.Minimized, []]);
+        window.showNormal();
+        Program.tray = true;
+        window.close();
+        compare([window.visibility, Program.asked()], [Window.Hidden, []]);
+        Program.setRunning(false);
+        Program.tray = false;
+        window.show();
+        window.close();
+        compare([window.visibility, Program.asked()], [Window.Hidden, ["quit"]]);
     }
 }
