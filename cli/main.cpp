@@ -1,7 +1,8 @@
-#include "cli/DevicesCommand.h"
-#include "cli/SessionsCommand.h"
-#include "cli/SettingsCommand.h"
-#include "cli/TranslateCommand.h"
+#include "cli/commands/DevicesCommand.h"
+#include "cli/commands/SessionsCommand.h"
+#include "cli/commands/SettingsCommand.h"
+#include "cli/commands/TranslateCommand.h"
+#include "cli/terminal/Complaint.h"
 
 #include <csignal>
 #include <cstdio>

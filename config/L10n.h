@@ -3,8 +3,6 @@
 #include <atomic>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace lingrelay {
 
@@ -33,21 +31,6 @@ class L10n {
 public:
     /// An unknown key gives the key itself.
     static std::string t(std::string_view key);
-};
-
-/// The recogniser's languages.
-class Catalog {
-public:
-    struct Language {
-        std::string code;
-        std::string name; ///< in the applied language
-    };
-
-    /// All rows in table order; the first is "auto".
-    static std::vector<Language> languages();
-    /// An unknown code gives the code in upper case.
-    static std::string name(std::string_view code);
-    static bool contains(std::string_view code);
 };
 
 } // namespace lingrelay

@@ -1,7 +1,7 @@
 // Files that are read.
 
 #include "base/Text.h"
-#include "cli/SoundFile.h"
+#include "cli/soundfiles/SoundFile.h"
 #include "config/AppSettings.h"
 #include "model/ContextProfile.h"
 #include "fuzz/Target.h"

@@ -3,15 +3,17 @@
 #include "base/Text.h"
 #include "desktop/CaptionLayout.h"
 #include "fuzz/Target.h"
-#include "service/Script.h"
-#include "service/Sentences.h"
-#include "service/SessionBook.h"
-#include "service/SttConfig.h"
-#include "service/Summary.h"
+#include "service/script/Script.h"
+#include "service/engines/Sentences.h"
+#include "service/wire/SessionBook.h"
+#include "service/wire/SttConfig.h"
+#include "service/engines/Summary.h"
 
 namespace lingrelay {
 
 namespace {
+
+using namespace service;
 
 /// Text that is cut: for captions, into characters, words and sentences, and for a recap.
 void segmentation(std::string_view input)

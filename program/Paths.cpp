@@ -1,21 +1,9 @@
 #include "program/Paths.h"
 
-#include <cstdlib>
+#include "base/UserFolders.h"
 
 namespace lingrelay {
 
-namespace fs = std::filesystem;
-
-std::string environment(char const* name)
-{
-    char const* value = std::getenv(name);
-    return value ? value : "";
-}
-
-fs::path defaultsFile()
-{
-    auto const folder = environment("XDG_CONFIG_HOME");
-    return (folder.empty() ? fs::path(environment("HOME")) / ".config" : fs::path(folder)) / "lingrelay/defaults.json";
-}
+std::filesystem::path defaultsFile() { return UserFolders::config() / "lingrelay/defaults.json"; }
 
 } // namespace lingrelay

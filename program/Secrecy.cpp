@@ -2,7 +2,7 @@
 
 #include "base/Log.h"
 #include "base/Time.h"
-#include "program/Paths.h"
+#include "base/UserFolders.h"
 #include "speech/HostedSession.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-namespace lingrelay {
+namespace lingrelay::service {
 
 namespace {
 
@@ -100,4 +100,4 @@ Result<Arguments> Arguments::parse(std::vector<std::string> const& words)
     return arguments;
 }
 
-} // namespace lingrelay
+} // namespace lingrelay::service

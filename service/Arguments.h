@@ -1,14 +1,14 @@
 #pragma once
 
 #include "base/Result.h"
-#include "service/Script.h"
+#include "service/script/Script.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace lingrelay {
+namespace lingrelay::service {
 
 /// What the command line asks for.
 struct Arguments {
@@ -22,4 +22,4 @@ struct Arguments {
     static Result<Arguments> parse(std::vector<std::string> const& words);
 };
 
-} // namespace lingrelay
+} // namespace lingrelay::service

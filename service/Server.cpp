@@ -1,14 +1,14 @@
 #include "service/Server.h"
 
 #include "base/Log.h"
-#include "service/ScriptPlayer.h"
-#include "service/SttConversation.h"
-#include "service/Summary.h"
-#include "service/TtsConversation.h"
+#include "service/engines/Summary.h"
+#include "service/script/ScriptPlayer.h"
+#include "service/wire/SttConversation.h"
+#include "service/wire/TtsConversation.h"
 
 #include <boost/asio/co_spawn.hpp>
 
-namespace lingrelay {
+namespace lingrelay::service {
 
 namespace {
 
@@ -91,16 +91,6 @@ void cut(beast::tcp_stream& stream)
 
 } // namespace
 
-bool authorised(Provider& provider, Peer const& peer, Json const& message)
-{
-    auto const bearer = peer.bearer().value_or("");
-    auto const key = jsonString(message, "api_key").value_or("");
-    auto const good = [&provider](std::string const& each) { return provider.book.accepts(each, Clock::now()); };
-    if (bearer.empty() && key.empty())
-        return false;
-    return (bearer.empty() || good(bearer)) && (key.empty() || good(key));
-}
-
 Server::Server(asio::io_context& context, Options options)
     : m_context(context)
     , m_options(std::move(options))
@@ -174,7 +164,7 @@ asio::awaitable<void> Server::acceptAll()
 
 asio::awaitable<void> Server::serve(asio::ip::tcp::socket socket)
 {
-    Place const place(m_connections);
+    Counted const counted(m_connections);
     beast::tcp_stream stream(std::move(socket));
     beast::flat_buffer buffer;
     bool more = true;
@@ -357,4 +347,4 @@ asio::awaitable<Server::Answer> Server::translation(Json request)
     co_return answer;
 }
 
-} // namespace lingrelay
+} // namespace lingrelay::service

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "service/Peer.h"
-#include "service/Provider.h"
-#include "service/Recorder.h"
-#include "service/Script.h"
+#include "service/script/Recorder.h"
+#include "service/script/Script.h"
+#include "service/wire/Peer.h"
+#include "service/wire/Provider.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 
-namespace lingrelay {
+namespace lingrelay::service {
 
 /// The whole service on one loopback port: both WebSocket protocols and the endpoints of the backend. The context's
 /// thread only; it serves until the program ends.
@@ -61,4 +61,4 @@ private:
     std::map<std::string, std::size_t> m_requests; ///< so far, by operation
 };
 
-} // namespace lingrelay
+} // namespace lingrelay::service

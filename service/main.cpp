@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace lingrelay;
+using namespace lingrelay::service;
 
 constexpr char const* standardModels = LINGRELAY_POCKETSPHINX_MODELS;
 constexpr char const* standardModes = "/usr/share/apertium/modes";

@@ -2,6 +2,7 @@
 
 #include "base/Registry.h"
 #include "base/Text.h"
+#include "base/UserFolders.h"
 #include "base/async/OneShot.h"
 #include "sessions/PrivateFiles.h"
 #include "sessions/StoredForm.h"
@@ -41,12 +42,6 @@ std::optional<SessionStore::Session> readSession(fs::path const& path, std::stri
     return value ? StoredForm::session(*value) : std::nullopt;
 }
 
-std::string environment(char const* name)
-{
-    char const* value = std::getenv(name);
-    return value ? value : "";
-}
-
 } // namespace
 
 std::string SessionStore::Session::title() const { return profileName.empty() ? title(UserLocale()) : profileName; }
@@ -61,13 +56,7 @@ SessionStore::~SessionStore() = default;
 
 SessionStore& SessionStore::shared() { return Registry::get<SessionStore>(); }
 
-fs::path SessionStore::defaultFolder()
-{
-    fs::path base = environment("XDG_DATA_HOME");
-    if (!base.is_absolute())
-        base = fs::path(environment("HOME")) / ".local/share";
-    return base / "LingrelayPro/Sessions";
-}
+fs::path SessionStore::defaultFolder() { return UserFolders::data() / "LingrelayPro/Sessions"; }
 
 fs::path SessionStore::path(std::string const& id) const { return m_folder / (id + std::string(ending)); }
 

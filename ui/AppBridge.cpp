@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
+#include "config/Languages.h"
 #include "platform/Defaults.h"
 #include "sessions/TranscriptForms.h"
 #include "speech/HostedSession.h"

@@ -1,6 +1,6 @@
 #include "ui/HistoryModel.h"
 
-#include "config/L10n.h"
+#include "config/Languages.h"
 #include "sessions/TranscriptForms.h"
 #include "speech/HostedSession.h"
 #include "text/Summarizer.h"

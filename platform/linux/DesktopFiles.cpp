@@ -1,8 +1,9 @@
 #include "platform/linux/DesktopFiles.h"
 
+#include "base/UserFolders.h"
+
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <fstream>
 
 namespace lingrelay {
@@ -12,12 +13,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view classKey = "StartupWMClass=";
-
-std::string setting(char const* name, std::string const& otherwise)
-{
-    auto const* const value = std::getenv(name);
-    return value && *value ? value : otherwise;
-}
 
 std::string lower(std::string text)
 {
@@ -55,14 +50,8 @@ int fit(std::string const& wanted, std::string const& id, std::string const& win
 
 DesktopFiles::DesktopFiles()
 {
-    auto const home = setting("HOME", "");
-    auto places = setting("XDG_DATA_HOME", home + "/.local/share") + ':'
-        + setting("XDG_DATA_DIRS", "/usr/local/share:/usr/share");
-    for (std::size_t start = 0; start <= places.size();) {
-        auto const end = std::min(places.find(':', start), places.size());
-        m_folders.push_back(fs::path(places.substr(start, end - start)) / "applications");
-        start = end + 1;
-    }
+    for (auto const& folder : UserFolders::allData())
+        m_folders.push_back(folder / "applications");
 }
 
 std::string DesktopFiles::idFor(std::string const& windowClass) const

@@ -1,6 +1,7 @@
 #include "platform/linux/XdgLoginItem.h"
 
-#include <cstdlib>
+#include "base/UserFolders.h"
+
 #include <fstream>
 #include <string>
 
@@ -9,14 +10,6 @@ namespace lingrelay {
 namespace fs = std::filesystem;
 
 namespace {
-
-fs::path userFolder()
-{
-    char const* const config = std::getenv("XDG_CONFIG_HOME");
-    char const* const home = std::getenv("HOME");
-    auto const base = config && *config ? fs::path(config) : fs::path(home ? home : "") / ".config";
-    return base / "autostart";
-}
 
 /// As the Desktop Entry Specification quotes an argument of "Exec": for its own rules, then for those of strings.
 std::string quoted(std::string const& text)
@@ -47,7 +40,7 @@ XdgLoginItem::XdgLoginItem(fs::path const& folder, fs::path program)
 {
 }
 
-XdgLoginItem::XdgLoginItem() : XdgLoginItem(userFolder(), fs::read_symlink("/proc/self/exe")) { }
+XdgLoginItem::XdgLoginItem() : XdgLoginItem(UserFolders::config() / "autostart", fs::read_symlink("/proc/self/exe")) { }
 
 bool XdgLoginItem::enabled() const
 {

@@ -3,6 +3,7 @@
 #include "config/Hosts.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
+#include "config/Languages.h"
 #include "platform/linux/FileDefaults.h"
 #include "platform/sim/SimDefaults.h"
 

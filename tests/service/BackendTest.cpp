@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace lingrelay {
+namespace lingrelay::service {
 namespace {
 
 /// Posts as the one caller and gives the body; null when it is no JSON or there is no answer.
@@ -145,4 +145,4 @@ TEST(Backend, summaryAnswersItsCallerOnly)
 }
 
 } // namespace
-} // namespace lingrelay
+} // namespace lingrelay::service

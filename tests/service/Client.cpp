@@ -15,7 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace lingrelay {
+namespace lingrelay::service {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
@@ -212,4 +212,4 @@ std::string sendRaw(std::uint16_t port, std::string const& bytes)
     return answer;
 }
 
-} // namespace lingrelay
+} // namespace lingrelay::service

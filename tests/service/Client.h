@@ -11,7 +11,7 @@
 
 #include <sys/types.h>
 
-namespace lingrelay {
+namespace lingrelay::service {
 
 /// The service as a process of its own, killed with this object.
 class ServiceProcess {
@@ -73,4 +73,4 @@ std::pair<int, std::string> post(
 /// Sends bytes as they are and returns what comes back until the other side closes or a second passes.
 std::string sendRaw(std::uint16_t port, std::string const& bytes);
 
-} // namespace lingrelay
+} // namespace lingrelay::service

@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-namespace lingrelay {
+namespace lingrelay::service {
 
 /// A service that plays a script, which is written to a file of its own.
 class Scripted {
@@ -44,4 +44,4 @@ private:
     std::filesystem::path m_folder;
 };
 
-} // namespace lingrelay
+} // namespace lingrelay::service

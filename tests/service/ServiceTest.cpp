@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace lingrelay {
+namespace lingrelay::service {
 namespace {
 
 constexpr auto sttPath = "/transcribe-websocket";
@@ -490,4 +490,4 @@ TEST(ScriptedService, limitsHoldForTheRealEngines)
 }
 
 } // namespace
-} // namespace lingrelay
+} // namespace lingrelay::service

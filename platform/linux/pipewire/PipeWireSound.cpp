@@ -1,27 +1,13 @@
 #include "platform/linux/pipewire/PipeWireSound.h"
 
+#include "base/UserFolders.h"
 #include "platform/linux/pipewire/PipeWireInputs.h"
 #include "platform/linux/pipewire/PipeWireMuter.h"
 #include "platform/linux/pipewire/PipeWireOutputs.h"
 #include "platform/linux/pipewire/PipeWireSystemAudio.h"
 #include "platform/linux/pipewire/PipeWireVirtualMicrophone.h"
 
-#include <cstdlib>
-
 namespace lingrelay {
-
-namespace {
-
-std::filesystem::path userFolder(char const* variable, char const* inHome)
-{
-    // A relative path there is to be ignored.
-    if (auto const* const set = std::getenv(variable); set && set[0] == '/')
-        return set;
-    auto const* const home = std::getenv("HOME");
-    return std::filesystem::path(home ? home : "/") / inHome;
-}
-
-} // namespace
 
 struct PipeWireSound::Parts {
     explicit Parts(Places const& places)
@@ -52,8 +38,8 @@ PipeWireSound::Places PipeWireSound::Places::usual()
     auto guard = error ? std::filesystem::path() : program.parent_path() / "lingrelay-sound-guard";
     if (!std::filesystem::exists(guard, error))
         guard.clear();
-    return {userFolder("XDG_STATE_HOME", ".local/state") / "lingrelay" / "default-input.json",
-        userFolder("XDG_CONFIG_HOME", ".config") / "pipewire" / "pipewire.conf.d", guard};
+    return {UserFolders::state() / "lingrelay" / "default-input.json",
+        UserFolders::config() / "pipewire" / "pipewire.conf.d", guard};
 }
 
 PipeWireSound::PipeWireSound(Places places) : m_parts(std::make_unique<Parts>(places)) { }

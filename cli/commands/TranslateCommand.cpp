@@ -1,0 +1,188 @@
+#include "cli/commands/TranslateCommand.h"
+
+#include "audio/EchoGuard.h"
+#include "base/Registry.h"
+#include "base/UserFolders.h"
+#include "cli/commands/Paths.h"
+#include "cli/commands/RunPlan.h"
+#include "cli/commands/TranslateRun.h"
+#include "cli/terminal/Complaint.h"
+#include "cli/terminal/Presenter.h"
+#include "config/KeyStore.h"
+#include "config/L10n.h"
+#include "core/FarEndEcho.h"
+#include "model/AppModel.h"
+#include "platform/linux/AsioNetwork.h"
+#include "platform/linux/AsioScheduler.h"
+#include "platform/linux/FileDefaults.h"
+#include "platform/linux/pipewire/PipeWireSound.h"
+#include "program/SignalWatch.h"
+#include "sessions/SessionStore.h"
+
+#include <cstdio>
+#include <thread>
+
+#include <unistd.h>
+
+namespace lingrelay {
+
+namespace {
+
+/// How long a slow reader of our output is waited for after the user's stop.
+constexpr Duration stopFlush = seconds(0.3);
+constexpr Duration finishFlush = std::chrono::hours(24);
+/// What remains then is to say goodbye to other parties; it must not hold up the user.
+constexpr auto goodbyeLimit = std::chrono::milliseconds(1000);
+
+std::unique_ptr<Presenter> makePresenter(
+    Arguments const& arguments, OutputQueue& output, OutputQueue& notices, Scheduler& main, Instant start)
+{
+    if (arguments.events == Arguments::Events::json)
+        return std::make_unique<EventWriter>(output, main, start);
+    auto const terminal = environment("TERM");
+    if (!::isatty(STDOUT_FILENO) || terminal.empty() || terminal == "dumb")
+        return std::make_unique<PlainPresenter>(output, notices);
+    auto const colours = environment("NO_COLOR").empty() ? TerminalView::Colours::ansi : TerminalView::Colours::none;
+    return std::make_unique<TerminalPresenter>(output, STDOUT_FILENO, colours);
+}
+
+/// The program for the length of one run. Members go down in the opposite order.
+class Program {
+public:
+    Program(Arguments const& arguments, Instant start)
+        : m_arguments(arguments)
+        , m_start(start)
+        , m_presenter(makePresenter(arguments, m_output, m_notices, m_main, start))
+    {
+        m_defaults = std::make_shared<OverlaidDefaults>(
+            std::make_unique<FileDefaults>(defaultsPath(arguments)), arguments.settings);
+        m_registry.put<Defaults>(m_defaults);
+        m_registry.put(std::make_shared<UiLanguage>()).setLang(AppSettings::load().uiLang);
+        m_registry.put(std::make_shared<EchoGuard>(m_main));
+        m_registry.put(std::make_shared<FarEndEcho>(m_main));
+        m_registry.put(std::make_shared<SessionStore>(arguments.sessions.value_or(SessionStore::defaultFolder())));
+    }
+
+    ~Program()
+    {
+        m_disk.stop();
+        m_run.reset();
+    }
+
+    int run()
+    {
+        auto plan = RunPlan::make(m_arguments);
+        if (!plan)
+            return badArguments(plan.error().message);
+        std::optional<SoundFile> file;
+        if (m_arguments.input) {
+            auto opened = SoundFile::open(*m_arguments.input);
+            if (!opened)
+                return badArguments(opened.error().message);
+            file.emplace(std::move(*opened));
+        }
+        m_defaults->hold(plan->settings);
+        m_registry.put(std::make_shared<AppModel>());
+        translate(std::move(*plan), std::move(file));
+        for (auto const& message : m_run->complaints())
+            complain(message);
+        flushOutput();
+        m_notices.flush(stopFlush);
+        bool const failed = m_reason == EndReason::failed || m_reason == EndReason::refused || m_run->lostFiles();
+        return failed ? exitFailed : exitDone;
+    }
+
+private:
+    static int badArguments(std::string const& message)
+    {
+        complain(message);
+        return exitBadArguments;
+    }
+
+    void translate(RunPlan plan, std::optional<SoundFile> file)
+    {
+        auto const connect = [this](Hosts const& hosts, std::string const& token) -> HostedSession& {
+            m_registry.put(std::make_shared<HostsInUse>(hosts));
+            auto& net = m_registry.put(std::make_shared<Net>(*m_network));
+            auto const hosted = std::make_shared<HostedSession>(m_main, net, token);
+            m_secrecy->follow(hosted);
+            return m_registry.put(hosted);
+        };
+        if (plan.usesDevices())
+            m_machine = std::make_unique<PipeWireSound>();
+        m_network = std::make_unique<AsioNetwork>(m_main.runtime());
+        m_run = std::make_unique<TranslateRun>(
+            TranslateRun::Services{m_main, *m_network, *m_listenStream, *m_listenPipeline, *m_speakStream,
+                *m_speakPipeline, *m_background, *m_sound, m_localService,
+                m_machine ? machineSound(*m_machine) : m_noSound.parts(), *m_presenter, *m_secrecy},
+            m_arguments, std::move(plan), std::move(file), m_start, connect);
+        TaskGroup tasks(m_main);
+        tasks.spawn(runToEnd());
+        m_main.run();
+    }
+
+    Task<void> runToEnd()
+    {
+        m_reason = co_await m_run->run();
+        m_main.post([this] { m_main.quit(); });
+    }
+
+    /// However long a reader takes, unless the user has had enough.
+    void flushOutput()
+    {
+        for (auto left = finishFlush; left > Duration::zero(); left -= stopFlush) {
+            if (m_output.flush(stopFlush) || m_stopping)
+                return;
+        }
+    }
+
+    void stop()
+    {
+        m_stopping = true;
+        m_main.post([this] {
+            if (m_run)
+                m_run->stop();
+        });
+    }
+
+    std::shared_ptr<Secrecy> m_secrecy = openLog();
+    Arguments const& m_arguments;
+    Instant m_start;
+    std::atomic<bool> m_stopping = false;
+    AsioMainLoop m_main;
+    SignalWatch m_signals{[this] { stop(); }, [this] { m_main.post([this] { m_presenter->resized(); }); }};
+    OutputQueue m_output{STDOUT_FILENO};
+    OutputQueue m_notices{STDERR_FILENO};
+    std::unique_ptr<Presenter> m_presenter;
+    AsioRuntime m_disk{AsioRuntime::Jobs::mayBlock}; ///< waits for the disk, which sockets must not
+    std::unique_ptr<Scheduler> m_listenStream = m_main.runtime().makeScheduler();
+    std::unique_ptr<Scheduler> m_listenPipeline = m_main.runtime().makeScheduler();
+    std::unique_ptr<Scheduler> m_speakStream = m_main.runtime().makeScheduler();
+    std::unique_ptr<Scheduler> m_speakPipeline = m_main.runtime().makeScheduler();
+    std::unique_ptr<Scheduler> m_background = m_disk.makeScheduler();
+    std::unique_ptr<Scheduler> m_sound = m_main.runtime().makeScheduler();
+    std::shared_ptr<OverlaidDefaults> m_defaults;
+    Registry m_registry;
+    LocalService m_localService{m_main};
+    std::unique_ptr<AsioNetwork> m_network;
+    NoSound m_noSound;
+    std::unique_ptr<PipeWireSound> m_machine;
+    std::unique_ptr<TranslateRun> m_run;
+    EndReason m_reason = EndReason::stopped;
+};
+
+} // namespace
+
+int translateCommand(Arguments const& arguments, Instant start)
+{
+    auto program = std::make_unique<Program>(arguments, start);
+    int const code = program->run();
+    std::thread([code] {
+        std::this_thread::sleep_for(goodbyeLimit);
+        ::_exit(code);
+    }).detach();
+    program.reset();
+    return code;
+}
+
+} // namespace lingrelay

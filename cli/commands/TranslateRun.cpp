@@ -1,0 +1,568 @@
+#include "cli/commands/TranslateRun.h"
+
+#include "base/Uuid.h"
+#include "base/async/OneShot.h"
+#include "cli/commands/OutputFile.h"
+#include "cli/commands/TranscriptFile.h"
+#include "config/KeyStore.h"
+#include "config/L10n.h"
+
+namespace lingrelay {
+
+namespace {
+
+using Kind = AppModel::StatusKind;
+
+constexpr Duration playOutLimit = seconds(60.0);
+constexpr Duration playOutPoll = seconds(0.02);
+/// What the player has handed over is heard a little later.
+constexpr Duration lastSound = seconds(0.3);
+constexpr Duration openPoll = seconds(0.02);
+constexpr Duration endPoll = seconds(0.005);
+/// How long the last report to the backend may take; the user's stop is to be over in three seconds.
+constexpr Duration endLimit = seconds(5.0);
+constexpr Duration stopLimit = seconds(1.0);
+
+/// A sentence without its full stop, to go on after it.
+std::string sentence(std::string text)
+{
+    while (!text.empty() && text.back() == '.')
+        text.pop_back();
+    return text;
+}
+
+/// Waits until the scheduler has done what it was given before.
+Task<void> settled(Scheduler& scheduler, Scheduler& main)
+{
+    OneShot<bool> done;
+    scheduler.post([done, &main] { main.post([done] { done.set(true); }); });
+    co_await done.take();
+}
+
+} // namespace
+
+void TranslateRun::Overlay::update(std::string const& kind, std::string const& text)
+{
+    m_run.onMain([this, kind, text] { m_run.m_services.presenter.caption(kind, text); });
+}
+
+void TranslateRun::Overlay::showStatus(std::string const& text)
+{
+    // Warnings that are no status of the session come this way alone.
+    m_run.onMain([this, text] {
+        auto const& shown = *AppModel::shared().status;
+        if (!text.starts_with("⚠ ") || (!shown.empty() && text.ends_with(shown)))
+            return;
+        m_run.notice(text);
+    });
+}
+
+bool TranslateRun::Shell::ask(std::string const&, std::string const&, std::string const&, std::string const&)
+{
+    m_run.notice(T("without the virtual microphone the other side does not hear the translation; "
+                   "\"lingrelay-cli devices install-virtual\" installs it",
+        "không có micro ảo thì bên kia không nghe được bản dịch; "
+        "\"lingrelay-cli devices install-virtual\" sẽ cài nó"));
+    return false;
+}
+
+TranslateRun::TranslateRun(Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file,
+    Instant start, Connect connect)
+    : m_services(services)
+    , m_arguments(arguments)
+    , m_plan(std::move(plan))
+    , m_file(std::move(file))
+    , m_connect(std::move(connect))
+    , m_listenClauses(AppModel::Direction::listen, start)
+    , m_speakClauses(AppModel::Direction::speak, start)
+    , m_capture(services.machine.systemAudio, services.background)
+    , m_mic(services.machine.inputs, services.main)
+    , m_muter(services.machine.muter)
+    , m_driver(services.machine.virtualMicrophone)
+    , m_fileCapture(services.sound)
+    , m_fileMic(services.sound)
+{
+    m_services.secrecy.add(Secrets::key());
+}
+
+TranslateRun::~TranslateRun() = default;
+
+Task<EndReason> TranslateRun::run()
+{
+    auto const outcome = co_await race(session(), waitFor(m_stop));
+    auto const reason = outcome.index() == 0 ? std::get<0>(outcome) : EndReason::stopped;
+    co_await close(reason);
+    m_services.presenter.end(reason);
+    co_return reason;
+}
+
+Task<EndReason> TranslateRun::session()
+{
+    m_announced = m_plan.localService; // the start of the service takes a moment
+    if (m_announced)
+        status(Kind::connecting, T("Connecting…", "Đang kết nối…"));
+    bool const translates = m_arguments.action == Arguments::Action::translate;
+    if (translates)
+        recover();
+    if (auto const problem = co_await connect()) {
+        status(Kind::warning, clean(*problem));
+        co_return EndReason::refused;
+    }
+    makeController();
+    if (!translates)
+        co_return co_await speakText();
+    m_app->startFromUI();
+    auto const starting = co_await race(waitFor(m_started), waitFor(m_refused));
+    if (starting.index() != 0)
+        co_return EndReason::refused;
+    co_return co_await translate();
+}
+
+/// Sessions that a crash or a power cut left unfinished.
+void TranslateRun::recover()
+{
+    for (auto const& file : Journal::recover(SessionStore::shared())) {
+        m_services.presenter.recovered(file.string());
+        m_complaints.push_back("a session that was cut short has been kept: " + file.string());
+    }
+}
+
+/// Starts the local service when one is needed. What went wrong, for the status line.
+Task<std::optional<std::string>> TranslateRun::connect()
+{
+    LocalService::Address local;
+    if (m_plan.localService) {
+        OneShot<Result<LocalService::Address>> started;
+        m_services.localService.start(
+            [started](Result<LocalService::Address> result) { started.set(std::move(result)); });
+        auto const result = co_await started.take();
+        if (!result) {
+            m_complaints.push_back(clean(result.error().message));
+            co_return result.error().message;
+        }
+        local = *result;
+        m_services.secrecy.add(local.token);
+    }
+    m_hosted = &m_connect(m_plan.hostsWith(local.hosts), local.token);
+    co_return std::nullopt;
+}
+
+void TranslateRun::refused(HostedSession::Failure const& failure)
+{
+    auto const message = clean(failure.message);
+    m_complaints.push_back(failure.code.empty()
+            ? "the session backend cannot be reached: " + sentence(message) + "; check the network and the address"
+            : "the session was refused: " + message);
+    m_refused.set();
+}
+
+/// Where the main direction's voice goes.
+AudioOutputs& TranslateRun::makeOutputs()
+{
+    if (m_plan.output == Arguments::Output::device)
+        return m_services.machine.outputs;
+    if (m_plan.output == Arguments::Output::none || !m_plan.settings.tts)
+        return m_noSound.outputs();
+    std::optional<WavFile> wav;
+    auto created = WavFile::create(m_arguments.outputFile, WavOutputs::rate);
+    if (created)
+        wav.emplace(std::move(*created));
+    else
+        complain(created.error());
+    m_outputs = std::make_unique<WavOutputs>(m_services.sound, std::move(wav), m_arguments.pace);
+    return *m_outputs;
+}
+
+void TranslateRun::makeController()
+{
+    auto& services = m_services;
+    auto& machine = services.machine;
+    auto& outputs = makeOutputs();
+    bool const fromFile = m_file.has_value();
+    m_app = AppDelegate::create({services.main,
+        {services.network, services.listenStream, services.listenPipeline, services.background,
+            speaks() ? machine.outputs : outputs},
+        {services.network, services.speakStream, services.speakPipeline, services.background,
+            speaks() ? outputs : machine.outputs},
+        fromFile && !speaks() ? static_cast<AudioSource&>(m_fileCapture) : m_capture,
+        fromFile && speaks() ? static_cast<Microphone&>(m_fileMic) : m_mic, m_muter, machine.devices, m_driver,
+        m_overlay, m_shell, m_key, m_workspace});
+    m_app->clean = [&secrecy = services.secrecy](std::string text) { return secrecy.clean(std::move(text)); };
+    auto& engine = mainEngine();
+    engine.voiceless = m_plan.output == Arguments::Output::none;
+    if (m_outputs)
+        m_outputs->queuedSeconds = [weak = engine.weak_from_this()] {
+            auto const alive = weak.lock();
+            return alive ? alive->player().queuedSeconds() : 0;
+        };
+    observeModel();
+    m_app->onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
+    m_app->onExhausted = [this](std::string const& message) {
+        m_exhaustedMessage = message;
+        m_exhausted.set();
+    };
+    m_app->onArchived = [this](SessionStore::Session const& session, Result<std::filesystem::path> const& file) {
+        archived(session, file);
+    };
+    m_app->applicationDidFinishLaunching();
+    pickDevices();
+    wireEngine(m_app->listenEngine(), m_listenClauses, services.listenPipeline);
+    wireEngine(m_app->speakEngine(), m_speakClauses, services.speakPipeline);
+    if (fromFile)
+        openFile();
+}
+
+void TranslateRun::pickDevices()
+{
+    auto const pick = [this](std::string const& name, std::vector<AudioDevice> const& devices, auto const& command) {
+        if (name.empty())
+            return;
+        auto const found = std::find_if(
+            devices.begin(), devices.end(), [&](AudioDevice const& device) { return device.name == name; });
+        if (found == devices.end())
+            return notice(fmt::format("there is no device \"{}\"; see lingrelay-cli devices", name));
+        command(found->id);
+    };
+    auto& model = AppModel::shared();
+    pick(m_arguments.mic, *model.inputDevices, model.commands.pickMic);
+    if (AudioDevices::isVirtual({0, m_arguments.speakers}))
+        return notice(fmt::format("\"{}\" is the microphone for calls, not for what you listen to: the translation is "
+                                  "played by the default output",
+            m_arguments.speakers));
+    pick(m_arguments.speakers, *model.outputDevices, model.commands.pickListenOut);
+}
+
+void TranslateRun::observeModel()
+{
+    auto& model = AppModel::shared();
+    m_subscriptions.push_back(model.statusKind.observe([this, &model](Kind kind) {
+        if (!std::exchange(m_announced, false) || kind != Kind::connecting)
+            status(kind, *model.status);
+    }));
+    m_subscriptions.push_back(model.transcript.observe([this](std::vector<AppModel::Line> const& lines) {
+        if (lines.empty() || lines.back().id == m_lastLine)
+            return;
+        m_lastLine = lines.back().id;
+        m_services.presenter.line(lines.back());
+    }));
+    m_subscriptions.push_back(model.startedAt.observe([this](std::optional<Date> const& startedAt) {
+        if (!startedAt)
+            return;
+        auto const& settings = m_plan.settings;
+        auto const profile = AppModel::shared().activeProfile();
+        m_session = {newUuid(), *startedAt, *startedAt, rawValue(settings.mode), settings.sourceLang,
+            settings.targetLang, profile ? profile->name : "", {}};
+        clean({}); // learns the keys before anybody can repeat them
+        m_started.set();
+    }));
+}
+
+void TranslateRun::openFile()
+{
+    auto const engine = speaks() ? m_app->speakEngine().weak_from_this() : m_app->listenEngine().weak_from_this();
+    auto& feeder = speaks() ? m_fileMic.open(std::move(*m_file), engine, m_arguments.pace)
+                            : m_fileCapture.open(std::move(*m_file), engine, m_arguments.pace);
+    feeder.onBegin = [this] {
+        if (m_outputs)
+            m_outputs->begin();
+    };
+    feeder.onEnd = [this] { onMain([this] { m_fed.set(); }); };
+    wireFeeder(feeder);
+}
+
+Engine& TranslateRun::mainEngine() { return speaks() ? m_app->speakEngine() : m_app->listenEngine(); }
+std::shared_ptr<FileFeeder> TranslateRun::feeder() const
+{
+    return speaks() ? m_fileMic.feeder() : m_fileCapture.feeder();
+}
+AudioTarget const& TranslateRun::target() const { return speaks() ? m_fileMic.target() : m_fileCapture.target(); }
+
+/// What a file needs to know of the recogniser, beside what the controller passes on.
+void TranslateRun::wireFeeder(FileFeeder& feeder)
+{
+    auto& engine = mainEngine();
+    engine.dropsStaleSpeech = m_arguments.pace == Pace::realtime;
+    auto const feeding = feeder.weak_from_this();
+    auto const tellFeeder = [this, feeding](auto tell) {
+        m_services.sound.post([feeding, tell, connection = target().connection()] {
+            if (auto const alive = feeding.lock())
+                tell(*alive, connection);
+        });
+    };
+    engine.onCaption = [tellFeeder, show = engine.onCaption](std::string const& kind, std::string const& text) {
+        tellFeeder([](FileFeeder& file, int connection) { file.noteText(connection); });
+        show(kind, text);
+    };
+    engine.onProgress = [tellFeeder](SonioxStream::Progress const& progress) {
+        if (!progress.finalAudioMs)
+            return;
+        tellFeeder([final = *progress.finalAudioMs, total = progress.totalAudioMs.value_or(0)](
+                       FileFeeder& file, int connection) { file.noteProgress(connection, final, total); });
+    };
+    engine.onFinished = [this] { onMain([this] { m_answered.set(); }); };
+}
+
+void TranslateRun::wireEngine(Engine& engine, ClauseLog& clauses, Scheduler& pipeline)
+{
+    engine.onLine = [&clauses, keep = engine.onLine](
+                        std::string const& source, std::string const& translation, std::string const& speaker) {
+        clauses.text(source, translation);
+        keep(source, translation, speaker);
+    };
+    engine.onStatus
+        = [this, show = engine.onStatus](std::string const& kind, std::optional<std::string> const& message) {
+              onMain([this, kind, message] { noteStatus(kind, message.value_or("")); });
+              show(kind, message);
+          };
+    engine.onFailed = [this] { onMain([this] { m_failed.set(); }); };
+    engine.onTrace
+        = [this, &clauses](int seq, std::string_view hop) { clauses.stamp(seq, hop, m_services.main.now()); };
+    engine.onSpeech = [this, &clauses, &pipeline](TTSPipeline::Job const& job, Duration delay) {
+        // A file that is written clause after clause has no listener whom anything could delay.
+        auto const wait = m_arguments.pace == Pace::fast ? Duration::zero() : delay;
+        onMain([this, &clauses, job, heardAt = pipeline.now() + wait] {
+            m_services.main.startTimer(heardAt, [this, &clauses, job, heardAt, live = m_alive] {
+                if (live.lock())
+                    speech(job, heardAt, clauses);
+            });
+        });
+    };
+}
+
+/// Until the sound ends, the service fails for good or its time is over.
+Task<EndReason> TranslateRun::translate()
+{
+    showProgress();
+    if (m_plan.live) {
+        if (m_outputs)
+            m_outputs->begin();
+        auto const ending = co_await race(waitFor(m_failed), waitFor(m_exhausted));
+        co_return ending.index() == 0 ? EndReason::failed : EndReason::exhausted;
+    }
+    co_return co_await translateFile();
+}
+
+Task<EndReason> TranslateRun::translateFile()
+{
+    auto const feeding = co_await race(waitFor(m_fed), waitFor(m_failed), waitFor(m_exhausted));
+    if (feeding.index() != 0)
+        co_return feeding.index() == 1 ? EndReason::failed : EndReason::exhausted;
+    // A file may end in the middle of an outage: what comes of the connection decides.
+    while (!target().open()) {
+        if (m_failed.isSet() || m_exhausted.isSet())
+            co_return m_failed.isSet() ? EndReason::failed : EndReason::exhausted;
+        co_await sleep(openPoll);
+    }
+    mainEngine().finishAudio();
+    auto const answering = co_await race(waitFor(m_answered), waitFor(m_failed), waitFor(m_exhausted));
+    if (answering.index() != 0)
+        co_return answering.index() == 1 ? EndReason::failed : EndReason::exhausted;
+    auto const playing = co_await race(withTimeout(playOutLimit, playOut()), waitFor(m_exhausted));
+    if (playing.index() != 0)
+        co_return EndReason::exhausted;
+    if (!std::get<0>(playing))
+        complain(Error{Error::Kind::other,
+            fmt::format("the voice was not complete {:.0f} s after the last words; the rest of it is missing",
+                toSeconds(playOutLimit))});
+    co_return EndReason::finished;
+}
+
+/// Until nothing is left to be said.
+Task<void> TranslateRun::playOut()
+{
+    if (m_plan.output == Arguments::Output::none)
+        co_return;
+    for (;;) {
+        bool const finished = co_await speechFinished();
+        if (finished)
+            co_return;
+        co_await sleep(playOutPoll);
+    }
+}
+
+Task<bool> TranslateRun::speechFinished()
+{
+    auto& pipeline = speaks() ? m_services.speakPipeline : m_services.listenPipeline;
+    OneShot<bool> answer;
+    pipeline.post([answer, engine = mainEngine().shared_from_this(), &main = m_services.main] {
+        main.post([answer, finished = engine->speechFinished()] { answer.set(finished); });
+    });
+    co_return co_await answer.take();
+}
+
+/// A line of text, or the sentence that tests the voice.
+Task<EndReason> TranslateRun::speakText()
+{
+    auto& player = mainEngine().player();
+    if (m_plan.output == Arguments::Output::device && !player.hasOutput())
+        notice(T("there is no sound output: nobody will hear it", "không có thiết bị phát: sẽ không ai nghe thấy"));
+    if (m_outputs)
+        m_outputs->begin();
+    if (m_arguments.action == Arguments::Action::say)
+        m_app->typeToSpeak(fmt::format("{}", fmt::join(m_arguments.words, " ")), AppDelegate::OneLanguage::asItIs);
+    else
+        m_app->testVoice([] {});
+    while (!m_app->idle())
+        co_await sleep(playOutPoll);
+    auto const deadline = m_services.main.now() + playOutLimit;
+    while (player.hasOutput() && player.queuedSeconds() > 0 && m_services.main.now() < deadline)
+        co_await sleep(playOutPoll);
+    co_await sleep(lastSound);
+    auto& model = AppModel::shared();
+    bool const failed = *model.statusKind == Kind::warning || *model.statusKind == Kind::error;
+    if (failed)
+        m_complaints.push_back(clean(*model.status));
+    co_return failed ? EndReason::failed : EndReason::finished;
+}
+
+/// What a failed run tells its user at the end.
+void TranslateRun::noteStatus(std::string const& kind, std::string const& message)
+{
+    if (kind == "ready")
+        m_serviceError.clear();
+    if (kind != "error")
+        return;
+    m_lastError = clean(message);
+    if (m_lastError.starts_with(T("Speech service: ", "Dịch vụ giọng nói: ")))
+        m_serviceError = m_lastError;
+}
+
+void TranslateRun::archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file)
+{
+    m_session = session;
+    if (file)
+        m_services.presenter.archived(file->string());
+    else
+        complain(file.error());
+}
+
+void TranslateRun::showProgress()
+{
+    auto const interval = m_services.presenter.progressInterval();
+    if (interval <= 0)
+        return;
+    if (m_plan.live)
+        m_services.presenter.progress(AppModel::shared().elapsed.get(), 0);
+    else
+        m_services.presenter.progress(feeder()->position(), feeder()->length());
+    m_progressTimer = m_services.main.startTimer(m_services.main.now() + seconds(interval), [this, live = m_alive] {
+        if (live.lock())
+            showProgress();
+    });
+}
+
+void TranslateRun::notice(std::string const& text)
+{
+    m_services.presenter.notice(text);
+    if (m_arguments.events == Arguments::Events::json)
+        m_complaints.push_back(text);
+}
+
+void TranslateRun::speech(TTSPipeline::Job const& job, Instant heardAt, ClauseLog& clauses)
+{
+    clauses.stamp(job.seq, "heard", heardAt);
+    m_services.presenter.speech(job.seq, toSeconds(heardAt - job.createdAt));
+}
+
+Task<void> TranslateRun::close(EndReason reason)
+{
+    m_services.main.stopTimer(m_progressTimer);
+    if (m_app) {
+        co_await quietStreams();
+        m_app->stopFromUI();
+        m_app->shutdown();
+        co_await settled(m_services.main, m_services.main); // the last status
+        keepLateLines();
+    }
+    m_live.reset();
+    m_subscriptions.clear();
+    if (m_outputs)
+        complain(m_outputs->finish());
+    if (m_app && m_started.isSet())
+        writeFiles();
+    if (reason == EndReason::exhausted) {
+        m_complaints.push_back(m_exhaustedMessage);
+    } else if (reason == EndReason::failed && m_started.isSet()) {
+        // What the service said tells more than how its connection ended.
+        m_complaints.push_back("the speech service failed and did not come back: "
+            + sentence(m_serviceError.empty() ? m_lastError : m_serviceError)
+            + "; check the key and the network, then run again");
+    }
+    co_await endHosted(reason == EndReason::stopped ? stopLimit : endLimit);
+    if (!m_app)
+        co_return;
+    while (!m_app->idle())
+        co_await sleep(endPoll);
+    for (auto* engine : {&m_app->listenEngine(), &m_app->speakEngine()})
+        engine->player().teardown();
+    m_app.reset();
+    auto& services = m_services;
+    for (auto* scheduler : {&services.sound, &services.listenStream, &services.speakStream, &services.listenPipeline,
+             &services.speakPipeline, &services.background})
+        co_await settled(*scheduler, services.main);
+}
+
+/// Every line that a stream has finished is in the model afterwards.
+Task<void> TranslateRun::quietStreams()
+{
+    for (auto* engine : {&m_app->listenEngine(), &m_app->speakEngine()}) {
+        if (auto const stream = engine->stream())
+            stream->stop();
+    }
+    for (auto* scheduler : {&m_services.listenStream, &m_services.speakStream})
+        co_await settled(*scheduler, m_services.main);
+}
+
+/// Service time that runs out stops the session in the middle of things: lines that were on their way came after it.
+void TranslateRun::keepLateLines()
+{
+    auto const& lines = *AppModel::shared().transcript;
+    if (!m_started.isSet() || lines.size() == m_session.lines.size())
+        return;
+    m_session.lines = lines;
+    m_session.endedAt = m_services.main.date();
+    if (auto const file = SessionStore::shared().archive(m_session); !file)
+        complain(file.error());
+}
+
+Task<void> TranslateRun::endHosted(Duration limit)
+{
+    if (!m_hosted)
+        co_return;
+    auto const deadline = m_services.main.now() + limit;
+    while (!m_hosted->idle() && m_services.main.now() < deadline)
+        co_await sleep(endPoll);
+    m_hosted->shutdown();
+    while (!m_hosted->idle())
+        co_await sleep(endPoll);
+}
+
+void TranslateRun::status(Kind kind, std::string const& text) { m_services.presenter.status(kind, text); }
+
+void TranslateRun::onMain(std::function<void()> job)
+{
+    m_services.main.post([live = m_alive, job = std::move(job)] {
+        if (live.lock())
+            job();
+    });
+}
+
+void TranslateRun::writeFiles()
+{
+    if (m_session.lines.empty())
+        m_session.endedAt = m_services.main.date();
+    for (auto const& transcript : m_arguments.transcripts)
+        complain(writeFile(transcript.path, clean(transcriptIn(transcript.form, m_session))));
+    if (m_arguments.trace)
+        complain(writeFile(*m_arguments.trace, clean(m_listenClauses.jsonLines() + m_speakClauses.jsonLines())));
+}
+
+void TranslateRun::complain(std::optional<Error> const& error)
+{
+    if (!error)
+        return;
+    m_lostFiles = true;
+    m_complaints.push_back(error->message);
+}
+
+} // namespace lingrelay

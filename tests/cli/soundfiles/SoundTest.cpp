@@ -1,0 +1,167 @@
+#include "cli/soundfiles/SoundFile.h"
+#include "cli/soundfiles/WavOutputs.h"
+#include "platform/sim/VirtualTime.h"
+#include "tests/support/Tones.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include <sndfile.h>
+#include <unistd.h>
+
+using namespace lingrelay;
+namespace fs = std::filesystem;
+
+namespace {
+
+class Folder {
+public:
+    Folder() { fs::create_directories(m_path); }
+    ~Folder() { fs::remove_all(m_path); }
+    std::string operator/(std::string const& name) const { return m_path / name; }
+
+private:
+    fs::path m_path = fs::temp_directory_path() / fmt::format("lingrelay-sound-{}", ::getpid());
+};
+
+void writeSound(std::string const& path, int format, int rate, int channels, std::vector<float> const& interleaved)
+{
+    SF_INFO info{0, rate, channels, format, 0, 0};
+    auto* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_TRUE(file) << sf_strerror(nullptr);
+    sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(interleaved.size()) / channels);
+    sf_close(file);
+}
+
+TEST(SoundFileTest, anyFormatRateAndChannelCountBecomesMonoAt16kHz)
+{
+    Folder const folder;
+    struct Case {
+        int format, rate, channels;
+    };
+    for (auto const& [format, rate, channels] : {Case{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1},
+             {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 44100, 2}, {SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 48000, 6},
+             {SF_FORMAT_OGG | SF_FORMAT_VORBIS, 22050, 1}, {SF_FORMAT_AIFF | SF_FORMAT_PCM_U8, 8000, 2}}) {
+        auto const mono = tone(500, rate, 1.0);
+        std::vector<float> frames;
+        for (auto const sample : mono) {
+            for (int channel = 0; channel < channels; ++channel)
+                frames.push_back(channel == 0 ? sample * static_cast<float>(channels) / 6 : 0); // one of them speaks
+        }
+        writeSound(folder / "sound", format, rate, channels, frames);
+        auto file = SoundFile::open(folder / "sound");
+        ASSERT_TRUE(file) << file.error().message;
+        EXPECT_NEAR(file->seconds(), 1.0, 0.02);
+        std::vector<float> all;
+        for (auto block = file->read(1600); !block.empty(); block = file->read(1600))
+            all.insert(all.end(), block.begin(), block.end());
+        EXPECT_NEAR(static_cast<double>(all.size()), 16000, 200) << format;
+        EXPECT_NEAR(levelOf(all), levelOf(mono) - 20 * std::log10(6.0), 0.3) << format << ' ' << channels;
+        ASSERT_TRUE(file->seek(8000));
+        auto const again = file->read(100);
+        ASSERT_EQ(again.size(), 100U);
+        for (std::size_t i = 0; i < again.size(); ++i)
+            EXPECT_NEAR(again[i], all[8000 + i], format & SF_FORMAT_VORBIS ? 0.05 : 1e-6) << format << ' ' << i;
+    }
+}
+
+TEST(SoundFileTest, whatIsNoSoundIsRefusedWithAReason)
+{
+    Folder const folder;
+    auto const refusal = [&](std::string const& name) {
+        auto const file = SoundFile::open(folder / name);
+        return file ? "" : file.error().message;
+    };
+    EXPECT_NE(refusal("missing.wav").find("no such file"), std::string::npos);
+    EXPECT_NE(refusal("").find("not a sound file"), std::string::npos); // the folder
+    std::ofstream(folder / "text.wav") << "RIFF but not really";
+    EXPECT_NE(refusal("text.wav").find("cannot be read as sound"), std::string::npos);
+    std::ofstream(folder / "empty.wav").flush();
+    EXPECT_NE(refusal("empty.wav"), "");
+    writeSound(folder / "silent.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44100, 2, {});
+    EXPECT_NE(refusal("silent.wav").find("no sound"), std::string::npos);
+    writeSound(folder / "cut.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, tone(100, 16000, 0.1));
+    writeSound(folder / "slow.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 10, 1, tone(1, 10, 10)); // hours of sound
+    EXPECT_NE(refusal("slow.wav").find("not a usable"), std::string::npos);
+    fs::resize_file(folder / "cut.wav", 44); // the header alone
+    EXPECT_NE(refusal("cut.wav").find("no sound"), std::string::npos);
+}
+
+/// Plays a count up to `left` samples of a ramp, then silence.
+class Ramp final : public AudioRenderer {
+public:
+    void render(float* out, std::size_t frames) override
+    {
+        for (std::size_t i = 0; i < frames; ++i) {
+            out[i] = left > 0 ? 0.5F : 0.0F;
+            left -= left > 0 ? 1 : 0;
+        }
+    }
+    std::int64_t left = 0;
+};
+
+std::vector<float> soundIn(std::string const& path)
+{
+    SF_INFO info{};
+    auto* file = sf_open(path.c_str(), SFM_READ, &info);
+    if (!file)
+        return {};
+    EXPECT_EQ(info.samplerate, 24000);
+    EXPECT_EQ(info.channels, 1);
+    std::vector<float> samples(static_cast<std::size_t>(info.frames));
+    sf_readf_float(file, samples.data(), info.frames);
+    sf_close(file);
+    return samples;
+}
+
+TEST(WavOutputsTest, realTimeKeepsPausesAndFollowsTheClockExactly)
+{
+    Folder const folder;
+    VirtualTime time;
+    VirtualScheduler scheduler(time);
+    Ramp ramp;
+    WavOutputs outputs(scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Pace::realtime);
+    outputs.queuedSeconds = [&] { return static_cast<double>(ramp.left) / WavOutputs::rate; };
+    outputs.begin();
+    time.advance(seconds(2.5)); // nothing to say yet
+    auto output = outputs.open({}, ramp);
+    EXPECT_EQ(output->sampleRate(), 24000);
+    ramp.left = 12000;
+    time.advance(seconds(4.0));
+    EXPECT_NEAR(static_cast<double>(soundIn(folder / "voice.wav").size()), 6.5 * 24000, 24000); // readable all the time
+    ramp.left = 12000;
+    time.advance(seconds(1.00001));
+    EXPECT_FALSE(outputs.finish());
+    output.reset();
+    auto const sound = soundIn(folder / "voice.wav");
+    EXPECT_EQ(sound.size(), 180000U); // 7.50001 seconds, cut down
+    EXPECT_EQ(std::count_if(sound.begin(), sound.end(), [](float sample) { return sample > 0.4F; }), 24000);
+    EXPECT_EQ(sound[59999], 0.0F);
+    EXPECT_GT(sound[60000], 0.4F);
+    EXPECT_TRUE(time.idle());
+}
+
+TEST(WavOutputsTest, fastPutsClauseBehindClause)
+{
+    Folder const folder;
+    VirtualTime time;
+    VirtualScheduler scheduler(time);
+    Ramp ramp;
+    WavOutputs outputs(scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Pace::fast);
+    outputs.queuedSeconds = [&] { return static_cast<double>(ramp.left) / WavOutputs::rate; };
+    outputs.begin();
+    auto output = outputs.open({}, ramp);
+    for (int clause = 0; clause < 3; ++clause) {
+        ramp.left = 100000;
+        time.advance(seconds(1.0));
+        EXPECT_EQ(ramp.left, 0); // nobody waits for it to be heard
+    }
+    outputs.finish();
+    output.reset();
+    auto const sound = soundIn(folder / "voice.wav");
+    EXPECT_EQ(sound.size(), 300000U);
+    EXPECT_EQ(std::count(sound.begin(), sound.end(), 0.0F), 0);
+}
+
+} // namespace

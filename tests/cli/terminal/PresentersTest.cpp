@@ -1,0 +1,151 @@
+#include "base/Json.h"
+#include "base/Registry.h"
+#include "cli/commands/ClauseLog.h"
+#include "cli/terminal/OutputQueue.h"
+#include "cli/terminal/Presenter.h"
+#include "platform/sim/SimDefaults.h"
+#include "platform/sim/VirtualTime.h"
+#include "program/Secrecy.h"
+
+#include <csignal>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace lingrelay;
+
+namespace {
+
+class Pipe {
+public:
+    Pipe()
+    {
+        std::signal(SIGPIPE, SIG_IGN);
+        EXPECT_EQ(::pipe(m_ends), 0);
+    }
+    ~Pipe()
+    {
+        closeReader();
+        closeWriter();
+    }
+    int writer() const { return m_ends[1]; }
+    void closeReader() { shut(m_ends[0]); }
+    void closeWriter() { shut(m_ends[1]); }
+    std::string readAll()
+    {
+        closeWriter();
+        std::string text;
+        char buffer[4096];
+        for (ssize_t count = 0; (count = ::read(m_ends[0], buffer, sizeof buffer)) > 0;)
+            text.append(buffer, static_cast<std::size_t>(count));
+        return text;
+    }
+
+private:
+    static void shut(int& end)
+    {
+        if (end >= 0)
+            ::close(std::exchange(end, -1));
+    }
+    int m_ends[2];
+};
+
+TEST(EventWriterTest, everyEventIsOneObjectALineWithItsTime)
+{
+    Pipe pipe;
+    VirtualTime time;
+    VirtualScheduler main(time);
+    {
+        OutputQueue output(pipe.writer());
+        EventWriter events(output, main, time.now());
+        events.status(AppModel::StatusKind::live, "● ready");
+        time.advance(seconds(1.5));
+        events.caption("original", "line\nbreak \xC3");
+        events.line({"id", {}, AppModel::Direction::speak, "s", "t", "2"});
+        events.speech(3, 0.25);
+        events.end(EndReason::exhausted);
+        output.flush(seconds(5.0));
+    }
+    EXPECT_EQ(pipe.readAll(),
+        "{\"t\":0.0,\"event\":\"status\",\"kind\":\"live\",\"text\":\"● ready\"}\n"
+        "{\"t\":1.5,\"event\":\"caption\",\"kind\":\"original\",\"text\":\"line\\nbreak �\"}\n"
+        "{\"t\":1.5,\"event\":\"line\",\"direction\":\"speak\",\"source\":\"s\",\"translation\":\"t\",\"speaker\":"
+        "\"2\"}\n"
+        "{\"t\":1.5,\"event\":\"speech\",\"seq\":3,\"seconds\":0.25}\n"
+        "{\"t\":1.5,\"event\":\"end\",\"reason\":\"exhausted\"}\n");
+}
+
+TEST(OutputQueueTest, aReaderThatIsSlowOrGoneHoldsUpNobody)
+{
+    Pipe pipe;
+    {
+        OutputQueue output(pipe.writer());
+        auto const begin = Clock::now();
+        for (int i = 0; i < 100; ++i)
+            output.write(std::string(10000, 'x')); // far more than a pipe holds
+        output.flush(seconds(0.05));
+        EXPECT_LT(Clock::now() - begin, seconds(2.0));
+    } // ends although the reader never read
+    EXPECT_LT(pipe.readAll().size(), 1000000U);
+
+    Pipe gone;
+    gone.closeReader();
+    OutputQueue output(gone.writer());
+    output.write("nobody reads this");
+    output.flush(seconds(5.0));
+    output.write("nor this");
+    output.flush(seconds(5.0));
+}
+
+TEST(PlainPresenterTest, showsFinishedClausesAndSendsWarningsElsewhere)
+{
+    Pipe out;
+    Pipe err;
+    {
+        OutputQueue output(out.writer());
+        OutputQueue notices(err.writer());
+        PlainPresenter plain(output, notices);
+        plain.caption("original", "unfinished");
+        plain.status(AppModel::StatusKind::live, "● ready");
+        plain.status(AppModel::StatusKind::error, "⚠ no\x1b[2J");
+        plain.status(AppModel::StatusKind::error, "⚠ no\x1b[2J");
+        plain.notice("⚠ no sound"); // the panel's words come before the same status
+        plain.status(AppModel::StatusKind::warning, "no sound");
+        plain.line({"id", {}, AppModel::Direction::listen, "Hello.", "Hola.", "1"});
+        output.flush(seconds(5.0));
+        notices.flush(seconds(5.0));
+    }
+    EXPECT_EQ(out.readAll(), "Speaker 1: Hello.\n  → Hola.\n");
+    EXPECT_EQ(err.readAll(), "⚠ no [2J\n⚠ no sound\n");
+}
+
+TEST(ClauseLogTest, stampsBelongToTheClauseThatWasDelivered)
+{
+    Instant const start{seconds(10.0)};
+    ClauseLog log(AppModel::Direction::listen, start);
+    log.stamp(1, "final", start + seconds(1.0));
+    log.text("One.", "Uno.");
+    log.stamp(1, "delivered", start + seconds(1.5));
+    log.stamp(2, "final", start + seconds(2.0)); // stale: never delivered
+    log.stamp(1, "firstAudio", start + seconds(2.25));
+    log.stamp(1, "firstAudio", start + seconds(9.0));
+    EXPECT_EQ(log.jsonLines(),
+        "{\"direction\":\"listen\",\"seq\":1,\"source\":\"One.\",\"translation\":\"Uno.\","
+        "\"stamps\":{\"final\":1.0,\"delivered\":1.5,\"firstAudio\":2.25}}\n"
+        "{\"direction\":\"listen\",\"seq\":2,\"source\":\"\",\"translation\":\"\",\"stamps\":{\"final\":2.0}}\n");
+}
+
+TEST(SecrecyTest, keysNeverShowButShortOnesDoNotEatWords)
+{
+    Secrecy secrecy;
+    secrecy.add("session-key");
+    secrecy.add("my-own-key");
+    EXPECT_EQ(secrecy.clean("Bad key my-own-key, session-keysession-key!"), "Bad key •••, ••••••!");
+    secrecy.add("my-own-key-whole"); // the one before was typed so far
+    EXPECT_EQ(secrecy.clean("my-own-key-whole, my-own-key"), "•••, •••");
+    secrecy.add("day");
+    EXPECT_EQ(secrecy.clean("Good day."), "Good day.");
+}
+
+} // namespace
