@@ -33,29 +33,32 @@ bool Net::isTransient(Error const& error)
 Task<Result<HttpResponse>> Net::data(HttpRequest request, int retries)
 {
     auto& scheduler = (co_await CurrentScope{}).scheduler();
-    auto const deadline = scheduler.now() + request.timeout;
     for (int attempt = 0;; ++attempt) {
-        request.timeout = deadline - scheduler.now();
         OneShot<Result<HttpResponse>> answer;
         m_network.exchange(
             request, scheduler, [answer](Result<HttpResponse> result) { answer.set(std::move(result)); });
         auto result = co_await answer.take();
         bool const again = result ? result->status >= 500 || result->status == 429 : isTransient(result.error());
-        auto const pause = seconds((attempt + 1) * 0.3);
-        if (!again || attempt >= retries || scheduler.now() + pause >= deadline)
+        if (!again || attempt >= retries)
             co_return result;
-        co_await sleep(pause);
+        co_await sleep(seconds((attempt + 1) * 0.3));
     }
 }
 
-Task<Result<Json>> Net::postJson(std::string url, Json body, Duration timeout, int retries)
+HttpRequest Net::jsonRequest(std::string url, Json const& body, std::optional<std::string> token)
 {
     HttpRequest request;
     request.url = std::move(url);
     request.headers = {{"Content-Type", "application/json"}, {"User-Agent", userAgent()}};
+    if (token)
+        request.headers.emplace_back("Authorization", "Bearer " + *token);
     request.body = jsonText(body);
-    request.timeout = timeout;
-    auto const response = co_await data(std::move(request), retries);
+    return request;
+}
+
+Task<Result<Json>> Net::postJson(std::string url, Json body, int retries)
+{
+    auto const response = co_await data(jsonRequest(std::move(url), body), retries);
     if (!response)
         co_return response.error();
     auto answer = parseJson(response->body);

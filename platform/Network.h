@@ -14,6 +14,7 @@ struct HttpRequest {
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
     Duration timeout = std::chrono::seconds(20); ///< for the whole exchange
+    Duration idleTimeout = std::chrono::seconds(8); ///< longest time in which no byte moves either way
 };
 
 struct HttpResponse {

@@ -11,7 +11,6 @@ namespace lingrelay {
 
 namespace {
 
-constexpr Duration callTimeout = seconds(20.0);
 constexpr Duration tickInterval = seconds(60.0);
 constexpr auto assumedKeyLife = std::chrono::hours(1);
 constexpr auto renewAhead = std::chrono::seconds(600);
@@ -34,7 +33,7 @@ Task<Result<Json>> HostedSession::post(char const* path, Json body)
 {
     if (!m_clientToken.empty())
         body["client_token"] = m_clientToken;
-    co_return co_await m_net.postJson(Hosts::shared().backend + path, std::move(body), callTimeout, 1);
+    co_return co_await m_net.postJson(Hosts::shared().backend + path, std::move(body), 1);
 }
 
 Task<std::optional<HostedSession::Failure>> HostedSession::start()

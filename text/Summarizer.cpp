@@ -23,11 +23,9 @@ std::string lastCharacters(std::string_view text)
 HttpRequest summaryRequest(
     std::string_view text, std::string const& target, std::string const& token, std::string const& style)
 {
-    HttpRequest request;
-    request.url = Hosts::shared().backend + "/v1/summary";
-    request.headers = {{"Content-Type", "application/json"}, {"Authorization", "Bearer " + token}};
-    request.body = jsonText({{"text", lastCharacters(text)}, {"target", target}, {"style", style}});
-    request.timeout = timeout;
+    auto request = Net::jsonRequest(Hosts::shared().backend + "/v1/summary",
+        {{"text", lastCharacters(text)}, {"target", target}, {"style", style}}, token);
+    request.timeout = request.idleTimeout = timeout;
     return request;
 }
 

@@ -11,15 +11,14 @@ namespace lingrelay {
 namespace {
 
 constexpr Duration backendTimeout = seconds(20.0);
-constexpr Duration publicTimeout = seconds(60.0);
+/// The user waits for the text: both roads together take no longer.
+constexpr Duration longestWait = seconds(30.0);
 
 HttpRequest backendRequest(std::string const& text, std::string const& target, std::string const& token)
 {
-    HttpRequest request;
-    request.url = Hosts::shared().backend + "/v1/translate";
-    request.headers = {{"Content-Type", "application/json"}, {"Authorization", "Bearer " + token}};
-    request.body = jsonText({{"texts", {text}}, {"target", target}, {"model", "deepseek"}});
-    request.timeout = backendTimeout;
+    auto request = Net::jsonRequest(Hosts::shared().backend + "/v1/translate",
+        {{"texts", {text}}, {"target", target}, {"model", "deepseek"}}, token);
+    request.timeout = request.idleTimeout = backendTimeout;
     return request;
 }
 
@@ -40,7 +39,6 @@ HttpRequest publicRequest(std::string const& text, std::string const& from, std:
     request.method = "GET";
     request.url = fmt::format("{}/translate_a/single?client=gtx&sl={}&tl={}&dt=t&q={}", Hosts::shared().translate,
         percentEncoded(from.empty() ? "auto" : from), percentEncoded(to), percentEncoded(text));
-    request.timeout = publicTimeout;
     return request;
 }
 
@@ -77,6 +75,8 @@ Task<Result<std::string>> TextTranslator::translate(
     std::string const trimmed(trimWhitespace(text));
     if (trimmed.empty())
         co_return std::string();
+    auto& scheduler = (co_await CurrentScope{}).scheduler();
+    auto const end = scheduler.now() + longestWait;
     auto const hosted = co_await Net::shared().data(backendRequest(trimmed, to, token), 0);
     if (auto translated = viaBackend(hosted); !translated.empty())
         co_return translated;
@@ -84,10 +84,13 @@ Task<Result<std::string>> TextTranslator::translate(
         co_return Error{Error::Kind::other,
             T("Translation failed: this service cannot translate it, and no other is set.",
                 "Dịch thất bại: dịch vụ này không dịch được, và chưa đặt dịch vụ nào khác.")};
-    auto const answer = co_await Net::shared().data(publicRequest(trimmed, from, to), 1);
+    auto const answer
+        = co_await withTimeout(end - scheduler.now(), Net::shared().data(publicRequest(trimmed, from, to), 1));
     if (!answer)
-        co_return answer.error();
-    co_return viaPublicService(*answer);
+        co_return Error{Error::Kind::timedOut, T("The service did not answer in time.", "Dịch vụ không trả lời kịp.")};
+    if (!*answer)
+        co_return answer->error();
+    co_return viaPublicService(**answer);
 }
 
 } // namespace lingrelay

@@ -49,7 +49,9 @@ public:
         , m_done(std::move(done))
         , m_stream(m_parts->context.get_executor(), tls...)
         , m_dial(beast::get_lowest_layer(m_stream), m_url, m_parts->proxies)
-        , m_alarm(m_stream.get_executor(), Clock::now() + request.timeout)
+        , m_alarm(m_stream.get_executor())
+        , m_end(Clock::now() + request.timeout)
+        , m_idleTimeout(request.idleTimeout)
     {
         m_request.method_string(request.method);
         m_request.target(m_url.target.empty() ? "/" : m_url.target);
@@ -70,15 +72,27 @@ public:
 private:
     asio::awaitable<void> run([[maybe_unused]] std::shared_ptr<Exchange> self)
     {
-        m_alarm.async_wait([weak = this->weak_from_this()](error_code code) {
-            if (auto const expired = code ? nullptr : weak.lock())
-                expired->finish(Error{Error::Kind::timedOut, "The server did not answer in time."});
-        });
+        watch();
         auto failed = co_await perform();
         if (failed)
             finish(std::move(*failed));
         else
             finish(response());
+    }
+
+    /// Looks again when nothing can have taken too long before.
+    void watch()
+    {
+        m_alarm.expires_at(std::min(m_end, m_moved + m_idleTimeout));
+        m_alarm.async_wait([weak = this->weak_from_this()](error_code code) {
+            auto const self = code ? nullptr : weak.lock();
+            if (!self || self->m_finished)
+                return;
+            auto const now = Clock::now();
+            if (now < self->m_end && now < self->m_moved + self->m_idleTimeout)
+                return self->watch();
+            self->finish(Error{Error::Kind::timedOut, "The server did not answer in time."});
+        });
     }
 
     asio::awaitable<std::optional<Error>> perform()
@@ -92,12 +106,35 @@ private:
                 co_return failed;
         }
         // A server may answer and close without having read all: its answer counts, not the failed write.
-        auto const [notWritten, written] = co_await http::async_write(m_stream, m_request, token);
-        beast::flat_buffer buffer;
-        auto const [notRead, read] = co_await http::async_read(m_stream, buffer, m_parser, token);
+        auto const notWritten = co_await write();
+        auto const notRead = co_await read();
         if (notRead)
             co_return answerError(notWritten ? notWritten : notRead);
         co_return std::nullopt;
+    }
+
+    asio::awaitable<error_code> write()
+    {
+        http::request_serializer<http::string_body> serializer(m_request);
+        while (!serializer.is_done()) {
+            auto const [code, bytes] = co_await http::async_write_some(m_stream, serializer, token);
+            if (code)
+                co_return code;
+            m_moved = Clock::now();
+        }
+        co_return error_code();
+    }
+
+    asio::awaitable<error_code> read()
+    {
+        beast::flat_buffer buffer;
+        while (!m_parser.is_done()) {
+            auto const [code, bytes] = co_await http::async_read_some(m_stream, buffer, m_parser, token);
+            if (code)
+                co_return code;
+            m_moved = Clock::now();
+        }
+        co_return error_code();
     }
 
     HttpResponse response()
@@ -132,6 +169,9 @@ private:
     Transport m_stream;
     Dial m_dial;
     asio::steady_timer m_alarm;
+    Instant const m_end;
+    Duration const m_idleTimeout;
+    Instant m_moved = Clock::now(); ///< when bytes moved last, or the exchange began
     http::request<http::string_body> m_request;
     http::response_parser<http::string_body> m_parser;
     bool m_finished = false;

@@ -272,7 +272,7 @@ void SimNetwork::exchange(HttpRequest request, Scheduler& scheduler, std::functi
         return;
     }
     SimExchange exchange;
-    auto const timeout = request.timeout;
+    auto const timeout = std::min(request.timeout, request.idleTimeout); // an answer comes whole, after silence
     exchange.m_state = std::make_shared<SimExchange::State>(
         SimExchange::State{m_wire, scheduler, std::move(request), std::move(done), 0});
     exchange.m_state->timeoutTimer = m_wire.startTimer(

@@ -590,13 +590,15 @@ TEST_P(HttpContract, anyStatusIsAResponse)
 TEST_P(HttpContract, slowAnswerTimesOutAndAHugeOneIsRefused)
 {
     server.answerHttp([](auto const&) { return TestServer::HttpAnswer{{200, {}, "late"}, Duration(-1)}; });
-    auto request = post("");
-    request.timeout = 150ms;
-    auto const start = world->scheduler().now();
-    auto const slow = exchange(request);
-    ASSERT_TRUE(slow && !*slow);
-    EXPECT_EQ(slow->error().kind, Error::Kind::timedOut);
-    EXPECT_GE(world->scheduler().now() - start, 140ms);
+    for (auto const limit : {&HttpRequest::timeout, &HttpRequest::idleTimeout}) {
+        auto request = post("");
+        request.*limit = 150ms;
+        auto const start = world->scheduler().now();
+        auto const slow = exchange(request);
+        ASSERT_TRUE(slow && !*slow);
+        EXPECT_EQ(slow->error().kind, Error::Kind::timedOut);
+        EXPECT_GE(world->scheduler().now() - start, 140ms);
+    }
 
     server.answerHttp([](auto const&) { return TestServer::HttpAnswer{{200, {}, std::string((16 << 20) + 1, 'x')}}; });
     auto const huge = exchange(post(""));
@@ -737,6 +739,24 @@ TEST(AsioNetwork, malformedInputIsAnErrorAndNothingElse)
             world.scheduler(), [&](Result<HttpResponse>) { ++results; });
         ASSERT_TRUE(world.until([&] { return results == 1; })) << i;
     }
+}
+
+TEST(AsioNetwork, anAnswerIsWaitedForWhileItsBytesMove)
+{
+    RawServer server([](RawServer::Connection& connection) {
+        connection.readHeader();
+        for (auto const* piece : {"HTTP/1.1 200 OK\r\n", "Content-Length: 2\r\n\r\n", "o", "k"}) {
+            std::this_thread::sleep_for(500ms);
+            connection.write(piece);
+        }
+    });
+    RealWorld world;
+    std::optional<Result<HttpResponse>> answer;
+    HttpRequest request{"GET", fmt::format("http://127.0.0.1:{}/", server.port()), {}, {}};
+    request.idleTimeout = 1500ms;
+    world.network().exchange(request, world.scheduler(), [&](auto result) { answer = std::move(result); });
+    ASSERT_TRUE(world.until([&] { return answer.has_value(); }));
+    EXPECT_TRUE(*answer && (**answer).body == "ok");
 }
 
 TEST(AsioNetwork, malformedFramesEndTheConnection)

@@ -59,8 +59,7 @@ TEST_F(SummarizerTest, asksTheBackendWithTheCallersIdentity)
     ASSERT_EQ(requests.size(), 1U);
     EXPECT_EQ(requests[0].method, "POST");
     EXPECT_EQ(requests[0].url, "http://127.0.0.1:3/v1/summary");
-    using Headers = std::vector<std::pair<std::string, std::string>>;
-    EXPECT_EQ(requests[0].headers, (Headers{{"Content-Type", "application/json"}, {"Authorization", "Bearer caller"}}));
+    EXPECT_EQ(requests[0].headers, Net::jsonRequest("", {}, "caller").headers);
     EXPECT_EQ(sent(), Json({{"text", "Hello there."}, {"target", "vi"}, {"style", "brief"}}));
     answer = HttpResponse{200, {}, R"({"summary":""})"};
     EXPECT_EQ(**summarize("Hello"), "");

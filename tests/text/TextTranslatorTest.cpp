@@ -19,6 +19,8 @@ protected:
             Hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3", "http://127.0.0.1:4"}));
         m_world.network.onExchange = [this](SimExchange const& exchange) {
             requests.push_back(exchange.request());
+            if (silent)
+                return;
             auto const& answer = exchange.request().method == "POST" ? backend : publicService;
             exchange.answer(
                 answer ? Result<HttpResponse>(*answer) : Error{Error::Kind::cannotConnectToHost, "no connection"});
@@ -31,8 +33,9 @@ protected:
     Result<std::string> translate(std::string text, std::string from = "en")
     {
         requests.clear();
+        m_result.reset();
         m_tasks.spawn(run(*this, std::move(text), std::move(from)));
-        m_world.time.advance(seconds(2.0));
+        m_world.time.advanceUntil([&] { return m_result.has_value(); }, seconds(100.0));
         return *m_result;
     }
     static Answer ok(std::string body) { return HttpResponse{200, {}, std::move(body)}; }
@@ -43,6 +46,7 @@ protected:
     std::vector<HttpRequest> requests;
     Answer backend;
     Answer publicService;
+    bool silent = false;
 };
 
 TEST_F(TextTranslatorTest, theBackendIsAskedFirstAndAlone)
@@ -52,8 +56,10 @@ TEST_F(TextTranslatorTest, theBackendIsAskedFirstAndAlone)
     ASSERT_EQ(requests.size(), 1U);
     EXPECT_EQ(requests[0].url, "http://127.0.0.1:3/v1/translate");
     EXPECT_EQ(*parseJson(requests[0].body), Json({{"texts", {"Hello."}}, {"target", "es"}, {"model", "deepseek"}}));
-    EXPECT_EQ(requests[0].headers[1].second, "Bearer caller");
-    EXPECT_EQ(toSeconds(requests[0].timeout), 20);
+    using Headers = std::vector<std::pair<std::string, std::string>>;
+    EXPECT_EQ(requests[0].headers,
+        (Headers{{"Content-Type", "application/json"}, {"User-Agent", Net::userAgent()},
+            {"Authorization", "Bearer caller"}}));
     EXPECT_EQ(*translate(" \t\n"), "");
     EXPECT_TRUE(requests.empty());
 }
@@ -72,6 +78,15 @@ TEST_F(TextTranslatorTest, whatTheBackendDoesNotGiveComesFromThePublicService)
         ASSERT_TRUE(translate("One.", from));
         EXPECT_NE(requests.back().url.find("&sl=auto&"), std::string::npos);
     }
+}
+
+TEST_F(TextTranslatorTest, servicesThatAreSilentHoldTheUserForHalfAMinuteAtMost)
+{
+    silent = true;
+    auto const result = translate("Hello.");
+    EXPECT_EQ(result.error().kind, Error::Kind::timedOut);
+    EXPECT_NEAR(toSeconds(m_world.time.now().time_since_epoch()), 30, 0.1);
+    EXPECT_EQ(requests.size(), 3U) << "the public service is asked anew after 8 s";
 }
 
 TEST_F(TextTranslatorTest, onlyFailuresOfThePublicServiceAreTold)
