@@ -2,13 +2,13 @@
 
 #include "app/WindowShell.h"
 #include "audio/AudioCapture.h"
+#include "audio/EchoGuard.h"
 #include "audio/MicCapture.h"
 #include "base/Log.h"
 #include "base/Registry.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "core/AppDelegate.h"
-#include "audio/EchoGuard.h"
 #include "core/FarEndEcho.h"
 #include "desktop/FloatingCaptions.h"
 #include "desktop/StatusMenu.h"
@@ -363,11 +363,11 @@ void Program::Parts::begin()
     mic = std::make_unique<MicCapture>(machine.inputs, main);
     muter = std::make_unique<AudioMuter>(machine.muter);
     driver = std::make_unique<DriverInstaller>(machine.virtualMicrophone);
+    auto const clean = [secrecy = secrecy](std::string text) { return secrecy->clean(std::move(text)); };
     app = AppDelegate::create({main, {network, *listenStream, *listenPipeline, *background, machine.outputs},
         {network, *speakStream, *speakPipeline, *background, machine.outputs}, *capture, *mic, *muter, machine.devices,
-        *driver, *captions, shell, key, workspace});
-    app->clean = [secrecy = secrecy](std::string text) { return secrecy->clean(std::move(text)); };
-    view->setHosted(*hosted, app->clean);
+        *driver, *captions, shell, key, workspace, clean});
+    view->setHosted(*hosted, clean);
     shell.ignoreNextShow();
     app->applicationDidFinishLaunching();
     auto& model = AppModel::shared();

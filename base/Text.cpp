@@ -67,6 +67,20 @@ bool takesNext(std::string_view text)
     return point == 0x200D || u_getIntPropertyValue(point, UCHAR_GRAPHEME_CLUSTER_BREAK) == U_GCB_PREPEND;
 }
 
+/// Ends of the parts of a text that an iterator of ICU finds, the text's own end included.
+std::vector<std::size_t> boundariesOf(std::string_view text, icu::BreakIterator& iterator)
+{
+    std::vector<std::size_t> ends;
+    UErrorCode status = U_ZERO_ERROR;
+    UText source = UTEXT_INITIALIZER;
+    utext_openUTF8(&source, text.data(), static_cast<std::int64_t>(text.size()), &status);
+    iterator.setText(&source, status);
+    for (auto end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next())
+        ends.push_back(static_cast<std::size_t>(end));
+    utext_close(&source);
+    return ends;
+}
+
 constexpr std::size_t longestEntry = 0xFFFF;
 
 } // namespace
@@ -220,6 +234,37 @@ void CharacterText::keepLast(std::size_t limit)
         m_lengths.erase(m_lengths.begin(), m_lengths.begin() + static_cast<std::ptrdiff_t>(m_first));
         m_start = m_first = 0;
     }
+}
+
+std::vector<std::string> piecesOf(std::string_view text, std::size_t most)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    auto const root = icu::Locale::getRoot();
+    std::unique_ptr<icu::BreakIterator> const sentences(icu::BreakIterator::createSentenceInstance(root, status));
+    std::unique_ptr<icu::BreakIterator> const words(icu::BreakIterator::createLineInstance(root, status));
+    std::vector<std::string> pieces;
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    auto const cut = [&] {
+        if (auto const piece = trimWhitespace(text.substr(begin, end - begin)); !piece.empty())
+            pieces.emplace_back(piece);
+        begin = end;
+    };
+    for (auto const sentence : boundariesOf(text, *sentences)) {
+        if (sentence - begin > most)
+            cut();
+        if (sentence - begin > most) {
+            auto const first = begin;
+            for (auto const word : boundariesOf(text.substr(first, sentence - first), *words)) {
+                if (first + word - begin > most)
+                    cut();
+                end = first + word;
+            }
+        }
+        end = sentence;
+    }
+    cut();
+    return pieces;
 }
 
 } // namespace lingrelay

@@ -23,6 +23,10 @@ std::size_t characterCount(std::string_view text);
 /// Lower-case words: runs of letters, marks and digits in the Unicode sense.
 std::vector<std::string> wordsOf(std::string_view text);
 
+/// The text cut into pieces of at most `most` bytes, at sentence ends where there are any, else between words. The
+/// pieces are trimmed of white space and none is empty; a word longer than that stays whole.
+std::vector<std::string> piecesOf(std::string_view text, std::size_t most);
+
 /// Text that knows its characters: appending costs what is appended, not what is there.
 class CharacterText {
 public:

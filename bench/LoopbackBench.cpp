@@ -49,10 +49,10 @@ std::string previewMessage()
 struct EngineAndPeer {
     EngineAndPeer()
     {
-        engine->onCaption = [this](std::string const& kind, std::string const&) {
-            if (kind == "translation")
+        engine->onCaption.connect([this](CaptionKind kind, std::string const&) {
+            if (kind == CaptionKind::translation)
                 captions.add();
-        };
+        });
         engine->start(LiveEngine::settings());
         peer = server.accept();
         readMessage(*peer); // the configuration

@@ -1,9 +1,8 @@
 #include "core/AppDelegate.h"
 
-#include "base/Log.h"
+#include "audio/EchoGuard.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
-#include "audio/EchoGuard.h"
 
 namespace lingrelay {
 
@@ -14,38 +13,41 @@ void AppDelegate::startFromUI()
     if (m_running || m_starting)
         return;
     if (m_settings.mode != Mode::speak && !m_services.workspace.mayHearSystemAudio()) {
-        m_model.statusKind = Kind::warning;
-        m_model.status = T("Screen recording permission needed", "Cần quyền thu âm màn hình");
+        m_status.say(T("Screen recording permission needed", "Cần quyền thu âm màn hình"), Kind::warning);
         m_model.needsPermissions = true;
         return;
     }
-    ensureDriverIfNeeded();
+    m_driverOffer.askIfMissed(m_settings);
     if (m_running || m_starting || m_quitting) // begun elsewhere, or ended, while the question was open
         return;
     if (Secrets::byokActive())
         return beginRun();
-    publishStatus(T("Connecting…", "Đang kết nối…"), Kind::connecting);
     m_starting = true;
+    m_status.say(T("Connecting…", "Đang kết nối…"), Kind::connecting);
     m_tasks.spawn(startHosted());
 }
 
 Task<void> AppDelegate::startHosted()
 {
-    auto failure = co_await HostedSession::shared().start();
+    auto taken = co_await m_lease.take();
     m_starting = false;
-    if (!failure) {
+    if (m_quitting)
+        co_return;
+    if (auto* hold = std::get_if<HostedLease::Hold>(&taken)) {
+        m_session = std::move(*hold);
         beginRun();
         co_return;
     }
-    if (failure->code == "at_capacity")
-        failure->message = T("All translation slots are busy. Try again in a moment.",
+    auto failure = std::get<HostedSession::Failure>(taken);
+    if (failure.code == "at_capacity")
+        failure.message = T("All translation slots are busy. Try again in a moment.",
             "Hệ thống đang bận hết chỗ. Vui lòng thử lại sau ít phút.");
-    auto const message = clean(failure->message);
-    publishStatus(message, Kind::warning);
+    auto const message = m_services.clean(failure.message);
+    m_status.say(message, Kind::warning);
     m_services.overlay.showStatus("⚠ " + message);
     showPanel();
     if (onRefused)
-        onRefused(*failure);
+        onRefused(failure);
 }
 
 void AppDelegate::beginRun()
@@ -56,11 +58,10 @@ void AppDelegate::beginRun()
     m_services.overlay.showStatus(L10n::t("running"));
     showPanel();
     applyMode();
-    configurePushToTalk();
+    m_talkKey.configure(m_settings);
     m_services.shell.buildMenu();
     publishRunState();
-    if (auto const error = beginJournal())
-        Log::write("[journal] {}", error->message);
+    m_keeping.begin();
 }
 
 void AppDelegate::applyMode()
@@ -77,7 +78,7 @@ void AppDelegate::applyMode()
 
 void AppDelegate::startListen()
 {
-    protectListener();
+    m_routing.beginListening();
     m_services.capture.start();
     m_listenEngine->start(listenRecord());
     if (m_settings.muteOriginal)
@@ -90,16 +91,13 @@ void AppDelegate::stopListen()
     m_services.capture.stop();
     m_services.muter.stop();
     m_listenEngine->stop();
+    m_status.end(StatusLine::Trouble::systemAudio);
     m_listenActive = false;
 }
 
 void AppDelegate::startSpeak()
 {
-    auto const inputs = m_services.devices.inputs();
-    routeSpeech(m_services.devices.outputs());
-    auto const realMic = resolveRealMic(inputs);
-    m_services.mic.setInputDevice(realMic);
-    routeMic(inputs, realMic);
+    m_routing.beginSpeaking();
     m_services.mic.start();
     m_speakEngine->start(m_settings.speakRecord());
     m_speakActive = true;
@@ -109,7 +107,8 @@ void AppDelegate::stopSpeak()
 {
     m_services.mic.stop();
     m_speakEngine->stop();
-    restoreDefaultInput();
+    m_routing.endSpeaking();
+    m_status.end(StatusLine::Trouble::microphone);
     m_speakActive = false;
 }
 
@@ -118,20 +117,17 @@ void AppDelegate::stopFromUI()
     if (!m_running)
         return;
     m_running = false;
-    HostedSession::shared().end();
-    auto const problem = archiveSession(); // before the start time is cleared
-    m_engineStatus = {};
-    m_soundTrouble.clear();
-    m_keepingTrouble.clear();
-    m_services.ptt.stop();
-    m_services.mic.setMuted(false);
+    m_session = {};
+    bool const kept = m_keeping.end(); // before the start time is cleared
+    m_talkKey.stop();
     if (m_listenActive)
         stopListen();
     if (m_speakActive)
         stopSpeak();
     m_services.shell.buildMenu();
     publishRunState();
-    publishStatus(problem ? notSaved(*problem) : "", problem ? Kind::error : Kind::idle);
+    m_status.forgetStreams();
+    m_status.say(kept ? "" : *m_model.banner, kept ? Kind::idle : Kind::error);
 }
 
 void AppDelegate::providerReplaced()
@@ -142,16 +138,23 @@ void AppDelegate::providerReplaced()
 
 Task<void> AppDelegate::joinAgain()
 {
-    auto failure = co_await HostedSession::shared().start();
-    if (!m_running) {
-        if (!failure && !m_starting)
-            HostedSession::shared().end();
+    auto const failure = co_await m_lease.renew();
+    if (!m_running)
         co_return;
-    }
     if (failure)
-        publishStatus(clean(failure->message), Kind::error);
+        m_status.say(m_services.clean(failure->message), Kind::error);
     else
         restartStreamsForContext();
+}
+
+void AppDelegate::serviceTimeIsOver()
+{
+    stopFromUI();
+    auto const message = T("Your service time has run out.", "Bạn đã dùng hết thời gian dịch vụ.");
+    m_status.say(message, Kind::warning);
+    m_services.overlay.showStatus("⏱ " + message);
+    if (onExhausted)
+        onExhausted(message);
 }
 
 void AppDelegate::restartStreamsForContext()
@@ -161,7 +164,7 @@ void AppDelegate::restartStreamsForContext()
         m_listenEngine->start(listenRecord());
     if (m_speakActive)
         m_speakEngine->start(m_settings.speakRecord());
-    describeSession();
+    m_keeping.describe();
 }
 
 void AppDelegate::applyFromUI()
@@ -181,7 +184,7 @@ void AppDelegate::applyFromUI()
     if (!m_settings.showOverlay)
         m_services.overlay.orderOut();
     m_services.shell.buildMenu();
-    describeSession();
+    m_keeping.describe();
 }
 
 void AppDelegate::applyPreset(Preset preset)
@@ -190,28 +193,44 @@ void AppDelegate::applyPreset(Preset preset)
     m_settings.save();
     m_model.settings = m_settings;
     adoptLanguageAndGuard();
-    auto const device
-        = preset == Preset::videoCall ? AudioDevices::virtualDevice(m_services.devices.outputs()) : std::nullopt;
-    m_speakDevice = device;
-    m_speakEngine->player().moveTo(device ? std::optional(device->id) : std::nullopt);
-    m_ttsDevice.reset();
-    m_listenEngine->player().moveTo({});
+    m_routing.adoptPreset(preset);
     if (m_running) {
         if (m_listenActive)
             stopListen();
         if (m_speakActive)
             stopSpeak();
         applyMode();
-        configurePushToTalk();
+        m_talkKey.configure(m_settings);
     }
-    refreshDeviceLists();
+    m_routing.publish();
     m_services.shell.buildMenu();
     m_services.overlay.showStatus(preset == Preset::videoCall
             ? T("Now pick “Lingrelay” as the microphone inside Meet / Zoom / Zalo",
                 "Giờ vào Meet / Zoom / Zalo chọn micro là “Lingrelay”")
             : title(preset));
     showPanel();
-    describeSession();
+    m_keeping.describe();
+}
+
+void AppDelegate::setMicDevice(Routing::Device device)
+{
+    m_routing.pickMic(device);
+    m_routing.publish();
+    m_services.shell.buildMenu();
+}
+
+void AppDelegate::setListenDevice(Routing::Device device)
+{
+    m_routing.pickListenOutput(device);
+    m_routing.publish();
+    m_services.shell.buildMenu();
+}
+
+void AppDelegate::setSpeakDevice(Routing::Device device)
+{
+    m_routing.pickSpeakOutput(device);
+    m_routing.publish();
+    m_services.shell.buildMenu();
 }
 
 void AppDelegate::adoptLanguageAndGuard()
@@ -220,32 +239,12 @@ void AppDelegate::adoptLanguageAndGuard()
     EchoGuard::shared().setEnabled(m_settings.echoGuard);
 }
 
-void AppDelegate::configurePushToTalk()
-{
-    auto& ptt = m_services.ptt;
-    ptt.setKey(m_settings.pushToTalkKey);
-    ptt.onChange = [weak = weak_from_this()](bool pressed) {
-        auto const self = weak.lock();
-        if (!self)
-            return;
-        self->m_model.talking = pressed;
-        self->m_services.mic.setMuted(!pressed);
-        self->m_services.overlay.showStatus(
-            pressed ? T("● speaking", "● đang nói") : T("push to talk", "giữ phím để nói"));
-    };
-    ptt.stop();
-    bool const gated = m_settings.pushToTalk && ptt.available() && m_running && m_settings.mode != Mode::listen;
-    if (gated)
-        ptt.start();
-    m_services.mic.setMuted(gated);
-    m_model.talking = !gated;
-}
-
 void AppDelegate::publishRunState()
 {
     m_model.running = m_running;
     m_model.settings = m_settings;
     if (m_running && !*m_model.startedAt) {
+        m_startedAt = m_services.main.now();
         m_model.startedAt = m_services.main.date();
         m_model.elapsed = 0;
     }
@@ -253,15 +252,7 @@ void AppDelegate::publishRunState()
         m_model.startedAt = std::nullopt;
         m_model.elapsed = 0;
     }
-    refreshDeviceLists();
-}
-
-void AppDelegate::publishStatus(std::string const& text, Kind kind)
-{
-    onMain([text, kind](AppDelegate& self) {
-        self.m_model.status = text;
-        self.m_model.statusKind = kind;
-    });
+    m_routing.publish();
 }
 
 void AppDelegate::showPanel()

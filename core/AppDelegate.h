@@ -1,21 +1,17 @@
 #pragma once
 
 #include "audio/AudioMuter.h"
-#include "audio/AudioSource.h"
-#include "audio/DriverInstaller.h"
 #include "audio/Meter.h"
+#include "core/DriverOffer.h"
 #include "core/Engine.h"
-#include "model/AppModel.h"
-#include "desktop/AppShell.h"
-#include "desktop/OverlayWindow.h"
-#include "desktop/PushToTalk.h"
-#include "platform/AudioDevices.h"
+#include "core/HostedLease.h"
+#include "core/Keeping.h"
+#include "core/OneShots.h"
+#include "core/Routing.h"
+#include "core/StatusLine.h"
+#include "core/TalkKey.h"
 #include "platform/Workspace.h"
-#include "sessions/Journal.h"
-#include "sessions/SessionStore.h"
-#include "speech/HostedSession.h"
 
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -23,10 +19,12 @@
 
 namespace lingrelay {
 
-/// The application object and the session controller: brings directions up and down, wires sound, text and status to
-/// the model and the captions panel, and gives back what it changed.
+/// The application object and the session controller: brings directions up and down, and passes news between sources,
+/// engines, the model and the captions panel. What it decides by subject lies behind it: devices in Routing, the
+/// hosted session in HostedLease, journal and archive in Keeping, the status in StatusLine, the hold key in TalkKey,
+/// one-time features in OneShots.
 ///
-/// Main, but for the callbacks that it puts into sources and engines. Made by `create`; what `Services` refers to and
+/// Main, but for the listeners that it puts into sources and engines. Made by `create`; what `Services` refers to and
 /// the shared objects outlive it. Before it dies: `shutdown`, then wait until it is `idle`.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 public:
@@ -43,6 +41,8 @@ public:
         AppShell& shell;
         PushToTalk& ptt;
         Workspace& workspace;
+        /// Takes secrets out of what services say, before anybody sees or keeps it; any thread.
+        std::function<std::string(std::string)> clean = [](std::string text) { return text; };
     };
 
     static std::shared_ptr<AppDelegate> create(Services services);
@@ -51,7 +51,7 @@ public:
     /// Wires everything; once, before all else. Starts no session.
     void applicationDidFinishLaunching();
     void applicationShouldHandleReopen() { m_services.shell.showMainWindow(); }
-    void applicationWillTerminate() { restoreDefaultInput(); }
+    void applicationWillTerminate() { m_routing.restoreDefaultInput(); }
     bool applicationShouldTerminate();
     void quitNow();
     void restartApp();
@@ -69,59 +69,49 @@ public:
     /// Gives the active profile to new streams; capture and queued speech go on.
     void restartStreamsForContext();
 
-    void refreshDeviceLists();
-    void setMicDevice(std::optional<std::uint32_t> device);
-    void setListenDevice(std::optional<std::uint32_t> device);
-    void setSpeakDevice(std::optional<std::uint32_t> device);
-    void selectLingrelayOutput();
-
-    /// What happens to a line when the user and the other side speak the same language.
-    enum class OneLanguage { translated, asItIs };
-    /// Speaks a line of the user's, translated, where the other side hears it; logged and captioned.
-    void typeToSpeak(std::string text, OneLanguage oneLanguage);
-    /// Speaks the last line again where only the user hears it, or both do who share one machine.
-    void replayLast();
-    /// A recap of what was said in the last `span`, into the model's `quickSummary`.
-    void summarizeRecent(Duration span);
-    /// Speaks a sentence where the translation will go. `done` is called in every case.
-    void testVoice(std::function<void()> done);
+    void refreshDeviceLists() { m_routing.publish(); }
+    void setMicDevice(Routing::Device device);
+    void setListenDevice(Routing::Device device);
+    void setSpeakDevice(Routing::Device device);
 
     bool running() const { return m_running; }
     Engine& listenEngine() { return *m_listenEngine; }
     Engine& speakEngine() { return *m_speakEngine; }
-
-    /// Takes secrets out of what services say, before anybody sees or keeps it; any thread.
-    std::function<std::string(std::string)> clean = [](std::string text) { return text; };
+    OneShots& oneShots() { return m_oneShots; }
+    Keeping& keeping() { return m_keeping; }
 
     /// For a program without a window, which must tell how a session went; main, and set before the first start.
     std::function<void(HostedSession::Failure const& failure)> onRefused;
     std::function<void(std::string const& message)> onExhausted; ///< the session has been stopped
-    /// A session that was not empty, and its file or why there is none.
-    std::function<void(SessionStore::Session const& session, Result<std::filesystem::path> const& file)> onArchived;
 
-    /// Cancels what waits for the backend.
+    /// Cancels what is done once and what waits for the backend; a hosted session that is just being opened is still
+    /// given back.
     void shutdown();
-    bool idle() const { return m_tasks.running() == 0; }
+    bool idle() const { return m_tasks.running() == 0 && m_oneShots.idle() && m_lease.idle(); }
+    /// The backend gets no more time.
+    void abandonBackend() { m_lease.shutdown(); }
 
 private:
     using Kind = AppModel::StatusKind;
+    using Direction = AppModel::Direction;
 
     explicit AppDelegate(Services services);
 
     void wireSources();
-    void wireEngine(Engine& engine, AppModel::Direction direction);
-    void caption(AppModel::Direction direction, std::string const& kind, std::string const& text);
+    void wireEngine(Engine& engine, Direction direction);
     void installCommands();
     void startTicking();
-    void startAppWatcher();
-    void onMain(std::function<void(AppDelegate&)> job);
+    void watchFrontApplication();
+    void serviceTimeIsOver();
 
-    void publishRunState();
-    void publishStatus(std::string const& text, AppModel::StatusKind kind);
-    void showEngineStatus(std::string const& kind, std::optional<std::string> const& message);
-    void tellTrouble(std::string& trouble, std::string const& message);
-    void troubleIsOver(std::string& trouble);
-    void showPanel();
+    void caption(Direction direction, CaptionKind kind, std::string const& text);
+    void line(
+        Direction direction, std::string const& source, std::string const& translation, std::string const& speaker);
+    void showEngineStatus(Engine::Status status, std::optional<std::string> const& message);
+    void troubleBegins(StatusLine::Trouble trouble, std::string const& message, StatusLine::Place place);
+    void troubleIsOver(StatusLine::Trouble trouble);
+    /// Runs a job on main unless the controller is gone by then; any thread.
+    void onMain(std::function<void(AppDelegate&)> job);
 
     Task<void> startHosted();
     Task<void> joinAgain();
@@ -132,69 +122,35 @@ private:
     void stopSpeak();
     AppSettings listenRecord() const { return m_settings.listenRecord(AudioSource::sampleRate); }
     void adoptLanguageAndGuard();
-    void configurePushToTalk();
-
-    void protectListener();
-    void routeSpeech(std::vector<AudioDevice> const& outputs);
-    void routeMic(std::vector<AudioDevice> const& inputs, std::optional<std::uint32_t> realMic);
-    std::optional<std::uint32_t> resolveRealMic(std::vector<AudioDevice> const& inputs) const;
-    void restoreDefaultInput();
-    void ensureDriverIfNeeded();
-    bool installDriver();
-
-    Task<void> speakTyped(std::string text, OneLanguage oneLanguage);
-    Task<void> speakTest(std::function<void()> done);
-    Task<void> recap(std::string text);
-    struct OneShotSpeech {
-        std::string text;
-        std::string language;
-        Kind failureKind = Kind::warning;
-        std::string failurePrefix{};
-    };
-    Task<void> speakOnce(OneShotSpeech speech, Engine& engine);
-    Task<void> stream(OneShotSpeech speech, std::weak_ptr<Engine> engine);
-
-    SessionStore::Session session() const;
-    static std::string notSaved(Error const& error);
-    std::optional<Error> beginJournal();
-    void describeSession();
-    void keepTranscript(std::vector<AppModel::Line> const& lines);
-    std::optional<Error> archiveSession();
+    void publishRunState();
+    void showPanel();
 
     Services m_services;
     AppModel& m_model;
+    AppSettings m_settings;
     std::shared_ptr<Engine> m_listenEngine;
     std::shared_ptr<Engine> m_speakEngine;
-    AppSettings m_settings;
-    bool m_starting = false;
+
+    StatusLine m_status;
+    Routing m_routing;
+    DriverOffer m_driverOffer;
+    TalkKey m_talkKey;
+    Keeping m_keeping;
+    HostedLease m_lease;
+    OneShots m_oneShots;
+
+    bool m_starting = false; ///< a start waits for the backend
     bool m_quitting = false;
-    int m_typed = 0; ///< lines that are being translated and spoken
-    int m_oneShots = 0; ///< that are being spoken
-    bool m_oneShotSession = false; ///< opened for them alone
-    bool m_oneShotOpens = false; ///< that session, at this moment
-    Event m_oneShotOpened;
     bool m_running = false;
     bool m_listenActive = false;
     bool m_speakActive = false;
-    std::optional<AudioDevice> m_ttsDevice; ///< the user's picks; nothing means automatic
-    std::optional<AudioDevice> m_speakDevice;
-    std::optional<AudioDevice> m_micDevice;
-    std::optional<std::uint32_t> m_savedDefaultInput;
-    bool m_didSwitchInput = false;
+    HostedLease::Hold m_session; ///< of the running session
+    Instant m_startedAt; ///< of the running session, on the clock that never jumps
     Meter m_micMeter; ///< on the microphone's thread
     Meter m_sysMeter; ///< on the capture's thread
-    std::unique_ptr<Journal> m_journal; ///< of the running session; none when its file could not be made yet
-    struct EngineStatus {
-        std::string text;
-        Kind kind = Kind::idle;
-    };
-    EngineStatus m_engineStatus; ///< what the streams said last
-    std::string m_soundTrouble; ///< that stands in the status, or stood there last; empty when it is over
-    std::string m_keepingTrouble; ///< likewise
     Subscription m_transcriptWatch;
     std::shared_ptr<void> m_appWatch;
     Scheduler::TimerId m_tick = 0;
-    Scheduler::TimerId m_driverTimer = 0;
     TaskGroup m_tasks;
 };
 

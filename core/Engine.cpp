@@ -1,6 +1,7 @@
 #include "core/Engine.h"
 
 #include "base/Log.h"
+#include "base/async/Lifetime.h"
 #include "config/L10n.h"
 #include "core/FarEndEcho.h"
 
@@ -48,7 +49,7 @@ void Engine::start(AppSettings settings)
     auto const stream = makeStream(*record);
     stream->connect();
     m_stt.store(stream);
-    report("ready");
+    onStatus(Status::ready, {});
     if (!record->tts)
         return;
     for (auto const& language : {record->targetLang, record->twoWay() ? record->sourceLang : std::string()}) {
@@ -74,61 +75,47 @@ std::shared_ptr<SonioxStream> Engine::makeStream(AppSettings const& settings)
 
 void Engine::wireStream(SonioxStream& stream)
 {
-    auto const weak = weak_from_this();
-    stream.onOriginal = [weak](std::string const& text, bool isFinal) {
-        auto const self = weak.lock();
-        if (!self)
-            return;
-        if (self->onCaption)
-            self->onCaption("original", text);
+    auto const self = weak_from_this();
+    stream.onOriginal = whileAlive(self, [](Engine& engine, std::string const& text, bool isFinal) {
+        engine.onCaption(CaptionKind::original, text);
         if (!isFinal)
             return;
-        self->m_lastSource = text;
-        if (self->tag == "listen")
+        engine.m_lastSource = text;
+        if (!engine.speaks())
             FarEndEcho::shared().note(text);
-    };
-    stream.onTranslation = [weak](std::string const& text, bool isFinal) {
-        auto const self = weak.lock();
-        if (!self)
-            return;
-        auto const run = self->m_run.load();
+    });
+    stream.onTranslation = whileAlive(self, [](Engine& engine, std::string const& text, bool isFinal) {
+        auto const run = engine.m_run.load();
         if (isFinal)
-            return self->deliver(text, self->nextSeq(), run);
-        if (self->onCaption)
-            self->onCaption("translation", text);
-        if (self->settings()->tts)
-            self->warm(self->clauseLanguage());
-    };
-    stream.onError = [weak](std::string const& message) {
+            return engine.deliver(text, engine.nextSeq(), run);
+        engine.onCaption(CaptionKind::translation, text);
+        if (engine.settings()->tts)
+            engine.warm(engine.clauseLanguage());
+    });
+    stream.onError = whileAlive(self, [](Engine& engine, std::string const& message) {
         Log::write("[stt] ERROR {}", message);
-        if (auto const self = weak.lock())
-            self->report("error", message);
-    };
-    stream.onReconnecting = [weak] {
+        engine.onStatus(Status::error, message);
+    });
+    stream.onReconnecting = whileAlive(self, [](Engine& engine) {
         Log::write("[stt] RECONNECTING");
-        if (auto const self = weak.lock())
-            self->report("reconnecting");
-    };
-    stream.onReconnected = [weak] {
+        engine.onStatus(Status::reconnecting, {});
+    });
+    stream.onReconnected = whileAlive(self, [](Engine& engine) {
         Log::write("[stt] RECONNECTED");
-        if (auto const self = weak.lock())
-            self->report("ready");
-    };
-    stream.onProgress = [weak](SonioxStream::Progress const& progress) {
-        auto const self = weak.lock();
-        if (self && self->onProgress)
-            self->onProgress(progress);
-    };
-    stream.onFinished = [weak] {
-        auto const self = weak.lock();
-        if (self && self->onFinished)
-            self->onFinished();
-    };
-    stream.onDead = [weak] {
-        auto const self = weak.lock();
-        if (self && self->onFailed)
-            self->onFailed();
-    };
+        engine.onStatus(Status::ready, {});
+    });
+    stream.onProgress = whileAlive(self, [](Engine& engine, SonioxStream::Progress const& progress) {
+        if (engine.onProgress)
+            engine.onProgress(progress);
+    });
+    stream.onFinished = whileAlive(self, [](Engine& engine) {
+        if (engine.onFinished)
+            engine.onFinished();
+    });
+    stream.onDead = whileAlive(self, [](Engine& engine) {
+        if (engine.onFailed)
+            engine.onFailed();
+    });
 }
 
 void Engine::deliver(std::string const& text, int seq, int run)
@@ -142,11 +129,9 @@ void Engine::deliver(std::string const& text, int seq, int run)
         m_lastSource.clear();
         return;
     }
-    if (onCaption)
-        onCaption("translation", text);
+    onCaption(CaptionKind::translation, text);
     auto const stt = m_stt.load();
-    if (onLine)
-        onLine(m_lastSource, text, stt ? stt->lastSpeaker() : "");
+    onLine(m_lastSource, text, stt ? stt->lastSpeaker() : std::string());
     m_lastSourceForPolish = std::exchange(m_lastSource, {});
     trace(seq, "delivered");
     auto const settings = this->settings();
@@ -223,7 +208,7 @@ TTSPipeline::Callbacks Engine::pipelineCallbacks()
     };
     callbacks.onError = [weak](std::string const& message) {
         if (auto const self = weak.lock())
-            self->report("error", T("Voice: ", "Giọng nói: ") + message);
+            self->onStatus(Status::error, T("Voice: ", "Giọng nói: ") + message);
     };
     callbacks.streaming = [weak](bool streaming) {
         if (auto const self = weak.lock())
@@ -294,12 +279,6 @@ std::string Engine::lastSpokenLanguage() const
 {
     std::lock_guard const lock(m_mutex);
     return m_lastSpokenLanguage;
-}
-
-void Engine::report(std::string const& kind, std::optional<std::string> const& message)
-{
-    if (onStatus)
-        onStatus(kind, message);
 }
 
 void Engine::trace(int seq, std::string_view hop) const

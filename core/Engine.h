@@ -1,7 +1,9 @@
 #pragma once
 
 #include "base/AtomicShared.h"
+#include "base/Signal.h"
 #include "config/AppSettings.h"
+#include "model/CaptionKind.h"
 #include "model/ContextProfile.h"
 #include "speech/ClauseTrace.h"
 #include "speech/SonioxStream.h"
@@ -44,12 +46,14 @@ public:
     /// Captions and lines only, whatever the settings say; set once, before the first start.
     bool voiceless = false;
 
-    /// kind "original" or "translation"; on the stream scheduler.
-    std::function<void(std::string const& kind, std::string const& text)> onCaption;
-    /// One finished transcript line; on the stream scheduler.
-    std::function<void(std::string const& source, std::string const& translation, std::string const& speaker)> onLine;
-    /// kind "ready", "reconnecting" or "error"; on the stream scheduler, the pipeline's, or the caller's of `start`.
-    std::function<void(std::string const& kind, std::optional<std::string> const& message)> onStatus;
+    enum class Status { ready, reconnecting, error };
+
+    /// An original or a translation, unfinished or finished; on the stream scheduler.
+    Signal<CaptionKind, std::string const&> onCaption;
+    /// One finished transcript line: source, translation, speaker; on the stream scheduler.
+    Signal<std::string const&, std::string const&, std::string const&> onLine;
+    /// With an error comes what went wrong; on the stream scheduler, the pipeline's, or the caller's of `start`.
+    Signal<Status, std::optional<std::string> const&> onStatus;
     /// The first sound of a clause was handed to the player and will be heard in `delay`; on the pipeline scheduler.
     std::function<void(TTSPipeline::Job const& job, Duration delay)> onSpeech;
     /// What the provider says of its progress; on the stream scheduler.
@@ -103,7 +107,6 @@ private:
     void feed(std::string const& pcm, bool dropOld);
     std::string clauseLanguage() const;
     bool speaks() const { return tag == "speak"; }
-    void report(std::string const& kind, std::optional<std::string> const& message = {});
     void trace(int seq, std::string_view hop) const;
     int nextSeq();
     bool claimIfFresh(int seq);

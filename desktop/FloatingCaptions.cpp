@@ -69,10 +69,23 @@ void FloatingCaptions::resetPlace()
     frameChanged();
 }
 
-void FloatingCaptions::update(std::string const& kind, std::string const& text)
+std::string& FloatingCaptions::full(CaptionKind kind)
+{
+    switch (kind) {
+    case CaptionKind::original:
+        return m_fullOriginal;
+    case CaptionKind::translation:
+        break;
+    case CaptionKind::speak:
+        return m_fullSpeak;
+    }
+    return m_fullTranslation;
+}
+
+void FloatingCaptions::update(CaptionKind kind, std::string const& text)
 {
     onMain([this, kind, text] {
-        (kind == "original" ? m_fullOriginal : kind == "speak" ? m_fullSpeak : m_fullTranslation) = text;
+        full(kind) = text;
         retrim();
         orderFrontRegardless();
         clearLater();

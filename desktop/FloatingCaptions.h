@@ -34,7 +34,7 @@ public:
     FloatingCaptions(Scheduler& main, PanelWindow& window);
     ~FloatingCaptions() override;
 
-    void update(std::string const& kind, std::string const& text) override;
+    void update(CaptionKind kind, std::string const& text) override;
     void showStatus(std::string const& text) override;
     void orderFrontRegardless() override { m_window.show(); }
     void orderOut() override { m_window.hide(); }
@@ -46,6 +46,7 @@ public:
 
 private:
     void onMain(std::function<void()> job);
+    std::string& full(CaptionKind kind);
     void place();
     void frameChanged();
     void retrim();

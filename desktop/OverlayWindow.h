@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/CaptionKind.h"
+
 #include <string>
 
 namespace lingrelay {
@@ -9,8 +11,8 @@ class OverlayWindow {
 public:
     virtual ~OverlayWindow() = default;
 
-    /// kind "original", "speak", or anything else for the translation; shows the panel. Any thread.
-    virtual void update(std::string const& kind, std::string const& text) = 0;
+    /// Shows the panel. Any thread.
+    virtual void update(CaptionKind kind, std::string const& text) = 0;
     /// The status row; does not show a hidden panel. Any thread.
     virtual void showStatus(std::string const& text) = 0;
     virtual void orderFrontRegardless() = 0; ///< main

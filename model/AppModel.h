@@ -50,7 +50,9 @@ public:
         std::function<void()> detectContext = [] {};
         std::function<void()> restartApp = [] {};
         std::function<void()> adoptKey = [] {}; ///< the user has entered a key of their own, or removed it
-        std::function<void(std::string const& text)> typeToSpeak = [](std::string const&) {};
+        /// `done` is called once, with what of the text could not be spoken.
+        std::function<void(std::string const& text, std::function<void(std::string const& unspoken)> done)> typeToSpeak
+            = [](std::string const& text, auto const& done) { done(text); };
         std::function<void()> replayLast = [] {};
         std::function<void()> summarizeRecent = [] {};
         std::function<void(Preset)> applyPreset = [](Preset) {};
@@ -63,6 +65,7 @@ public:
     Observable<bool> running{false};
     Observable<std::string> status;
     Observable<StatusKind> statusKind{StatusKind::idle};
+    Observable<std::string> banner; ///< a trouble that stands, whatever the status says meanwhile; empty without one
     Observable<std::optional<Date>> startedAt;
     Observable<double> elapsed{0.0}; ///< seconds since `startedAt`
     Observable<std::string> listenOriginal;

@@ -82,7 +82,7 @@ public:
     Q_INVOKABLE void pickSpeakOut(QString const& device) { m_model.commands.pickSpeakOut(deviceId(device)); }
     Q_INVOKABLE void pickListenOut(QString const& device) { m_model.commands.pickListenOut(deviceId(device)); }
     Q_INVOKABLE void testVoice();
-    Q_INVOKABLE void typeToSpeak(QString const& text) { m_model.commands.typeToSpeak(text.toStdString()); }
+    Q_INVOKABLE void typeToSpeak(QString const& text) { m_model.commands.typeToSpeak(text.toStdString(), [](std::string const&) {}); }
     Q_INVOKABLE void replayLast() { m_model.commands.replayLast(); }
     Q_INVOKABLE void summarizeRecent() { m_model.commands.summarizeRecent(); }
     Q_INVOKABLE void applyPreset(QString const& preset);

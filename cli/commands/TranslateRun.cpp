@@ -41,7 +41,7 @@ Task<void> settled(Scheduler& scheduler, Scheduler& main)
 
 } // namespace
 
-void TranslateRun::Overlay::update(std::string const& kind, std::string const& text)
+void TranslateRun::Overlay::update(CaptionKind kind, std::string const& text)
 {
     m_run.onMain([this, kind, text] { m_run.m_services.presenter.caption(kind, text); });
 }
@@ -186,8 +186,8 @@ void TranslateRun::makeController()
             speaks() ? outputs : machine.outputs},
         fromFile && !speaks() ? static_cast<AudioSource&>(m_fileCapture) : m_capture,
         fromFile && speaks() ? static_cast<Microphone&>(m_fileMic) : m_mic, m_muter, machine.devices, m_driver,
-        m_overlay, m_shell, m_key, m_workspace});
-    m_app->clean = [&secrecy = services.secrecy](std::string text) { return secrecy.clean(std::move(text)); };
+        m_overlay, m_shell, m_key, m_workspace,
+        [&secrecy = services.secrecy](std::string text) { return secrecy.clean(std::move(text)); }});
     auto& engine = mainEngine();
     engine.voiceless = m_plan.output == Arguments::Output::none;
     if (m_outputs)
@@ -201,9 +201,8 @@ void TranslateRun::makeController()
         m_exhaustedMessage = message;
         m_exhausted.set();
     };
-    m_app->onArchived = [this](SessionStore::Session const& session, Result<std::filesystem::path> const& file) {
-        archived(session, file);
-    };
+    m_app->keeping().onArchived = [this](SessionStore::Session const& session,
+                                      Result<std::filesystem::path> const& file) { archived(session, file); };
     m_app->applicationDidFinishLaunching();
     pickDevices();
     wireEngine(m_app->listenEngine(), m_listenClauses, services.listenPipeline);
@@ -289,10 +288,9 @@ void TranslateRun::wireFeeder(FileFeeder& feeder)
                 tell(*alive, connection);
         });
     };
-    engine.onCaption = [tellFeeder, show = engine.onCaption](std::string const& kind, std::string const& text) {
+    engine.onCaption.connect([tellFeeder](CaptionKind, std::string const&) {
         tellFeeder([](FileFeeder& file, int connection) { file.noteText(connection); });
-        show(kind, text);
-    };
+    });
     engine.onProgress = [tellFeeder](SonioxStream::Progress const& progress) {
         if (!progress.finalAudioMs)
             return;
@@ -304,16 +302,12 @@ void TranslateRun::wireFeeder(FileFeeder& feeder)
 
 void TranslateRun::wireEngine(Engine& engine, ClauseLog& clauses, Scheduler& pipeline)
 {
-    engine.onLine = [&clauses, keep = engine.onLine](
-                        std::string const& source, std::string const& translation, std::string const& speaker) {
+    engine.onLine.connect([&clauses](std::string const& source, std::string const& translation, std::string const&) {
         clauses.text(source, translation);
-        keep(source, translation, speaker);
-    };
-    engine.onStatus
-        = [this, show = engine.onStatus](std::string const& kind, std::optional<std::string> const& message) {
-              onMain([this, kind, message] { noteStatus(kind, message.value_or("")); });
-              show(kind, message);
-          };
+    });
+    engine.onStatus.connect([this](Engine::Status status, std::optional<std::string> const& message) {
+        onMain([this, status, message] { noteStatus(status, message.value_or("")); });
+    });
     engine.onFailed = [this] { onMain([this] { m_failed.set(); }); };
     engine.onTrace
         = [this, &clauses](int seq, std::string_view hop) { clauses.stamp(seq, hop, m_services.main.now()); };
@@ -399,9 +393,10 @@ Task<EndReason> TranslateRun::speakText()
     if (m_outputs)
         m_outputs->begin();
     if (m_arguments.action == Arguments::Action::say)
-        m_app->typeToSpeak(fmt::format("{}", fmt::join(m_arguments.words, " ")), AppDelegate::OneLanguage::asItIs);
+        m_app->oneShots().typeToSpeak(fmt::format("{}", fmt::join(m_arguments.words, " ")),
+            OneShots::OneLanguage::asItIs, [](std::string const&) {});
     else
-        m_app->testVoice([] {});
+        m_app->oneShots().testVoice([] {});
     while (!m_app->idle())
         co_await sleep(playOutPoll);
     auto const deadline = m_services.main.now() + playOutLimit;
@@ -416,11 +411,11 @@ Task<EndReason> TranslateRun::speakText()
 }
 
 /// What a failed run tells its user at the end.
-void TranslateRun::noteStatus(std::string const& kind, std::string const& message)
+void TranslateRun::noteStatus(Engine::Status status, std::string const& message)
 {
-    if (kind == "ready")
+    if (status == Engine::Status::ready)
         m_serviceError.clear();
-    if (kind != "error")
+    if (status != Engine::Status::error)
         return;
     m_lastError = clean(message);
     if (m_lastError.starts_with(T("Speech service: ", "Dịch vụ giọng nói: ")))
@@ -430,10 +425,10 @@ void TranslateRun::noteStatus(std::string const& kind, std::string const& messag
 void TranslateRun::archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file)
 {
     m_session = session;
-    if (file)
+    if (!file)
+        return complain(file.error());
+    if (std::exchange(m_archivedFile, file->string()) != file->string())
         m_services.presenter.archived(file->string());
-    else
-        complain(file.error());
 }
 
 void TranslateRun::showProgress()
@@ -472,7 +467,6 @@ Task<void> TranslateRun::close(EndReason reason)
         m_app->stopFromUI();
         m_app->shutdown();
         co_await settled(m_services.main, m_services.main); // the last status
-        keepLateLines();
     }
     m_live.reset();
     m_subscriptions.clear();
@@ -511,18 +505,6 @@ Task<void> TranslateRun::quietStreams()
     }
     for (auto* scheduler : {&m_services.listenStream, &m_services.speakStream})
         co_await settled(*scheduler, m_services.main);
-}
-
-/// Service time that runs out stops the session in the middle of things: lines that were on their way came after it.
-void TranslateRun::keepLateLines()
-{
-    auto const& lines = *AppModel::shared().transcript;
-    if (!m_started.isSet() || lines.size() == m_session.lines.size())
-        return;
-    m_session.lines = lines;
-    m_session.endedAt = m_services.main.date();
-    if (auto const file = SessionStore::shared().archive(m_session); !file)
-        complain(file.error());
 }
 
 Task<void> TranslateRun::endHosted(Duration limit)

@@ -66,7 +66,7 @@ private:
     class Overlay final : public OverlayWindow {
     public:
         explicit Overlay(TranslateRun& run) : m_run(run) { }
-        void update(std::string const& kind, std::string const& text) override;
+        void update(CaptionKind kind, std::string const& text) override;
         void showStatus(std::string const& text) override;
         void orderFrontRegardless() override { }
         void orderOut() override { }
@@ -94,7 +94,6 @@ private:
     Task<bool> speechFinished();
     Task<void> close(EndReason reason);
     Task<void> quietStreams();
-    void keepLateLines();
     Task<void> endHosted(Duration limit);
 
     void recover();
@@ -107,7 +106,7 @@ private:
     void wireEngine(Engine& engine, ClauseLog& clauses, Scheduler& pipeline);
     void refused(HostedSession::Failure const& failure);
     void archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file);
-    void noteStatus(std::string const& kind, std::string const& message);
+    void noteStatus(Engine::Status status, std::string const& message);
     void speech(TTSPipeline::Job const& job, Instant heardAt, ClauseLog& clauses);
     void notice(std::string const& text);
     void showProgress();
@@ -158,6 +157,7 @@ private:
     Event m_failed;
     Event m_exhausted;
     SessionStore::Session m_session; ///< what the transcripts hold: as archived, or empty
+    std::string m_archivedFile; ///< that the presenter was told of
     std::string m_exhaustedMessage;
     std::string m_lastError;
     std::string m_serviceError; ///< the service's own words, until it is well again

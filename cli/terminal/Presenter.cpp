@@ -43,9 +43,9 @@ void EventWriter::status(AppModel::StatusKind kind, std::string const& text)
     write({{"event", "status"}, {"kind", rawValue(kind)}, {"text", text}});
 }
 
-void EventWriter::caption(std::string const& kind, std::string const& text)
+void EventWriter::caption(CaptionKind kind, std::string const& text)
 {
-    write({{"event", "caption"}, {"kind", kind}, {"text", text}});
+    write({{"event", "caption"}, {"kind", rawValue(kind)}, {"text", text}});
 }
 
 void EventWriter::line(AppModel::Line const& line)
@@ -104,7 +104,7 @@ void TerminalPresenter::status(AppModel::StatusKind kind, std::string const& tex
     m_output.write(m_view.status(kind, text));
 }
 
-void TerminalPresenter::caption(std::string const& kind, std::string const& text)
+void TerminalPresenter::caption(CaptionKind kind, std::string const& text)
 {
     m_output.write(m_view.caption(kind, text));
 }

@@ -5,6 +5,7 @@
 #include "cli/terminal/TerminalView.h"
 #include "cli/terminal/TextLayout.h"
 #include "model/AppModel.h"
+#include "model/CaptionKind.h"
 
 #include <memory>
 #include <string>
@@ -20,8 +21,7 @@ public:
     virtual ~Presenter() = default;
 
     virtual void status(AppModel::StatusKind kind, std::string const& text) = 0;
-    /// kind "original", "translation" or "speak".
-    virtual void caption(std::string const& kind, std::string const& text) = 0;
+    virtual void caption(CaptionKind kind, std::string const& text) = 0;
     virtual void line(AppModel::Line const& line) = 0;
     /// A clause starts to be heard, `age` seconds after it was finished.
     virtual void speech(int seq, double age) = 0;
@@ -47,7 +47,7 @@ public:
     }
 
     void status(AppModel::StatusKind kind, std::string const& text) override;
-    void caption(std::string const& kind, std::string const& text) override;
+    void caption(CaptionKind kind, std::string const& text) override;
     void line(AppModel::Line const& line) override;
     void speech(int seq, double age) override;
     void archived(std::string const& path) override;
@@ -89,7 +89,7 @@ public:
     TerminalPresenter(OutputQueue& output, int descriptor, TerminalView::Colours colours);
 
     void status(AppModel::StatusKind kind, std::string const& text) override;
-    void caption(std::string const& kind, std::string const& text) override;
+    void caption(CaptionKind kind, std::string const& text) override;
     void line(AppModel::Line const& line) override;
     void speech(int, double) override { }
     void notice(std::string const& text) override { status(AppModel::StatusKind::warning, text); }

@@ -28,9 +28,9 @@ std::string clock(double seconds)
 
 TerminalView::TerminalView(Colours colours, Size size) : m_colours(colours), m_size(size) { }
 
-std::string TerminalView::caption(std::string const& kind, std::string const& text)
+std::string TerminalView::caption(CaptionKind kind, std::string const& text)
 {
-    (kind == "original" ? m_original : m_translation) = printable(text);
+    (kind == CaptionKind::original ? m_original : m_translation) = printable(text);
     return draw({});
 }
 

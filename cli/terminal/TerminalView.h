@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/AppModel.h"
+#include "model/CaptionKind.h"
 
 #include <string>
 #include <vector>
@@ -20,8 +21,7 @@ public:
 
     TerminalView(Colours colours, Size size);
 
-    /// kind "original", "translation" or "speak".
-    std::string caption(std::string const& kind, std::string const& text);
+    std::string caption(CaptionKind kind, std::string const& text);
     std::string line(AppModel::Line const& line);
     std::string status(AppModel::StatusKind kind, std::string const& text);
     /// Seconds of the file that have been fed, and its length; a live session has none.

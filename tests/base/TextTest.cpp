@@ -108,6 +108,16 @@ TEST(Text, brokenUtf8IsNoticed)
         EXPECT_FALSE(isUtf8(bytes));
 }
 
+TEST(Text, piecesEndWithSentencesAndElseWithWords)
+{
+    using Pieces = std::vector<std::string>;
+    EXPECT_EQ(piecesOf("One. Two! Three is long.", 10), (Pieces{"One. Two!", "Three is", "long."}));
+    EXPECT_EQ(piecesOf("  \n ", 10), Pieces{});
+    EXPECT_EQ(piecesOf("unbreakablelongword and", 10), (Pieces{"unbreakablelongword", "and"}));
+    EXPECT_EQ(piecesOf("今日は。明日も。", 12), (Pieces{"今日は。", "明日も。"}))
+        << "no spaces stand between sentences";
+}
+
 } // namespace
 
 } // namespace lingrelay

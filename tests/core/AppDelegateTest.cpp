@@ -75,7 +75,7 @@ TEST_F(AppDelegateTest, aListenSessionRunsFromStartToArchive)
 {
     std::vector<std::string> archived;
     launch();
-    app->onArchived
+    app->keeping().onArchived
         = [&](auto const&, Result<std::filesystem::path> const& file) { archived.push_back(file->string()); };
     start();
     EXPECT_TRUE(*model->running);
@@ -87,7 +87,9 @@ TEST_F(AppDelegateTest, aListenSessionRunsFromStartToArchive)
     wait(0.1);
     EXPECT_GT(*model->systemLevel, 0);
     EXPECT_EQ(recogniser()->count(SimPeer::Kind::binary), 1U);
-    say("Hello.", "Hola.", 66);
+    say("Hello.", "Hola.");
+    world.time.setDate(world.time.date() - std::chrono::hours(1)); // a clock that was set right
+    wait(65.9);
     ASSERT_EQ(model->transcript->size(), 1U);
     EXPECT_EQ(*model->listenOriginal, "Hello.");
     EXPECT_EQ(*model->listenTranslated, "Hola.");
@@ -126,7 +128,7 @@ TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
 {
     std::vector<bool> kept;
     launch();
-    app->onArchived = [&](auto const&, auto const& file) { kept.push_back(static_cast<bool>(file)); };
+    app->keeping().onArchived = [&](auto const&, auto const& file) { kept.push_back(static_cast<bool>(file)); };
     start();
     say("Gone.", "Ido.");
     model->transcript = std::vector<AppModel::Line>(); // the user empties the list
@@ -138,6 +140,7 @@ TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
     writeFile(store.folder(), "no folder");
     stop();
     EXPECT_EQ(kept, std::vector{false});
+    app.reset();
     std::filesystem::remove(store.folder());
     std::filesystem::rename(away, store.folder());
     auto const recovered = Journal::recover(store);
@@ -165,6 +168,22 @@ TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
     stop();
     wait(1);
     EXPECT_EQ(calls, (Texts{"start", "end"}));
+}
+
+TEST_F(AppDelegateTest, whoQuitsWhileASessionIsOpenedBeginsNoneAndGivesItBack)
+{
+    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
+    launch();
+    model->commands.start();
+    wait(0.1);
+    app->quitNow();
+    app->shutdown();
+    EXPECT_FALSE(app->idle());
+    wait(1.5);
+    EXPECT_FALSE(*model->running);
+    EXPECT_EQ(calls, (Texts{"start", "end"}));
+    wait(1);
+    EXPECT_TRUE(app->idle());
 }
 
 TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
@@ -211,6 +230,32 @@ TEST_F(AppDelegateTest, serviceTimeThatRunsOutEndsTheSessionLikeAStop)
     EXPECT_EQ(files(), 1);
     EXPECT_FALSE(journals());
     EXPECT_EQ(calls, (Texts{"start", "tick"})) << "the server knows that it is over";
+
+    writeFile(store.folder() / "Journal", "in the way");
+    std::filesystem::remove_all(store.folder());
+    writeFile(store.folder(), "no folder");
+    start();
+    wait(61);
+    EXPECT_EQ(*model->status, "Your service time has run out.");
+    EXPECT_TRUE(model->banner->starts_with("Not saved: ")) << "that stands beside it";
+}
+
+TEST_F(AppDelegateTest, aLineThatAStreamHadFinishedBeforeTheStopIsKept)
+{
+    Texts files;
+    launch();
+    app->keeping().onArchived
+        = [&](auto const&, Result<std::filesystem::path> const& file) { files.push_back(file->string()); };
+    for (bool const first : {false, true}) {
+        start();
+        if (first)
+            say("Hello.", "Hola.");
+        app->listenEngine().onLine("Wait!", "¡Espera!", "");
+        stop();
+        EXPECT_EQ(SessionStore::read(files.back())->lines.size(), first ? 3U : 1U);
+        EXPECT_FALSE(journals());
+    }
+    EXPECT_EQ(files.at(1), files.at(2)) << "one session, written again";
 }
 
 TEST_F(AppDelegateTest, hearingNeedsPermissionAndSpeakingDoesNot)
@@ -424,12 +469,25 @@ TEST_F(AppDelegateTest, faultsOfSourcesAreShownAndEndNothing)
     EXPECT_EQ(*model->status, "● ready");
     EXPECT_EQ(*model->statusKind, Kind::live);
     EXPECT_EQ(overlay.statuses.back(), "● ready");
+    mic.onError("gone");
     capture.onError("No sound.");
+    app->listenEngine().onStatus(Engine::Status::ready, {});
     wait(0.1);
-    stop();
+    EXPECT_EQ(*model->status, "● ready");
+    EXPECT_EQ(*model->banner, "No sound.") << "what the streams say hides no trouble that stands";
     capture.onRecovered();
     wait(0.1);
+    EXPECT_EQ(*model->banner, "Microphone: gone");
+    model->commands.applyPreset(Preset::inPerson);
+    wait(0.1);
+    EXPECT_EQ(*model->banner, "") << "the microphone has started anew";
+    mic.onError("gone");
+    wait(0.1);
+    stop();
+    mic.onRecovered();
+    wait(0.1);
     EXPECT_EQ(*model->status, "") << "a session that has ended is not ready";
+    EXPECT_EQ(*model->banner, "");
 }
 
 TEST_F(AppDelegateTest, whatCannotBeKeptIsToldAndKeptOnceItCanBe)
@@ -453,10 +511,15 @@ TEST_F(AppDelegateTest, whatCannotBeKeptIsToldAndKeptOnceItCanBe)
     EXPECT_EQ(*model->statusKind, Kind::connecting);
     wait(5);
     say("Are you there?", "¿Estás?");
-    EXPECT_TRUE(model->status->starts_with("Not saved: ")) << "a new connection saves nothing";
+    EXPECT_TRUE(model->banner->starts_with("Not saved: ")) << "a new connection saves nothing";
+    capture.onError("No sound.");
+    capture.onRecovered();
+    wait(0.1);
+    EXPECT_TRUE(model->banner->starts_with("Not saved: ")) << "nor does sound";
     std::filesystem::remove(store.folder());
     say("Bye.", "Adiós.");
     EXPECT_EQ(*model->status, "● ready");
+    EXPECT_EQ(*model->banner, "");
     EXPECT_TRUE(journals());
     stop();
     EXPECT_EQ(*model->status, "");
@@ -489,6 +552,16 @@ TEST_F(AppDelegateTest, aHostedSessionGoesOnAtAnotherProvider)
     wait(1);
     EXPECT_EQ(calls.size(), before) << "nobody has asked for a session";
     EXPECT_EQ(files(), 1);
+    start();
+    calls.clear();
+    app->providerReplaced();
+    wait(0.01);
+    model->commands.stop();
+    model->commands.start(); // takes the session that is being opened
+    wait(1);
+    stop();
+    wait(1);
+    EXPECT_EQ(calls, (Texts{"start", "end"}));
 }
 
 TEST_F(AppDelegateTest, aHeldKeyOpensTheMicrophone)
@@ -541,11 +614,17 @@ TEST_F(AppDelegateTest, theVirtualMicrophoneIsOfferedWhereItIsMissed)
         stop();
         return std::count(trace.begin(), trace.end(), "ask");
     };
-    driver.present = false;
+    driver.present = shell.answer = false;
     launch();
     EXPECT_EQ(asked(), 0) << "nobody speaks";
-    model->settings.update([](AppSettings& settings) { settings.mode = Mode::speak; });
-    model->commands.applySettings();
+    for (bool const together : {true, false}) {
+        model->settings.update([=](AppSettings& settings) {
+            settings.mode = Mode::speak;
+            settings.forceTwoWay = together;
+        });
+        model->commands.applySettings();
+        EXPECT_EQ(asked(), together ? 0 : 1) << "two people at one machine speak into no call";
+    }
     driver.offered = false;
     EXPECT_EQ(asked(), 0);
     model->commands.installDriver();

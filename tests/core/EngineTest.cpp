@@ -22,13 +22,15 @@ struct Direction {
         world.outputs.rates[1] = 24000;
         world.outputs.runOn(world.background, seconds(0.02));
         engine->tag = tag;
-        engine->onCaption = [this](auto const& kind, auto const& text) { said.push_back(kind + ": " + text); };
-        engine->onLine = [this](auto const& source, auto const& translation, auto const& speaker) {
+        engine->onCaption.connect(
+            [this](CaptionKind kind, auto const& text) { said.push_back(std::string(rawValue(kind)) + ": " + text); });
+        engine->onLine.connect([this](auto const& source, auto const& translation, auto const& speaker) {
             lines.push_back(source + " > " + translation + (speaker.empty() ? "" : " (" + speaker + ")"));
-        };
-        engine->onStatus = [this](auto const& kind, auto const& message) {
-            statuses.push_back(kind + (message ? " " + *message : ""));
-        };
+        });
+        engine->onStatus.connect([this](Engine::Status status, auto const& message) {
+            constexpr char const* words[] = {"ready", "reconnecting", "error"};
+            statuses.push_back(words[static_cast<int>(status)] + (message ? " " + *message : ""));
+        });
         engine->onSpeech = [this](auto const& job, Duration delay) {
             speech.emplace_back(job.seq, toSeconds(world.time.now() + delay - job.createdAt));
         };

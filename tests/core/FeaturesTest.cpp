@@ -33,11 +33,13 @@ protected:
     }
     void type(std::string const& text, double length = 3)
     {
-        model->commands.typeToSpeak(text);
+        model->commands.typeToSpeak(text, unspoken);
         wait(length);
     }
 
     Texts calls;
+    Texts failed; ///< what each text could not speak of itself
+    std::function<void(std::string const&)> const unspoken = [this](auto const& text) { failed.push_back(text); };
     std::string backendAnswer = R"({"session_id":"s","stt_key":"a","tts_key":"b","remaining_seconds":600})";
 };
 
@@ -45,7 +47,7 @@ TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
 {
     devices.outputList.push_back({3, "Lingrelay"});
     launch(true);
-    model->commands.typeToSpeak("  Hello.\n");
+    model->commands.typeToSpeak("  Hello.\n", unspoken);
     EXPECT_FALSE(*model->typing);
     wait(0.02);
     EXPECT_TRUE(*model->typing);
@@ -63,12 +65,28 @@ TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
 
     type(" \n ");
     EXPECT_EQ(calls.size(), 1U);
+    EXPECT_EQ(failed, (Texts{"", ""}));
     world.network.onExchange = [](SimExchange const& exchange) { exchange.answer(HttpResponse{500, {}, ""}); };
     type("Hello.");
     EXPECT_FALSE(*model->typing);
     EXPECT_EQ(*model->statusKind, Kind::warning);
     EXPECT_EQ(voice.texts.size(), 1U);
     EXPECT_EQ(model->transcript->size(), 1U);
+    EXPECT_EQ(failed.back(), "Hello.");
+}
+
+TEST_F(FeaturesTest, aLongTextIsSpokenInPiecesAndWhatFailsIsHandedBack)
+{
+    launch(true);
+    auto const sentence = [](int number) { return "Sentence " + std::to_string(number) + std::string(200, 'a') + "."; };
+    voice.plan = [](std::string const&, int attempt) {
+        return attempt < 3 ? VoiceServer::Plan() : VoiceServer::Plan{.error = "too busy"};
+    };
+    type(sentence(1) + " " + sentence(2) + "\n" + sentence(3) + " " + sentence(4), 20);
+    EXPECT_EQ(model->transcript->size(), 3U);
+    EXPECT_EQ(model->transcript->front().source, sentence(1));
+    EXPECT_EQ(failed, (Texts{sentence(3) + " " + sentence(4)}));
+    EXPECT_FALSE(*model->typing);
 }
 
 TEST_F(FeaturesTest, oneLanguageIsTranslatedUnlessItNeedNotBeAndTwoPeopleAtOneComputerNeedNoVirtualMicrophone)
@@ -78,7 +96,7 @@ TEST_F(FeaturesTest, oneLanguageIsTranslatedUnlessItNeedNotBeAndTwoPeopleAtOneCo
         settings.theirLang = settings.myLang;
         settings.forceTwoWay = true;
     });
-    app->typeToSpeak("Hello.", AppDelegate::OneLanguage::asItIs);
+    app->oneShots().typeToSpeak("Hello.", OneShots::OneLanguage::asItIs, unspoken);
     wait(3);
     EXPECT_TRUE(calls.empty());
     EXPECT_EQ(voice.texts, (Texts{"Hello."}));
@@ -95,10 +113,10 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     EXPECT_EQ(calls, (Texts{"translate", "start", "end"}));
     calls.clear();
     // A second one while the first is still spoken: who is done first takes nothing from the other.
-    model->commands.typeToSpeak("Hello.");
+    model->commands.typeToSpeak("Hello.", unspoken);
     wait(0.25);
     voice.plan = [](std::string const&, int) { return VoiceServer::Plan{.delay = 2}; };
-    model->commands.typeToSpeak("Hello.");
+    model->commands.typeToSpeak("Hello.", unspoken);
     wait(1.5);
     EXPECT_EQ(calls, (Texts{"translate", "start", "translate"}));
     EXPECT_TRUE(*model->typing);
@@ -108,7 +126,7 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     EXPECT_FALSE(*model->typing);
     voice.plan = [](auto const&, int) { return VoiceServer::Plan(); };
     calls.clear();
-    model->commands.typeToSpeak("Hello."); // both at once
+    model->commands.typeToSpeak("Hello.", unspoken); // both at once
     type("Hello.");
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "start"), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 1);
@@ -121,8 +139,17 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     wait(0.3);
     calls.clear();
 
+    // A line that is typed while a session is being opened waits for that one.
+    model->commands.start();
+    type("Hello.");
+    model->commands.stop();
+    wait(0.3);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "start"), 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 1);
+    calls.clear();
+
     // The session that begins while the line is spoken goes on with its keys.
-    model->commands.typeToSpeak("Hello.");
+    model->commands.typeToSpeak("Hello.", unspoken);
     wait(0.3);
     model->commands.start();
     wait(3);

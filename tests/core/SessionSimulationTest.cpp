@@ -45,7 +45,7 @@ public:
         launch();
         watch(app->listenEngine());
         watch(app->speakEngine());
-        app->onArchived = [this](auto const& session, auto const& file) { archived(session, file); };
+        app->keeping().onArchived = [this](auto const& session, auto const& file) { archived(session, file); };
         m_timersAtRest = rest();
     }
 

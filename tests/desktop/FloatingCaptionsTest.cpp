@@ -159,9 +159,9 @@ TEST_F(FloatingCaptionsTest, aResizeCutsTheWholeTextsAfresh)
     std::string text;
     for (int word = 100; word < 400; ++word)
         text += std::to_string(word) + " ";
-    update("translation", text + "end");
-    update("original", text + "end");
-    update("speak", text + "end");
+    update(CaptionKind::translation, text + "end");
+    update(CaptionKind::original, text + "end");
+    update(CaptionKind::speak, text + "end");
     EXPECT_EQ(characterCount(content().translation.text), 108u); // of 110: no cut word, and an ellipsis
     EXPECT_TRUE(content().speak.hidden);
     EXPECT_EQ(content().speak.text, "");
@@ -171,9 +171,9 @@ TEST_F(FloatingCaptionsTest, aResizeCutsTheWholeTextsAfresh)
     EXPECT_GT(characterCount(content().translation.text), 400u);
     EXPECT_TRUE(content().speak.text.ends_with("end"));
     EXPECT_EQ(content().speak.text.find("🎙"), std::string::npos); // a long text loses its mark
-    update("speak", "short");
+    update(CaptionKind::speak, "short");
     EXPECT_EQ(content().speak.text, "🎙 → short");
-    update("speak", "");
+    update(CaptionKind::speak, "");
     EXPECT_EQ(content().speak.text, "");
 
     window.setFrame({0, 0, 280, 64});
@@ -191,7 +191,7 @@ TEST_F(FloatingCaptionsTest, captionsShowThePanelAndClearEightSecondsAfterTheLas
     EXPECT_FALSE(window.shown);
 
     for (auto const* text : {"a", "a b", "a b c"}) {
-        update("original", text);
+        update(CaptionKind::original, text);
         time.advance(seconds(7.9));
     }
     EXPECT_EQ(content().original.text, "a b c");
@@ -206,7 +206,7 @@ TEST_F(FloatingCaptionsTest, captionsShowThePanelAndClearEightSecondsAfterTheLas
     update("anything else", "translated");
     EXPECT_EQ(content().translation.text, "translated");
     EXPECT_TRUE(window.shown);
-    captions->update("original", "too late");
+    captions->update(CaptionKind::original, "too late");
     captions.reset();
     time.advance(seconds(20)); // neither the posted caption nor the timer touches what is gone
 }

@@ -108,7 +108,10 @@ public:
     std::vector<std::string> statuses;
     bool shown = false;
 
-    void update(std::string const& kind, std::string const& text) override { captions.push_back(kind + ": " + text); }
+    void update(CaptionKind kind, std::string const& text) override
+    {
+        captions.push_back(std::string(rawValue(kind)) + ": " + text);
+    }
     void showStatus(std::string const& text) override { statuses.push_back(text); }
     void orderFrontRegardless() override { shown = true; }
     void orderOut() override { shown = false; }

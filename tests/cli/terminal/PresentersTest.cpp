@@ -61,7 +61,7 @@ TEST(EventWriterTest, everyEventIsOneObjectALineWithItsTime)
         EventWriter events(output, main, time.now());
         events.status(AppModel::StatusKind::live, "● ready");
         time.advance(seconds(1.5));
-        events.caption("original", "line\nbreak \xC3");
+        events.caption(CaptionKind::original, "line\nbreak \xC3");
         events.line({"id", {}, AppModel::Direction::speak, "s", "t", "2"});
         events.speech(3, 0.25);
         events.end(EndReason::exhausted);
@@ -106,7 +106,7 @@ TEST(PlainPresenterTest, showsFinishedClausesAndSendsWarningsElsewhere)
         OutputQueue output(out.writer());
         OutputQueue notices(err.writer());
         PlainPresenter plain(output, notices);
-        plain.caption("original", "unfinished");
+        plain.caption(CaptionKind::original, "unfinished");
         plain.status(AppModel::StatusKind::live, "● ready");
         plain.status(AppModel::StatusKind::error, "⚠ no\x1b[2J");
         plain.status(AppModel::StatusKind::error, "⚠ no\x1b[2J");

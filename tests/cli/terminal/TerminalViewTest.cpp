@@ -154,12 +154,12 @@ TEST(TerminalViewTest, finishedClausesStandAndOnlyTheUnfinishedIsRewritten)
     TerminalView view(TerminalView::Colours::ansi, {40, 12});
     screen.write(view.status(Kind::live, "● ready"));
     screen.write(view.progress(1, 10));
-    screen.write(view.caption("original", "Good mor"));
-    screen.write(view.caption("translation", "Buenos"));
+    screen.write(view.caption(CaptionKind::original, "Good mor"));
+    screen.write(view.caption(CaptionKind::translation, "Buenos"));
     screen.write(view.line(line("Good morning.", "Buenos días.", "1")));
     screen.touched();
-    screen.write(view.caption("original", "How are"));
-    screen.write(view.caption("translation", "Cómo"));
+    screen.write(view.caption(CaptionKind::original, "How are"));
+    screen.write(view.caption(CaptionKind::translation, "Cómo"));
     auto const rows = screen.text();
     ASSERT_EQ(rows.size(), 6U);
     EXPECT_EQ(rows[0], "Speaker 1: Good morning.");
@@ -171,7 +171,7 @@ TEST(TerminalViewTest, finishedClausesStandAndOnlyTheUnfinishedIsRewritten)
     EXPECT_EQ(screen.styleOf("Buenos"), "1"); // bright
     for (int const row : screen.touched())
         EXPECT_GE(row, 3);
-    screen.write(view.caption("translation", "Cómo está"));
+    screen.write(view.caption(CaptionKind::translation, "Cómo está"));
     EXPECT_EQ(screen.touched(), std::set<int>{4});
     screen.write(view.progress(2, 10));
     EXPECT_EQ(screen.touched(), std::set<int>{5});
@@ -183,7 +183,7 @@ TEST(TerminalViewTest, withoutColoursNothingIsStyled)
 {
     TerminalView view(TerminalView::Colours::none, {40, 12});
     auto const bytes
-        = view.caption("original", "Hi") + view.line(line("Hi", "Hola")) + view.status(Kind::error, "⚠ no");
+        = view.caption(CaptionKind::original, "Hi") + view.line(line("Hi", "Hola")) + view.status(Kind::error, "⚠ no");
     EXPECT_EQ(bytes.find("m"), std::string::npos);
 }
 
@@ -218,9 +218,9 @@ TEST(TerminalViewTest, anySequenceOfPreviewsLeavesEveryFinishedClauseOnceInOrder
         for (int step = 0; step < 150; ++step) {
             auto const kind = random() % 6;
             if (kind < 2)
-                screen.write(view.caption("original", phrase()));
+                screen.write(view.caption(CaptionKind::original, phrase()));
             else if (kind < 4)
-                screen.write(view.caption("translation", phrase()));
+                screen.write(view.caption(CaptionKind::translation, phrase()));
             else if (kind == 4)
                 screen.write(view.progress(static_cast<double>(step), 150));
             else {
@@ -247,7 +247,7 @@ TEST(TerminalViewTest, aNarrowerTerminalIsRedrawnWithoutLeftovers)
 {
     TerminalView view(TerminalView::Colours::none, {40, 12});
     view.status(Kind::live, "● ready");
-    view.caption("original", "The quick brown fox jumps over");
+    view.caption(CaptionKind::original, "The quick brown fox jumps over");
     // The terminal has wrapped both live rows onto two each.
     Screen screen(20, 12);
     screen.write("The quick brown fox jumps over\r\n● ready");

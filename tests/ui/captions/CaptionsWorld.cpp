@@ -65,7 +65,7 @@ void CaptionsWorld::close()
     engine.reset();
 }
 
-void CaptionsWorld::say(std::string const& kind, std::string const& text)
+void CaptionsWorld::say(CaptionKind kind, std::string const& text)
 {
     captions->update(kind, text);
     EXPECT_TRUE(sees([this] { return window->isExposed(); }));

@@ -30,7 +30,7 @@ struct CaptionsWorld : testing::Test {
     /// Makes it anew, as another run of the program does.
     void open();
     void close();
-    void say(std::string const& kind, std::string const& text);
+    void say(CaptionKind kind, std::string const& text);
     /// Lets the window live until it is so.
     bool sees(std::function<bool()> const& condition, double limit = 3);
     void settle(double time = 0.15);

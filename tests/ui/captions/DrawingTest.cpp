@@ -77,9 +77,9 @@ TEST_F(DrawingTest, textNeverRunsOutOfTheGlass)
         for (auto const& script : scripts) {
             SCOPED_TRACE(testing::Message() << script.name << ' ' << size.first << " x " << size.second);
             captions->showStatus(script.status);
-            captions->update("original", script.original);
-            captions->update("speak", script.speak);
-            say("translation", script.translation);
+            captions->update(CaptionKind::original, script.original);
+            captions->update(CaptionKind::speak, script.speak);
+            say(CaptionKind::translation, script.translation);
             auto const texts = textsOf(window->contentItem());
             auto const& content = *captions->content();
             std::size_t expected = 0;

@@ -24,7 +24,7 @@ struct PanelTest : CaptionsWorld {
 TEST_F(PanelTest, everythingTheUserDoesToItLeavesTheFocusWhereItIs)
 {
     OtherProgram other("Editor");
-    say("original", "Good morning");
+    say(CaptionKind::original, "Good morning");
     auto const start = frame();
     ASSERT_EQ(start, (Rect{420, 730, 760, 150}));
 
@@ -49,7 +49,7 @@ TEST_F(PanelTest, everythingTheUserDoesToItLeavesTheFocusWhereItIs)
     captions->orderOut();
     settle();
     pointer("mouseup 1"); // nobody tells the panel
-    say("translation", "Buenos días");
+    say(CaptionKind::translation, "Buenos días");
     EXPECT_TRUE(onTop(other));
     settle(0.6);
     auto const place = frame();
@@ -69,7 +69,7 @@ TEST_P(PanelInFrontTest, staysInFrontOfAllWindowsOnEveryDesktop)
 {
     ASSERT_TRUE(!GetParam() || testDesktop->start(DesktopServer::Part::compositor));
     OtherProgram other("Editor");
-    say("original", "Good morning");
+    say(CaptionKind::original, "Good morning");
     ASSERT_TRUE(onTop(other));
     other.raise();
     settle();
@@ -96,7 +96,7 @@ TEST_P(PanelInFrontTest, staysInFrontOfAllWindowsOnEveryDesktop)
 TEST_F(PanelTest, itsRoundCornersShowWhatIsBehindWithACompositorAndWithout)
 {
     OtherProgram other("Editor", OtherProgram::Look::fullScreen);
-    say("original", "Good morning");
+    say(CaptionKind::original, "Good morning");
     auto const corners = [&] {
         auto const at = frame();
         settle();
@@ -112,11 +112,11 @@ TEST_F(PanelTest, itsRoundCornersShowWhatIsBehindWithACompositorAndWithout)
     EXPECT_TRUE(sees(corners)) << "in another size";
     ASSERT_TRUE(testDesktop->start(DesktopServer::Part::compositor));
     open();
-    say("original", "Good morning to you");
+    say(CaptionKind::original, "Good morning to you");
     EXPECT_TRUE(sees(corners)) << "with one";
     EXPECT_GT(other.colourAt(110, 250) & 0xff, 0x1au) << "a little of what is behind shines through";
     testDesktop->end(DesktopServer::Part::compositor);
-    say("original", "Good evening");
+    say(CaptionKind::original, "Good evening");
     EXPECT_TRUE(sees(corners)) << "once it has gone";
 }
 
@@ -130,7 +130,7 @@ TEST_F(PanelTest, comesBackToItsPlaceUnlessThatScreenHasGone)
     panel->setFrame(place);
     open();
     EXPECT_EQ(frame(), place);
-    say("original", "Good morning");
+    say(CaptionKind::original, "Good morning");
     EXPECT_EQ(frame(), place);
     EXPECT_TRUE(onTop(other));
 
@@ -146,7 +146,7 @@ TEST_F(PanelTest, comesBackToItsPlaceUnlessThatScreenHasGone)
     open();
     EXPECT_TRUE(sees([&] { return panel->screens().front().width == 900; }));
     EXPECT_TRUE(sees([&] { return frame() == Rect{70, 466, 760, 150}; })) << frame().x << " " << frame().y;
-    say("original", "Good morning");
+    say(CaptionKind::original, "Good morning");
     EXPECT_TRUE(onTop(other));
     testDesktop->setScreen(1600, 1000);
     EXPECT_TRUE(sees([&] { return panel->screens().front().width == 1600; }));
@@ -163,11 +163,11 @@ TEST_F(PanelTest, finishedLinesAreReadAloudOnlyWhenThatIsWanted)
         if (seen && seen->role() == QAccessible::Notification)
             heard.append(seen->text(QAccessible::Name));
     });
-    say("original", "Good");
+    say(CaptionKind::original, "Good");
     view->announceLine(QStringLiteral("Good morning."));
     EXPECT_EQ(heard, QStringList());
     view->setProperty("announce", true);
-    say("original", "How");
+    say(CaptionKind::original, "How");
     view->announceLine(QStringLiteral("How are you?"));
     view->announceLine(QStringLiteral("How are you?"));
     settle();
