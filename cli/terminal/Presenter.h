@@ -70,7 +70,7 @@ public:
     PlainPresenter(OutputQueue& output, OutputQueue& notices) : m_output(output), m_notices(notices) { }
 
     void status(AppModel::StatusKind kind, std::string const& text) override;
-    void caption(std::string const&, std::string const&) override { }
+    void caption(CaptionKind, std::string const&) override { }
     void line(AppModel::Line const& line) override;
     void speech(int, double) override { }
     void notice(std::string const& text) override;
