@@ -9,6 +9,7 @@ import sys
 import time
 
 from desktop import Desktop, Program, click, eventually, key, xdotool
+from gi.repository import Gio, GLib
 
 CLIPS = pathlib.Path("/usr/share/pocketsphinx/test/data/librivox")
 
@@ -177,6 +178,32 @@ class Person:
         key("ctrl+KP_Enter")  # the panel hides the button
         self.program.wait("push button", "Start translating")
 
+    def choose(self, entry):
+        """In the menu of the tray's icon. What its entries say."""
+        def call(name, path, method, arguments):
+            return Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+                name, path, *method.rsplit(".", 1), arguments, None, Gio.DBusCallFlags.NONE, 2000, None).unpack()
+        watcher = "org.kde.StatusNotifierWatcher"
+        items = GLib.Variant("(ss)", (watcher, "RegisteredStatusNotifierItems"))
+        item = call(watcher, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties.Get", items)[0][-1]
+        menu = (item, "/MenuBar")
+        layout = call(*menu, "com.canonical.dbusmenu.GetLayout", GLib.Variant("(iias)", (0, -1, [])))[1]
+        entries = {properties.get("label", "").replace("_", ""): number for number, properties, _ in layout[2]}
+        call(*menu, "com.canonical.dbusmenu.Event", GLib.Variant("(isvu)", (entries[entry], "clicked", GLib.Variant("i", 0), 0)))
+        return list(entries)
+
+    def tray(self):
+        """It starts and stops, finds the closed window again, and quits."""
+        self.choose("Start translating")
+        self.program.wait("push button", "Stop")
+        key("ctrl+w")
+        eventually(lambda: not self.desktop.windows("General"), what="the closed window")
+        assert "Lingrelay Pro — Translating · Watch a video" in self.choose("Open Lingrelay Pro")
+        eventually(lambda: self.desktop.windows("General"), what="the window again")
+        self.choose("Stop translating")
+        self.program.wait("push button", "Start translating")
+        self.choose("Quit")
+
     def drag(self, start, end):
         xdotool("mousemove", *start, "mousedown", 1)
         for step in range(1, 9):
@@ -245,13 +272,16 @@ def main(binary, folder=None):
             key("ctrl+Return")
             panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
             eventually(lambda: desktop.geometry(panel) == place, what="the panel's own place")
-            program.process.terminate()
-            assert program.process.wait(10) == 0, "a logout ends it as the user does"
+            key("ctrl+Return")
+            person.tray()
+            assert program.process.wait(10) == 0
         desktop.defaults(overlayFrame="{{5000, 300}, {760, 150}}")  # a screen that has gone
         with Program(desktop, binary) as program:
             program.press("push button", "Start translating")
             panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
             assert desktop.geometry(panel) == (420, 730, 760, 150), desktop.geometry(panel)
+            program.process.terminate()
+            assert program.process.wait(10) == 0, "a logout ends it as the user does"
         odd_stores(desktop, binary, folder)
     print("all done")
 
