@@ -44,11 +44,9 @@ TEST(CaptionLayoutTest, sizesOfFontsAndSharesOfRowsFollowThePanel)
         CaptionLayout::Rows rows;
     };
     for (auto const& it : {
-             Case{280, 64, 9, 14, 10, false, {1, 1, 0}},
              Case{760, 150, 17, 26, 18, true, {1, 2, 0}},
              Case{760, 95, 11, 16, 11, false, {1, 2, 0}},
              Case{760, 96, 11, 17, 12, true, {1, 1, 0}},
-             Case{4000, 64, 9, 14, 10, false, {1, 1, 0}},
              Case{4000, 2000, 27, 42, 29, true, {9, 18, 9}},
              Case{300, 400, 10, 15, 11, true, {4, 9, 4}},
              Case{2000, 20, 9, 14, 10, false, {0, 1, 0}},

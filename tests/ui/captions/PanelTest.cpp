@@ -35,11 +35,13 @@ TEST_F(PanelTest, everythingTheUserDoesToItLeavesTheFocusWhereItIs)
 
     drag(360 + 760 - 15, 685 + 150 - 15, 50, 30); // the grip
     EXPECT_EQ(frame(), (Rect{360, 685, 810, 180}));
-    drag(360 + 810 - 15, 685 + 180 - 15, -900, -400);
-    EXPECT_EQ(frame(), (Rect{360, 685, 280, 64}));
+    drag(362, 775, 40, 30); // the edge across: the opposite one stays
+    EXPECT_EQ(frame(), (Rect{400, 685, 770, 180}));
+    drag(400 + 770 - 15, 685 + 180 - 15, -900, -400);
+    EXPECT_EQ(frame(), (Rect{400, 685, 280, 64}));
 
     settle();
-    pointer("mousemove 450 715 click --repeat 2 --delay 80 1");
+    pointer("mousemove 480 715 click --repeat 2 --delay 80 1");
     EXPECT_TRUE(sees([&] { return frame() == start; })) << "a double click brings it home";
     EXPECT_EQ(stored(), CaptionLayout::text(start));
 
