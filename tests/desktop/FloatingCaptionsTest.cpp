@@ -17,7 +17,7 @@ Rect const defaultPlace{420, 730, 760, 150};
 
 struct FloatingCaptionsTest : testing::Test {
     void open() { captions = std::make_unique<FloatingCaptions>(main, window); }
-    void update(std::string const& kind, std::string const& text)
+    void update(CaptionKind kind, std::string const& text)
     {
         captions->update(kind, text);
         time.runReady();
