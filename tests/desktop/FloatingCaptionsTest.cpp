@@ -201,7 +201,7 @@ TEST_F(FloatingCaptionsTest, captionsShowThePanelAndClearEightSecondsAfterTheLas
     EXPECT_EQ(content().status.text, "Reconnecting");
     EXPECT_FALSE(window.shown);
 
-    update("anything else", "translated");
+    update(CaptionKind::translation, "translated");
     EXPECT_EQ(content().translation.text, "translated");
     EXPECT_TRUE(window.shown);
     captions->update(CaptionKind::original, "too late");
