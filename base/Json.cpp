@@ -2,8 +2,33 @@
 
 namespace lingrelay {
 
+namespace {
+
+/// No message and no file of ours is nested deeper. Copying and printing a value takes stack for every level.
+constexpr int mostLevels = 200;
+
+bool tooDeep(std::string_view text)
+{
+    int levels = 0;
+    bool quoted = false;
+    for (std::size_t at = 0; at < text.size() && levels <= mostLevels; ++at) {
+        char const letter = text[at];
+        if (letter == '"')
+            quoted = !quoted;
+        else if (quoted)
+            at += letter == '\\' ? 1 : 0;
+        else
+            levels += letter == '[' || letter == '{' ? 1 : letter == ']' || letter == '}' ? -1 : 0;
+    }
+    return levels > mostLevels;
+}
+
+} // namespace
+
 std::optional<Json> parseJson(std::string_view text)
 {
+    if (tooDeep(text))
+        return {};
     auto value = Json::parse(text, nullptr, /*allow_exceptions=*/false);
     if (value.is_discarded())
         return {};

@@ -11,7 +11,7 @@ namespace lingrelay {
 
 using Json = nlohmann::json;
 
-/// Nothing when the text is not JSON.
+/// Nothing when the text is not JSON, or is nested over 200 times.
 std::optional<Json> parseJson(std::string_view text);
 
 /// Compact text; bytes that are not UTF-8 come out as U+FFFD. Never throws.

@@ -15,11 +15,14 @@ public:
     static std::string str(std::string const& key);
 };
 
-/// The provider key that a user may set, stored under "k.soniox".
+/// The provider key that a user may set.
 class Secrets {
 public:
+    static constexpr char const* name = "k.soniox"; ///< in the store
+
     static bool byokActive() { return !key().empty(); }
-    static std::string key() { return KeyStore::str("k.soniox"); }
+    /// Without white space at both ends; empty when there is none. What is stored as anything but text is no key.
+    static std::string key();
 };
 
 } // namespace lingrelay

@@ -54,4 +54,14 @@ double Defaults::number(std::string const& key) const
     return stored->is_string() ? parseNumber(stored->get<std::string>()) : 0;
 }
 
+std::vector<std::string> Defaults::lost() const
+{
+    std::vector<std::string> keys;
+    for (auto const& key : value(lostKey).value_or(Json::array())) {
+        if (key.is_string())
+            keys.push_back(key.get<std::string>());
+    }
+    return keys;
+}
+
 } // namespace lingrelay

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lingrelay {
 
@@ -24,6 +25,11 @@ public:
     bool boolean(std::string const& key) const;
     std::int64_t integer(std::string const& key) const;
     double number(std::string const& key) const;
+
+    /// Where a store keeps `lost`.
+    static constexpr char const* lostKey = "store.lost";
+    /// Keys that had a value in a store that was damaged, and have none since.
+    std::vector<std::string> lost() const;
 };
 
 } // namespace lingrelay

@@ -2,6 +2,12 @@
 
 #include "base/Url.h"
 #include "config/KeyStore.h"
+#include "config/L10n.h"
+#include "platform/Defaults.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -18,6 +24,21 @@ std::string host(std::string const& named, char const* key, std::string const& b
     return stored.empty() ? builtIn : stored;
 }
 
+/// What decides who hears the user; the first that was lost with a damaged store.
+std::string lostChoice(Hosts const& named)
+{
+    std::pair<std::string_view, std::string_view> const choices[]
+        = {{Secrets::name, Secrets::byokActive() ? "set" : ""}, {"host.stt", named.stt}, {"host.tts", named.tts},
+            {"host.api", named.api}, {"host.backend", named.backend}, {"host.translate", named.translate}};
+    auto const lost = KeyStore::d().lost();
+    for (auto const& [key, value] : choices) {
+        if (value.empty() && std::find(lost.begin(), lost.end(), key) != lost.end()
+            && KeyStore::str(std::string(key)).empty())
+            return std::string(key);
+    }
+    return {};
+}
+
 } // namespace
 
 HostPlan HostPlan::make(Hosts const& named)
@@ -32,11 +53,19 @@ HostPlan HostPlan::make(Hosts const& named)
     plan.hosts.tts = host(named.tts, "host.tts", plan.localService ? "" : builtIn.tts);
     plan.hosts.api = host(named.api, "host.api", plan.localService ? "" : builtIn.api);
     plan.hosts.translate = builtIn.translate;
+    plan.lost = lostChoice(named);
     return plan;
 }
 
 std::string HostPlan::problem() const
 {
+    if (!lost.empty())
+        return fmt::format(
+            fmt::runtime(T("the settings file was damaged and what it said of {0} is lost; to go on, name it again or "
+                           "choose none: lingrelay-cli settings {0} \"\"",
+                "tệp cài đặt bị hỏng và giá trị của {0} đã mất; để tiếp tục, hãy đặt lại hoặc bỏ trống: "
+                "lingrelay-cli settings {0} \"\"")),
+            lost);
     struct Field {
         char const* name;
         std::string Hosts::*member;

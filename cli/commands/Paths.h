@@ -1,14 +1,18 @@
 #pragma once
 
 #include "cli/commands/Arguments.h"
-#include "program/Paths.h"
+#include "platform/Defaults.h"
 
 #include <filesystem>
+#include <memory>
 
 namespace lingrelay {
 
-/// The settings file and the archive folder that the arguments name, else the user's.
+/// The settings file that the arguments name, else the user's. A damaged one is told of on standard error.
 std::filesystem::path defaultsPath(Arguments const& arguments);
+std::unique_ptr<Defaults> openDefaults(Arguments const& arguments);
+
+/// The archive folder that the arguments name, else the user's.
 std::filesystem::path sessionsPath(Arguments const& arguments);
 
 } // namespace lingrelay

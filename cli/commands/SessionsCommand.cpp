@@ -14,7 +14,6 @@
 #include "net/Net.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
-#include "platform/linux/FileDefaults.h"
 #include "program/LocalService.h"
 #include "program/Secrecy.h"
 #include "sessions/Journal.h"
@@ -87,8 +86,7 @@ class Archive {
 public:
     explicit Archive(Arguments const& arguments) : m_arguments(arguments), m_store(sessionsPath(arguments))
     {
-        m_registry.put<Defaults>(std::make_shared<OverlaidDefaults>(
-            std::make_unique<FileDefaults>(defaultsPath(arguments)), arguments.settings));
+        m_registry.put<Defaults>(std::make_shared<OverlaidDefaults>(openDefaults(arguments), arguments.settings));
         auto& language = m_registry.put(std::make_shared<UiLanguage>());
         auto const current = AppSettings::load().uiLang;
         language.setModelLanguage(current);

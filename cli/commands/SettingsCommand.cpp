@@ -14,15 +14,14 @@ namespace lingrelay {
 
 namespace {
 
-int store(FileDefaults& defaults, std::filesystem::path const& path, std::string const& key, std::string const& text)
+int store(std::filesystem::path const& path, std::string const& key, std::string const& text)
 {
     auto value = storedValue(key, text);
     if (!value) {
         complain(value.error().message);
         return exitBadArguments;
     }
-    defaults.set(key, *value);
-    defaults.flush();
+    FileDefaults(path).set(key, *value); // written when it goes
     // Read from the disk again: the store keeps to itself what it could not write.
     if (FileDefaults(path).value(key) == *value)
         return exitDone;
@@ -34,17 +33,15 @@ int store(FileDefaults& defaults, std::filesystem::path const& path, std::string
 
 int settingsCommand(Arguments const& arguments)
 {
-    auto const path = defaultsPath(arguments);
     Registry registry;
-    auto const defaults = std::make_shared<FileDefaults>(path);
-    registry.put<Defaults>(defaults);
+    registry.put<Defaults>(std::shared_ptr(openDefaults(arguments)));
     auto const& words = arguments.words;
     if (words.size() > 2) {
         complain("settings takes a key and a value: \"" + words[2] + "\" is one too many");
         return exitBadArguments;
     }
     if (words.size() == 2)
-        return store(*defaults, path, words[0], words[1]);
+        return store(defaultsPath(arguments), words[0], words[1]);
     auto const keys = storedKeys();
     if (words.empty()) {
         for (auto const& key : keys)

@@ -14,7 +14,6 @@
 #include "model/AppModel.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
-#include "platform/linux/FileDefaults.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
 #include "program/SignalWatch.h"
 #include "sessions/SessionStore.h"
@@ -54,8 +53,7 @@ public:
         , m_start(start)
         , m_presenter(makePresenter(arguments, m_output, m_notices, m_main, start))
     {
-        m_defaults = std::make_shared<OverlaidDefaults>(
-            std::make_unique<FileDefaults>(defaultsPath(arguments)), arguments.settings);
+        m_defaults = std::make_shared<OverlaidDefaults>(openDefaults(arguments), arguments.settings);
         m_registry.put<Defaults>(m_defaults);
         m_registry.put(std::make_shared<UiLanguage>()).setLang(AppSettings::load().uiLang);
         m_registry.put(std::make_shared<EchoGuard>(m_main));

@@ -109,8 +109,8 @@ TEST(Json, brokenTextIsNothingAndDeepTextIsHarmless)
 {
     for (std::string_view const text : {"", "{", "{\"a\":}", "{} x", "nul", "\"\xFF\"", "{\"a\":1,}"})
         EXPECT_FALSE(parseJson(text)) << text;
-    (void)parseJson(std::string(200000, '['));
-    EXPECT_TRUE(parseJson(std::string(200000, '[') + std::string(200000, ']')));
+    EXPECT_FALSE(parseJson(std::string(100000, '[') + std::string(100000, ']')));
+    EXPECT_TRUE(parseJson("[\"\\\"" + std::string(1000, '[') + "\"," + std::string(100, '[') + std::string(101, ']')));
     EXPECT_EQ(jsonText(Json("a\xFF")), "\"a\xEF\xBF\xBD\"");
     EXPECT_EQ(jsonPrinted(Json("busy")) + jsonPrinted(Json(503)), "busy503");
 }

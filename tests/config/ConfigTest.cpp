@@ -6,6 +6,7 @@
 #include "config/Languages.h"
 #include "platform/linux/FileDefaults.h"
 #include "platform/sim/SimDefaults.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <filesystem>
 #include <fstream>
@@ -15,6 +16,8 @@
 #include <sys/stat.h>
 
 namespace lingrelay {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -111,6 +114,8 @@ TEST_F(ConfigTest, aKeyOfBlanksIsNoKey)
     EXPECT_FALSE(Secrets::byokActive());
     m_store.set("k.soniox", " abc\n");
     EXPECT_EQ(Secrets::key(), "abc");
+    m_store.set("k.soniox", 123456);
+    EXPECT_FALSE(Secrets::byokActive()) << "of another type";
 }
 
 TEST_F(ConfigTest, onlyEnglishSelectsEnglish)
@@ -150,32 +155,63 @@ TEST_F(ConfigTest, hostsTakeTheStoredOverrideAndTheProtocolsPath)
     EXPECT_EQ(hosts.sttUrl(), "ws://127.0.0.1:7/other?x=1");
 }
 
-TEST(FileDefaultsTest, isPrivateAtomicAndSetsDamageAside)
-{
-    namespace fs = std::filesystem;
-    auto const folder = fs::temp_directory_path() / ("lingrelay-defaults-" + std::to_string(::getpid()));
-    auto const path = folder / "store" / "defaults.json";
+class FileDefaultsTest : public testing::Test {
+protected:
+    std::string aside(std::string const& ending) const { return path.string() + ".damaged" + ending; }
+    static std::string read(fs::path const& file)
     {
-        FileDefaults store(path);
-        store.set("k.soniox", "secret");
-        store.set("gone", 1);
-        store.set("gone", nullptr);
+        std::ifstream stream(file);
+        return {std::istreambuf_iterator<char>(stream), {}};
     }
+
+    TemporaryFolder folder;
+    fs::path path = folder / "store/defaults.json";
+};
+
+TEST_F(FileDefaultsTest, isPrivateAndTwoProgramsKeepEachOthersChanges)
+{
+    FileDefaults window(path);
+    window.set("k.soniox", "secret");
+    window.set("gone", 1);
+    window.flush();
     struct stat info { };
     ASSERT_EQ(::stat(path.c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600U);
     ASSERT_EQ(::stat(path.parent_path().c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0700U);
-    EXPECT_EQ(FileDefaults(path).string("k.soniox"), "secret");
-    EXPECT_FALSE(FileDefaults(path).value("gone"));
+    {
+        FileDefaults other(path);
+        for (int i = 0; i < 20; ++i) {
+            other.set("other" + std::to_string(i), i);
+            window.set("window" + std::to_string(i), i);
+        }
+        other.set("gone", nullptr);
+        other.set("k.soniox", "another");
+    }
+    window.set("tts", false);
+    window.flush();
+    FileDefaults const after(path);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_TRUE(after.value("other" + std::to_string(i)) && after.value("window" + std::to_string(i))) << i;
+    EXPECT_EQ(after.string("k.soniox"), "another");
+    EXPECT_TRUE(after.value("tts") && !after.value("gone"));
+}
 
-    std::ofstream(path) << "{\"k.soniox\": \"sec";
-    FileDefaults damaged(path);
-    EXPECT_FALSE(damaged.value("k.soniox"));
-    EXPECT_TRUE(fs::exists(path.string() + ".damaged"));
-    damaged.set("tts", false);
-    EXPECT_FALSE(FileDefaults(path).boolean("tts"));
-    fs::remove_all(folder);
+TEST_F(FileDefaultsTest, everyDamagedFileIsKeptAndWhatItLostIsRemembered)
+{
+    fs::create_directories(path.parent_path());
+    std::string const deep = "{\"a\": " + std::string(100'000, '[') + std::string(100'000, ']') + '}';
+    for (auto const& [text, ending] : {std::pair(deep, ""), {"{\"k.soniox\": \"sec\", \"tts\" :}", ".2"}}) {
+        std::ofstream(path) << text;
+        EXPECT_EQ(FileDefaults(path).setAside(), aside(ending));
+        EXPECT_EQ(read(aside(ending)), text);
+    }
+    FileDefaults mended(path);
+    EXPECT_FALSE(mended.setAside() || mended.value("k.soniox"));
+    EXPECT_EQ(mended.lost(), (std::vector<std::string>{"k.soniox", "tts"}));
+    mended.set("k.soniox", "");
+    mended.flush();
+    EXPECT_EQ(FileDefaults(path).lost(), std::vector<std::string>{"tts"});
 }
 
 } // namespace

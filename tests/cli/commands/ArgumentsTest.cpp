@@ -230,6 +230,14 @@ TEST_F(ArgumentsTest, theLocalServiceFillsWhatNobodyNamed)
     EXPECT_FALSE(key->localService);
     EXPECT_EQ(key->hosts.tts, "ws://127.0.0.1:9");
     EXPECT_FALSE(planFor(*parse({}), {{"host.stt", "ws://example.com"}}));
+    // Nobody hears the user whom a damaged store may have ruled out.
+    auto const damaged = [](char const* key) {
+        return std::map<std::string, Json>{{Defaults::lostKey, Json::array({key})}};
+    };
+    EXPECT_FALSE(planFor(*parse({}), damaged("k.soniox")));
+    EXPECT_FALSE(planFor(*parse({"--set", "k.soniox=key"}), damaged("host.stt")));
+    EXPECT_TRUE(planFor(*parse({"--set", "k.soniox=key"}), damaged("k.soniox")));
+    EXPECT_TRUE(planFor(*parse({}), damaged("tts")));
 }
 
 TEST_F(ArgumentsTest, valuesForThisRunNeverReachTheStore)
