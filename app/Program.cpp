@@ -1,15 +1,9 @@
 #include "app/Program.h"
 
 #include "app/WindowShell.h"
-#include "audio/AudioCapture.h"
-#include "audio/EchoGuard.h"
-#include "audio/MicCapture.h"
 #include "base/Log.h"
-#include "base/Registry.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
-#include "core/AppDelegate.h"
-#include "core/FarEndEcho.h"
 #include "desktop/FloatingCaptions.h"
 #include "desktop/StatusMenu.h"
 #include "platform/linux/AsioNetwork.h"
@@ -22,12 +16,11 @@
 #include "platform/linux/qt/QtScheduler.h"
 #include "platform/linux/qt/QtStatusItem.h"
 #include "platform/linux/qt/QtWorkspace.h"
+#include "program/Assembly.h"
 #include "program/Headless.h"
 #include "program/HostPlan.h"
 #include "program/LocalService.h"
-#include "program/MachineSound.h"
 #include "program/Paths.h"
-#include "program/Secrecy.h"
 #include "program/SignalWatch.h"
 #include "sessions/Journal.h"
 #include "ui/MainView.h"
@@ -48,6 +41,7 @@ namespace {
 
 /// What remains after the user has quit is to say goodbye to other parties; it must not hold up anybody.
 constexpr auto goodbyeLimit = std::chrono::milliseconds(1500);
+constexpr int endedByForce = 75; ///< the exit code then, so that nobody takes it for an orderly end
 constexpr Duration reportLimit = seconds(1.0);
 constexpr auto waitPulse = std::chrono::milliseconds(5); ///< between two looks whether it is done
 
@@ -110,27 +104,30 @@ struct Program::Parts {
     SignalWatch signals{[this] { main.post([this] { shell.onQuit(); }); }, [] {}};
     AsioRuntime runtime;
     AsioRuntime disk{AsioRuntime::Jobs::mayBlock}; ///< waits for the disk, which sockets must not
-    std::unique_ptr<Scheduler> listenStream = runtime.makeScheduler();
-    std::unique_ptr<Scheduler> listenPipeline = runtime.makeScheduler();
-    std::unique_ptr<Scheduler> speakStream = runtime.makeScheduler();
-    std::unique_ptr<Scheduler> speakPipeline = runtime.makeScheduler();
-    std::unique_ptr<Scheduler> background = disk.makeScheduler();
-    Registry registry;
+    AsioNetwork network{runtime};
+    Assembly assembly{{
+        .main = main,
+        .makeScheduler = [this] { return runtime.makeScheduler(); },
+        .makeDiskScheduler = [this] { return disk.makeScheduler(); },
+        .network = network,
+        .defaults = std::make_shared<FileDefaults>(defaultsFile()),
+        .sessions = SessionStore::defaultFolder(),
+        .secrecy = secrecy,
+    }};
+    AppDelegate* app = nullptr; ///< the assembly's
     HostPlan plan;
     LocalService localService{main};
     LocalService::Address local; ///< once it is there
     bool serviceStarted = false;
-    AsioNetwork network{runtime};
     bool ending = false; ///< what is still made ready comes too late
     bool readying = false; ///< the service and the sound
     std::vector<std::function<void(AppModel::Commands const&)>> waiting; ///< what the user asked for meanwhile
     std::thread soundOpener;
     std::unique_ptr<PipeWireSound> sound;
-    HostedSession* hosted = nullptr;
 
     WindowShell shell;
     NoKey key;
-    QtWorkspace workspace{main, *background};
+    QtWorkspace workspace{main, assembly.background()};
     XdgLoginItem loginItem;
     QtAppearance appearance;
     std::unique_ptr<QtStatusItem> statusItem;
@@ -138,36 +135,23 @@ struct Program::Parts {
     std::unique_ptr<QtPanelWindow> panel;
     std::unique_ptr<FloatingCaptions> captions;
 
-    std::unique_ptr<AudioCapture> capture;
-    std::unique_ptr<MicCapture> mic;
-    std::unique_ptr<AudioMuter> muter;
-    std::unique_ptr<DriverInstaller> driver;
-    std::shared_ptr<AppDelegate> app;
     std::string complaint; ///< why there is no service
     std::string shown; ///< the complaint that stands in the status
-    HostsInUse* hosts = nullptr;
 };
 
 Program::Parts::Parts()
 {
-    registry.put<Defaults>(std::make_shared<FileDefaults>(defaultsFile()));
-    auto& language = registry.put(std::make_shared<UiLanguage>());
-    language.setLang(AppSettings::load().uiLang);
-    registry.put(std::make_shared<EchoGuard>(main));
-    registry.put(std::make_shared<FarEndEcho>(main));
-    registry.put(std::make_shared<SessionStore>(SessionStore::defaultFolder()));
     plan = HostPlan::make({});
     secrecy->add(Secrets::key());
     if (plan.localService)
         greetNewcomer();
-    registry.put(std::make_shared<AppModel>());
+    assembly.makeModel();
 }
 
 Program::Parts::~Parts()
 {
     runtime.stop();
     disk.stop();
-    app.reset();
 }
 
 /// The window comes first; the service and the sound are made ready while the user looks at it.
@@ -175,7 +159,7 @@ void Program::Parts::launch()
 {
     takeCommands();
     wireShell();
-    view = std::make_unique<MainView>(AppModel::shared(), main, *background, shell);
+    view = std::make_unique<MainView>(AppModel::shared(), main, assembly.background(), shell);
     appearance.onChanged = [this] { adoptAppearance(); };
     adoptAppearance();
     shell.setWindow(view->window());
@@ -301,19 +285,9 @@ void Program::Parts::connected(Result<LocalService::Address> const& address)
         return;
     if (address)
         local = *address;
-    secrecy->add(local.token);
     complaint = address ? plan.problem() : address.error().message;
-    if (hosts) {
-        hosts->use(plan.hostsWith(local.hosts));
-        hosted->setClientToken(local.token);
-        return complain(complaint);
-    }
-    hosts = &registry.put(std::make_shared<HostsInUse>(plan.hostsWith(local.hosts)));
-    auto& net = registry.put(std::make_shared<Net>(network));
-    auto const session = std::make_shared<HostedSession>(main, net, local.token);
-    secrecy->follow(session);
-    hosted = &registry.put(session);
-    begin();
+    assembly.connect(plan.hostsWith(local.hosts), local.token);
+    app ? complain(complaint) : begin();
 }
 
 /// A key of the user's own counts at once, and takes other hosts with it.
@@ -352,24 +326,25 @@ void Program::Parts::heard(std::unique_ptr<PipeWireSound> opened)
 /// Once the service and the sound are there.
 void Program::Parts::begin()
 {
-    if (!hosted || !sound)
+    if (!assembly.connected() || !sound)
         return;
     auto* const window = view->makeCaptionsWindow();
     panel = std::make_unique<QtPanelWindow>(*window, captionsRadius);
     captions = std::make_unique<FloatingCaptions>(main, *panel);
     view->captions().follow(*captions, *panel);
-    auto const machine = machineSound(*sound);
-    capture = std::make_unique<AudioCapture>(machine.systemAudio, *background);
-    mic = std::make_unique<MicCapture>(machine.inputs, main);
-    muter = std::make_unique<AudioMuter>(machine.muter);
-    driver = std::make_unique<DriverInstaller>(machine.virtualMicrophone);
-    auto const clean = [secrecy = secrecy](std::string text) { return secrecy->clean(std::move(text)); };
-    app = AppDelegate::create({main, {network, *listenStream, *listenPipeline, *background, machine.outputs},
-        {network, *speakStream, *speakPipeline, *background, machine.outputs}, *capture, *mic, *muter, machine.devices,
-        *driver, *captions, shell, key, workspace, clean});
-    view->setHosted(*hosted, clean);
+    view->setHosted(
+        assembly.hosted(), [secrecy = secrecy](std::string text) { return secrecy->clean(std::move(text)); });
     shell.ignoreNextShow();
-    app->applicationDidFinishLaunching();
+    auto const machine = machineSound(*sound);
+    app = &assembly.begin({
+        .sound = machine,
+        .listenOutputs = machine.outputs,
+        .speakOutputs = machine.outputs,
+        .overlay = *captions,
+        .shell = shell,
+        .ptt = key,
+        .workspace = workspace,
+    });
     auto& model = AppModel::shared();
     model.commands.adoptKey = [this] { adoptKey(); };
     complain(complaint);
@@ -385,7 +360,7 @@ void Program::Parts::end()
 {
     std::thread([] {
         std::this_thread::sleep_for(goodbyeLimit);
-        ::_exit(0);
+        ::_exit(endedByForce);
     }).detach();
     readying = ending = true;
     // What can be clicked does nothing any more.
@@ -394,28 +369,14 @@ void Program::Parts::end()
     view->window()->hide();
     if (soundOpener.joinable())
         soundOpener.join();
-    auto const deadline = main.now() + reportLimit;
     QTimer pulse;
     pulse.start(waitPulse);
-    auto const wait = [](auto done) {
-        while (!done())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    };
-    if (app) {
-        app->applicationWillTerminate();
-        app->stopFromUI();
-        app->shutdown();
-    }
+    TaskGroup goodbye(main);
+    goodbye.spawn(assembly.end(reportLimit));
     view->shutdown();
-    if (hosted) {
-        wait([&] { return hosted->idle() || main.now() >= deadline; });
-        hosted->shutdown();
-    }
-    wait([&] { return (!app || app->idle()) && (!hosted || hosted->idle()) && view->idle(); });
-    if (app) {
-        for (auto* engine : {&app->listenEngine(), &app->speakEngine()})
-            engine->player().teardown();
-    }
+    while (goodbye.running() > 0 || !view->idle())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    app = nullptr;
     shell.setWindow(nullptr);
     view->captions().leave();
 }

@@ -41,6 +41,8 @@ public:
         recognise();
     }
 
+    ~Talk() { end(); }
+
     /// Lets the minutes pass and gives the processor's seconds.
     double pass(int minutes)
     {

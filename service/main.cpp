@@ -12,6 +12,8 @@
 
 namespace {
 
+using lingrelay::Error;
+using lingrelay::Log;
 using namespace lingrelay::service;
 
 constexpr char const* standardModels = LINGRELAY_POCKETSPHINX_MODELS;

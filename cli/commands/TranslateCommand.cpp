@@ -1,20 +1,15 @@
 #include "cli/commands/TranslateCommand.h"
 
-#include "audio/EchoGuard.h"
-#include "base/Registry.h"
 #include "base/UserFolders.h"
 #include "cli/commands/Paths.h"
 #include "cli/commands/RunPlan.h"
 #include "cli/commands/TranslateRun.h"
 #include "cli/terminal/Complaint.h"
 #include "cli/terminal/Presenter.h"
-#include "config/KeyStore.h"
-#include "config/L10n.h"
-#include "core/FarEndEcho.h"
-#include "model/AppModel.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
+#include "program/Assembly.h"
 #include "program/SignalWatch.h"
 #include "sessions/SessionStore.h"
 
@@ -52,13 +47,8 @@ public:
         : m_arguments(arguments)
         , m_start(start)
         , m_presenter(makePresenter(arguments, m_output, m_notices, m_main, start))
+        , m_defaults(std::make_shared<OverlaidDefaults>(openDefaults(arguments), arguments.settings))
     {
-        m_defaults = std::make_shared<OverlaidDefaults>(openDefaults(arguments), arguments.settings);
-        m_registry.put<Defaults>(m_defaults);
-        m_registry.put(std::make_shared<UiLanguage>()).setLang(AppSettings::load().uiLang);
-        m_registry.put(std::make_shared<EchoGuard>(m_main));
-        m_registry.put(std::make_shared<FarEndEcho>(m_main));
-        m_registry.put(std::make_shared<SessionStore>(arguments.sessions.value_or(SessionStore::defaultFolder())));
     }
 
     ~Program()
@@ -80,7 +70,7 @@ public:
             file.emplace(std::move(*opened));
         }
         m_defaults->hold(plan->settings);
-        m_registry.put(std::make_shared<AppModel>());
+        m_assembly.makeModel();
         translate(std::move(*plan), std::move(file));
         for (auto const& message : m_run->complaints())
             complain(message);
@@ -99,21 +89,12 @@ private:
 
     void translate(RunPlan plan, std::optional<SoundFile> file)
     {
-        auto const connect = [this](Hosts const& hosts, std::string const& token) -> HostedSession& {
-            m_registry.put(std::make_shared<HostsInUse>(hosts));
-            auto& net = m_registry.put(std::make_shared<Net>(*m_network));
-            auto const hosted = std::make_shared<HostedSession>(m_main, net, token);
-            m_secrecy->follow(hosted);
-            return m_registry.put(hosted);
-        };
         if (plan.usesDevices())
             m_machine = std::make_unique<PipeWireSound>();
-        m_network = std::make_unique<AsioNetwork>(m_main.runtime());
         m_run = std::make_unique<TranslateRun>(
-            TranslateRun::Services{m_main, *m_network, *m_listenStream, *m_listenPipeline, *m_speakStream,
-                *m_speakPipeline, *m_background, *m_sound, m_localService,
+            TranslateRun::Services{m_main, m_assembly, *m_sound, m_localService,
                 m_machine ? machineSound(*m_machine) : m_noSound.parts(), *m_presenter, *m_secrecy},
-            m_arguments, std::move(plan), std::move(file), m_start, connect);
+            m_arguments, std::move(plan), std::move(file), m_start);
         TaskGroup tasks(m_main);
         tasks.spawn(runToEnd());
         m_main.run();
@@ -153,18 +134,21 @@ private:
     OutputQueue m_notices{STDERR_FILENO};
     std::unique_ptr<Presenter> m_presenter;
     AsioRuntime m_disk{AsioRuntime::Jobs::mayBlock}; ///< waits for the disk, which sockets must not
-    std::unique_ptr<Scheduler> m_listenStream = m_main.runtime().makeScheduler();
-    std::unique_ptr<Scheduler> m_listenPipeline = m_main.runtime().makeScheduler();
-    std::unique_ptr<Scheduler> m_speakStream = m_main.runtime().makeScheduler();
-    std::unique_ptr<Scheduler> m_speakPipeline = m_main.runtime().makeScheduler();
-    std::unique_ptr<Scheduler> m_background = m_disk.makeScheduler();
-    std::unique_ptr<Scheduler> m_sound = m_main.runtime().makeScheduler();
+    AsioNetwork m_network{m_main.runtime()};
     std::shared_ptr<OverlaidDefaults> m_defaults;
-    Registry m_registry;
     LocalService m_localService{m_main};
-    std::unique_ptr<AsioNetwork> m_network;
     NoSound m_noSound;
     std::unique_ptr<PipeWireSound> m_machine;
+    Assembly m_assembly{{
+        .main = m_main,
+        .makeScheduler = [this] { return m_main.runtime().makeScheduler(); },
+        .makeDiskScheduler = [this] { return m_disk.makeScheduler(); },
+        .network = m_network,
+        .defaults = m_defaults,
+        .sessions = m_arguments.sessions.value_or(SessionStore::defaultFolder()),
+        .secrecy = m_secrecy,
+    }};
+    std::unique_ptr<Scheduler> m_sound = m_main.runtime().makeScheduler();
     std::unique_ptr<TranslateRun> m_run;
     EndReason m_reason = EndReason::stopped;
 };

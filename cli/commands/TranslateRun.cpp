@@ -18,7 +18,6 @@ constexpr Duration playOutPoll = seconds(0.02);
 /// What the player has handed over is heard a little later.
 constexpr Duration lastSound = seconds(0.3);
 constexpr Duration openPoll = seconds(0.02);
-constexpr Duration endPoll = seconds(0.005);
 /// How long the last report to the backend may take; the user's stop is to be over in three seconds.
 constexpr Duration endLimit = seconds(5.0);
 constexpr Duration stopLimit = seconds(1.0);
@@ -29,14 +28,6 @@ std::string sentence(std::string text)
     while (!text.empty() && text.back() == '.')
         text.pop_back();
     return text;
-}
-
-/// Waits until the scheduler has done what it was given before.
-Task<void> settled(Scheduler& scheduler, Scheduler& main)
-{
-    OneShot<bool> done;
-    scheduler.post([done, &main] { main.post([done] { done.set(true); }); });
-    co_await done.take();
 }
 
 } // namespace
@@ -66,19 +57,14 @@ bool TranslateRun::Shell::ask(std::string const&, std::string const&, std::strin
     return false;
 }
 
-TranslateRun::TranslateRun(Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file,
-    Instant start, Connect connect)
+TranslateRun::TranslateRun(
+    Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file, Instant start)
     : m_services(services)
     , m_arguments(arguments)
     , m_plan(std::move(plan))
     , m_file(std::move(file))
-    , m_connect(std::move(connect))
     , m_listenClauses(AppModel::Direction::listen, start)
     , m_speakClauses(AppModel::Direction::speak, start)
-    , m_capture(services.machine.systemAudio, services.background)
-    , m_mic(services.machine.inputs, services.main)
-    , m_muter(services.machine.muter)
-    , m_driver(services.machine.virtualMicrophone)
     , m_fileCapture(services.sound)
     , m_fileMic(services.sound)
 {
@@ -141,9 +127,8 @@ Task<std::optional<std::string>> TranslateRun::connect()
             co_return result.error().message;
         }
         local = *result;
-        m_services.secrecy.add(local.token);
     }
-    m_hosted = &m_connect(m_plan.hostsWith(local.hosts), local.token);
+    m_services.assembly.connect(m_plan.hostsWith(local.hosts), local.token);
     co_return std::nullopt;
 }
 
@@ -175,19 +160,33 @@ AudioOutputs& TranslateRun::makeOutputs()
 
 void TranslateRun::makeController()
 {
-    auto& services = m_services;
-    auto& machine = services.machine;
+    auto& machine = m_services.machine;
     auto& outputs = makeOutputs();
     bool const fromFile = m_file.has_value();
-    m_app = AppDelegate::create({services.main,
-        {services.network, services.listenStream, services.listenPipeline, services.background,
-            speaks() ? machine.outputs : outputs},
-        {services.network, services.speakStream, services.speakPipeline, services.background,
-            speaks() ? outputs : machine.outputs},
-        fromFile && !speaks() ? static_cast<AudioSource&>(m_fileCapture) : m_capture,
-        fromFile && speaks() ? static_cast<Microphone&>(m_fileMic) : m_mic, m_muter, machine.devices, m_driver,
-        m_overlay, m_shell, m_key, m_workspace,
-        [&secrecy = services.secrecy](std::string text) { return secrecy.clean(std::move(text)); }});
+    Assembly::Surroundings const surroundings{
+        .sound = machine,
+        .listenOutputs = speaks() ? machine.outputs : outputs,
+        .speakOutputs = speaks() ? outputs : machine.outputs,
+        .overlay = m_overlay,
+        .shell = m_shell,
+        .ptt = m_key,
+        .workspace = m_workspace,
+        .capture = fromFile && !speaks() ? &m_fileCapture : nullptr,
+        .mic = fromFile && speaks() ? &m_fileMic : nullptr,
+    };
+    auto& assembly = m_services.assembly;
+    assembly.begin(surroundings, [this](AppDelegate& app) { prepare(app); });
+    pickDevices();
+    wireEngine(m_app->listenEngine(), m_listenClauses, assembly.listenPipeline());
+    wireEngine(m_app->speakEngine(), m_speakClauses, assembly.speakPipeline());
+    if (fromFile)
+        openFile();
+}
+
+/// What must stand before the controller begins to speak.
+void TranslateRun::prepare(AppDelegate& app)
+{
+    m_app = &app;
     auto& engine = mainEngine();
     engine.voiceless = m_plan.output == Arguments::Output::none;
     if (m_outputs)
@@ -196,19 +195,14 @@ void TranslateRun::makeController()
             return alive ? alive->player().queuedSeconds() : 0;
         };
     observeModel();
-    m_app->onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
-    m_app->onExhausted = [this](std::string const& message) {
+    app.onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
+    app.onExhausted = [this](std::string const& message) {
         m_exhaustedMessage = message;
         m_exhausted.set();
     };
-    m_app->keeping().onArchived = [this](SessionStore::Session const& session,
-                                      Result<std::filesystem::path> const& file) { archived(session, file); };
-    m_app->applicationDidFinishLaunching();
-    pickDevices();
-    wireEngine(m_app->listenEngine(), m_listenClauses, services.listenPipeline);
-    wireEngine(m_app->speakEngine(), m_speakClauses, services.speakPipeline);
-    if (fromFile)
-        openFile();
+    app.keeping().onArchived = [this](SessionStore::Session const& session, Result<std::filesystem::path> const& file) {
+        archived(session, file);
+    };
 }
 
 void TranslateRun::pickDevices()
@@ -315,10 +309,8 @@ void TranslateRun::wireEngine(Engine& engine, ClauseLog& clauses, Scheduler& pip
         // A file that is written clause after clause has no listener whom anything could delay.
         auto const wait = m_arguments.pace == Pace::fast ? Duration::zero() : delay;
         onMain([this, &clauses, job, heardAt = pipeline.now() + wait] {
-            m_services.main.startTimer(heardAt, [this, &clauses, job, heardAt, live = m_alive] {
-                if (live.lock())
-                    speech(job, heardAt, clauses);
-            });
+            m_services.main.startTimer(
+                heardAt, m_lifetime.whileAlive([this, &clauses, job, heardAt] { speech(job, heardAt, clauses); }));
         });
     };
 }
@@ -376,7 +368,7 @@ Task<void> TranslateRun::playOut()
 
 Task<bool> TranslateRun::speechFinished()
 {
-    auto& pipeline = speaks() ? m_services.speakPipeline : m_services.listenPipeline;
+    auto& pipeline = speaks() ? m_services.assembly.speakPipeline() : m_services.assembly.listenPipeline();
     OneShot<bool> answer;
     pipeline.post([answer, engine = mainEngine().shared_from_this(), &main = m_services.main] {
         main.post([answer, finished = engine->speechFinished()] { answer.set(finished); });
@@ -440,10 +432,8 @@ void TranslateRun::showProgress()
         m_services.presenter.progress(AppModel::shared().elapsed.get(), 0);
     else
         m_services.presenter.progress(feeder()->position(), feeder()->length());
-    m_progressTimer = m_services.main.startTimer(m_services.main.now() + seconds(interval), [this, live = m_alive] {
-        if (live.lock())
-            showProgress();
-    });
+    m_progressTimer = m_services.main.startTimer(
+        m_services.main.now() + seconds(interval), m_lifetime.whileAlive([this] { showProgress(); }));
 }
 
 void TranslateRun::notice(std::string const& text)
@@ -461,14 +451,10 @@ void TranslateRun::speech(TTSPipeline::Job const& job, Instant heardAt, ClauseLo
 
 Task<void> TranslateRun::close(EndReason reason)
 {
+    auto& assembly = m_services.assembly;
     m_services.main.stopTimer(m_progressTimer);
-    if (m_app) {
-        co_await quietStreams();
-        m_app->stopFromUI();
-        m_app->shutdown();
-        co_await settled(m_services.main, m_services.main); // the last status
-    }
-    m_live.reset();
+    co_await assembly.endSession();
+    m_lifetime.end();
     m_subscriptions.clear();
     if (m_outputs)
         complain(m_outputs->finish());
@@ -482,52 +468,13 @@ Task<void> TranslateRun::close(EndReason reason)
             + sentence(m_serviceError.empty() ? m_lastError : m_serviceError)
             + "; check the key and the network, then run again");
     }
-    co_await endHosted(reason == EndReason::stopped ? stopLimit : endLimit);
-    if (!m_app)
-        co_return;
-    while (!m_app->idle())
-        co_await sleep(endPoll);
-    for (auto* engine : {&m_app->listenEngine(), &m_app->speakEngine()})
-        engine->player().teardown();
-    m_app.reset();
-    auto& services = m_services;
-    for (auto* scheduler : {&services.sound, &services.listenStream, &services.speakStream, &services.listenPipeline,
-             &services.speakPipeline, &services.background})
-        co_await settled(*scheduler, services.main);
-}
-
-/// Every line that a stream has finished is in the model afterwards.
-Task<void> TranslateRun::quietStreams()
-{
-    for (auto* engine : {&m_app->listenEngine(), &m_app->speakEngine()}) {
-        if (auto const stream = engine->stream())
-            stream->stop();
-    }
-    for (auto* scheduler : {&m_services.listenStream, &m_services.speakStream})
-        co_await settled(*scheduler, m_services.main);
-}
-
-Task<void> TranslateRun::endHosted(Duration limit)
-{
-    if (!m_hosted)
-        co_return;
-    auto const deadline = m_services.main.now() + limit;
-    while (!m_hosted->idle() && m_services.main.now() < deadline)
-        co_await sleep(endPoll);
-    m_hosted->shutdown();
-    while (!m_hosted->idle())
-        co_await sleep(endPoll);
+    co_await assembly.end(reason == EndReason::stopped ? stopLimit : endLimit);
+    co_await assembly.settled(m_services.sound);
 }
 
 void TranslateRun::status(Kind kind, std::string const& text) { m_services.presenter.status(kind, text); }
 
-void TranslateRun::onMain(std::function<void()> job)
-{
-    m_services.main.post([live = m_alive, job = std::move(job)] {
-        if (live.lock())
-            job();
-    });
-}
+void TranslateRun::onMain(std::function<void()> job) { m_services.main.post(m_lifetime.whileAlive(std::move(job))); }
 
 void TranslateRun::writeFiles()
 {

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "audio/AudioCapture.h"
-#include "audio/MicCapture.h"
+#include "base/async/Lifetime.h"
 #include "base/async/Task.h"
 #include "cli/commands/Arguments.h"
 #include "cli/commands/ClauseLog.h"
@@ -9,11 +8,9 @@
 #include "cli/soundfiles/FileSource.h"
 #include "cli/soundfiles/WavOutputs.h"
 #include "cli/terminal/Presenter.h"
-#include "core/AppDelegate.h"
+#include "program/Assembly.h"
 #include "program/Headless.h"
 #include "program/LocalService.h"
-#include "program/MachineSound.h"
-#include "program/Secrecy.h"
 #include "sessions/SessionStore.h"
 #include "speech/HostedSession.h"
 
@@ -33,24 +30,16 @@ class TranslateRun {
 public:
     struct Services {
         Scheduler& main;
-        Network& network;
-        Scheduler& listenStream; ///< one of each for each engine
-        Scheduler& listenPipeline;
-        Scheduler& speakStream;
-        Scheduler& speakPipeline;
-        Scheduler& background;
+        Assembly& assembly;
         Scheduler& sound; ///< feeds a file, writes a voice
         LocalService& localService;
         MachineSound machine;
         Presenter& presenter;
         Secrecy& secrecy;
     };
-    /// What the composition root adds to the registry once it is known where to connect; main.
-    using Connect = std::function<HostedSession&(Hosts const& hosts, std::string const& token)>;
-
     /// With no file the machine's own sound is translated.
-    TranslateRun(Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file,
-        Instant start, Connect connect);
+    TranslateRun(
+        Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file, Instant start);
     ~TranslateRun();
 
     Task<EndReason> run();
@@ -93,11 +82,10 @@ private:
     Task<void> playOut();
     Task<bool> speechFinished();
     Task<void> close(EndReason reason);
-    Task<void> quietStreams();
-    Task<void> endHosted(Duration limit);
 
     void recover();
     void makeController();
+    void prepare(AppDelegate& app);
     AudioOutputs& makeOutputs();
     void pickDevices();
     void observeModel();
@@ -124,30 +112,22 @@ private:
     Arguments const& m_arguments;
     RunPlan m_plan;
     std::optional<SoundFile> m_file; ///< until the feeder has it
-    Connect m_connect;
     ClauseLog m_listenClauses;
     ClauseLog m_speakClauses;
-    HostedSession* m_hosted = nullptr;
 
     Overlay m_overlay{*this};
     Shell m_shell{*this};
     NoKey m_key;
     NoWorkspace m_workspace;
     NoSound m_noSound;
-    AudioCapture m_capture;
-    MicCapture m_mic;
-    AudioMuter m_muter;
-    DriverInstaller m_driver;
     FileCapture m_fileCapture;
     FileMic m_fileMic;
     std::unique_ptr<WavOutputs> m_outputs;
-    std::shared_ptr<AppDelegate> m_app;
+    AppDelegate* m_app = nullptr; ///< the assembly's, until it is over
     std::vector<Subscription> m_subscriptions;
     std::string m_lastLine; ///< id
     bool m_announced = false; ///< "connecting" was shown before the controller said it
 
-    std::shared_ptr<bool> m_live = std::make_shared<bool>(true);
-    std::weak_ptr<bool> const m_alive{m_live}; ///< jobs that callbacks post do nothing once this is gone
     Scheduler::TimerId m_progressTimer = 0;
     Event m_stop;
     Event m_started;
@@ -163,6 +143,7 @@ private:
     std::string m_serviceError; ///< the service's own words, until it is well again
     std::vector<std::string> m_complaints;
     bool m_lostFiles = false;
+    Lifetime m_lifetime; ///< of what callbacks post: it ends with the session
 };
 
 } // namespace lingrelay

@@ -59,14 +59,7 @@ protected:
             return VoiceServer::Plan{.fill = text.starts_with("For me") ? listenVoice : speakVoice};
         };
     }
-    ~LiveSessionTest() override
-    {
-        app->shutdown();
-        wait(0.1);
-        app.reset();
-        wait(0);
-    }
-
+    void TearDown() override { end(); }
     void launch(std::function<void(AppSettings&)> change = [](AppSettings&) {})
     {
         AppSettings settings;
@@ -78,12 +71,15 @@ protected:
         settings.autoRouteMic = true;
         change(settings);
         set(settings);
-        model = &world.registry.put(std::make_shared<AppModel>());
-        app = AppDelegate::create({world.main,
-            {world.network, world.streamScheduler, world.pipelineScheduler, world.background, sound.outputs()},
-            {world.network, speakStream, speakPipeline, world.background, sound.outputs()}, liveCapture, liveMic,
-            liveMuter, sound.devices(), liveInstaller, overlay, shell, key, workspace});
-        app->applicationDidFinishLaunching();
+        begin({
+            .sound = machineSound(sound),
+            .listenOutputs = sound.outputs(),
+            .speakOutputs = sound.outputs(),
+            .overlay = overlay,
+            .shell = shell,
+            .ptt = key,
+            .workspace = workspace,
+        });
     }
     void start()
     {
@@ -127,10 +123,6 @@ protected:
     Id speakers = sound.add({.name = "Speakers", .outputChannels = 2});
     Id microphone = sound.add({.name = "Built-in Microphone", .inputChannels = 1, .rate = 44100, .builtIn = true});
     Id pair = 0;
-    AudioCapture liveCapture{sound.systemAudio(), world.background};
-    MicCapture liveMic{sound.inputs(), world.main};
-    AudioMuter liveMuter{sound.muter()};
-    DriverInstaller liveInstaller{sound.virtualMicrophone()};
 
 private:
     std::size_t m_seen[2] = {};

@@ -31,6 +31,7 @@ protected:
         };
         Desk::launch();
     }
+    void TearDown() override { end(); }
     void type(std::string const& text, double length = 3)
     {
         model->commands.typeToSpeak(text, unspoken);
@@ -120,7 +121,7 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     wait(1.5);
     EXPECT_EQ(calls, (Texts{"translate", "start", "translate"}));
     EXPECT_TRUE(*model->typing);
-    EXPECT_TRUE(world.hosted.active());
+    EXPECT_TRUE(assembly.hosted().active());
     wait(3);
     EXPECT_EQ(calls.back(), "end");
     EXPECT_FALSE(*model->typing);
@@ -154,7 +155,7 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     model->commands.start();
     wait(3);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 0);
-    EXPECT_TRUE(world.hosted.active());
+    EXPECT_TRUE(assembly.hosted().active());
     model->commands.stop();
     wait(0.3);
 

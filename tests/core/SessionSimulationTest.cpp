@@ -49,6 +49,8 @@ public:
         m_timersAtRest = rest();
     }
 
+    ~Life() { end(); }
+
     void play()
     {
         for (int session = 0; session < 6 && !testing::Test::HasFailure(); ++session)
@@ -282,7 +284,7 @@ private:
         EXPECT_EQ(rest(), m_timersAtRest) << "timers are left";
         for (auto const& peer : world.network.peers())
             EXPECT_TRUE(peer->gone) << "a socket is left: " << peer->request.url;
-        EXPECT_TRUE(world.hosted.idle());
+        EXPECT_TRUE(assembly.hosted().idle());
         std::error_code none;
         EXPECT_TRUE(std::filesystem::is_empty(Journal::folder(store), none) || none) << "a journal is left";
     }

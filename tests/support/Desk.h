@@ -1,8 +1,7 @@
 #pragma once
 
-#include "core/AppDelegate.h"
-#include "core/FarEndEcho.h"
 #include "platform/sim/SimDevices.h"
+#include "program/Assembly.h"
 #include "sessions/SessionStore.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/VoiceServer.h"
@@ -61,8 +60,12 @@ class SimMuter final : public SoundMuter {
 public:
     explicit SimMuter(std::vector<std::string>& trace) : m_trace(trace) { }
 
+    std::optional<Failure> failure; ///< in the place of silence
+
     std::variant<std::unique_ptr<Silence>, Failure> silence() override
     {
+        if (failure)
+            return *failure;
         m_trace.emplace_back("muter start");
         return std::make_unique<Kept>(m_trace);
     }
@@ -167,7 +170,7 @@ public:
     }
 };
 
-/// The whole program but for its windows, on simulated services and a real folder.
+/// The whole program but for its windows, as both programs are assembled, on simulated services and a real folder.
 class Desk {
 public:
     /// `quantum`: how often the outputs ask for sound.
@@ -189,27 +192,42 @@ public:
         devices.output = 1;
         world.defaults.set("k.soniox", "key");
     }
-    ~Desk()
-    {
-        if (app)
-            app->shutdown();
-        world.hosted.shutdown();
-        world.time.runReady();
-        app.reset();
-        world.time.runReady();
-    }
+    ~Desk() { end(); }
 
     /// Starts the program; settings and stored keys are set before.
     void launch()
     {
-        model = &world.registry.put(std::make_shared<AppModel>());
-        app = AppDelegate::create({world.main,
-            {world.network, world.streamScheduler, world.pipelineScheduler, world.background, world.outputs},
-            {world.network, speakStream, speakPipeline, world.background, speakOutputs}, capture, mic, muter, devices,
-            installer, overlay, shell, key, workspace});
-        app->applicationDidFinishLaunching();
+        auto nothing = noSound.parts();
+        begin({
+            .sound = {devices, nothing.inputs, world.outputs, nothing.systemAudio, soundMuter, driver},
+            .listenOutputs = world.outputs,
+            .speakOutputs = speakOutputs,
+            .overlay = overlay,
+            .shell = shell,
+            .ptt = key,
+            .workspace = workspace,
+            .capture = &capture,
+            .mic = &mic,
+        });
         wait(0.01);
         trace.clear();
+    }
+    void begin(Assembly::Surroundings const& surroundings)
+    {
+        model = &assembly.makeModel();
+        assembly.connect(world.hosts, "caller");
+        app = &assembly.begin(surroundings);
+    }
+    /// Ends the program as its user does.
+    void end()
+    {
+        if (!app)
+            return;
+        TaskGroup goodbye(world.main);
+        goodbye.spawn(assembly.end(seconds(1.0)));
+        for (int i = 0; i < 100 && goodbye.running() > 0; ++i)
+            wait(0.1);
+        app = nullptr;
     }
     void set(AppSettings const& settings) { settings.save(); }
     void wait(double length) { world.time.advance(seconds(length)); }
@@ -226,8 +244,6 @@ public:
 
     World world;
     TemporaryFolder folder;
-    VirtualScheduler speakStream{world.time};
-    VirtualScheduler speakPipeline{world.time};
     SimAudioOutputs speakOutputs;
     VoiceServer voice{world};
     std::vector<std::weak_ptr<SimPeer>> recognisers;
@@ -235,18 +251,25 @@ public:
     SimSource<AudioSource> capture{trace, "capture"};
     SimMic mic{trace, "mic"};
     SimMuter soundMuter{trace};
-    AudioMuter muter{soundMuter};
     SimAudioDevices devices;
     SimDriver driver;
-    DriverInstaller installer{driver};
+    NoSound noSound;
     SimOverlay overlay;
     SimShell shell{trace};
     SimKey key;
     SimWorkspace workspace;
-    FarEndEcho& farEndEcho = world.registry.put(std::make_shared<FarEndEcho>(world.main));
-    SessionStore& store = world.registry.put(std::make_shared<SessionStore>(folder / "Sessions"));
+    Assembly assembly{{
+        .main = world.main,
+        .makeScheduler = [this] { return std::make_unique<VirtualScheduler>(world.time); },
+        .makeDiskScheduler = [this] { return std::make_unique<VirtualScheduler>(world.time); },
+        .network = world.network,
+        .defaults = std::shared_ptr<Defaults>(std::shared_ptr<void>(), &world.defaults),
+        .sessions = folder / "Sessions",
+        .secrecy = std::make_shared<Secrecy>(),
+    }};
+    SessionStore& store = SessionStore::shared();
     AppModel* model = nullptr;
-    std::shared_ptr<AppDelegate> app;
+    AppDelegate* app = nullptr; ///< the assembly's
 };
 
 } // namespace lingrelay

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "audio/EchoGuard.h"
 #include "base/Log.h"
 #include "base/Registry.h"
 #include "config/Hosts.h"
 #include "config/L10n.h"
-#include "audio/EchoGuard.h"
 #include "platform/sim/SimAudio.h"
 #include "platform/sim/SimDefaults.h"
 #include "platform/sim/SimNetwork.h"
@@ -23,8 +23,7 @@ class World {
 public:
     explicit World(std::optional<std::uint32_t> seed = {}) : time(seed)
     {
-        registry.put(
-            std::make_shared<HostsInUse>(Hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3"}));
+        registry.put(std::make_shared<HostsInUse>(hosts));
         Log::setSink([this](std::string_view line) { log.emplace_back(line); });
     }
     ~World()
@@ -39,6 +38,7 @@ public:
         return std::any_of(log.begin(), log.end(), [&](auto const& line) { return line.find(part) != line.npos; });
     }
 
+    Hosts const hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3"};
     VirtualTime time;
     VirtualScheduler main{time};
     VirtualScheduler streamScheduler{time};
