@@ -17,11 +17,6 @@ ViewCase {
         TextField { width: 240; placeholderText: "Key"; onTextEdited: test.seen.push(text) }
     }
     Component {
-        id: searchField
-
-        SearchField { width: 240; placeholderText: "Search"; onTextEdited: test.seen.push(text) }
-    }
-    Component {
         id: selectable
 
         SelectableText { width: 240; text: "Words to keep" }
@@ -100,15 +95,6 @@ ViewCase {
         verify(!field.displayText.includes("s3cret")); // hidden anew when it comes back
         compare(seen, []);
     }
-    function test_escapeEmptiesTheSearch() {
-        const field = createTemporaryObject(searchField, test);
-        field.forceActiveFocus();
-        keyClick("a");
-        keyClick(Qt.Key_Escape);
-        compare(field.text, "");
-        compare(seen, ["a", ""]);
-    }
-
     function pick(name) {
         let entry = null;
         tryVerify(() => entry = named(test.Templates.Overlay.overlay, name));
