@@ -34,6 +34,7 @@ public:
     struct MetadataValue {
         std::string type;
         std::string value;
+        bool operator==(MetadataValue const&) const = default;
     };
 
     /// Whoever has objects of the server. Every call on the loop.

@@ -15,7 +15,8 @@ namespace {
 
 constexpr std::string_view sinkPrefix = "lingrelay.mute.";
 constexpr char const* targetKey = "target.object";
-constexpr char const* rememberedKey = "target.node"; ///< what the session manager has remembered of a program
+/// What an older session manager has remembered of a program. A newer one puts that into the target itself.
+constexpr char const* rememberedKey = "target.node";
 constexpr std::string_view follows = "-1"; ///< a target that is the default
 constexpr double sinkLimit = 1.0; ///< seconds until the sink is there
 constexpr double leaveLimit = 0.5; ///< seconds until the streams have left it
@@ -30,6 +31,23 @@ bool isOutput(PipeWireConnection::Object const& object)
 {
     auto const& kind = object.get(PW_KEY_MEDIA_CLASS);
     return object.type == PW_TYPE_INTERFACE_Node && (kind.starts_with("Audio/Sink") || kind == "Audio/Duplex");
+}
+
+/// The output that a target chooses by its serial, which is what session managers remember of a program.
+PipeWireConnection::Object const* chosenOutput(PipeWireConnection const& connection, std::optional<Value> const& target)
+{
+    auto const& objects = connection.objects();
+    auto const found = std::find_if(objects.begin(), objects.end(), [&](auto const& entry) {
+        return target && isOutput(entry.second) && entry.second.get(PW_KEY_OBJECT_SERIAL) == target->value;
+    });
+    return found == objects.end() ? nullptr : &found->second;
+}
+
+/// Only what changes is heeded, and a stream without it for a moment would be moved.
+void remember(PipeWireConnection& connection, std::uint32_t stream, Value const& device)
+{
+    connection.setMetadata(stream, rememberedKey, Value{"Spa:String", device.value});
+    connection.setMetadata(stream, rememberedKey, device);
 }
 
 } // namespace
@@ -59,6 +77,7 @@ private:
         bool seen = false; ///< the server has told that it is in the sink
         bool sure = false; ///< all that is told of the stream has been read
         std::string remembered = {}; ///< its device, which has been kept
+        bool lent = false; ///< that has been made known by this program
     };
 
     void create();
@@ -68,7 +87,8 @@ private:
     void changed() override;
     void tick() override;
     void move(PipeWireConnection::Object const& stream);
-    void set(std::uint32_t stream, std::optional<Value> const& target);
+    void lend(std::uint32_t stream, Moved& moved);
+    void holdFor(std::uint32_t stream, std::optional<Value> const& target);
     void keepRemembered();
     void endDoubledLinks();
     PipeWireConnection::Object const* deviceOf(std::uint32_t stream, std::optional<Value> const& target) const;
@@ -138,16 +158,18 @@ PipeWireMuter::Sink::~Sink()
 {
     PipeWireConnection::Lock const lock(m_connection);
     m_connection.remove(*this);
+    Targets left;
     for (auto const& [stream, moved] : m_moved) {
         auto const now = m_connection.metadata(stream, targetKey);
         // Else the user has moved it meanwhile.
         if (now && now->value == m_name)
-            set(stream, moved.before);
+            left[stream] = moved.before;
         else if (!moved.seen) // the move may still be on its way, and comes before this
-            set(stream, now && isMuteSink(now->value) ? moved.before : now);
+            left[stream] = now && isMuteSink(now->value) ? moved.before : now;
     }
-    if (!m_moved.empty())
-        PipeWireMuter::keepRemembered(m_connection);
+    for (auto const& [stream, target] : left)
+        holdFor(stream, target);
+    giveBack(m_connection, left);
     // A sink that went first would have the session manager move each of them twice.
     if (!m_moved.empty())
         m_connection.waitUntil(leaveLimit, [this] { return !m_connection.connected() || isEmpty(); });
@@ -262,15 +284,37 @@ void PipeWireMuter::Sink::move(PipeWireConnection::Object const& stream)
             known->second.seen = true;
         return;
     }
-    // It has been asked for. What somebody else has asked for right after it can have hidden the answer.
-    if (known != m_moved.end() && !known->second.seen && Clock::now() - known->second.asked < echoLimit)
-        return;
     // Another instance silences it, and knows where it belongs. If that is dead, then its guard knows, for a while.
     if (now && isMuteSink(now->value))
         return;
+    // It has been asked for. What somebody else has asked for at about that time can have hidden the answer.
+    bool const asked = known != m_moved.end() && !known->second.seen && Clock::now() - known->second.asked < echoLimit;
+    if (asked && now == known->second.before)
+        return;
     m_guard.note({{"stream", stream.id}, {"target", now ? Json(now->value) : Json()}, {"type", now ? now->type : ""}});
-    m_moved[stream.id] = {stream.get(PW_KEY_OBJECT_SERIAL), std::move(now), Clock::now()};
-    set(stream.id, Value{"Spa:String", m_name});
+    auto& moved = m_moved[stream.id];
+    moved = {stream.get(PW_KEY_OBJECT_SERIAL), std::move(now), asked ? moved.asked : Clock::now(), false, false,
+        moved.remembered, moved.lent};
+    if (!asked) {
+        Value const sink{"Spa:String", m_name};
+        holdFor(stream.id, sink);
+        m_connection.setMetadata(stream.id, targetKey, sink);
+    }
+    lend(stream.id, moved);
+}
+
+/// For the session manager the sink is what the user has chosen, and the program's own device is forgotten with it.
+/// Named in the place that counts less, that is remembered, and the stream stays in the sink.
+void PipeWireMuter::Sink::lend(std::uint32_t stream, Moved& moved)
+{
+    auto const* const device = chosenOutput(m_connection, moved.before);
+    if (device) {
+        moved.remembered = std::to_string(device->id);
+        remember(m_connection, stream, {"Spa:Id", moved.remembered});
+    } else if (moved.lent) {
+        m_connection.setMetadata(stream, rememberedKey, {});
+    }
+    moved.lent = device != nullptr;
 }
 
 /// The device that the session manager remembers of a new program can come after the program.
@@ -286,13 +330,13 @@ void PipeWireMuter::Sink::keepRemembered()
         PipeWireMuter::keepRemembered(m_connection);
 }
 
-void PipeWireMuter::Sink::set(std::uint32_t stream, std::optional<Value> const& target)
+/// To be called before the stream is given that target.
+void PipeWireMuter::Sink::holdFor(std::uint32_t stream, std::optional<Value> const& target)
 {
     auto const* const device = deviceOf(stream, target);
     auto const channels = m_connection.ports(stream, "out").size();
     if (channels > 0 && device && m_connection.ports(device->id, "in").size() != channels)
         m_connection.hold(stream);
-    m_connection.setMetadata(stream, targetKey, target);
 }
 
 /// Where a stream goes with that target, by the session manager's rules.
@@ -344,23 +388,37 @@ std::variant<std::unique_ptr<SoundMuter::Silence>, SoundMuter::Failure> PipeWire
     return std::unique_ptr<Silence>(std::move(sink));
 }
 
-void PipeWireMuter::keepRemembered(PipeWireConnection& connection)
+void PipeWireMuter::giveBack(PipeWireConnection& connection, Targets const& targets)
+{
+    std::set<std::uint32_t> lent;
+    for (auto const& [stream, target] : targets) {
+        auto const* const device = chosenOutput(connection, target);
+        auto const remembered = connection.metadata(stream, rememberedKey);
+        if (device && remembered && remembered->value == std::to_string(device->id)) {
+            connection.setMetadata(stream, rememberedKey, {});
+            lent.insert(stream);
+        }
+        connection.setMetadata(stream, targetKey, target);
+    }
+    if (!targets.empty())
+        keepRemembered(connection, lent);
+}
+
+void PipeWireMuter::keepRemembered(PipeWireConnection& connection, std::set<std::uint32_t> const& except)
 {
     std::map<std::uint32_t, Value> remembered;
     for (auto const& [key, value] : connection.metadata()) {
         auto const* const stream = connection.find(key.first);
-        if (key.second != rememberedKey || value.value == follows || !stream || !connection.foreignStream(*stream))
+        if (key.second != rememberedKey || value.value == follows || !stream || !connection.foreignStream(*stream)
+            || except.contains(key.first))
             continue;
         // A number, which can be another object's by now.
         auto const* const device = connection.find(static_cast<std::uint32_t>(std::atoi(value.value.c_str())));
         if (device && isOutput(*device) && !isMuteSink(device->get(PW_KEY_NODE_NAME)))
             remembered[key.first] = value;
     }
-    // Only what changes is heeded, and a stream without it for a moment would be moved.
-    for (auto const& [stream, value] : remembered) {
-        connection.setMetadata(stream, rememberedKey, Value{"Spa:String", value.value});
-        connection.setMetadata(stream, rememberedKey, value);
-    }
+    for (auto const& [stream, value] : remembered)
+        remember(connection, stream, value);
 }
 
 void PipeWireMuter::connected() { changed(); }
@@ -383,6 +441,7 @@ void PipeWireMuter::changed()
     }
     m_left = std::move(left);
     bool doubtful = false;
+    Targets none;
     for (auto& [stream, each] : m_left) {
         if (now - each.since < guardTime)
             continue;
@@ -391,9 +450,9 @@ void PipeWireMuter::changed()
             doubtful = true;
             continue;
         }
-        m_connection.setMetadata(stream, targetKey, {});
-        keepRemembered(m_connection);
+        none[stream] = {};
     }
+    giveBack(m_connection, none);
     if (doubtful)
         m_connection.readMetadata();
 }

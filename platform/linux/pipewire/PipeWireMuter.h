@@ -4,6 +4,9 @@
 #include "platform/linux/pipewire/PipeWireConnection.h"
 #include "platform/linux/pipewire/SoundGuard.h"
 
+#include <map>
+#include <set>
+
 namespace lingrelay {
 
 /// Silences other programs by sending their streams into a sink of this program's: when it dies, the server drops the
@@ -18,14 +21,17 @@ public:
 
     /// The sink of any instance of the program, by node name.
     static bool isMuteSink(std::string_view nodeName);
-    /// To be called after streams were given targets: for the session manager each is a choice of the user's, who has
-    /// then left the device that it remembers of the program. Makes it remember those devices again.
-    static void keepRemembered(PipeWireConnection& connection);
+    /// By stream: its target before it was muted.
+    using Targets = std::map<std::uint32_t, std::optional<PipeWireConnection::MetadataValue>>;
+    static void giveBack(PipeWireConnection& connection, Targets const& targets);
 
 private:
     class Sink;
 
     static std::string ownSink();
+    /// To be called after streams were given targets: for the session manager each is a choice of the user's, who has
+    /// then left the device that it remembers of the program. Makes it remember those devices again.
+    static void keepRemembered(PipeWireConnection& connection, std::set<std::uint32_t> const& except = {});
     void connected() override;
     void disconnected() override { m_left.clear(); }
     void changed() override;

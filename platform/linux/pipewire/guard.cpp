@@ -22,7 +22,7 @@ constexpr Duration patience = seconds(60);
 
 struct Changes {
     std::string sink;
-    std::map<std::uint32_t, std::optional<Value>> streams; ///< and where they were before
+    PipeWireMuter::Targets streams; ///< and where they were before
     std::string input; ///< the file about the default input; empty: that is not switched
 
     void take(Json const& change);
@@ -48,17 +48,14 @@ void Changes::take(Json const& change)
 void Changes::putBack(PipeWireConnection& connection) const
 {
     // A number may belong to another stream by now; the sink's name tells.
-    std::map<std::uint32_t, std::optional<Value>> left;
+    PipeWireMuter::Targets left;
     for (auto const& [key, value] : connection.metadata()) {
         if (key.second != "target.object" || sink.empty() || value.value != sink)
             continue;
         auto const before = streams.find(key.first);
         left[key.first] = before == streams.end() ? std::nullopt : before->second;
     }
-    for (auto const& [stream, before] : left)
-        connection.setMetadata(stream, "target.object", before);
-    if (!left.empty())
-        PipeWireMuter::keepRemembered(connection);
+    PipeWireMuter::giveBack(connection, left);
     connection.sync();
 }
 
