@@ -63,10 +63,15 @@ std::string configuration()
     return text + "]\n";
 }
 
-/// Nothing of the machine itself: no sound cards, cameras or headsets.
+/// Nothing of the machine itself: no sound cards, cameras or headsets. Session managers before 0.5 read programs, later
+/// ones profiles.
 constexpr char const* noHardware = R"(alsa_monitor.enabled = false
 v4l2_monitor.enabled = false
 libcamera_monitor.enabled = false
+)";
+constexpr char const* noHardwareProfile = R"(wireplumber.profiles = {
+    main = { hardware.audio = disabled hardware.bluetooth = disabled hardware.video-capture = disabled }
+}
 )";
 
 void write(std::string const& path, std::string const& text)
@@ -111,6 +116,7 @@ SoundServer::SoundServer()
     write(additions() + "/10-lab.conf", configuration());
     write(m_folder / "config/wireplumber/main.lua.d/80-lab.lua", noHardware);
     write(m_folder / "config/wireplumber/bluetooth.lua.d/80-lab.lua", "bluez_monitor.enabled = false\n");
+    write(m_folder / "config/wireplumber/wireplumber.conf.d/80-lab.conf", noHardwareProfile);
     auto const runtime = m_folder / "run";
     fs::create_directory(runtime);
     fs::permissions(runtime, fs::perms::owner_all);

@@ -24,6 +24,9 @@ NODES = (
     ("lab.headset", "USB Headset", "Audio/Sink", "[ FL FR ]", 900),
     ("lab.mic", "Built-in Microphone", "Audio/Source/Virtual", "[ MONO ]", 2000),
 )
+# Session managers before 0.5 read programs, later ones profiles.
+NO_HARDWARE_PROFILE = ("wireplumber.profiles = { main = { hardware.audio = disabled hardware.bluetooth = disabled "
+                       "hardware.video-capture = disabled } }\n")
 NO_HARDWARE = "alsa_monitor.enabled = false\nv4l2_monitor.enabled = false\nlibcamera_monitor.enabled = false\n"
 
 
@@ -115,6 +118,7 @@ class Desktop:
     def start_sound(self):
         for place, text in (("pipewire/pipewire.conf.d/lab.conf", SOUND % "\n".join(NODE % node for node in NODES)),
                             ("wireplumber/main.lua.d/80-lab.lua", NO_HARDWARE),
+                            ("wireplumber/wireplumber.conf.d/80-lab.conf", NO_HARDWARE_PROFILE),
                             ("wireplumber/bluetooth.lua.d/80-lab.lua", "bluez_monitor.enabled = false\n")):
             path = self.config / place
             path.parent.mkdir(parents=True, exist_ok=True)
@@ -222,9 +226,10 @@ class Program:
     def find(self, role, name):
         """The element on show with this role and a name that begins so."""
         import pyatspi
+        names = (role, role.removeprefix("push "))  # releases differ in what they call a button
         for node in self.walk():
             with contextlib.suppress(Exception):
-                if node.getRoleName() == role and node.name.startswith(name) \
+                if node.getRoleName() in names and node.name.startswith(name) \
                         and node.getState().contains(pyatspi.STATE_SHOWING):
                     return node
         return None
