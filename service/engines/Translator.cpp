@@ -25,11 +25,15 @@ constexpr std::array<std::string_view, 16> flushing{"lt-proc", "lrx-proc", "lsx-
     "apertium-interchunk", "apertium-postchunk", "apertium-anaphora", "apertium-extract-caps", "apertium-restore-caps",
     "apertium-wblank-attach"};
 
-std::string replaced(std::string text, std::string_view what, std::string_view with)
+std::string replaced(std::string_view text, std::string_view what, std::string_view with)
 {
-    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
-        text.replace(at, what.size(), with);
-    return text;
+    std::string result;
+    for (auto at = text.find(what); at != std::string_view::npos; at = text.find(what)) {
+        result += text.substr(0, at);
+        result += with;
+        text.remove_prefix(at + what.size());
+    }
+    return result += text;
 }
 
 std::string fileText(std::filesystem::path const& path)
@@ -55,7 +59,7 @@ std::optional<std::string> flushingPipeline(std::string_view mode)
         if (std::find(flushing.begin(), flushing.end(), program) == flushing.end())
             return {};
         // Unknown words come out as they are ($1), and the tagger has no further option ($2).
-        auto const rest = replaced(replaced(std::string(stage.substr(nameEnd)), "$1", "-n"), "$2", "");
+        auto const rest = replaced(replaced(stage.substr(nameEnd), "$1", "-n"), "$2", "");
         command += fmt::format("{}{} -z{}", command.empty() ? "" : " | ", program, rest);
     }
     return command.empty() ? std::nullopt : std::optional(command);
