@@ -330,7 +330,7 @@ void Program::Parts::begin()
         return;
     auto* const window = view->makeCaptionsWindow();
     panel = std::make_unique<QtPanelWindow>(*window, captionsRadius);
-    captions = std::make_unique<FloatingCaptions>(main, *panel);
+    captions = std::make_unique<FloatingCaptions>(main, *panel, AppModel::shared());
     view->captions().follow(*captions, *panel);
     view->setHosted(
         assembly.hosted(), [secrecy = secrecy](std::string text) { return secrecy->clean(std::move(text)); });

@@ -296,7 +296,7 @@ int measure(double length)
     view.window()->show();
     auto* const window = view.makeCaptionsWindow();
     QtPanelWindow panel(*window, 16);
-    FloatingCaptions captions(main, panel);
+    FloatingCaptions captions(main, panel, model);
     view.captions().follow(captions, panel);
     model.running = true;
     model.statusKind = AppModel::StatusKind::live;

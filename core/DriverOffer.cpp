@@ -20,7 +20,8 @@ void DriverOffer::askIfMissed(AppSettings const& settings)
         return;
     if (!install())
         return;
-    overlay.orderFrontRegardless();
+    if (settings.showOverlay)
+        overlay.orderFrontRegardless();
     main.stopTimer(m_timer);
     m_timer = main.startTimer(main.now() + deviceAppears, [this] {
         if (m_services.routing.pickVirtualOutput())

@@ -23,10 +23,18 @@ bool samePlace(Rect const& a, Rect const& b)
 
 } // namespace
 
-FloatingCaptions::FloatingCaptions(Scheduler& main, PanelWindow& window) : m_main(main), m_window(window)
+FloatingCaptions::FloatingCaptions(Scheduler& main, PanelWindow& window, AppModel& model)
+    : m_main(main)
+    , m_window(window)
+    , m_model(model)
+    , m_said(model.statusText())
+    , m_uiLang(model.settings->uiLang)
+    , m_switchedOn(model.settings->showOverlay)
+    , m_running(*model.running)
 {
     place();
     retrim();
+    followModel();
     m_window.onFrameChanged = [this] { frameChanged(); };
     m_window.onScreensChanged = [this] {
         if (m_makeshift || !CaptionLayout::frameIsOnScreen(m_window.frame(), m_window.screens()))
@@ -87,7 +95,8 @@ void FloatingCaptions::update(CaptionKind kind, std::string const& text)
     onMain([this, kind, text] {
         full(kind) = text;
         retrim();
-        orderFrontRegardless();
+        if (m_model.settings->showOverlay)
+            m_window.show();
         clearLater();
     });
 }
@@ -95,19 +104,59 @@ void FloatingCaptions::update(CaptionKind kind, std::string const& text)
 void FloatingCaptions::showStatus(std::string const& text)
 {
     onMain([this, text] {
-        m_status = text;
-        m_content.update([&](Content& content) { content.status.text = text; });
+        m_message = text;
+        retrim();
+        if (!*m_model.running)
+            clearLater();
     });
+}
+
+void FloatingCaptions::orderFrontRegardless()
+{
+    m_window.show();
+    if (!*m_model.running)
+        clearLater();
+}
+
+void FloatingCaptions::followModel()
+{
+    auto const news = [this](auto const&) { takeNews(); };
+    m_watches.push_back(m_model.status.observe(news));
+    m_watches.push_back(m_model.running.observe(news));
+    m_watches.push_back(m_model.settings.observe(news));
+}
+
+void FloatingCaptions::takeNews()
+{
+    auto const& settings = *m_model.settings;
+    auto const said = std::exchange(m_said, m_model.statusText());
+    auto const language = std::exchange(m_uiLang, settings.uiLang);
+    if (said != m_said || language != m_uiLang) {
+        m_message.clear();
+        retrim();
+    }
+    bool const wasSwitchedOn = std::exchange(m_switchedOn, settings.showOverlay);
+    if (wasSwitchedOn != m_switchedOn && (!m_switchedOn || *m_model.running))
+        m_switchedOn ? m_window.show() : m_window.hide();
+    if (std::exchange(m_running, *m_model.running) && !m_running)
+        clearLater();
 }
 
 void FloatingCaptions::clearLater()
 {
     m_main.stopTimer(m_clearTimer);
-    m_clearTimer = m_main.startTimer(m_main.now() + clearDelay, [this] {
-        for (auto* full : {&m_fullOriginal, &m_fullTranslation, &m_fullSpeak})
-            full->clear();
-        retrim();
-    });
+    m_clearTimer = m_main.startTimer(m_main.now() + clearDelay, [this] { clear(); });
+}
+
+void FloatingCaptions::clear()
+{
+    for (auto* full : {&m_fullOriginal, &m_fullTranslation, &m_fullSpeak})
+        full->clear();
+    if (!*m_model.running) {
+        m_message.clear();
+        m_window.hide();
+    }
+    retrim();
 }
 
 void FloatingCaptions::frameChanged()
@@ -130,7 +179,7 @@ void FloatingCaptions::retrim()
         return Label{CaptionLayout::tail(full, layout.capacity(fontSize, lines)), fontSize, lines == 0};
     };
     m_content = Content{
-        {m_status, statusSize, !layout.showsStatus()},
+        {m_message.empty() ? m_said : m_message, statusSize, !layout.showsStatus()},
         label(m_fullOriginal, layout.originalSize(), rows.original),
         label(m_fullTranslation, layout.translationSize(), rows.translation),
         label(m_fullSpeak.empty() ? "" : "🎙 → " + m_fullSpeak, layout.speakSize(), rows.speak),

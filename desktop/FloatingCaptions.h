@@ -4,10 +4,13 @@
 #include "base/async/Scheduler.h"
 #include "desktop/CaptionLayout.h"
 #include "desktop/OverlayWindow.h"
+#include "model/AppModel.h"
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace lingrelay {
 
@@ -15,7 +18,11 @@ namespace lingrelay {
 /// a status row, fitted to the panel's size. The place is kept under "overlayFrame". A view draws `content` in
 /// `window`.
 ///
-/// Main, but for what OverlayWindow says; the scheduler and the window outlive it.
+/// The status row says what the main window says. A message stands in its place until there is news in the window.
+/// While nothing runs, the panel goes eight seconds after the last caption or message, or after the end of the run.
+/// Captions do not show a panel that the user has switched off.
+///
+/// Main, but for what OverlayWindow says; the scheduler, the window and the model outlive it.
 class FloatingCaptions final : public OverlayWindow {
 public:
     struct Label {
@@ -31,12 +38,12 @@ public:
         double wrapWidth = 0; ///< points
     };
 
-    FloatingCaptions(Scheduler& main, PanelWindow& window);
+    FloatingCaptions(Scheduler& main, PanelWindow& window, AppModel& model);
     ~FloatingCaptions() override;
 
     void update(CaptionKind kind, std::string const& text) override;
     void showStatus(std::string const& text) override;
-    void orderFrontRegardless() override { m_window.show(); }
+    void orderFrontRegardless() override;
     void orderOut() override { m_window.hide(); }
 
     /// The default place and size; for a double click. Without a screen nothing happens.
@@ -50,17 +57,26 @@ private:
     void place();
     void frameChanged();
     void retrim();
+    void followModel();
+    void takeNews();
     void clearLater();
+    void clear();
 
     Scheduler& m_main;
     PanelWindow& m_window;
+    AppModel& m_model;
     std::optional<Rect> m_makeshift; ///< where it stands while nothing better is known; not kept
     std::string m_fullOriginal;
     std::string m_fullTranslation;
     std::string m_fullSpeak;
-    std::string m_status;
+    std::string m_message; ///< in the status row, before the window's words; or empty
+    std::string m_said; ///< the window's words
+    std::string m_uiLang;
+    bool m_switchedOn;
+    bool m_running;
     Observable<Content> m_content;
     Scheduler::TimerId m_clearTimer = 0;
+    std::vector<Subscription> m_watches;
     std::shared_ptr<bool> m_live = std::make_shared<bool>(true);
     std::weak_ptr<bool> const m_alive{m_live}; ///< posted jobs do nothing once this is gone
 };

@@ -58,6 +58,13 @@ std::string AppModel::elapsedString() const
     return fmt::format("{:02}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
+std::string AppModel::statusText() const
+{
+    if (!status->empty())
+        return *status;
+    return *running ? T("Running", "Đang chạy") : T("Idle", "Chưa chạy");
+}
+
 char const* rawValue(AppModel::Direction direction)
 {
     return direction == AppModel::Direction::listen ? "listen" : "speak";

@@ -100,6 +100,8 @@ public:
     std::optional<ContextProfile> activeProfile() const;
     void saveProfiles() const;
     std::string elapsedString() const; ///< "01:02:05"
+    /// The status, or, while it is empty, whether a session runs, in the language of the moment. Never empty.
+    std::string statusText() const;
 
 private:
     Subscription m_language;

@@ -2,6 +2,7 @@
 
 #include "base/Registry.h"
 #include "base/Text.h"
+#include "config/L10n.h"
 #include "platform/sim/SimDefaults.h"
 #include "platform/sim/SimPanelWindow.h"
 #include "platform/sim/VirtualTime.h"
@@ -16,7 +17,7 @@ constexpr char const* frameKey = "overlayFrame";
 Rect const defaultPlace{420, 730, 760, 150};
 
 struct FloatingCaptionsTest : testing::Test {
-    void open() { captions = std::make_unique<FloatingCaptions>(main, window); }
+    void open() { captions = std::make_unique<FloatingCaptions>(main, window, model); }
     void update(CaptionKind kind, std::string const& text)
     {
         captions->update(kind, text);
@@ -29,6 +30,8 @@ struct FloatingCaptionsTest : testing::Test {
     VirtualScheduler main{time};
     Registry registry;
     Defaults& defaults = registry.put<Defaults>(std::make_shared<SimDefaults>());
+    UiLanguage& language = registry.put(std::make_shared<UiLanguage>());
+    AppModel& model = registry.put(std::make_shared<AppModel>());
     SimPanelWindow window;
     std::unique_ptr<FloatingCaptions> captions;
 };
@@ -182,6 +185,7 @@ TEST_F(FloatingCaptionsTest, aResizeCutsTheWholeTextsAfresh)
 
 TEST_F(FloatingCaptionsTest, captionsShowThePanelAndClearEightSecondsAfterTheLast)
 {
+    model.running = true;
     open();
     captions->showStatus("Listening");
     time.runReady();
@@ -207,6 +211,57 @@ TEST_F(FloatingCaptionsTest, captionsShowThePanelAndClearEightSecondsAfterTheLas
     captions->update(CaptionKind::original, "too late");
     captions.reset();
     time.advance(seconds(20)); // neither the posted caption nor the timer touches what is gone
+}
+
+TEST_F(FloatingCaptionsTest, theSwitchHoldsForCaptionsToo)
+{
+    auto const wanted = [this](bool on) { model.settings.update([=](AppSettings& now) { now.showOverlay = on; }); };
+    model.running = true;
+    wanted(false);
+    open();
+    update(CaptionKind::translation, "Hola");
+    EXPECT_FALSE(window.shown);
+    wanted(true);
+    EXPECT_TRUE(window.shown) << "at once, with what is said";
+    EXPECT_EQ(content().translation.text, "Hola");
+    wanted(false);
+    EXPECT_FALSE(window.shown);
+    captions->orderFrontRegardless();
+    update(CaptionKind::translation, "Hola");
+    EXPECT_TRUE(window.shown) << "as it was asked for";
+}
+
+TEST_F(FloatingCaptionsTest, saysWhatTheWindowSaysAndGoesWhenNothingRuns)
+{
+    open();
+    EXPECT_EQ(content().status.text, "Idle");
+    captions->showStatus("⚠ No network");
+    captions->orderFrontRegardless();
+    time.advance(seconds(7.9));
+    EXPECT_TRUE(window.shown);
+    EXPECT_EQ(content().status.text, "⚠ No network");
+    time.advance(seconds(0.2));
+    EXPECT_FALSE(window.shown);
+
+    model.running = true;
+    model.status = "● ready";
+    captions->orderFrontRegardless();
+    captions->showStatus("↺ replay");
+    time.advance(seconds(20));
+    EXPECT_TRUE(window.shown) << "it waits for captions";
+    EXPECT_EQ(content().status.text, "↺ replay");
+    model.status = "↻ reconnecting…";
+    EXPECT_EQ(content().status.text, "↻ reconnecting…");
+    update(CaptionKind::translation, "Hola");
+    model.running = false;
+    model.status = "";
+    EXPECT_EQ(content().status.text, "Idle");
+    model.settings.update([](AppSettings& now) { now.uiLang = "vi"; });
+    EXPECT_EQ(content().status.text, "Chưa chạy");
+    time.advance(seconds(7.9));
+    EXPECT_EQ(content().translation.text, "Hola");
+    time.advance(seconds(0.2));
+    EXPECT_FALSE(window.shown);
 }
 
 } // namespace lingrelay

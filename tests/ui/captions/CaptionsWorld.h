@@ -44,6 +44,8 @@ struct CaptionsWorld : testing::Test {
             defaults->flush();
         defaults = std::make_shared<FileDefaults>(folder / "defaults.json");
         registry.put<Defaults>(defaults);
+        model = &registry.put(std::make_shared<AppModel>());
+        model->running = true;
         engine = std::make_unique<QQmlApplicationEngine>();
         engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
         engine->globalObject().setProperty(
@@ -55,7 +57,7 @@ struct CaptionsWorld : testing::Test {
         window = qobject_cast<QQuickWindow*>(engine->rootObjects().value(0));
         ASSERT_TRUE(window);
         panel = std::make_unique<QtPanelWindow>(*window, 16);
-        captions = std::make_unique<FloatingCaptions>(main, *panel);
+        captions = std::make_unique<FloatingCaptions>(main, *panel, *model);
         view->follow(*captions, *panel);
     }
     void close()
@@ -107,6 +109,7 @@ struct CaptionsWorld : testing::Test {
     TemporaryFolder folder;
     Registry registry;
     std::shared_ptr<FileDefaults> defaults;
+    AppModel* model = nullptr; ///< the registry's; a session runs
     QtScheduler main;
     std::unique_ptr<QQmlApplicationEngine> engine;
     CaptionsView* view = nullptr; ///< the engine's
