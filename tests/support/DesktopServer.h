@@ -30,6 +30,7 @@ public:
     /// Waits until it can be used; false, with a failure of the test, when it cannot.
     bool start(Part part);
     void end(Part part);
+    void signal(Part part, int number) { m_parts.at(part)->signal(number); }
 
     /// Runs a program to its end: what it prints.
     std::string run(std::vector<std::string> const& words) const;

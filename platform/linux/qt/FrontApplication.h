@@ -14,11 +14,12 @@
 namespace lingrelay {
 
 /// Which application is in front, on X11: the id of its .desktop file without the ending, or, when it has none, the
-/// class of its windows. On a connection of its own, since what Qt's listens to is Qt's. Main.
+/// class of its windows. The object has a connection of its own, because Qt decides which
+/// events come on Qt's. Main.
 class FrontApplication {
 public:
     /// `changed` is called for each application that comes to the front from now on, not for its own other windows.
-    /// The files are read on `disk`; both schedulers outlive this.
+    /// The .desktop files are read on `disk`; both schedulers outlive the object.
     FrontApplication(std::function<void(std::string const& id)> changed, Scheduler& main, Scheduler& disk);
 
 private:
@@ -36,7 +37,7 @@ private:
     std::unique_ptr<QSocketNotifier> m_notifier;
     xcb_window_t m_root = XCB_NONE;
     xcb_atom_t m_active = XCB_ATOM_NONE;
-    std::string m_class; ///< in front
+    std::string m_class; ///< of the window in front
     Told m_told = Told::no;
     std::string m_last; ///< the id of the last one that was found
     std::unordered_map<std::string, std::string> m_ids; ///< by class

@@ -7,8 +7,8 @@
 
 namespace lingrelay {
 
-/// What the desktop asks windows to look like, from its settings portal; without one the palette decides. Asked
-/// without waiting. Main.
+/// What the desktop asks windows to look like, from its settings portal; without one the palette decides. The
+/// portal is asked without waiting for its answers. Main.
 class QtAppearance final : public QObject {
     Q_OBJECT
 

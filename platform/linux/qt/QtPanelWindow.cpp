@@ -11,8 +11,7 @@ namespace lingrelay {
 
 namespace {
 
-/// Does anybody mix translucent windows with what is behind them?
-bool composited() { return !x11::connection() || x11::isOwned("_NET_WM_CM_S0"); }
+constexpr auto answerPulse = std::chrono::milliseconds(20);
 
 Rect toRect(QRect const& rect)
 {
@@ -24,6 +23,8 @@ Rect toRect(QRect const& rect)
 
 QtPanelWindow::QtPanelWindow(QWindow& window, int radius) : m_window(&window), m_radius(radius)
 {
+    m_answer.setInterval(answerPulse);
+    connect(&m_answer, &QTimer::timeout, this, &QtPanelWindow::takeAnswer);
     auto flags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
     if (x11::connection())
         flags |= Qt::BypassWindowManagerHint;
@@ -61,9 +62,27 @@ void QtPanelWindow::show()
 {
     if (!m_window)
         return;
-    shape();
     m_window->show();
     m_window->raise();
+    askCompositor();
+}
+
+/// A compositor may come and go, so it is looked for with every caption, and none waits for the answer.
+void QtPanelWindow::askCompositor()
+{
+    if (!x11::connection())
+        return;
+    m_compositor.ask();
+    m_answer.start();
+}
+
+void QtPanelWindow::takeAnswer()
+{
+    if (!m_compositor.answered())
+        return;
+    m_answer.stop();
+    if (m_window)
+        shape();
 }
 
 void QtPanelWindow::hide()
@@ -98,10 +117,11 @@ void QtPanelWindow::changed()
         onFrameChanged();
 }
 
-/// Where corners cannot be translucent they are cut off. A compositor may come and go.
+/// Where corners cannot be translucent they are cut off.
 void QtPanelWindow::shape()
 {
-    auto const cut = composited() ? QSize() : m_window->size();
+    bool const composited = !x11::connection() || m_compositor.owned();
+    auto const cut = composited ? QSize() : m_window->size();
     if (cut == m_cut)
         return;
     m_cut = cut;

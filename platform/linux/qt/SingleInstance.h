@@ -15,11 +15,11 @@ public:
     /// `name` tells programs apart. To take over is to wait for the other one, which is about to end.
     explicit SingleInstance(std::string const& name, Takeover takeover = Takeover::no);
 
-    /// False when another one runs; it has been asked to show itself.
+    /// Whether no other program runs. One that does has been asked to show itself.
     bool first() const { return m_first; }
-    /// Another launch has asked for this one.
+    /// Called when another launch asks this program to show itself.
     std::function<void()> onRaise;
-    /// This one is about to end: the next launch is the first.
+    /// From now on the next launch is the first: this program is about to end.
     void yield() { m_server.close(); }
 
 private:

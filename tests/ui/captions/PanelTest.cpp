@@ -3,6 +3,9 @@
 
 #include <QAccessible>
 
+#include <atomic>
+#include <thread>
+
 namespace lingrelay {
 
 namespace {
@@ -119,7 +122,26 @@ TEST_F(PanelTest, itsRoundCornersShowWhatIsBehindWithACompositorAndWithout)
     EXPECT_GT(other.colourAt(110, 250) & 0xff, 0x1au) << "a little of what is behind shines through";
     testDesktop->end(DesktopServer::Part::compositor);
     say(CaptionKind::original, "Good evening");
-    EXPECT_TRUE(sees(corners)) << "once it has gone";
+    EXPECT_TRUE(sees([&] {
+        panel->show(); // the next caption
+        return corners();
+    })) << "once it has gone";
+}
+
+TEST_F(PanelTest, aCaptionDoesNotWaitForTheServer)
+{
+    say("original", "Good morning");
+    std::atomic<bool> stopped = true;
+    testDesktop->signal(DesktopServer::Part::server, SIGSTOP);
+    std::thread wake([&] {
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        stopped = false;
+        testDesktop->signal(DesktopServer::Part::server, SIGCONT);
+    });
+    for (int i = 0; i < 3; ++i)
+        panel->show();
+    EXPECT_TRUE(stopped) << "it came first";
+    wake.join();
 }
 
 TEST_F(PanelTest, comesBackToItsPlaceUnlessThatScreenHasGone)
