@@ -142,12 +142,14 @@ void SessionStore::load()
             m_entries.push_back(std::move(before->second));
         else if (auto session = readSession(m_folder / file.name, content)) {
             auto folded = foldedTexts(*session);
-            m_entries.push_back(std::make_unique<Entry>(std::move(file), std::move(*session), std::move(folded)));
+            m_entries.push_back(
+                std::make_unique<Entry>(std::move(file), std::move(*session), std::move(folded), m_filter));
         }
     }
     dropCopies();
     std::stable_sort(m_entries.begin(), m_entries.end(),
         [](auto const& a, auto const& b) { return a->session.startedAt > b->session.startedAt; });
+    noteColumns();
     m_loaded = true;
     std::vector<Session> sessions;
     sessions.reserve(m_entries.size());
@@ -171,7 +173,9 @@ Task<void> SessionStore::load(Scheduler& disk, Scheduler& main)
     if (m_loaded)
         co_return;
     ++m_loads;
+    m_filter = std::move(reader->m_filter);
     m_entries = std::move(reader->m_entries);
+    m_columns = std::move(reader->m_columns);
     m_locale = std::move(reader->m_locale);
     if (m_written != written)
         co_return load();
@@ -186,11 +190,21 @@ std::vector<SessionStore::Session> SessionStore::search(std::string_view query)
         return all;
     std::vector<Session> found;
     auto const wanted = folded(query);
-    for (auto const& entry : m_entries) {
-        if (wanted && entry->holds(*wanted))
-            found.push_back(entry->session);
+    if (!wanted)
+        return found;
+    auto const candidates = m_filter->candidates(*wanted);
+    for (std::size_t i = 0; i < m_entries.size(); ++i) {
+        if (candidates.has(m_columns[i]) && m_entries[i]->holds(*wanted))
+            found.push_back(m_entries[i]->session);
     }
     return found;
+}
+
+void SessionStore::noteColumns()
+{
+    m_columns.clear();
+    for (auto const& entry : m_entries)
+        m_columns.push_back(entry->column.number());
 }
 
 Task<std::optional<std::vector<SessionStore::Session>>> SessionStore::search(
@@ -201,9 +215,14 @@ Task<std::optional<std::vector<SessionStore::Session>>> SessionStore::search(
         co_return all;
     std::vector<Session> found;
     auto const text = folded(query);
+    if (!text)
+        co_return found;
     auto const loads = m_loads;
-    for (std::size_t next = 0; text && next < m_entries.size();) {
+    auto const candidates = m_filter->candidates(*text);
+    for (std::size_t next = 0; next < m_entries.size();) {
         for (std::size_t read = 0; next < m_entries.size() && read < bytesATurn; ++next) {
+            if (!candidates.has(m_columns[next]))
+                continue;
             auto const& entry = *m_entries[next];
             read += entry.folded.size() + sizeof entry;
             if (entry.holds(*text))

@@ -4,6 +4,7 @@
 #include "base/Result.h"
 #include "base/async/Task.h"
 #include "model/AppModel.h"
+#include "sessions/TextFilter.h"
 
 #include <cstring>
 #include <filesystem>
@@ -113,10 +114,17 @@ private:
         std::optional<Stamp> stamp; ///< none while the file is too young to tell by
     };
     struct Entry {
-        Entry(File f, Session s, std::string t) : file(std::move(f)), session(std::move(s)), folded(std::move(t)) { }
+        Entry(File f, Session s, std::string t, std::shared_ptr<TextFilter> filter)
+            : file(std::move(f))
+            , session(std::move(s))
+            , folded(std::move(t))
+            , column(std::move(filter), folded)
+        {
+        }
         File file;
         Session session;
         std::string folded; ///< title and texts as they are searched
+        TextFilter::Column column;
 
         bool holds(std::string_view text) const
         {
@@ -130,13 +138,16 @@ private:
     std::string foldedTexts(Session const& session) const;
     /// What is looked for in the folded texts; none for a query that nothing can hold.
     std::optional<std::string> folded(std::string_view query) const;
+    void noteColumns();
 
     std::filesystem::path m_folder;
     std::unique_ptr<UserLocale> m_locale;
     bool m_loaded = false;
     int m_written = 0; ///< sessions, by this store
     int m_loads = 0;
+    std::shared_ptr<TextFilter> m_filter = std::make_shared<TextFilter>();
     std::vector<std::unique_ptr<Entry>> m_entries; ///< in the order of `m_sessions`
+    std::vector<std::size_t> m_columns; ///< of the entries, side by side, so that most need not be touched
     Observable<std::vector<Session>> m_sessions;
 };
 

@@ -192,6 +192,26 @@ TEST_F(SessionStoreTest, searchLooksAtTitlesAndBothTextsWhateverTheCase)
     EXPECT_EQ(turkish.search("ilik").size(), 0U);
 }
 
+TEST_F(SessionStoreTest, searchIsExactWhileSessionsComeAndGo)
+{
+    auto const session = [](int number, std::string const& words) {
+        return sampleSession(number, {sampleLine(1, words + std::to_string(number) + "!", "")});
+    };
+    for (int number = 100; number < 230; ++number)
+        ASSERT_TRUE(store.archive(session(number, "old")));
+    store.load();
+    for (int number = 100; number < 230; number += 3) {
+        store.remove(session(number, "old"));
+        ASSERT_TRUE(store.archive(session(number, "new")));
+    }
+    for (int number = 100; number < 230; ++number) {
+        bool const old = (number - 100) % 3 != 0;
+        EXPECT_EQ(found("old" + std::to_string(number)).size(), old ? 1U : 0U) << number;
+        EXPECT_EQ(found("new" + std::to_string(number)).size(), old ? 0U : 1U) << number;
+    }
+    EXPECT_EQ(found("d1").size(), 66U) << "shorter than what is told apart";
+}
+
 TEST_F(SessionStoreTest, titlesFollowTheUsersLocale)
 {
     EXPECT_EQ(sampleSession(1, {}).title(), "Board");
