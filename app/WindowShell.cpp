@@ -1,5 +1,6 @@
 #include "app/WindowShell.h"
 
+#include "desktop/WindowPlace.h"
 #include "ui/Bridge.h"
 
 #include <QCoreApplication>
@@ -22,7 +23,7 @@ void WindowShell::showMainWindow()
     if (!m_window || std::exchange(m_ignoreNextShow, false))
         return;
     if (!std::exchange(m_placed, true)) // later it is where the user has put it
-        centre();
+        place();
     if (m_window->windowStates() & Qt::WindowMinimized)
         m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);
     m_window->show();
@@ -30,11 +31,15 @@ void WindowShell::showMainWindow()
     m_window->requestActivate();
 }
 
-void WindowShell::centre()
+void WindowShell::place()
 {
-    auto const room = m_window->screen()->availableGeometry();
-    auto const beside = (room.size() - m_window->size()) / 2;
-    m_window->setFramePosition(room.topLeft() + QPoint(std::max(beside.width(), 0), std::max(beside.height(), 0)));
+    auto const screen = m_window->screen()->availableGeometry();
+    auto const place
+        = WindowPlace::first({double(screen.x()), double(screen.y()), double(screen.width()), double(screen.height())},
+            m_window->width(), m_window->height());
+    auto const size = QSizeF(place.width, place.height).toSize();
+    m_window->setMinimumSize(m_window->minimumSize().boundedTo(size));
+    m_window->setGeometry(QRect(QPointF(place.x, place.y).toPoint(), size));
 }
 
 bool WindowShell::mayClose()

@@ -19,7 +19,7 @@ class WindowShell final : public QObject, public AppShell {
     Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
 
 public:
-    /// Set before the views are loaded.
+    /// All functions are set before the views are loaded.
     std::function<void()> onQuit;
     std::function<bool()> hasStatusItem = [] { return false; };
     std::function<bool()> running = [] { return false; };
@@ -30,13 +30,15 @@ public:
     std::function<bool(bool on)> writeLaunchAtLogin = [](bool) { return false; };
 
     void setWindow(QQuickWindow* window) { m_window = window; }
-    /// The window was shown before the controller began, which shows it once more: it is where the user has put it.
+    /// The next call of `showMainWindow` does nothing. The controller shows the window when it begins; by then the
+    /// window has long been shown, and stands where the user wants it.
     void ignoreNextShow() { m_ignoreNextShow = true; }
 
     bool launchAtLogin() const { return readLaunchAtLogin(); }
     void setLaunchAtLogin(bool on);
     Q_INVOKABLE void quit() { onQuit(); }
-    /// The user closes the window: may it go? The program goes on where it can be found again, and ends otherwise.
+    /// Whether the window that the user closes may go. The program goes on where a tray icon brings the window back, and
+    /// ends otherwise.
     Q_INVOKABLE bool mayClose();
     Q_INVOKABLE bool staysWhenClosed() const { return hasStatusItem(); }
     Q_INVOKABLE void resetCaptions() { onResetCaptions(); }
@@ -56,7 +58,7 @@ public:
     Q_SIGNAL void launchAtLoginChanged();
 
 private:
-    void centre();
+    void place();
 
     QPointer<QQuickWindow> m_window;
     bool m_ignoreNextShow = false;

@@ -3,6 +3,7 @@
 #include "base/Registry.h"
 #include "base/Text.h"
 #include "config/L10n.h"
+#include "desktop/WindowPlace.h"
 #include "platform/sim/SimDefaults.h"
 #include "platform/sim/SimPanelWindow.h"
 #include "platform/sim/VirtualTime.h"
@@ -89,6 +90,20 @@ TEST(CaptionLayoutTest, framesSurviveBeingStored)
     EXPECT_EQ(CaptionLayout::text({10, 20, 760, 150}), "{{10, 20}, {760, 150}}");
     for (auto const* damaged : {"", "{{}}", "{{1, 2}, {3}}", "nonsense", "{{1, 2}, {-, 4}}", "{{1e999, 2}, {3, 4}}"})
         EXPECT_EQ(CaptionLayout::frame(damaged), Rect()) << damaged;
+}
+
+TEST(WindowPlaceTest, fitsTheScreenAndKeepsTheRunButtonFreeOfThePanel)
+{
+    for (auto const& it : {
+             std::pair{Rect{0, 0, 2560, 1440}, Rect{750, 386, 1060, 700}}, // in the middle
+             {Rect{0, 0, 1600, 1000}, Rect{188, 166, 1060, 700}}, // beside the panel
+             {Rect{100, 50, 1600, 1000}, Rect{288, 216, 1060, 700}}, // on any screen
+             {Rect{0, 0, 1066, 666}, Rect{8, 40, 1050, 618}}, // at 1.5 times: below it
+             {Rect{0, 0, 800, 500}, Rect{8, 40, 784, 452}}, // at twice: nowhere
+         }) {
+        auto const place = WindowPlace::first(it.first, 1060, 700);
+        EXPECT_EQ(CaptionLayout::text(place), CaptionLayout::text(it.second)) << CaptionLayout::text(it.first);
+    }
 }
 
 TEST_F(FloatingCaptionsTest, standsWhereTheUserLeftItUnlessThatCannotBeSeen)
