@@ -42,10 +42,10 @@ public:
 
     /// Where a panel stands that nobody has moved.
     static Rect defaultFrame(Rect const& screen);
-    /// Is it large enough, and to be seen on one of the screens?
+    /// Whether the frame is large enough and at least in part on one of the screens.
     static bool frameIsOnScreen(Rect const& frame, std::vector<Rect> const& screens);
 
-    /// The stored form of a frame, "{{x, y}, {width, height}}". What cannot be read gives an empty frame.
+    /// The stored form of a frame, "{{x, y}, {width, height}}". A text that is no frame gives an empty one.
     static std::string text(Rect const& frame);
     static Rect frame(std::string_view text);
 

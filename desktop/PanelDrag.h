@@ -7,7 +7,7 @@ namespace lingrelay {
 /// The user's hand on a panel: moves it, or pulls its edges while the opposite ones stay. Points.
 class PanelDrag {
 public:
-    /// None: the panel moves.
+    /// The edges that are pulled; without any, the panel moves.
     struct Edges {
         bool left = false;
         bool top = false;

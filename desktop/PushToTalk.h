@@ -10,7 +10,7 @@ class PushToTalk {
 public:
     virtual ~PushToTalk() = default;
 
-    /// Keys can be watched here. Where they cannot, nothing may wait for one.
+    /// Whether keys can be watched on this desktop. Where they cannot, nothing may wait for one.
     virtual bool available() const = 0;
 
     /// The key went down or came up; on main. Ends with false when stopped while the key is down.

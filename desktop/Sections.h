@@ -26,14 +26,14 @@ public:
         std::string title() const;
     };
 
-    /// Those that there are, in the order of the sidebar.
+    /// All sections, in the order of the sidebar.
     static std::vector<Section> const& all();
     static Section const* find(std::string_view rawValue);
 
     explicit Sections(AppModel& model);
 
     Section const& current() const { return *m_current; }
-    /// What is no section is ignored.
+    /// A text that names no section is ignored.
     void choose(std::string_view rawValue);
 
     Observable<std::string>& chosen() { return m_chosen; }

@@ -14,7 +14,7 @@ public:
     struct Item {
         std::string title; ///< empty: a separator
         Action action = Action::none; ///< none: the item cannot be chosen
-        std::string key = {}; ///< that does the same in the window
+        std::string key = {}; ///< of the same action in the window
     };
 
     /// `preset` as the settings hold it; what is no preset is not shown.
