@@ -285,6 +285,7 @@ void Program::Parts::connected(Result<LocalService::Address> const& address)
         return;
     if (address)
         local = *address;
+    view->setLocalService(plan.localService);
     complaint = address ? plan.problem() : address.error().message;
     assembly.connect(plan.hostsWith(local.hosts), local.token);
     app ? complain(complaint) : begin();

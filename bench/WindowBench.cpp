@@ -154,8 +154,8 @@ private:
         auto const words = fmt::format("{} these are the words of message {} as they grow", m_text, m_count);
         m_text = ++m_count % messagesALine == 0 ? "" : words;
         m_said = Clock::now().time_since_epoch().count();
-        m_captions.update("original", words);
-        m_captions.update("translation", words);
+        m_captions.update(CaptionKind::original, words);
+        m_captions.update(CaptionKind::translation, words);
         m_model.listenOriginal = words;
         m_model.listenTranslated = words;
         if (m_text.empty())

@@ -63,7 +63,7 @@ int run(Arguments arguments)
             fromEnvironment("LINGRELAY_SPEECH_MODELS", standardModels),
             fromEnvironment("LINGRELAY_TRANSLATION_MODES", standardModes)});
     if (auto const error = server.listen())
-        return complain(error->message, error->kind == Error::Kind::cannotConnectToHost ? 1 : 2);
+        return complain(error->message, error->kind == lingrelay::Error::Kind::cannotConnectToHost ? 1 : 2);
     std::printf("listening 127.0.0.1:%u %s\n", static_cast<unsigned>(server.port()), server.token().c_str());
     std::fflush(stdout);
     context.run();
@@ -75,7 +75,7 @@ int run(Arguments arguments)
 int main(int count, char** words)
 {
     std::signal(SIGPIPE, SIG_IGN);
-    Log::setSink(
+    lingrelay::Log::setSink(
         [](std::string_view line) { std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data()); });
     auto arguments = Arguments::parse({words + 1, words + count});
     if (!arguments)

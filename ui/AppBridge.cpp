@@ -22,6 +22,45 @@ QVariantMap choice(std::string const& value, std::string const& text, std::strin
         {QStringLiteral("mark"), toQt(mark)}};
 }
 
+/// How the state of the run looks: a shape and colours, of which none says more than the others.
+struct StatusLook {
+    char const* shape;
+    char const* colour;
+    char const* textColour;
+};
+
+StatusLook lookOf(AppModel::StatusKind kind)
+{
+    switch (kind) {
+    case AppModel::StatusKind::idle:
+        return {"ring", "disabled", "text"};
+    case AppModel::StatusKind::connecting:
+        return {"ring", "brandText", "text"};
+    case AppModel::StatusKind::live:
+        return {"dot", "good", "text"};
+    case AppModel::StatusKind::warning:
+        return {"triangle", "warning", "warning"};
+    case AppModel::StatusKind::error:
+        return {"cross", "error", "error"};
+    }
+    return {"ring", "disabled", "text"};
+}
+
+char const* iconOf(Preset preset)
+{
+    switch (preset) {
+    case Preset::videoCall:
+        return "video";
+    case Preset::watchVideo:
+        return "play-rectangle";
+    case Preset::inPerson:
+        return "people";
+    case Preset::textChat:
+        return "keyboard";
+    }
+    return "";
+}
+
 enum class VirtualDevice { hidden, recommended };
 
 QVariantList deviceChoices(std::vector<AudioDevice> const& devices, VirtualDevice virtualDevice)
@@ -36,11 +75,24 @@ QVariantList deviceChoices(std::vector<AudioDevice> const& devices, VirtualDevic
     return choices;
 }
 
+QString nameOf(QVariantList const& choices, QString const& value)
+{
+    auto const text = [](QVariant const& choice) { return choice.toMap()[QStringLiteral("text")].toString(); };
+    for (auto const& choice : choices) {
+        if (choice.toMap()[QStringLiteral("value")].toString() == value)
+            return text(choice);
+    }
+    return text(choices.front());
+}
+
 QString deviceValue(std::optional<std::uint32_t> const& id) { return id ? QString::number(*id) : QString(); }
 
 } // namespace
 
-AppBridge::AppBridge(AppModel& model) : m_model(model), m_language(toQt(model.settings->uiLang))
+AppBridge::AppBridge(AppModel& model)
+    : m_model(model)
+    , m_language(toQt(model.settings->uiLang))
+    , m_adoptedKey(Secrets::key())
 {
     auto const tell = [this](auto& observable, auto signal) {
         m_watches.push_back(observable.observe([this, signal](auto const&) { Q_EMIT(this->*signal)(); }));
@@ -51,6 +103,8 @@ AppBridge::AppBridge(AppModel& model) : m_model(model), m_language(toQt(model.se
         tell(*picked, &AppBridge::devicesChanged);
     tell(m_model.status, &AppBridge::statusTextChanged);
     tell(m_model.running, &AppBridge::statusTextChanged);
+    tell(m_model.statusKind, &AppBridge::statusKindChanged);
+    tell(m_model.typing, &AppBridge::draftChanged);
     tell(m_model.running, &AppBridge::elapsedChanged);
     m_watches.push_back(m_model.virtualInstalled.observe([this](bool) { // said each time, after the lists
         if (!std::exchange(m_devicesKnown, true))
@@ -77,16 +131,27 @@ void AppBridge::setHosted(HostedSession& hosted)
     Q_EMIT balanceChanged();
 }
 
+void AppBridge::setLocalService(bool local)
+{
+    m_localService = local;
+    Q_EMIT localServiceChanged();
+    Q_EMIT balanceChanged();
+}
+
 QString AppBridge::statusText() const
 {
-    if (!m_model.status->empty())
-        return status();
-    return toQt(running() ? T("Running", "Đang chạy") : T("Idle", "Chưa chạy"));
+    auto text = toQt(m_model.statusText());
+    auto const mark = QStringLiteral("● ");
+    return text.startsWith(mark) ? text.mid(mark.size()) : text;
 }
+
+QString AppBridge::statusShape() const { return toQt(lookOf(*m_model.statusKind).shape); }
+QString AppBridge::statusColour() const { return toQt(lookOf(*m_model.statusKind).colour); }
+QString AppBridge::statusTextColour() const { return toQt(lookOf(*m_model.statusKind).textColour); }
 
 QString AppBridge::balance() const
 {
-    auto const left = m_hosted ? *m_hosted->balance() : std::nullopt;
+    auto const left = m_hosted && !m_localService ? *m_hosted->balance() : std::nullopt;
     return left ? toQt(HostedSession::format(*left) + T(" left", " còn lại")) : QString();
 }
 
@@ -107,7 +172,15 @@ std::optional<std::uint32_t> AppBridge::deviceId(QString const& device)
     return known ? std::optional<std::uint32_t>(id) : std::nullopt;
 }
 
-QVariantList AppBridge::languages() const
+QString AppBridge::microphoneName() const { return nameOf(microphones(), microphone()); }
+QString AppBridge::speakOutputName() const { return nameOf(speakOutputs(), speakOutput()); }
+
+QString AppBridge::languageCount() const
+{
+    return m_localService ? QString() : QString::number(Catalog::languages().size());
+}
+
+QVariantList AppBridge::sourceLanguages() const
 {
     QVariantList choices;
     for (auto const& language : Catalog::languages())
@@ -123,6 +196,7 @@ QVariantList AppBridge::presets() const
             continue;
         auto entry = choice(rawValue(preset), title(preset));
         entry.insert(QStringLiteral("subtitle"), toQt(subtitle(preset)));
+        entry.insert(QStringLiteral("icon"), toQt(iconOf(preset)));
         choices << entry;
     }
     return choices;
@@ -154,13 +228,59 @@ void AppBridge::setOwnKey(QString const& key)
         return;
     KeyStore::d().set(keyOfProvider, trimmed);
     m_model.settings->save();
-    m_model.commands.adoptKey();
     Q_EMIT ownKeyChanged();
+}
+
+void AppBridge::adoptOwnKey()
+{
+    auto const key = Secrets::key();
+    if (std::exchange(m_adoptedKey, key) != key)
+        m_model.commands.adoptKey();
 }
 
 QString AppBridge::version() const { return QStringLiteral(LINGRELAY_VERSION); }
 
 QString AppBridge::languageName(QString const& code) const { return toQt(Catalog::name(code.toStdString())); }
+
+void AppBridge::toggleRun()
+{
+    if (*m_model.running)
+        return m_model.commands.stop();
+    if (std::exchange(m_starting, true))
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this, self = QPointer(this)] {
+            m_model.commands.start();
+            if (self)
+                m_starting = false;
+        },
+        Qt::QueuedConnection);
+}
+
+void AppBridge::setDraft(QString const& text)
+{
+    if (text == m_draft)
+        return;
+    m_draft = text;
+    Q_EMIT draftChanged();
+}
+
+bool AppBridge::mayBeSaid() const { return !*m_model.typing && !m_draft.trimmed().isEmpty(); }
+
+void AppBridge::say()
+{
+    auto const text = m_draft;
+    if (text.trimmed().isEmpty())
+        return;
+    setDraft({});
+    m_model.commands.typeToSpeak(text.toStdString(), [self = QPointer(this)](std::string const& unspoken) {
+        if (!self || unspoken.empty())
+            return;
+        auto const since = self->m_draft;
+        self->setDraft(since.isEmpty() ? toQt(unspoken) : toQt(unspoken) + QChar::Space + since);
+    });
+}
 
 void AppBridge::testVoice()
 {

@@ -1,5 +1,6 @@
 #include "ui/HistoryModel.h"
 
+#include "config/L10n.h"
 #include "config/Languages.h"
 #include "sessions/TranscriptForms.h"
 #include "speech/HostedSession.h"
@@ -19,9 +20,19 @@ std::string duration(Session const& session)
     return fmt::format("{}:{:02}", shown / 60, shown % 60);
 }
 
-std::string languages(Session const& session)
+/// "English → Spanish · 3 March 2026, 09:30"
+std::string details(Session const& session, UserLocale const& locale)
 {
-    return Catalog::name(session.sourceLang) + " → " + Catalog::name(session.targetLang);
+    return Catalog::name(session.sourceLang) + " → " + Catalog::name(session.targetLang) + " · "
+        + locale.dateAndTime(session.startedAt);
+}
+
+/// "12 lines · 42:34"
+std::string sizeOf(Session const& session)
+{
+    auto const count = session.lines.size();
+    auto const number = std::to_string(count);
+    return number + (count == 1 ? T(" line", " câu") : T(" lines", " câu")) + " · " + duration(session);
 }
 
 } // namespace
@@ -189,7 +200,7 @@ Task<void> HistoryModel::summarize(Session session)
 void HistoryModel::languageChanged()
 {
     if (!m_rows.empty())
-        Q_EMIT dataChanged(index(0), index(count() - 1), {LanguagesRole});
+        Q_EMIT dataChanged(index(0), index(count() - 1), {DetailsRole, SizeRole});
 }
 
 int HistoryModel::rowCount(QModelIndex const& parent) const { return parent.isValid() ? 0 : count(); }
@@ -204,14 +215,10 @@ QVariant HistoryModel::data(QModelIndex const& index, int role) const
         return toQt(session.id);
     case TitleRole:
         return toQt(session.title(m_locale));
-    case LanguagesRole:
-        return toQt(languages(session));
-    case DateRole:
-        return toQt(m_locale.dateAndTime(session.startedAt));
-    case LineCountRole:
-        return static_cast<int>(session.lines.size());
-    case DurationRole:
-        return toQt(duration(session));
+    case DetailsRole:
+        return toQt(details(session, m_locale));
+    case SizeRole:
+        return toQt(sizeOf(session));
     default:
         return {};
     }
@@ -219,8 +226,7 @@ QVariant HistoryModel::data(QModelIndex const& index, int role) const
 
 QHash<int, QByteArray> HistoryModel::roleNames() const
 {
-    return {{IdRole, "sessionId"}, {TitleRole, "title"}, {LanguagesRole, "languages"}, {DateRole, "date"},
-        {LineCountRole, "lineCount"}, {DurationRole, "duration"}};
+    return {{IdRole, "sessionId"}, {TitleRole, "title"}, {DetailsRole, "details"}, {SizeRole, "size"}};
 }
 
 } // namespace lingrelay

@@ -33,11 +33,11 @@ class HistoryModel final : public QAbstractListModel {
     Q_PROPERTY(bool summarizing READ summarizing NOTIFY summaryChanged)
 
 public:
-    enum Role { IdRole = Qt::UserRole + 1, TitleRole, LanguagesRole, DateRole, LineCountRole, DurationRole };
+    enum Role { IdRole = Qt::UserRole + 1, TitleRole, DetailsRole, SizeRole };
 
-    /// The model and the schedulers outlive it.
+    /// The model and the schedulers outlive this list.
     HistoryModel(AppModel& model, Scheduler& main, Scheduler& disk);
-    /// The backend can be asked for minutes from now on. It outlives this.
+    /// From now on the backend of `hosted` can be asked for minutes; `hosted` outlives this list.
     void setHosted(HostedSession const& hosted);
     /// Takes secrets out of what the backend says of a failure.
     std::function<std::string(std::string)> clean = [](std::string text) { return text; };

@@ -37,6 +37,8 @@ QVariant LinesModel::data(QModelIndex const& index, int role) const
         return toQt(clockTime(line.at));
     case DirectionRole:
         return QString::fromLatin1(rawValue(line.direction));
+    case HeardRole:
+        return line.direction == AppModel::Direction::listen;
     case SpeakerRole:
         return toQt(line.speaker);
     case SourceRole:
@@ -50,7 +52,7 @@ QVariant LinesModel::data(QModelIndex const& index, int role) const
 
 QHash<int, QByteArray> LinesModel::roleNames() const
 {
-    return {{AtRole, "at"}, {DirectionRole, "direction"}, {SpeakerRole, "speaker"}, {SourceRole, "source"},
+    return {{AtRole, "at"}, {HeardRole, "heard"}, {SpeakerRole, "speaker"}, {SourceRole, "source"},
         {TranslationRole, "translation"}};
 }
 

@@ -14,11 +14,11 @@ class LinesModel : public QAbstractListModel {
     Q_OBJECT
 
 public:
-    enum Role { AtRole = Qt::UserRole + 1, DirectionRole, SpeakerRole, SourceRole, TranslationRole };
+    enum Role { AtRole = Qt::UserRole + 1, DirectionRole, HeardRole, SpeakerRole, SourceRole, TranslationRole };
 
     using Lines = std::vector<AppModel::Line>;
 
-    /// Shows these from now on. Rows that stay keep their delegates.
+    /// Shows `lines` from now on. Rows that stay keep their delegates.
     void setLines(Lines const& lines);
 
     int rowCount(QModelIndex const& parent = {}) const override;

@@ -56,6 +56,18 @@ struct MainView::Parts {
             engine.globalObject().setProperty(QString::fromLatin1(name), functions.property(QString::fromLatin1(name)));
     }
 
+    /// The program is of no use without its windows.
+    QQuickWindow* load(char const* file)
+    {
+        auto const before = engine.rootObjects().size();
+        engine.load(QUrl(QString::fromLatin1(file)));
+        auto const& roots = engine.rootObjects();
+        auto* const made = roots.size() > before ? qobject_cast<QQuickWindow*>(roots.constLast()) : nullptr;
+        if (!made)
+            qFatal("%s could not be made", file);
+        return made;
+    }
+
     QObject& shell;
     AppBridge app;
     SettingsBridge settings;
@@ -73,11 +85,8 @@ MainView::MainView(AppModel& model, Scheduler& main, Scheduler& disk, QObject& s
 {
     auto& parts = *m_parts;
     parts.publish();
-    parts.engine.load(QUrl(QString::fromLatin1(pages)));
-    if (!parts.engine.rootObjects().isEmpty())
-        parts.window = qobject_cast<QQuickWindow*>(parts.engine.rootObjects().constFirst());
-    if (!parts.window)
-        qFatal("the main window could not be made");
+    parts.window = parts.load(pages);
+    parts.desktop.setWindow(parts.window);
     auto const* const lines = parts.transcript.sourceModel();
     QObject::connect(lines, &QAbstractItemModel::rowsInserted, &parts.captions,
         [lines, &captions = parts.captions](QModelIndex const&, int first, int last) {
@@ -93,8 +102,7 @@ QQuickWindow* MainView::window() const { return m_parts->window; }
 QQuickWindow* MainView::makeCaptionsWindow()
 {
     // A root of its own: a window inside the main one would be minimised with it.
-    m_parts->engine.load(QUrl(QString::fromLatin1(captionsPanel)));
-    return qobject_cast<QQuickWindow*>(m_parts->engine.rootObjects().constLast());
+    return m_parts->load(captionsPanel);
 }
 CaptionsView& MainView::captions() { return m_parts->captions; }
 
@@ -104,6 +112,7 @@ void MainView::setHosted(HostedSession& hosted, std::function<std::string(std::s
     m_parts->history.clean = std::move(clean);
     m_parts->history.setHosted(hosted);
 }
+void MainView::setLocalService(bool local) { m_parts->app.setLocalService(local); }
 void MainView::setAppearance(bool dark, bool reducedMotion) { m_parts->desktop.setAppearance(dark, reducedMotion); }
 
 void MainView::shutdown() { m_parts->history.shutdown(); }

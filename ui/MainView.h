@@ -23,11 +23,14 @@ public:
     ~MainView();
 
     QQuickWindow* window() const;
-    /// Makes the window of the captions, not yet shown. It draws what `captions` follows.
+    /// Makes the captions panel's window, not yet shown. The window draws what `captions` follows.
     QQuickWindow* makeCaptionsWindow();
     CaptionsView& captions();
-    /// Service time and minutes are known of from now on; it outlives the view.
+    /// From now on the service time of `hosted` is shown, and its backend can be asked for minutes. `hosted` outlives the
+    /// view.
     void setHosted(HostedSession& hosted, std::function<std::string(std::string)> clean);
+    /// The service on this computer is used.
+    void setLocalService(bool local);
     void setAppearance(bool dark, bool reducedMotion);
 
     /// Cancels what waits for the backend and the disk.

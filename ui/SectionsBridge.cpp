@@ -16,17 +16,35 @@ SectionsBridge::SectionsBridge(AppModel& model) : m_sections(model), m_language(
     });
 }
 
-QVariantList SectionsBridge::all() const
+QVariantList SectionsBridge::group(Sections::Group group)
 {
     QVariantList list;
     for (auto const& section : Sections::all()) {
-        list << QVariantMap{{QStringLiteral("value"), QString::fromLatin1(section.rawValue)},
-            {QStringLiteral("text"), toQt(section.title())},
-            {QStringLiteral("icon"), QString::fromLatin1(section.icon)},
-            {QStringLiteral("group"),
-                section.group == Sections::Group::session ? QStringLiteral("session") : QStringLiteral("settings")}};
+        if (section.group != group)
+            continue;
+        list << QVariantMap{{QStringLiteral("value"), toQt(section.rawValue)},
+            {QStringLiteral("text"), toQt(section.title())}, {QStringLiteral("icon"), toQt(section.icon)}};
     }
     return list;
+}
+
+QStringList SectionsBridge::pages() const
+{
+    QStringList files;
+    for (auto const& section : Sections::all()) {
+        auto const name = toQt(section.rawValue);
+        files << name.front().toUpper() + name.mid(1) + QStringLiteral("Page.qml");
+    }
+    return files;
+}
+
+int SectionsBridge::currentIndex() const { return static_cast<int>(&m_sections.current() - Sections::all().data()); }
+
+void SectionsBridge::step(int by)
+{
+    auto const next = currentIndex() + by;
+    if (next >= 0 && next < static_cast<int>(Sections::all().size()))
+        choose(toQt(Sections::all()[static_cast<std::size_t>(next)].rawValue));
 }
 
 } // namespace lingrelay

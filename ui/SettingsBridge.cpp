@@ -2,6 +2,10 @@
 
 #include "config/L10n.h"
 
+#include <cmath>
+
+#include <fmt/format.h>
+
 namespace lingrelay {
 
 namespace {
@@ -30,6 +34,13 @@ template <class T, class V> void SettingsBridge::write(T AppSettings::*member, V
     settings.save();
     m_model.commands.applySettings();
 }
+
+void SettingsBridge::set_endpointSensitivity(double value)
+{
+    write(&AppSettings::endpointSensitivity, std::round(value * 10) / 10 + 0.0); // no -0
+}
+
+QString SettingsBridge::endpointSensitivityText() const { return toQt(fmt::format("{:+.1f}", endpointSensitivity())); }
 
 template void SettingsBridge::write(std::string AppSettings::*, QString const&);
 template void SettingsBridge::write(AppSettings::Mode AppSettings::*, QString const&);

@@ -33,11 +33,18 @@ class SettingsBridge final : public QObject {
     LINGRELAY_SETTING(bool, diarization)
     LINGRELAY_SETTING(bool, endpointDetection)
     LINGRELAY_SETTING(bool, echoGuard)
-    LINGRELAY_SETTING(double, endpointSensitivity)
+    Q_PROPERTY(double endpointSensitivity READ endpointSensitivity WRITE set_endpointSensitivity NOTIFY changed)
+    Q_PROPERTY(QString endpointSensitivityText READ endpointSensitivityText NOTIFY changed) ///< "+0.3"
+    Q_PROPERTY(bool twoWay READ twoWay NOTIFY changed) ///< the mode has both directions
     LINGRELAY_SETTING(int, latencyAdjustment)
 
 public:
     explicit SettingsBridge(AppModel& model) : m_model(model) { }
+
+    double endpointSensitivity() const { return m_model.settings->endpointSensitivity; }
+    void set_endpointSensitivity(double value); ///< in tenths
+    QString endpointSensitivityText() const;
+    bool twoWay() const { return m_model.settings->mode == AppSettings::Mode::both; }
 
     Q_SIGNAL void changed();
 

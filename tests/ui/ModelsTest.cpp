@@ -123,9 +123,8 @@ TEST_F(HistoryTest, sessionsAreFoundOpenedAndDeleted)
     open();
     EXPECT_EQ(titles(), (QStringList{"B", "A"}));
     auto const row = history.index(1, 0);
-    EXPECT_EQ(row.data(HistoryModel::DurationRole), "1:23");
-    EXPECT_EQ(row.data(HistoryModel::LanguagesRole), "English → XX");
-    EXPECT_EQ(row.data(HistoryModel::LineCountRole), 1);
+    EXPECT_EQ(row.data(HistoryModel::SizeRole), "1 line · 1:23");
+    EXPECT_TRUE(row.data(HistoryModel::DetailsRole).toString().startsWith("English → XX · "));
 
     history.toggle(id("A"));
     EXPECT_EQ(history.selected(), id("A"));
@@ -227,7 +226,8 @@ TEST_F(ModelsTest, aSettingIsKeptAndAppliedWhenItChangesAndNotOtherwise)
     settings.set_mode("both");
     settings.set_mode("sideways");
     settings.set_mode("both");
-    settings.set_endpointSensitivity(-0.3);
+    settings.set_endpointSensitivity(-0.30000000000000004); // as a slider's steps add up
+    EXPECT_EQ(settings.endpointSensitivityText(), "-0.3");
     EXPECT_EQ(applied, (QStringList{"both", "both"}));
     EXPECT_EQ(AppSettings::load().mode, AppSettings::Mode::both);
     EXPECT_EQ(AppSettings::load().endpointSensitivity, -0.3);
@@ -308,10 +308,85 @@ TEST_F(ModelsTest, exportsTakeTheWholeTranscriptAndAKeyIsTrimmed)
 
     std::vector<std::string> adopted;
     model.commands.adoptKey = [&] { adopted.push_back(world.defaults.string("k.soniox").value_or("none")); };
-    app.setOwnKey(" secret \n");
-    app.setOwnKey("secret");
+    app.setOwnKey(" secret");
+    EXPECT_EQ(world.defaults.string("k.soniox"), "secret") << "a quit may be next";
+    app.setOwnKey(" secrets \n");
+    app.adoptOwnKey();
+    app.adoptOwnKey();
     app.setOwnKey("");
-    EXPECT_EQ(adopted, (std::vector<std::string>{"secret", ""})) << "only news";
+    app.adoptOwnKey();
+    EXPECT_EQ(adopted, (std::vector<std::string>{"secrets", ""})) << "whole ones, and only news";
+}
+
+TEST_F(ModelsTest, aLaneFlowsWhileSomethingIsHeardAtItsEnds)
+{
+    LaneModel lane(model, Direction::speak);
+    QSignalSpy const changes(&lane, &LaneModel::stateChanged);
+    EXPECT_FALSE(lane.shown()) << "the mode only listens";
+    model.settings.update([](AppSettings& now) { now.mode = AppSettings::Mode::both; });
+    EXPECT_TRUE(lane.shown());
+    EXPECT_EQ(lane.languages(), "Vietnamese → English");
+    model.settings.update([](AppSettings& now) { now.forceTwoWay = true; });
+    EXPECT_EQ(lane.languages(), "Vietnamese ⇄ English");
+
+    model.micLevel = 0.5;
+    EXPECT_EQ(lane.inLevel(), 0) << "what was heard last does not stand";
+    EXPECT_FALSE(lane.flowing());
+    model.running = true;
+    EXPECT_TRUE(lane.inAwake() && lane.flowing());
+    model.micLevel = 0.03;
+    EXPECT_FALSE(lane.flowing());
+    model.running = false;
+    model.speakOutLevel = 0.5; // a typed line needs no session
+    EXPECT_TRUE(lane.outAwake() && lane.flowing() && !lane.inAwake());
+    auto const told = changes.size();
+    model.speakOutLevel = 0.6;
+    EXPECT_EQ(changes.size(), told);
+}
+
+TEST_F(ModelsTest, whatCouldNotBeSpokenComesBackBeforeWhatWasWrittenSince)
+{
+    AppBridge app(model);
+    std::vector<std::string> said;
+    std::function<void(std::string const&)> done;
+    model.commands.typeToSpeak = [&](std::string const& text, auto end) {
+        said.push_back(text);
+        done = std::move(end);
+    };
+    app.setDraft(" \n");
+    EXPECT_FALSE(app.mayBeSaid());
+    app.say();
+    app.setDraft("One. Two.");
+    EXPECT_TRUE(app.mayBeSaid());
+    app.say();
+    EXPECT_EQ(said, (std::vector<std::string>{"One. Two."}));
+    EXPECT_EQ(app.draft(), "");
+    app.setDraft("Three.");
+    model.typing = true;
+    EXPECT_FALSE(app.mayBeSaid());
+    done("Two.");
+    EXPECT_EQ(app.draft(), "Two. Three.");
+    app.say();
+    done("");
+    EXPECT_EQ(app.draft(), "");
+}
+
+TEST_F(ModelsTest, aPressIsAnsweredBeforeTheQuestionThatItRaises)
+{
+    AppBridge app(model);
+    int starts = 0;
+    model.commands.start = [&] {
+        ++starts;
+        app.toggleRun(); // again, while a question stands
+        QCoreApplication::processEvents();
+    };
+    app.toggleRun();
+    EXPECT_EQ(starts, 0);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(starts, 1);
+    app.toggleRun();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(starts, 2);
 }
 
 TEST_F(ModelsTest, serviceTimeShowsWhileAHostedSessionIsOn)
@@ -337,6 +412,13 @@ TEST_F(ModelsTest, serviceTimeShowsWhileAHostedSessionIsOn)
     world.hosted.end();
     world.time.advance(seconds(1.0));
     EXPECT_EQ(shown, (QStringList{"1 h left", "59 min left", ""}));
+    EXPECT_EQ(app.languageCount(), "61");
+    app.setLocalService(true);
+    tasks.spawn([](HostedSession& hosted) -> Task<void> { co_await hosted.start(); }(world.hosted));
+    world.time.advance(seconds(1.0));
+    EXPECT_EQ(app.balance() + app.languageCount(), "") << "neither is the local service's";
+    world.hosted.end();
+    world.time.advance(seconds(1.0));
 
     model.status = "Connecting…";
     EXPECT_EQ(app.statusText(), "Connecting…");

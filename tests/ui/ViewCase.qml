@@ -12,7 +12,7 @@ TestCase {
     height: 400
 
     function init() {
-        failOnWarning(/^(?!This plugin does not support raise)/);
+        failOnWarning(/^(?!This plugin does not support)/);
         Theme.reducedMotion = true;
     }
     function place(item, within) {

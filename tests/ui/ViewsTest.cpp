@@ -68,7 +68,10 @@ public:
     Program()
     {
         auto& commands = model.commands;
-        commands.typeToSpeak = [this](std::string const& text) { m_asked << toQt("say " + text); };
+        commands.typeToSpeak = [this](std::string const& text, auto const& done) {
+            m_asked << toQt("say " + text);
+            done("");
+        };
         commands.applySettings = [this] { m_asked << toQt(fmt::format("apply {}", rawValue(model.settings->mode))); };
         for (auto const& [name, command] : {std::pair("mic", &AppModel::Commands::pickMic),
                  {"speak", &AppModel::Commands::pickSpeakOut}, {"listen", &AppModel::Commands::pickListenOut}})

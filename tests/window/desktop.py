@@ -252,10 +252,13 @@ class Program:
                     found.append(node.name)
         return found
 
+    def box(self, role, name):
+        import pyatspi
+        return self.wait(role, name).queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+
     def press(self, role, name):
         """With the pointer, in the middle of it."""
-        import pyatspi
-        box = self.wait(role, name).queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+        box = self.box(role, name)
         click(box.x + box.width // 2, box.y + box.height // 2)
 
     def act(self, role, name):

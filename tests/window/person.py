@@ -44,7 +44,9 @@ class Person:
         assert "Idle" in self.program.texts()
         window = eventually(lambda: self.desktop.windows("Dashboard"), what="the window")[0]
         x, y, width, height = self.desktop.geometry(window)
-        assert abs(x + width / 2 - 800) < 60 and abs(y + height / 2 - 500) < 60, (x, y, width, height)
+        assert abs(x + width / 2 - 800) < 120 and abs(y + height / 2 - 500) < 120, (x, y, width, height)
+        button = self.program.box("push button", "Start translating")
+        assert button.x + button.width < 420 or button.y > 880 or button.y + button.height < 730, "under the panel"
         self.program.press("radio button", "Watch a video")
         eventually(lambda: self.desktop.stored("preset") == "watchVideo", what="the scenario")
         assert self.program.chosen("radio button", "Watch a video")
@@ -79,6 +81,11 @@ class Person:
         self.program.press("menu item", "Text")
         dialog = eventually(lambda: self.desktop.windows("Save As"), what="the save dialog")[0]
         xdotool("windowfocus", "--sync", dialog)
+        for role, name in (("push button", "Export"), ("menu item", "Text")):  # once more
+            self.program.act(role, name)
+        assert self.desktop.windows("Save As") == [dialog]
+        owner = subprocess.run(("xprop", "-id", dialog, "WM_TRANSIENT_FOR"), capture_output=True, text=True).stdout
+        assert owner.split()[-1] == hex(int(self.desktop.windows("Transcript")[0])), owner
         place = self.desktop.folder / "kept.txt"
         key("ctrl+a")
         xdotool("type", str(place))

@@ -25,11 +25,12 @@ class CaptionsView final : public QObject {
     Q_PROPERTY(int translationRows READ translationRows NOTIFY changed)
     Q_PROPERTY(int speakRows READ speakRows NOTIFY changed)
     Q_PROPERTY(double wrapWidth READ wrapWidth NOTIFY changed)
-    /// Whether screen readers read finished lines aloud; kept. Off at first: the sound is the translation's.
+    /// Whether screen readers read finished lines aloud. The choice is kept; at first they do not, or they would talk
+    /// over the translation.
     Q_PROPERTY(bool announce READ announce WRITE setAnnounce NOTIFY announceChanged)
 
 public:
-    /// What it shows from now on, and in which window. Both live until `leave`.
+    /// Shows `captions` in `window` from now on; both live until `leave`.
     void follow(FloatingCaptions& captions, PanelWindow& window);
     void leave();
 
@@ -53,14 +54,14 @@ public:
     /// out.
     Q_INVOKABLE QString fitted(QString const& text, QFont const& font, int width, int rows) const;
 
-    /// Has a line read aloud that will not change any more.
+    /// Has screen readers read a finished line aloud, where the user wants that.
     void announceLine(QString const& text);
 
     /// A press at (x, y) of the panel; near an edge, or on the grip, it takes hold of that.
     Q_INVOKABLE void press(double x, double y, bool onGrip);
     Q_INVOKABLE void drag();
     Q_INVOKABLE void resetPlace();
-    /// Qt::CursorShape for a pointer there.
+    /// The Qt::CursorShape for a pointer at (x, y) of the panel.
     Q_INVOKABLE int cursorAt(double x, double y) const;
 
     Q_SIGNAL void changed();

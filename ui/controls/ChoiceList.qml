@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as Templates
+import Lingrelay.Controls
 
 /// The entries of a Combo. Letters go to the next one that begins with them.
 ListView {
@@ -14,11 +15,12 @@ ListView {
     function type(text) {
         if (text.trim().length === 0)
             return;
-        typed = (pause.running ? typed : "") + combo.folded(text);
+        typed = (pause.running ? typed : "") + text;
         pause.restart();
         const first = typed.length > 1 ? currentIndex : currentIndex + 1;
-        const order = model.map((entry, i) => (first + i) % count);
-        currentIndex = order.find(i => combo.folded(model[i].text).startsWith(typed)) ?? currentIndex;
+        const found = Choices.beginningWith(model, typed, first);
+        if (found >= 0)
+            currentIndex = found;
     }
 
     implicitHeight: contentHeight

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as Templates
+import Lingrelay.Controls
 
 /// The list that a Combo opens: as wide as its texts ask, within the window; a long one begins with a search field.
 Templates.Popup {
@@ -8,7 +9,7 @@ Templates.Popup {
 
     required property var combo
 
-    readonly property var shown: search.length === 0 ? combo.model : combo.model.filter(entry => combo.folded(entry.text).includes(combo.folded(search.text)))
+    readonly property var shown: search.length === 0 ? combo.model : Choices.holding(combo.model, search.text)
     readonly property real wanted: Math.min(content.implicitHeight + 2 * padding, Theme.popupHeight)
     readonly property real textWidth: combo.model.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text + (entry.mark ?? ""))), 0)
     property bool above

@@ -19,9 +19,6 @@ Templates.AbstractButton {
 
     signal picked(var value)
 
-    function folded(text) {
-        return text.toLowerCase().normalize("NFD").replace(/[̀-ͯ]/g, "").replace(/đ/g, "d");
-    }
     function pick(entry) {
         popup.close();
         picked(entry.value);

@@ -1,4 +1,5 @@
 import QtQuick
+import Lingrelay.Controls
 
 /// A level from 0 to 1 as a row of bars.
 Item {
@@ -8,7 +9,6 @@ Item {
     property color tint: Theme.brandText
     property string label
 
-    readonly property int bars: 20
     property real shown: level
 
     Behavior on shown {
@@ -23,24 +23,13 @@ Item {
     Accessible.name: label.length > 0 ? label + ", " + T("signal level", "mức tín hiệu") : T("Signal level", "Mức tín hiệu")
     Accessible.description: Math.round(Math.max(0, Math.min(1, level)) * 100)
 
-    Row {
+    Bars {
         objectName: "bars"
         anchors.fill: parent
+        count: 20
         spacing: 3
-
-        Repeater {
-            model: meter.bars
-
-            Rectangle {
-                required property int index
-
-                readonly property bool lit: index / meter.bars < meter.shown
-
-                width: (meter.width - 3 * (meter.bars - 1)) / meter.bars
-                height: meter.height
-                radius: Math.min(width, height) / 2
-                color: lit ? meter.tint : Theme.faint(Theme.secondary, 0.18)
-            }
-        }
+        lit: meter.shown
+        litColor: meter.tint
+        color: Theme.faint(Theme.secondary, 0.18)
     }
 }

@@ -4,10 +4,8 @@ import QtQuick
 Item {
     id: dot
 
-    enum Shape { Dot, Ring, Triangle, Cross }
-
     property color color: Theme.disabled
-    property int shape: StatusDot.Dot
+    property string shape: "dot" ///< or "ring", "triangle", "cross"
 
     implicitWidth: 16
     implicitHeight: 16
@@ -15,18 +13,18 @@ Item {
 
     Rectangle {
         anchors.centerIn: parent
-        visible: dot.shape === StatusDot.Dot || dot.shape === StatusDot.Ring
+        visible: dot.shape === "dot" || dot.shape === "ring"
         width: 10
         height: 10
         radius: 5
-        color: dot.shape === StatusDot.Dot ? dot.color : "transparent"
+        color: dot.shape === "dot" ? dot.color : "transparent"
         border.width: 2
         border.color: dot.color
     }
     Icon {
         anchors.centerIn: parent
-        visible: dot.shape === StatusDot.Triangle || dot.shape === StatusDot.Cross
-        name: dot.shape === StatusDot.Triangle ? "warning" : "close-circle"
+        visible: dot.shape === "triangle" || dot.shape === "cross"
+        name: dot.shape === "triangle" ? "warning" : "close-circle"
         color: dot.color
         size: 16
     }

@@ -6,13 +6,16 @@ import Lingrelay.Model
 ScrollPage {
     id: page
 
-    readonly property bool inPerson: Settings.forceTwoWay
-    readonly property var scenarioIcons: ({
-            videoCall: "video",
-            watchVideo: "play-rectangle",
-            inPerson: "people"
-        })
+    property bool drawn ///< for the first time
 
+    Connections {
+        target: page.Window.window
+        enabled: !page.drawn
+
+        function onAfterAnimating() {
+            page.drawn = true;
+        }
+    }
     Banner {
         Layout.fillWidth: true
         visible: App.devicesKnown && !App.virtualInstalled
@@ -48,7 +51,7 @@ ScrollPage {
                     Layout.preferredWidth: 1
                     text: modelData.text
                     subtitle: modelData.subtitle
-                    iconName: page.scenarioIcons[modelData.value]
+                    iconName: modelData.icon
                     chosen: Settings.preset === modelData.value
                     onClicked: App.applyPreset(modelData.value)
                 }
@@ -63,48 +66,20 @@ ScrollPage {
         Layout.fillWidth: true
         spacing: Theme.space3
 
-        Loader {
-            Layout.fillWidth: true
-            visible: active
-            active: Settings.mode !== "speak"
+        Repeater {
+            model: [App.listenLane, App.speakLane]
 
-            sourceComponent: Lane {
-                title: T("Listen — they speak, you understand", "Nghe — họ nói, bạn hiểu")
-                iconName: "ear"
-                tint: Theme.listen
-                textTint: Theme.listenText
-                from: languageName(Settings.sourceLang)
-                to: languageName(Settings.targetLang)
-                inLabel: T("System audio", "Âm thanh hệ thống")
-                inIcon: "computer"
-                inLevel: App.systemLevel
-                outLabel: T("Your speakers", "Loa của bạn")
-                outIcon: "headphones"
-                outLevel: App.listenOutLevel
-                source: App.listenOriginal
-                translated: App.listenTranslated
-            }
-        }
-        Loader {
-            Layout.fillWidth: true
-            visible: active
-            active: Settings.mode !== "listen"
+            Loader {
+                id: place
 
-            sourceComponent: Lane {
-                title: page.inPerson ? T("In person — both of you, one computer", "Gặp trực tiếp — hai người, một máy") : T("Speak — you talk, they understand", "Nói — bạn nói, họ hiểu")
-                iconName: page.inPerson ? "people" : "mic-plus"
-                tint: Theme.speak
-                textTint: Theme.speakText
-                from: languageName(Settings.myLang)
-                to: languageName(Settings.theirLang)
-                bidirectional: page.inPerson
-                inLabel: page.inPerson ? T("Mic (both of you)", "Mic (cả hai người)") : T("Your microphone", "Micro của bạn")
-                inIcon: "mic"
-                inLevel: App.micLevel
-                outLabel: page.inPerson ? T("Speakers", "Loa ngoài") : T("Virtual mic → call", "Mic ảo → cuộc gọi")
-                outIcon: page.inPerson ? "speaker" : "virtual-mic"
-                outLevel: App.speakOutLevel
-                translated: App.speakTranslated
+                required property QtObject modelData
+
+                Layout.fillWidth: true
+                visible: active
+                active: modelData.shown
+                sourceComponent: LaneCard {
+                    lane: place.modelData
+                }
             }
         }
     }
@@ -113,16 +88,19 @@ ScrollPage {
     Loader {
         Layout.fillWidth: true
         visible: !Settings.typeIntoChat
+        active: page.drawn
         asynchronous: true
         source: "TypeToSpeak.qml"
     }
     Loader {
         Layout.fillWidth: true
+        active: page.drawn
         asynchronous: true
         source: "CallTools.qml"
     }
     Loader {
         Layout.fillWidth: true
+        active: page.drawn
         asynchronous: true
         source: "Priming.qml"
     }

@@ -27,21 +27,13 @@ Item {
         height: 2
         clip: true
 
-        Row {
-            id: dashes
-
+        Bars {
+            width: arrow.width + 14
+            height: 2
+            barWidth: 8
             spacing: 6
+            color: arrow.tint
 
-            Repeater {
-                model: Math.ceil(arrow.width / 14) + 2
-
-                Rectangle {
-                    width: 8
-                    height: 2
-                    radius: 1
-                    color: arrow.tint
-                }
-            }
             NumberAnimation on x {
                 from: -14
                 to: 0

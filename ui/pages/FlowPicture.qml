@@ -54,12 +54,7 @@ Card {
         Layout.alignment: Qt.AlignTop
         Layout.topMargin: 14
         tint: Theme.speakText
-        flowing: App.running && (App.micLevel > 0.04 || App.speakOutLevel > 0.04)
-    }
-
-    function nameOf(choices, value) {
-        const found = choices.find(choice => choice.value === value);
-        return found ? found.text : choices[0].text;
+        flowing: App.speakLane.flowing
     }
 
     RowLayout {
@@ -70,21 +65,21 @@ Card {
         Node {
             iconName: "mic"
             title: T("You", "Bạn")
-            detail: picture.nameOf(App.microphones, App.microphone)
+            detail: App.microphoneName
         }
         Arrow {
         }
         Node {
             iconName: "translate"
             title: T("Translation", "Bản dịch")
-            detail: languageName(Settings.myLang) + " → " + languageName(Settings.theirLang)
+            detail: App.speakLane.languages
         }
         Arrow {
         }
         Node {
             iconName: "virtual-mic"
             title: "Lingrelay"
-            detail: App.virtualInstalled ? picture.nameOf(App.speakOutputs, App.speakOutput) : T("not installed", "chưa cài")
+            detail: App.virtualInstalled ? App.speakOutputName : T("not installed", "chưa cài")
         }
         Arrow {
         }

@@ -59,7 +59,7 @@ ScrollPage {
         }
         SwitchRow {
             iconName: "tray"
-            title: T("Show menu bar icon", "Hiện icon trên thanh menu")
+            title: T("Show tray icon", "Hiện icon ở khay hệ thống")
             checked: Settings.menuBarIcon
             onMoved: on => Settings.menuBarIcon = on
         }
@@ -110,21 +110,22 @@ ScrollPage {
             spacing: Theme.space3
 
             TextField {
-                id: key
-
                 Layout.fillWidth: true
                 secure: true
                 placeholderText: T("Leave empty to use the hosted service", "Để trống để dùng dịch vụ có sẵn")
                 label: T("Your own Soniox key", "Khoá Soniox của riêng bạn")
                 text: App.ownKey
-                onTextEdited: pause.restart()
-                onEditingFinished: App.ownKey = text
+                onTextEdited: {
+                    App.ownKey = text;
+                    pause.restart();
+                }
+                onEditingFinished: App.adoptOwnKey()
 
                 Timer {
                     id: pause
 
                     interval: 300 // whole keys are pasted
-                    onTriggered: App.ownKey = key.text
+                    onTriggered: App.adoptOwnKey()
                 }
             }
         }

@@ -11,10 +11,8 @@ Card {
     required property int index
     required property string sessionId
     required property string title
-    required property string languages
-    required property string date
-    required property int lineCount
-    required property string duration
+    required property string details
+    required property string size
 
     readonly property bool open: History.selected === sessionId
 
@@ -33,7 +31,7 @@ Card {
         activeFocusOnTab: activeFocus || row.ListView.view?.stop === row.index
         onActiveFocusChanged: if (activeFocus) row.ListView.view.stop = row.index
         Accessible.name: row.title
-        Accessible.description: details.text + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
+        Accessible.description: row.details + " · " + (row.open ? T("open", "đang mở") : T("closed", "đang đóng"))
         onVisualFocusChanged: if (visualFocus) row.ListView.view.reveal(row.index)
         Accessible.onPressAction: clicked()
         Keys.onReturnPressed: event => event.isAutoRepeat || clicked()
@@ -75,13 +73,11 @@ Card {
                     Accessible.ignored: true
                 }
                 Label {
-                    id: details
-
                     Layout.fillWidth: true
                     kind: Label.Secondary
                     wrapMode: Text.NoWrap
                     elide: Text.ElideRight
-                    text: row.languages + " · " + row.date
+                    text: row.details
                     Accessible.ignored: true
                 }
             }
@@ -90,7 +86,7 @@ Card {
                 color: Theme.secondary
                 wrapMode: Text.NoWrap
                 font.family: Theme.digits
-                text: (row.lineCount === 1 ? T("1 line", "1 câu") : T("%1 lines", "%1 câu").arg(row.lineCount)) + " · " + row.duration
+                text: row.size
             }
         }
     }

@@ -1,29 +1,14 @@
 import QtQuick
 import QtQuick.Layouts
 import Lingrelay.Controls
-import Lingrelay.Model
 
 /// One direction of the translation: where sound comes from, what becomes of it, where it goes, and the words of now.
 Card {
-    id: lane
+    id: card
 
-    property string title
-    property string iconName
-    property color textTint
-    property string from
-    property string to
-    property bool bidirectional
-    property string inLabel
-    property string inIcon
-    property real inLevel
-    property string outLabel
-    property string outIcon
-    property real outLevel
-    property string source
-    property string translated
+    required property QtObject lane
 
-    // What is heard from the inputs is told while a session runs; the voice also speaks without one.
-    readonly property bool flowing: (App.running && inLevel > 0.04) || outLevel > 0.04
+    readonly property color textTint: Theme[lane.textTint]
 
     component End: ColumnLayout {
         id: end
@@ -31,7 +16,7 @@ Card {
         property string label
         property string iconName
         property real level
-        property bool live: App.running
+        property bool awake
 
         spacing: Theme.space2
 
@@ -40,12 +25,12 @@ Card {
 
             Icon {
                 name: end.iconName
-                color: end.live ? lane.textTint : Theme.disabled
+                color: end.awake ? card.textTint : Theme.disabled
             }
             Label {
                 Layout.fillWidth: true
                 text: end.label
-                color: end.live ? Theme.text : Theme.secondary
+                color: end.awake ? Theme.text : Theme.secondary
                 wrapMode: Text.NoWrap
                 elide: Text.ElideRight
             }
@@ -53,10 +38,12 @@ Card {
         LevelMeter {
             Layout.fillWidth: true
             label: end.label
-            level: end.live ? end.level : 0
-            tint: lane.tint
+            level: end.level
+            tint: card.tint
         }
     }
+
+    tint: Theme[lane.tint]
 
     ColumnLayout {
         Layout.fillWidth: true
@@ -68,14 +55,14 @@ Card {
             spacing: Theme.space2
 
             Icon {
-                name: lane.iconName
-                color: lane.textTint
+                name: card.lane.iconName
+                color: card.textTint
             }
             Label {
                 Layout.fillWidth: true
                 kind: Label.Row
                 font.weight: Theme.weightStrong
-                text: lane.title
+                text: card.lane.title
             }
         }
         RowLayout {
@@ -85,9 +72,10 @@ Card {
             End {
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
-                label: lane.inLabel
-                iconName: lane.inIcon
-                level: lane.inLevel
+                label: card.lane.inLabel
+                iconName: card.lane.inIcon
+                level: card.lane.inLevel
+                awake: card.lane.inAwake
             }
             ColumnLayout {
                 Layout.fillWidth: true
@@ -101,40 +89,40 @@ Card {
                     color: Theme.secondary
                     maximumLineCount: 2
                     elide: Text.ElideRight
-                    text: lane.from + (lane.bidirectional ? " ⇄ " : " → ") + lane.to
+                    text: card.lane.languages
                 }
                 FlowArrow {
                     Layout.fillWidth: true
-                    tint: App.running || lane.flowing ? lane.textTint : Theme.secondary
-                    flowing: lane.flowing
-                    bidirectional: lane.bidirectional
+                    tint: card.lane.outAwake ? card.textTint : Theme.secondary
+                    flowing: card.lane.flowing
+                    bidirectional: card.lane.bidirectional
                 }
             }
             End {
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
-                label: lane.outLabel
-                iconName: lane.outIcon
-                level: lane.outLevel
-                live: App.running || lane.outLevel > 0
+                label: card.lane.outLabel
+                iconName: card.lane.outIcon
+                level: card.lane.outLevel
+                awake: card.lane.outAwake
             }
         }
         ColumnLayout {
             Layout.fillWidth: true
             spacing: Theme.space1
-            visible: lane.source.length + lane.translated.length > 0
+            visible: card.lane.source.length + card.lane.translated.length > 0
 
             SelectableText {
                 Layout.fillWidth: true
                 visible: text.length > 0
-                text: lane.source
+                text: card.lane.source
                 color: Theme.secondary
             }
             SelectableText {
                 Layout.fillWidth: true
                 visible: text.length > 0
                 kind: Label.Row
-                text: lane.translated
+                text: card.lane.translated
             }
         }
     }

@@ -16,7 +16,7 @@ ScrollPage {
 
         Combo {
             width: 240
-            model: picker.includeAuto ? App.languages : App.languages.slice(1)
+            model: picker.includeAuto ? App.sourceLanguages : App.targetLanguages
             value: picker.code
             placeholder: languageName(picker.code)
             searchPrompt: T("Search languages", "Tìm ngôn ngữ")
@@ -28,7 +28,7 @@ ScrollPage {
     Section {
         Layout.fillWidth: true
         title: T("Conversation", "Cuộc hội thoại")
-        footer: Settings.mode === "both" ? T("Two-way runs a stream per direction — twice the per-hour cost.", "Hai chiều chạy một luồng cho mỗi hướng — chi phí theo giờ gấp đôi.") : T("One stream runs while translating.", "Chỉ một luồng chạy khi đang dịch.")
+        footer: Settings.twoWay ? T("Two-way runs a stream per direction — twice the per-hour cost.", "Hai chiều chạy một luồng cho mỗi hướng — chi phí theo giờ gấp đôi.") : T("One stream runs while translating.", "Chỉ một luồng chạy khi đang dịch.")
 
         FormRow {
             iconName: "swap"
@@ -47,7 +47,7 @@ ScrollPage {
     }
     Section {
         Layout.fillWidth: true
-        visible: Settings.mode !== "speak"
+        visible: App.listenLane.shown
         iconName: "ear"
         title: T("Listen — them → you", "Chiều nghe — họ → bạn")
 
@@ -65,7 +65,7 @@ ScrollPage {
     }
     Section {
         Layout.fillWidth: true
-        visible: Settings.mode !== "listen"
+        visible: App.speakLane.shown
         iconName: "mic-plus"
         title: T("Speak — you → them", "Chiều nói — bạn → họ")
 
@@ -87,7 +87,7 @@ ScrollPage {
         footer: T("Recognition and translation happen in the same call, so translation costs nothing extra.", "Nhận dạng và dịch nằm trong cùng một lệnh gọi, nên dịch không tính thêm tiền.")
 
         SwitchRow {
-            visible: Settings.mode === "both"
+            visible: Settings.twoWay
             iconName: "person-gear"
             title: T("Let the model decide who is speaking", "Để model tự nhận ai đang nói")
             checked: Settings.twoWayAuto
@@ -116,8 +116,8 @@ ScrollPage {
                 to: 1
                 step: 0.1
                 value: Settings.endpointSensitivity
-                valueText: (value < -0.05 ? "-" : "+") + Math.abs(value).toFixed(1)
-                onMoved: value => Settings.endpointSensitivity = Math.round(value * 10) / 10
+                valueText: Settings.endpointSensitivityText
+                onMoved: value => Settings.endpointSensitivity = value
             }
         }
         FormRow {
@@ -145,11 +145,12 @@ ScrollPage {
             text: T("Cutting sooner makes the voice start earlier but can clip a trailing word; waiting longer lets the model reconsider what it heard.", "Ngắt sớm thì giọng đọc bắt đầu sớm hơn nhưng có thể mất chữ cuối; chờ lâu hơn để model xét lại điều đã nghe.")
         }
         FormRow {
+            visible: App.languageCount.length > 0
             iconName: "globe"
             title: T("Languages supported", "Số ngôn ngữ hỗ trợ")
 
             Label {
-                text: App.languages.length
+                text: App.languageCount
                 color: Theme.secondary
             }
         }

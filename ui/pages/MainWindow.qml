@@ -9,8 +9,8 @@ Window {
     title: Sections.title
     width: 1060
     height: 700
-    minimumWidth: 900
-    minimumHeight: 600
+    minimumWidth: 800
+    minimumHeight: 560
     color: Theme.window
     onClosing: close => close.accepted = Shell.mayClose()
 
@@ -38,17 +38,25 @@ Window {
             Toolbar {
                 Layout.fillWidth: true
             }
+            Loader {
+                Layout.fillWidth: true
+                Layout.margins: Theme.space3
+                Layout.bottomMargin: 0
+                visible: active
+                active: App.banner.length > 0
+                sourceComponent: Banner {
+                    kind: Banner.Warning
+                    iconName: "warning"
+                    title: App.banner
+                }
+            }
             StackLayout {
-                id: stack
-
-                readonly property var names: Sections.all.map(section => section.value)
-
                 Layout.fillWidth: true
                 Layout.fillHeight: true
-                currentIndex: names.indexOf(Sections.current)
+                currentIndex: Sections.currentIndex
 
                 Repeater {
-                    model: stack.names
+                    model: Sections.pages
 
                     Loader {
                         required property int index
@@ -58,7 +66,7 @@ Window {
                         active: false
                         StackLayout.onIsCurrentItemChanged: if (StackLayout.isCurrentItem) active = true
                         Component.onCompleted: if (StackLayout.isCurrentItem) active = true
-                        source: modelData.charAt(0).toUpperCase() + modelData.slice(1) + "Page.qml"
+                        source: modelData
                     }
                 }
             }
@@ -86,7 +94,7 @@ Window {
     Shortcut {
         autoRepeat: false
         sequences: ["Ctrl+Return", "Ctrl+Enter"]
-        onActivated: App.running ? App.stop() : App.start()
+        onActivated: App.toggleRun()
     }
     Shortcut {
         autoRepeat: false

@@ -90,7 +90,7 @@ ScrollPage {
         FormRow {
             iconName: "close"
             title: T("Close window", "Đóng cửa sổ")
-            hint: Sections.current === "shortcuts" && Shell.staysWhenClosed() ? T("The app keeps running in the menu bar.", "App vẫn chạy trên thanh menu.") : T("There is no menu bar icon: the app ends, or is minimised while it translates.", "Không có icon trên thanh menu: app sẽ thoát, hoặc thu nhỏ nếu đang dịch.")
+            hint: Sections.current === "shortcuts" && Shell.staysWhenClosed() ? T("The app keeps running in the tray.", "App vẫn chạy ở khay hệ thống.") : T("There is no tray icon: the app ends, or is minimised while it translates.", "Không có icon ở khay hệ thống: app sẽ thoát, hoặc thu nhỏ nếu đang dịch.")
 
             Keys {
                 caps: ["Ctrl", "W"]

@@ -6,19 +6,11 @@ import Lingrelay.Model
 Rectangle {
     id: sidebar
 
-    /// The next row by keyboard, over the groups.
-    function step(by) {
-        const names = Sections.all.map(section => section.value);
-        const next = names.indexOf(Sections.current) + by;
-        if (next >= 0 && next < names.length)
-            Sections.current = names[next];
-    }
-
     component Group: ColumnLayout {
         id: group
 
-        required property string name
         required property string title
+        required property var sections
 
         spacing: 2
 
@@ -31,7 +23,7 @@ Rectangle {
             font.weight: Theme.weightStrong
         }
         Repeater {
-            model: Sections.all.filter(section => section.group === group.name)
+            model: group.sections
 
             SidebarRow {
                 required property var modelData
@@ -41,7 +33,7 @@ Rectangle {
                 iconName: modelData.icon
                 selected: Sections.current === modelData.value
                 onClicked: Sections.current = modelData.value
-                onStepped: by => sidebar.step(by)
+                onStepped: by => Sections.step(by)
             }
         }
     }
@@ -72,12 +64,12 @@ Rectangle {
             }
         }
         Group {
-            name: "session"
             title: T("Session", "Phiên dịch")
+            sections: Sections.session
         }
         Group {
-            name: "settings"
             title: T("Settings", "Cài đặt")
+            sections: Sections.settings
         }
         Item {
             Layout.fillHeight: true
@@ -86,7 +78,7 @@ Rectangle {
             Layout.fillWidth: true
             running: App.running
             text: App.running ? T("Stop", "Dừng") : T("Start translating", "Bắt đầu dịch")
-            onClicked: App.running ? App.stop() : App.start()
+            onClicked: App.toggleRun()
         }
     }
 

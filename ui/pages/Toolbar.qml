@@ -23,23 +23,8 @@ Item {
             Layout.fillWidth: true
         }
         StatusDot {
-            readonly property var colours: ({
-                    idle: Theme.disabled,
-                    connecting: Theme.brandText,
-                    live: Theme.good,
-                    warning: Theme.warning,
-                    error: Theme.error
-                })
-            readonly property var shapes: ({
-                    idle: StatusDot.Ring,
-                    connecting: StatusDot.Ring,
-                    live: StatusDot.Dot,
-                    warning: StatusDot.Triangle,
-                    error: StatusDot.Cross
-                })
-
-            color: colours[App.statusKind] ?? Theme.disabled
-            shape: shapes[App.statusKind] ?? StatusDot.Ring
+            color: Theme[App.statusColour]
+            shape: App.statusShape
         }
         Label {
             id: status
@@ -49,8 +34,8 @@ Item {
             maximumLineCount: 1
             wrapMode: Text.NoWrap
             elide: Text.ElideRight
-            text: App.statusText.replace(/^● /, "") // its dot is drawn beside it
-            color: App.statusKind === "error" ? Theme.error : App.statusKind === "warning" ? Theme.warning : Theme.text
+            text: App.statusText
+            color: Theme[App.statusTextColour]
             Accessible.description: T("State of the translation", "Trạng thái dịch")
 
             HoverHandler {
@@ -65,14 +50,17 @@ Item {
                 }
             }
         }
-        Label {
-            visible: App.running
-            text: App.elapsed
-            color: Theme.secondary
-            wrapMode: Text.NoWrap
-            font.family: Theme.digits
+        Loader {
             Layout.preferredWidth: 60
-            Accessible.description: T("Time since the start", "Thời gian từ lúc bắt đầu")
+            visible: active
+            active: App.running
+            sourceComponent: Label {
+                text: App.elapsed
+                color: Theme.secondary
+                wrapMode: Text.NoWrap
+                font.family: Theme.digits
+                Accessible.description: T("Time since the start", "Thời gian từ lúc bắt đầu")
+            }
         }
         Label {
             visible: text.length > 0

@@ -7,12 +7,11 @@ Item {
     id: row
 
     required property string at
-    required property string direction
+    required property bool heard ///< from the other side
     required property string speaker
     required property string source
     required property string translation
 
-    readonly property bool heard: direction === "listen"
     readonly property string who: heard ? T("Them", "Họ") : T("You", "Bạn")
 
     implicitHeight: texts.implicitHeight + 2 * Theme.space2

@@ -5,15 +5,6 @@ import Lingrelay.Model
 
 /// What the user writes is spoken to the other side.
 Section {
-    id: root
-
-    function say() {
-        if (typed.text.trim().length === 0)
-            return;
-        App.typeToSpeak(typed.text);
-        typed.clear();
-    }
-
     ColumnLayout {
         Layout.fillWidth: true
         Layout.margins: Theme.space4
@@ -44,19 +35,19 @@ Section {
             spacing: Theme.space2
 
             TextField {
-                id: typed
-
                 Layout.fillWidth: true
                 placeholderText: T("What do you want to say?", "Bạn muốn nói gì?")
                 Accessible.name: T("Type to speak", "Gõ để nói")
-                onAccepted: root.say()
+                text: App.draft
+                onTextEdited: App.draft = text
+                onAccepted: App.say()
             }
             Button {
                 kind: Button.Filled
                 iconName: "paper-plane"
                 text: T("Say it", "Nói")
-                enabled: !App.typing && typed.text.trim().length > 0
-                onClicked: root.say()
+                enabled: App.mayBeSaid
+                onClicked: App.say()
             }
         }
     }

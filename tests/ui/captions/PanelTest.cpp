@@ -130,7 +130,7 @@ TEST_F(PanelTest, itsRoundCornersShowWhatIsBehindWithACompositorAndWithout)
 
 TEST_F(PanelTest, aCaptionDoesNotWaitForTheServer)
 {
-    say("original", "Good morning");
+    say(CaptionKind::original, "Good morning");
     std::atomic<bool> stopped = true;
     testDesktop->signal(DesktopServer::Part::server, SIGSTOP);
     std::thread wake([&] {
