@@ -179,7 +179,7 @@ void Journal::discardFor(fs::path archived)
         });
 }
 
-std::vector<fs::path> Journal::recover(SessionStore& store)
+std::vector<fs::path> Journal::recover(SessionStore& store, Scheduler* disk)
 {
     std::vector<fs::path> journals;
     std::error_code error;
@@ -190,20 +190,31 @@ std::vector<fs::path> Journal::recover(SessionStore& store)
     std::vector<fs::path> recovered;
     std::string records;
     for (auto const& path : journals) {
-        FileHandle const file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-        if (!lock(file) || !PrivateFiles::read(file, records))
+        auto const file = std::make_shared<FileHandle>(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        if (!lock(*file) || !PrivateFiles::read(*file, records))
             continue;
         auto const stem = path.stem().string();
         auto const session = replay(records, isUuid(stem) ? stem : newUuid());
         if (!session.lines.empty() && !SessionStore::read(store.path(session.id))) {
             auto archived = store.archive(session);
-            if (!archived || !PrivateFiles::sync(*archived)) {
-                Log::write("[journal] {}", archived ? "no sync" : archived.error().message);
+            if (!archived) {
+                Log::write("[journal] {}", archived.error().message);
                 continue;
             }
+            auto const letGo = [file, path, session = *archived] { // still locked
+                if (PrivateFiles::sync(session))
+                    ::unlink(path.c_str());
+                else
+                    Log::write("[journal] {} may not be on the disk yet", session.string());
+            };
             recovered.push_back(std::move(*archived));
+            if (disk)
+                disk->post(letGo);
+            else
+                letGo();
+        } else {
+            ::unlink(path.c_str());
         }
-        ::unlink(path.c_str());
     }
     return recovered;
 }

@@ -42,8 +42,9 @@ public:
     std::string const& sessionId() const { return m_sessionId; }
 
     /// Archives what left-over journals hold and removes them; a journal stays when its session cannot be written, and
-    /// those of running programs are not touched. Gives the paths of the new sessions.
-    static std::vector<std::filesystem::path> recover(SessionStore& store);
+    /// those of running programs are not touched. Gives the paths of the new sessions. The disk is waited for on
+    /// `disk`, or here without one.
+    static std::vector<std::filesystem::path> recover(SessionStore& store, Scheduler* disk = nullptr);
 
     static std::filesystem::path folder(SessionStore const& store) { return store.folder() / "Journal"; }
 
