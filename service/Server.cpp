@@ -139,6 +139,13 @@ std::uint16_t Server::port() const
     return m_acceptor.local_endpoint(ignored).port();
 }
 
+std::string Server::pairs() const
+{
+    if (m_options.script)
+        return {};
+    return fmt::format("translates en {}\n", fmt::join(m_provider.translator.targets(), " "));
+}
+
 asio::awaitable<void> Server::acceptAll()
 {
     for (;;) {
@@ -339,7 +346,9 @@ asio::awaitable<Server::Answer> Server::translation(Json request)
             text = entry.get<std::string>();
         std::optional<std::string> answer;
         if (!text.empty())
-            answer = co_await m_provider.translator.translate(target, std::move(text));
+            answer = co_await m_provider.translator.translate(target, text);
+        if (!text.empty() && !answer)
+            co_return Answer{502, errorJson("translation_failed", "The local translator gave no text.")};
         translated.push_back(answer.value_or(""));
     }
     Answer answer;

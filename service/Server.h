@@ -27,6 +27,8 @@ public:
     /// Binds 127.0.0.1 and begins to serve. The error is one line for the user.
     std::optional<Error> listen();
     std::uint16_t port() const;
+    /// A line that says what the engines translate, "translates en ca es"; nothing when a script takes their place.
+    std::string pairs() const;
     std::string const& token() const { return m_token; }
 
 private:

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <string_view>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -40,13 +41,32 @@ void setAttributes(posix_spawnattr_t& attributes)
     ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
 }
 
-int spawn(std::vector<std::string> const& arguments, int input, int output, pid_t& process)
+/// Programs without a locale, or with one that was never made, take and give something else than UTF-8, or nothing.
+std::vector<std::string> childEnvironment()
 {
-    std::vector<char*> words;
-    for (auto const& argument : arguments)
-        words.push_back(const_cast<char*>(argument.c_str()));
-    words.push_back(nullptr);
+    std::vector<std::string> variables{"LC_ALL=C.UTF-8"};
+    for (char** each = environ; *each; ++each) {
+        std::string_view const variable = *each;
+        if (!variable.starts_with("LC_") && !variable.starts_with("LANG=") && !variable.starts_with("LANGUAGE="))
+            variables.emplace_back(variable);
+    }
+    return variables;
+}
 
+std::vector<char*> pointers(std::vector<std::string>& texts)
+{
+    std::vector<char*> result;
+    for (auto& text : texts)
+        result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+int spawn(std::vector<std::string> arguments, int input, int output, pid_t& process)
+{
+    auto variables = childEnvironment();
+    auto const words = pointers(arguments);
+    auto const settings = pointers(variables);
     posix_spawn_file_actions_t files;
     ::posix_spawn_file_actions_init(&files);
     ::posix_spawn_file_actions_adddup2(&files, input, 0);
@@ -56,7 +76,7 @@ int spawn(std::vector<std::string> const& arguments, int input, int output, pid_
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
     setAttributes(attributes);
-    int const error = ::posix_spawnp(&process, words[0], &files, &attributes, words.data(), environ);
+    int const error = ::posix_spawnp(&process, words[0], &files, &attributes, words.data(), settings.data());
     ::posix_spawnattr_destroy(&attributes);
     ::posix_spawn_file_actions_destroy(&files);
     return error;

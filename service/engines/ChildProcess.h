@@ -10,7 +10,8 @@
 
 namespace lingrelay::service {
 
-/// A program with pipes to its standard input and output; it inherits nothing else. Its executor only.
+/// A program with pipes to its standard input and output; it inherits nothing else, and speaks UTF-8
+/// whatever the user's locale is. Its executor only.
 ///
 /// It leads a process group of its own, which is killed and reaped with this object.
 class ChildProcess {

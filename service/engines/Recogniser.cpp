@@ -26,7 +26,7 @@ constexpr int pieceSilenceFrames = 12;
 } // namespace
 
 /// What the recogniser and its thread share.
-class Recogniser::Desk {
+class Recogniser::Mailbox {
 public:
     enum class Command { sound, finalize, finish };
     struct Job {
@@ -34,7 +34,7 @@ public:
         std::vector<std::int16_t> sound;
     };
 
-    Desk(Listener listener, Drained drained) : m_listener(std::move(listener)), m_drained(std::move(drained)) { }
+    Mailbox(Listener listener, Drained drained) : m_listener(std::move(listener)), m_drained(std::move(drained)) { }
 
     void put(Job job)
     {
@@ -110,8 +110,8 @@ private:
 /// The state of one stream, on the recogniser's thread.
 class Recogniser::Worker {
 public:
-    Worker(Desk& desk, Decoder& decoder, int pauseMs)
-        : m_desk(desk)
+    Worker(Mailbox& mailbox, Decoder& decoder, int pauseMs)
+        : m_mailbox(mailbox)
         , m_decoder(decoder)
         , m_detector(pauseMs)
         , m_surplusSamples(
@@ -122,14 +122,14 @@ public:
     /// Until the end of the stream, or of the recogniser.
     void run()
     {
-        while (auto const job = m_desk.next()) {
-            if (job->command == Desk::Command::finish)
+        while (auto const job = m_mailbox.next()) {
+            if (job->command == Mailbox::Command::finish)
                 return finish(Event::Kind::finished);
-            if (job->command == Desk::Command::finalize)
+            if (job->command == Mailbox::Command::finalize)
                 finish(Event::Kind::finalized);
             else
                 hear(job->sound);
-            m_desk.done(*job);
+            m_mailbox.done(*job);
         }
     }
 
@@ -138,7 +138,7 @@ private:
     {
         m_rest.insert(m_rest.end(), sound.begin(), sound.end());
         std::size_t at = 0;
-        for (; at + SpeechDetector::blockSamples <= m_rest.size() && !m_desk.closed();
+        for (; at + SpeechDetector::blockSamples <= m_rest.size() && !m_mailbox.closed();
              at += SpeechDetector::blockSamples)
             hearBlock(std::span(m_rest).subspan(at, SpeechDetector::blockSamples));
         m_rest.erase(m_rest.begin(), m_rest.begin() + static_cast<std::ptrdiff_t>(at));
@@ -151,7 +151,7 @@ private:
         if (m_speaking)
             endUtterance(m_sound.size());
         m_speaking = false;
-        m_desk.tell({answer, {}});
+        m_mailbox.tell({answer, {}});
     }
 
     void hearBlock(std::span<std::int16_t const> block)
@@ -190,7 +190,7 @@ private:
             word.confidence = guessedBefore(word) ? 0.8 : 0.5;
         if (words != m_guess) {
             m_guess = words;
-            m_desk.tell({Event::Kind::partial, std::move(words)});
+            m_mailbox.tell({Event::Kind::partial, std::move(words)});
         }
         if (m_sound.size() >= longSamples)
             cutPiece(segments);
@@ -246,7 +246,7 @@ private:
         m_sound.erase(m_sound.begin(), m_sound.begin() + static_cast<std::ptrdiff_t>(samples));
         m_guess.clear();
         reportProgress();
-        m_desk.tell({kind, std::move(words)});
+        m_mailbox.tell({kind, std::move(words)});
     }
 
     std::vector<SpokenWord> wordsOf(std::vector<Decoder::Segment> const& segments, double confidence) const
@@ -275,10 +275,10 @@ private:
         auto const total = static_cast<std::int64_t>(m_heard / samplesAMs);
         auto const open = m_speaking ? static_cast<std::int64_t>(m_sound.size() / samplesAMs) : 0;
         m_finalMs = std::max(m_finalMs, total - open);
-        m_desk.report({m_finalMs, total});
+        m_mailbox.report({m_finalMs, total});
     }
 
-    Desk& m_desk;
+    Mailbox& m_mailbox;
     Decoder& m_decoder;
     SpeechDetector m_detector;
     std::size_t m_surplusSamples; ///< silence after an utterance that is not decoded
@@ -293,26 +293,26 @@ private:
 };
 
 Recogniser::Recogniser(DecoderPool& pool, int pauseMs, Listener listener, Drained drained)
-    : m_desk(std::make_shared<Desk>(std::move(listener), std::move(drained)))
+    : m_mailbox(std::make_shared<Mailbox>(std::move(listener), std::move(drained)))
 {
-    std::thread([desk = m_desk, &pool, pauseMs] {
+    std::thread([mailbox = m_mailbox, &pool, pauseMs] {
         auto decoder = pool.take();
         if (decoder) {
-            Worker(*desk, *decoder, pauseMs).run();
+            Worker(*mailbox, *decoder, pauseMs).run();
         } else {
             Log::write("[service] the speech model does not load");
-            desk->tell({Event::Kind::failed, {}});
+            mailbox->tell({Event::Kind::failed, {}});
         }
         pool.giveBack(std::move(decoder));
     }).detach();
 }
 
-Recogniser::~Recogniser() { m_desk->close(); }
+Recogniser::~Recogniser() { m_mailbox->close(); }
 
-void Recogniser::push(std::vector<std::int16_t> sound) { m_desk->put({Desk::Command::sound, std::move(sound)}); }
-void Recogniser::finalize() { m_desk->put({Desk::Command::finalize, {}}); }
-void Recogniser::finish() { m_desk->put({Desk::Command::finish, {}}); }
-std::size_t Recogniser::backlog() const { return m_desk->backlog(); }
-Recogniser::Progress Recogniser::progress() const { return m_desk->progress(); }
+void Recogniser::push(std::vector<std::int16_t> sound) { m_mailbox->put({Mailbox::Command::sound, std::move(sound)}); }
+void Recogniser::finalize() { m_mailbox->put({Mailbox::Command::finalize, {}}); }
+void Recogniser::finish() { m_mailbox->put({Mailbox::Command::finish, {}}); }
+std::size_t Recogniser::backlog() const { return m_mailbox->backlog(); }
+Recogniser::Progress Recogniser::progress() const { return m_mailbox->progress(); }
 
 } // namespace lingrelay::service

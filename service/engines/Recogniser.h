@@ -53,8 +53,8 @@ public:
 
 private:
     class Worker;
-    class Desk;
-    std::shared_ptr<Desk> m_desk; ///< what both threads use
+    class Mailbox;
+    std::shared_ptr<Mailbox> m_mailbox; ///< what both threads use
 };
 
 } // namespace lingrelay::service

@@ -2,6 +2,9 @@
 
 #include "base/Text.h"
 
+#include <algorithm>
+#include <cctype>
+
 #include <unicode/filteredbrk.h>
 #include <unicode/utext.h>
 
@@ -101,6 +104,12 @@ std::vector<std::string> SentenceCutter::words(std::string_view text) const
             words.emplace_back(piece);
     });
     return words;
+}
+
+bool hasWords(std::string_view text)
+{
+    return std::any_of(
+        text.begin(), text.end(), [](unsigned char letter) { return letter > 127 || std::isalnum(letter) != 0; });
 }
 
 std::vector<std::string_view> linesOf(std::string_view text)

@@ -27,6 +27,9 @@ private:
     std::unique_ptr<icu::BreakIterator> m_wordBreaks;
 };
 
+/// Whether there is more than marks and white space, so that a translation or a voice can be expected.
+bool hasWords(std::string_view text);
+
 /// The lines that hold something, without the white space around them.
 std::vector<std::string_view> linesOf(std::string_view text);
 

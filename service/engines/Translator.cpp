@@ -3,6 +3,7 @@
 #include "base/Log.h"
 #include "base/Text.h"
 #include "service/engines/Languages.h"
+#include "service/engines/Sentences.h"
 
 #include <array>
 #include <filesystem>
@@ -183,7 +184,10 @@ asio::awaitable<std::optional<std::string>> Translator::ask(Pair& pair, std::str
     if (!good)
         co_return std::nullopt;
     output.pop_back();
-    co_return plainTranslation(output, endsSentence(trimWhitespace(text)));
+    auto translation = plainTranslation(output, endsSentence(trimWhitespace(text)));
+    if ((translation.empty() && hasWords(text)) || !isUtf8(translation))
+        co_return std::nullopt;
+    co_return translation;
 }
 
 } // namespace lingrelay::service

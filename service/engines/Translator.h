@@ -25,7 +25,8 @@ public:
     std::vector<std::string> targets() const;
     /// Starts the pipeline of a language ahead of its first sentence.
     void warm(std::string const& target);
-    /// Nothing when the pipeline failed twice. Sentences of one language wait for each other.
+    /// Nothing when the pipeline failed twice, or gave nothing or no text. Sentences of one language wait for each
+    /// other.
     asio::awaitable<std::optional<std::string>> translate(std::string target, std::string text);
 
 private:

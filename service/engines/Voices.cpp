@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "service/engines/Languages.h"
 #include "service/engines/Pcm.h"
+#include "service/engines/Sentences.h"
 
 #include <array>
 #include <cstring>
@@ -132,12 +133,14 @@ asio::awaitable<std::optional<Error>> Voices::speak(Speech speech, Take take)
     std::vector<std::int16_t> block;
     auto const blockSize = static_cast<std::size_t>(blockSeconds * speech.sampleRate);
     std::array<char, 16384> part;
+    std::size_t samplesMade = 0;
     bool wanted = true;
     while (wanted) {
         auto const [error, count] = co_await child.output().async_read_some(asio::buffer(part), quietly);
         if (error)
             break;
         auto const samples = wav.add({part.data(), count});
+        samplesMade += samples.size();
         if (!resampler && wav.rate() > 0)
             resampler.emplace(wav.rate(), speech.sampleRate);
         if (!resampler)
@@ -150,7 +153,8 @@ asio::awaitable<std::optional<Error>> Voices::speak(Speech speech, Take take)
             wanted = co_await take(std::move(full));
         }
     }
-    if (!resampler)
+    bool const silent = samplesMade == 0 && wanted && hasWords(speech.text);
+    if (!resampler || silent)
         co_return Error{Error::Kind::other, "espeak-ng made no sound"};
     auto const rest = resampler->finish();
     block.insert(block.end(), rest.begin(), rest.end());

@@ -248,7 +248,9 @@ asio::awaitable<void> SttConversation::giveFinals(std::vector<SpokenWord> const&
     if (m_config.target && !text.empty()) {
         auto const translation = co_await translated(text);
         if (!translation)
-            co_return fail({503, "Cannot continue request (code 2). Please restart the request."});
+            co_return fail({503,
+                "Cannot continue request (code 2): the local translator gave no text. Please restart "
+                "the request."});
         rest = m_tokens->translation(*translation, Finality::final);
     }
     if (ending == Ending::sentence && m_config.endpoints)

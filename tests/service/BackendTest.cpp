@@ -1,5 +1,8 @@
 #include "tests/service/Scripted.h"
+#include "tests/support/TemporaryFolder.h"
 
+#include <cstdlib>
+#include <fstream>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -102,9 +105,11 @@ TEST(Backend, ticksFailInEveryWayAndAreNotCharged)
     EXPECT_EQ(session.tick({{"seconds", 300}}).at("remaining_seconds"), before - 300);
 }
 
-TEST(Backend, translatesTextForItsCaller)
+TEST(Backend, translatesTextForItsCallerWhateverTheLocale)
 {
+    ::setenv("LC_ALL", "xx_XX.UTF-8", 1); // which no machine has
     ServiceProcess const service;
+    ::unsetenv("LC_ALL");
     auto const translated = ask(service, "/v1/translate",
         {{"texts", {"The house is white.", "", "Good morning. How are you?"}}, {"target", "es"}, {"model", "any"}});
     ASSERT_EQ(translated.at("texts").size(), 3U);
@@ -116,6 +121,13 @@ TEST(Backend, translatesTextForItsCaller)
     EXPECT_EQ(post(service.port, "/v1/translate", R"({"texts":["a"],"target":"xx"})", service.token).first, 422);
     for (auto const* body : {"", R"({"target":"es"})", R"({"texts":"a","target":"es"})"})
         EXPECT_EQ(post(service.port, "/v1/translate", body, service.token).first, 400) << body;
+    // An engine that gives nothing is no translation.
+    TemporaryFolder const modes;
+    std::ofstream(modes / "en-es.mode") << "lt-proc /nowhere.bin";
+    ::setenv("LINGRELAY_TRANSLATION_MODES", modes.path().c_str(), 1);
+    ServiceProcess const broken;
+    ::unsetenv("LINGRELAY_TRANSLATION_MODES");
+    EXPECT_EQ(post(broken.port, "/v1/translate", jsonText(good), broken.token).first, 502);
 }
 
 TEST(Backend, summaryAnswersItsCallerOnly)
