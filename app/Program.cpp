@@ -105,12 +105,13 @@ struct Program::Parts {
     AsioRuntime runtime;
     AsioRuntime disk{AsioRuntime::Jobs::mayBlock}; ///< waits for the disk, which sockets must not
     AsioNetwork network{runtime};
+    std::shared_ptr<FileDefaults> store = std::make_shared<FileDefaults>(defaultsFile());
     Assembly assembly{{
         .main = main,
         .makeScheduler = [this] { return runtime.makeScheduler(); },
         .makeDiskScheduler = [this] { return disk.makeScheduler(); },
         .network = network,
-        .defaults = std::make_shared<FileDefaults>(defaultsFile()),
+        .defaults = store,
         .sessions = SessionStore::defaultFolder(),
         .secrecy = secrecy,
     }};
@@ -351,7 +352,11 @@ void Program::Parts::begin()
     complain(complaint);
     for (auto const& command : std::exchange(waiting, {}))
         command(model.commands);
-    if (!Journal::recover(SessionStore::shared()).empty())
+    if (auto const& damaged = store->setAside())
+        captions->showStatus(T("⚠ The settings file was damaged; all settings are the standard ones. It is now ",
+                                 "⚠ Tệp cài đặt bị hỏng; mọi cài đặt trở về mặc định. Tệp cũ nằm ở ")
+            + damaged->string());
+    if (!Journal::recover(SessionStore::shared(), &assembly.background()).empty())
         captions->showStatus(
             T("A session that was cut short has been kept", "Đã giữ lại một phiên bị ngắt giữa chừng"));
 }

@@ -1,4 +1,5 @@
 #include "app/Program.h"
+#include "base/StandardStreams.h"
 #include "platform/linux/qt/SingleInstance.h"
 #include "program/SignalWatch.h"
 
@@ -22,6 +23,7 @@ constexpr auto usage = "usage: lingrelay [--version | --help]\n"
 
 int main(int argc, char** argv)
 {
+    lingrelay::openStandardStreams();
     bool replace = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--version") == 0) {

@@ -1,33 +1,28 @@
+#include "base/StandardStreams.h"
 #include "cli/commands/DevicesCommand.h"
 #include "cli/commands/SessionsCommand.h"
 #include "cli/commands/SettingsCommand.h"
 #include "cli/commands/TranslateCommand.h"
-#include "cli/terminal/Complaint.h"
+#include "cli/terminal/Replies.h"
 
 #include <csignal>
-#include <cstdio>
-
-#include <fmt/format.h>
 
 using namespace lingrelay;
 
 int main(int argumentCount, char** argumentTexts)
 {
     auto const start = Clock::now();
+    openStandardStreams();
     std::signal(SIGPIPE, SIG_IGN);
     std::vector<std::string> const words(argumentTexts + std::min(1, argumentCount), argumentTexts + argumentCount);
     auto const arguments = Arguments::parse(words);
-    if (!arguments) {
-        complain(arguments.error().message);
-        return exitBadArguments;
-    }
+    if (!arguments)
+        return badArguments(arguments.error().message);
     switch (arguments->action) {
     case Arguments::Action::help:
-        fmt::print("{}", Arguments::help());
-        return exitDone;
+        return print(Arguments::help(arguments->helpFor));
     case Arguments::Action::version:
-        fmt::print("lingrelay-cli {}\n", LINGRELAY_VERSION);
-        return exitDone;
+        return print("lingrelay-cli " LINGRELAY_VERSION "\n");
     case Arguments::Action::sessions:
         return sessionsCommand(*arguments);
     case Arguments::Action::settings:

@@ -3,6 +3,7 @@
 #include "config/L10n.h"
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 
 namespace lingrelay {
@@ -107,6 +108,13 @@ std::string Catalog::name(std::string_view code)
     std::transform(upper.begin(), upper.end(), upper.begin(),
         [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
     return upper;
+}
+
+std::optional<std::string> Catalog::codeOf(std::string_view text)
+{
+    std::string code(text.substr(0, text.find_first_of("-_.")));
+    std::transform(code.begin(), code.end(), code.begin(), [](unsigned char letter) { return std::tolower(letter); });
+    return contains(code) ? std::optional(code) : std::nullopt;
 }
 
 bool Catalog::contains(std::string_view code) { return find(code) != nullptr; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,8 @@ public:
     /// An unknown code gives the code in upper case.
     static std::string name(std::string_view code);
     static bool contains(std::string_view code);
+    /// The code of what people write for it, as "EN" and "en-US"; nothing for what is no language.
+    static std::optional<std::string> codeOf(std::string_view text);
 };
 
 } // namespace lingrelay

@@ -2,12 +2,15 @@
 
 #include "base/Text.h"
 #include "config/L10n.h"
+#include "config/Languages.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -49,6 +52,20 @@ std::optional<LocalService::Address> parseFirstLine(std::string_view line)
         {"ws://" + place, "ws://" + place, "http://" + place + "/v1", "http://" + place}, std::string(token)};
 }
 
+/// Reads "translates en ca es", which a service may print next.
+void parseLanguages(std::string_view line, LocalService::Address& address)
+{
+    constexpr std::string_view start = "translates ";
+    if (!line.starts_with(start))
+        return;
+    std::istringstream words{std::string(line.substr(start.size()))};
+    words >> address.source;
+    for (std::string word; words >> word;)
+        address.targets.push_back(word);
+}
+
+std::string named(std::string const& code) { return fmt::format("{} ({})", Catalog::name(code), code); }
+
 /// In the child, between fork and exec: async-signal-safe calls only.
 [[noreturn]] void becomeService(char const* program, int output, int errors, pid_t parent)
 {
@@ -70,6 +87,27 @@ std::optional<LocalService::Address> parseFirstLine(std::string_view line)
 }
 
 } // namespace
+
+std::string LocalService::Address::problem(AppSettings const& settings) const
+{
+    auto const able = [this](std::string const& from, std::string const& to) {
+        return (from == source || from == "auto")
+            && (to == source || std::find(targets.begin(), targets.end(), to) != targets.end());
+    };
+    auto const& wanted = settings;
+    bool const listens = wanted.mode != AppSettings::Mode::speak;
+    bool const speaks = wanted.mode != AppSettings::Mode::listen;
+    bool const hears = !listens || able(wanted.sourceLang, wanted.targetLang);
+    if (source.empty() || (hears && (!speaks || able(wanted.myLang, wanted.theirLang))))
+        return {};
+    std::vector<std::string> names;
+    for (auto const& target : targets)
+        names.push_back(named(target));
+    return fmt::format(fmt::runtime(T("the local service cannot translate from {} to {}: it translates from {} to {}",
+                           "dịch vụ trên máy không dịch được từ {} sang {}: nó chỉ dịch từ {} sang {}")),
+        named(hears ? wanted.myLang : wanted.sourceLang), named(hears ? wanted.theirLang : wanted.targetLang),
+        named(source), fmt::join(names, ", "));
+}
 
 LocalService::~LocalService()
 {
@@ -164,8 +202,10 @@ std::optional<Result<LocalService::Address>> LocalService::look()
     if (count > 0)
         m_printed.append(buffer, static_cast<std::size_t>(count));
     if (auto const end = m_printed.find('\n'); end != std::string::npos) {
-        if (auto address = parseFirstLine(std::string_view(m_printed).substr(0, end)))
+        if (auto address = parseFirstLine(std::string_view(m_printed).substr(0, end))) {
+            parseLanguages(std::string_view(m_printed).substr(end + 1), *address); // written with the first one
             return *address;
+        }
         return failure(
             T("the local service gave no address when it started", "dịch vụ trên máy không báo địa chỉ khi khởi động"));
     }

@@ -2,6 +2,7 @@
 
 #include "base/Result.h"
 #include "base/async/Scheduler.h"
+#include "config/AppSettings.h"
 #include "config/Hosts.h"
 
 #include <filesystem>
@@ -9,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -21,6 +23,11 @@ public:
     struct Address {
         Hosts hosts;
         std::string token; ///< identifies this program to the service
+        std::string source{}; ///< the language that it recognises; empty when it does not say
+        std::vector<std::string> targets{}; ///< what it translates that into
+
+        /// What it cannot do of what the settings ask for, in words for the user; empty: nothing.
+        std::string problem(AppSettings const& settings) const;
     };
     using Started = std::function<void(Result<Address>)>;
 

@@ -14,12 +14,21 @@ namespace {
 
 constexpr int endedBySignal = 130;
 
+/// As nohup leaves it for a program that is to outlive its terminal.
+bool hangUpIsIgnored()
+{
+    struct sigaction action { };
+    return ::sigaction(SIGHUP, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t watchedSignals()
 {
     sigset_t watched;
     ::sigemptyset(&watched);
-    for (int const number : {SIGINT, SIGTERM, SIGWINCH})
-        ::sigaddset(&watched, number);
+    for (int const number : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) {
+        if (number != SIGHUP || !hangUpIsIgnored())
+            ::sigaddset(&watched, number);
+    }
     return watched;
 }
 

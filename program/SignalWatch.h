@@ -5,9 +5,9 @@
 
 namespace lingrelay {
 
-/// Turns SIGINT and SIGTERM into the user's stop, and SIGWINCH into a call, on a thread of its own. The second SIGINT
-/// or SIGTERM ends the program at once with status 130. Made before any other thread, which all inherit the mask; where
-/// that cannot be, `block` is called before.
+/// Turns SIGINT, SIGTERM and SIGHUP (unless that is ignored) into the user's stop, and SIGWINCH into a call, on a
+/// thread of its own. The second such stop ends the program at once with status 130. Made before any other thread,
+/// which all inherit the mask; where that cannot be, `block` is called before.
 class SignalWatch {
 public:
     SignalWatch(std::function<void()> onStop, std::function<void()> onResize);

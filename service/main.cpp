@@ -1,4 +1,5 @@
 #include "base/Log.h"
+#include "base/StandardStreams.h"
 #include "service/Arguments.h"
 #include "service/Server.h"
 
@@ -64,7 +65,8 @@ int run(Arguments arguments)
             fromEnvironment("LINGRELAY_TRANSLATION_MODES", standardModes)});
     if (auto const error = server.listen())
         return complain(error->message, error->kind == lingrelay::Error::Kind::cannotConnectToHost ? 1 : 2);
-    std::printf("listening 127.0.0.1:%u %s\n", static_cast<unsigned>(server.port()), server.token().c_str());
+    std::printf("listening 127.0.0.1:%u %s\n%s", static_cast<unsigned>(server.port()), server.token().c_str(),
+        server.pairs().c_str());
     std::fflush(stdout);
     context.run();
     return 0;
@@ -74,6 +76,7 @@ int run(Arguments arguments)
 
 int main(int count, char** words)
 {
+    lingrelay::openStandardStreams();
     std::signal(SIGPIPE, SIG_IGN);
     lingrelay::Log::setSink(
         [](std::string_view line) { std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data()); });

@@ -28,6 +28,7 @@ struct Arguments {
     };
 
     Action action = Action::translate;
+    std::optional<Action> helpFor; ///< the command that help is asked for; nothing: all
     std::optional<std::filesystem::path> input;
     std::optional<Preset> preset;
     std::optional<AppSettings::Mode> mode;
@@ -60,7 +61,11 @@ struct Arguments {
     /// The form that a file's ending stands for.
     static std::optional<Form> formOf(std::filesystem::path const& path);
 
-    static std::string help();
+    /// In small letters, with its dot.
+    static std::string ending(std::filesystem::path const& path);
+
+    /// What the user reads about a command, or all.
+    static std::string help(std::optional<Action> command = {});
 };
 
 } // namespace lingrelay

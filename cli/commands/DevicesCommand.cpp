@@ -1,7 +1,6 @@
 #include "cli/commands/DevicesCommand.h"
 
-#include "cli/commands/TranslateCommand.h"
-#include "cli/terminal/Complaint.h"
+#include "cli/terminal/Replies.h"
 #include "cli/terminal/TextLayout.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
 #include "program/MachineSound.h"
@@ -121,20 +120,14 @@ int list(PipeWireSound& sound, Arguments::Listing listing)
     Rows const heard(rows.begin() + outputCount, rows.end());
     rows.resize(static_cast<std::size_t>(outputCount));
     if (listing == Arguments::Listing::json)
-        fmt::print("{}\n", Json{{"inputs", jsonOf(heard)}, {"outputs", jsonOf(rows)}}.dump(2));
-    else
-        fmt::print("{}\n{}\n* the default\n", table("Microphones and other inputs", heard), table("Outputs", rows));
-    return std::fflush(stdout) == 0 ? exitDone : exitFailed;
+        return print(Json{{"inputs", jsonOf(heard)}, {"outputs", jsonOf(rows)}}.dump(2) + '\n');
+    return print(
+        fmt::format("{}\n{}\n* the default\n", table("Microphones and other inputs", heard), table("Outputs", rows)));
 }
 
 int outcome(bool done, char const* success, char const* failure)
 {
-    if (!done) {
-        complain(failure);
-        return exitFailed;
-    }
-    fmt::print("{}\n", success);
-    return exitDone;
+    return done ? print(std::string(success) + '\n') : failed(failure);
 }
 
 } // namespace
@@ -143,10 +136,9 @@ int devicesCommand(Arguments const& arguments)
 {
     auto const& word = arguments.words.empty() ? std::string("list") : arguments.words.front();
     bool const known = word == "list" || word == "install-virtual" || word == "remove-virtual";
-    if (!known || arguments.words.size() > 1) {
-        complain("devices takes list, install-virtual or remove-virtual, not \"" + arguments.words.back() + '"');
-        return exitBadArguments;
-    }
+    if (!known || arguments.words.size() > 1)
+        return badArguments(
+            "devices takes list, install-virtual or remove-virtual, not \"" + arguments.words.back() + '"');
     PipeWireSound sound;
     auto& microphone = sound.virtualMicrophone();
     if (word == "remove-virtual")
@@ -156,10 +148,8 @@ int devicesCommand(Arguments const& arguments)
         return outcome(microphone.install(),
             "The virtual microphone is installed: choose \"Lingrelay\" as the microphone in your call program.",
             "the virtual microphone could not be installed");
-    if (!sound.connected()) {
-        complain("the sound server (PipeWire) is not running");
-        return exitFailed;
-    }
+    if (!sound.connected())
+        return failed("the sound server (PipeWire) is not running");
     return list(sound, arguments.listing);
 }
 

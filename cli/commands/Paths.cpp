@@ -1,6 +1,6 @@
 #include "cli/commands/Paths.h"
 
-#include "cli/terminal/Complaint.h"
+#include "cli/terminal/Replies.h"
 #include "platform/linux/FileDefaults.h"
 #include "program/Paths.h"
 #include "sessions/SessionStore.h"

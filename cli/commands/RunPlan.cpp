@@ -112,12 +112,22 @@ void OverlaidDefaults::hold(AppSettings const& settings)
     m_holding = false;
 }
 
+std::string RunPlan::localProblem(LocalService::Address const& service) const
+{
+    auto const problem = action == Arguments::Action::testVoice ? "" : service.problem(settings);
+    if (problem.empty() || !hosts.stt.empty())
+        return {};
+    return fmt::format("{}. Try --from {} --to {}, or use a key of your own (--set k.soniox=KEY)", problem,
+        service.source, service.targets.empty() ? service.source : service.targets.front());
+}
+
 Result<RunPlan> RunPlan::make(Arguments const& arguments)
 {
     RunPlan plan;
     plan.settings = AppSettings::load();
     auto& settings = plan.settings;
     applyPreset(arguments, settings);
+    plan.action = arguments.action;
     bool const translates = arguments.action == Arguments::Action::translate;
     settings.mode = translates ? arguments.mode.value_or(settings.mode) : AppSettings::Mode::speak;
     bool const speaks = settings.mode == AppSettings::Mode::speak;

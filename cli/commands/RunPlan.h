@@ -6,6 +6,7 @@
 #include "model/AppModel.h"
 #include "platform/Defaults.h"
 #include "program/HostPlan.h"
+#include "program/LocalService.h"
 
 #include <map>
 #include <memory>
@@ -36,6 +37,7 @@ private:
 /// One run of the controller, decided from the arguments and the settings store before anybody is contacted.
 struct RunPlan : HostPlan {
     AppSettings settings; ///< of the run: the arguments are in them
+    Arguments::Action action = Arguments::Action::translate;
     AppModel::Direction direction = AppModel::Direction::listen;
     bool live = false; ///< the machine's own sound instead of a file
     Arguments::Output output = Arguments::Output::none; ///< of the main direction's voice; never automatic
@@ -44,6 +46,9 @@ struct RunPlan : HostPlan {
     {
         return live || settings.mode == AppSettings::Mode::both || output == Arguments::Output::device;
     }
+
+    /// What a local service cannot do of this run, with what to do about it; empty: nothing.
+    std::string localProblem(LocalService::Address const& service) const;
 
     /// Reads the current registry's store. The error is one line for the user.
     static Result<RunPlan> make(Arguments const& arguments);

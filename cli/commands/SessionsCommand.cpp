@@ -6,8 +6,7 @@
 #include "cli/commands/Paths.h"
 #include "cli/commands/RunPlan.h"
 #include "cli/commands/TranscriptFile.h"
-#include "cli/commands/TranslateCommand.h"
-#include "cli/terminal/Complaint.h"
+#include "cli/terminal/Replies.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "config/Languages.h"
@@ -23,7 +22,6 @@
 #include "text/Summarizer.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace lingrelay {
 
@@ -116,24 +114,6 @@ public:
     }
 
 private:
-    static int badArguments(std::string const& message)
-    {
-        complain(message);
-        return exitBadArguments;
-    }
-
-    static int failed(std::string const& message)
-    {
-        complain(message);
-        return exitFailed;
-    }
-
-    static int print(std::string_view text)
-    {
-        bool const good = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-        return good ? exitDone : exitFailed;
-    }
-
     /// The session whose id begins so. The error is for the user.
     Result<Session> find(std::string const& wanted)
     {
@@ -164,9 +144,11 @@ private:
         return Catalog::name(session.sourceLang) + " → " + Catalog::name(session.targetLang);
     }
 
-    int printList(std::vector<Session> const& sessions)
+    int printList(std::vector<Session> const& sessions, std::string const& nothing)
     {
         bool const isJson = m_arguments.listing == Arguments::Listing::json;
+        if (sessions.empty() && !isJson)
+            complain(nothing);
         std::string text = isJson ? "[" : "";
         for (auto const& session : sessions) {
             if (isJson) {
@@ -183,8 +165,11 @@ private:
         return print(isJson ? text + "\n]\n" : text);
     }
 
-    int list(std::string const&) { return printList(m_store.sessions().get()); }
-    int search(std::string const& query) { return printList(m_store.search(query)); }
+    int list(std::string const&) { return printList(m_store.sessions().get(), "there are no sessions yet"); }
+    int search(std::string const& query)
+    {
+        return printList(m_store.search(query), fmt::format("no session holds \"{}\"", query));
+    }
 
     int show(std::string const& id)
     {

@@ -3,12 +3,10 @@
 #include "base/Registry.h"
 #include "cli/commands/Paths.h"
 #include "cli/commands/StoredKeys.h"
-#include "cli/commands/TranslateCommand.h"
-#include "cli/terminal/Complaint.h"
+#include "cli/terminal/Replies.h"
 #include "platform/linux/FileDefaults.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace lingrelay {
 
@@ -17,16 +15,13 @@ namespace {
 int store(std::filesystem::path const& path, std::string const& key, std::string const& text)
 {
     auto value = storedValue(key, text);
-    if (!value) {
-        complain(value.error().message);
-        return exitBadArguments;
-    }
+    if (!value)
+        return badArguments(value.error().message);
     FileDefaults(path).set(key, *value); // written when it goes
     // Read from the disk again: the store keeps to itself what it could not write.
     if (FileDefaults(path).value(key) == *value)
         return exitDone;
-    complain(path.string() + ": cannot be written");
-    return exitFailed;
+    return failed(path.string() + ": cannot be written");
 }
 
 } // namespace
@@ -36,23 +31,19 @@ int settingsCommand(Arguments const& arguments)
     Registry registry;
     registry.put<Defaults>(std::shared_ptr(openDefaults(arguments)));
     auto const& words = arguments.words;
-    if (words.size() > 2) {
-        complain("settings takes a key and a value: \"" + words[2] + "\" is one too many");
-        return exitBadArguments;
-    }
+    if (words.size() > 2)
+        return badArguments("settings takes a key and a value: \"" + words[2] + "\" is one too many");
     if (words.size() == 2)
         return store(defaultsPath(arguments), words[0], words[1]);
     auto const keys = storedKeys();
-    if (words.empty()) {
-        for (auto const& key : keys)
-            fmt::print("{}={}\n", key, storedText(key));
-    } else if (std::find(keys.begin(), keys.end(), words[0]) == keys.end()) {
-        complain("there is no setting \"" + words[0] + '"');
-        return exitBadArguments;
-    } else {
-        fmt::print("{}\n", storedText(words[0]));
-    }
-    return std::fflush(stdout) == 0 ? exitDone : exitFailed;
+    if (!words.empty() && std::find(keys.begin(), keys.end(), words[0]) == keys.end())
+        return badArguments("there is no setting \"" + words[0] + '"');
+    if (!words.empty())
+        return print(storedText(words[0]) + '\n');
+    std::string all;
+    for (auto const& key : keys)
+        all += fmt::format("{}={}\n", key, storedText(key));
+    return print(all);
 }
 
 } // namespace lingrelay

@@ -4,13 +4,15 @@
 #include "base/Url.h"
 #include "config/AppSettings.h"
 #include "config/KeyStore.h"
-#include "config/L10n.h"
+#include "config/Languages.h"
 #include "model/ContextProfile.h"
 #include "platform/Defaults.h"
 
 #include <charconv>
 #include <cmath>
 #include <optional>
+
+#include <fmt/format.h>
 
 namespace lingrelay {
 
@@ -117,6 +119,11 @@ constexpr StoredKey otherKeys[] = {
     {"host.translate", address<false>},
 };
 
+bool isLanguage(std::string_view key)
+{
+    return key == "sourceLang" || key == "targetLang" || key == "myLang" || key == "theirLang";
+}
+
 std::optional<Result<Json>> read(std::string const& key, std::string_view text)
 {
     std::optional<Result<Json>> result;
@@ -137,6 +144,10 @@ std::optional<Result<Json>> read(std::string const& key, std::string_view text)
 Result<Json> storedValue(std::string const& key, std::string_view text)
 {
     auto value = read(key, text);
+    if (value && *value && isLanguage(key)) {
+        if (auto code = Catalog::codeOf(text))
+            *value = Json(*code);
+    }
     if (!value)
         return Error{Error::Kind::other, fmt::format("there is no setting \"{}\"", key)};
     if (!*value)

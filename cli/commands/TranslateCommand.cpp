@@ -4,8 +4,8 @@
 #include "cli/commands/Paths.h"
 #include "cli/commands/RunPlan.h"
 #include "cli/commands/TranslateRun.h"
-#include "cli/terminal/Complaint.h"
 #include "cli/terminal/Presenter.h"
+#include "cli/terminal/Replies.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/pipewire/PipeWireSound.h"
@@ -64,7 +64,9 @@ public:
             return badArguments(plan.error().message);
         std::optional<SoundFile> file;
         if (m_arguments.input) {
-            auto opened = SoundFile::open(*m_arguments.input);
+            auto opened = SoundFile::open(*m_arguments.input, [this] { return m_stopping.load(); });
+            if (!opened && m_stopping)
+                return stoppedEarly();
             if (!opened)
                 return badArguments(opened.error().message);
             file.emplace(std::move(*opened));
@@ -76,15 +78,19 @@ public:
             complain(message);
         flushOutput();
         m_notices.flush(stopFlush);
-        bool const failed = m_reason == EndReason::failed || m_reason == EndReason::refused || m_run->lostFiles();
-        return failed ? exitFailed : exitDone;
+        if (auto const problem = m_output.problem())
+            return failed(*problem);
+        bool const good = m_reason != EndReason::failed && m_reason != EndReason::refused && !m_run->lostFiles();
+        return good ? exitDone : exitFailed;
     }
 
 private:
-    static int badArguments(std::string const& message)
+    /// While the sound was still coming out of a pipe.
+    int stoppedEarly()
     {
-        complain(message);
-        return exitBadArguments;
+        m_presenter->end(EndReason::stopped);
+        m_output.flush(stopFlush);
+        return exitDone;
     }
 
     void translate(RunPlan plan, std::optional<SoundFile> file)

@@ -5,8 +5,6 @@
 
 namespace lingrelay {
 
-enum ExitCode { exitDone = 0, exitFailed = 1, exitBadArguments = 2 };
-
 /// Runs `lingrelay-cli translate`, `say` or `test-voice`: makes everything that the run stands on, and takes it down
 /// again. `start` is the program's. Returns the exit code.
 int translateCommand(Arguments const& arguments, Instant start);

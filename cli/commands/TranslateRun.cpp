@@ -107,7 +107,7 @@ Task<EndReason> TranslateRun::session()
 /// Sessions that a crash or a power cut left unfinished.
 void TranslateRun::recover()
 {
-    for (auto const& file : Journal::recover(SessionStore::shared())) {
+    for (auto const& file : Journal::recover(SessionStore::shared(), &m_services.assembly.background())) {
         m_services.presenter.recovered(file.string());
         m_complaints.push_back("a session that was cut short has been kept: " + file.string());
     }
@@ -127,6 +127,10 @@ Task<std::optional<std::string>> TranslateRun::connect()
             co_return result.error().message;
         }
         local = *result;
+        if (auto const problem = m_plan.localProblem(local); !problem.empty()) {
+            m_complaints.push_back(problem);
+            co_return problem;
+        }
     }
     m_services.assembly.connect(m_plan.hostsWith(local.hosts), local.token);
     co_return std::nullopt;
@@ -259,7 +263,13 @@ void TranslateRun::openFile()
         if (m_outputs)
             m_outputs->begin();
     };
-    feeder.onEnd = [this] { onMain([this] { m_fed.set(); }); };
+    feeder.onEnd = [this](std::optional<Error> const& damage) {
+        onMain([this, damage] {
+            m_damagedFile = damage.has_value();
+            complain(damage);
+            m_fed.set();
+        });
+    };
     wireFeeder(feeder);
 }
 
@@ -350,7 +360,7 @@ Task<EndReason> TranslateRun::translateFile()
         complain(Error{Error::Kind::other,
             fmt::format("the voice was not complete {:.0f} s after the last words; the rest of it is missing",
                 toSeconds(playOutLimit))});
-    co_return EndReason::finished;
+    co_return m_damagedFile ? EndReason::failed : EndReason::finished;
 }
 
 /// Until nothing is left to be said.
@@ -462,7 +472,9 @@ Task<void> TranslateRun::close(EndReason reason)
         writeFiles();
     if (reason == EndReason::exhausted) {
         m_complaints.push_back(m_exhaustedMessage);
-    } else if (reason == EndReason::failed && m_started.isSet()) {
+    } else if (reason == EndReason::finished && m_arguments.input && m_session.lines.empty()) {
+        m_complaints.push_back(fmt::format("{}: no speech was recognised in it", m_arguments.input->string()));
+    } else if (reason == EndReason::failed && m_started.isSet() && !m_damagedFile) {
         // What the service said tells more than how its connection ended.
         m_complaints.push_back("the speech service failed and did not come back: "
             + sentence(m_serviceError.empty() ? m_lastError : m_serviceError)

@@ -142,6 +142,7 @@ private:
     std::string m_lastError;
     std::string m_serviceError; ///< the service's own words, until it is well again
     std::vector<std::string> m_complaints;
+    bool m_damagedFile = false;
     bool m_lostFiles = false;
     Lifetime m_lifetime; ///< of what callbacks post: it ends with the session
 };

@@ -189,7 +189,7 @@ void FileFeeder::end()
 {
     m_stopped = true;
     if (onEnd)
-        onEnd();
+        onEnd(m_file.damage());
 }
 
 } // namespace lingrelay

@@ -39,9 +39,10 @@ class FileFeeder : public std::enable_shared_from_this<FileFeeder> {
 public:
     FileFeeder(Scheduler& scheduler, AudioTarget& target, SoundFile file, Pace pace);
 
-    /// Called on its scheduler: at the first sample, and when the last one is out and its time has passed.
+    /// Called on its scheduler: at the first sample, and when the last one is out and its time has passed; then with
+    /// what was wrong with the file.
     std::function<void()> onBegin;
-    std::function<void()> onEnd;
+    std::function<void(std::optional<Error>)> onEnd;
 
     void start();
     void stop();

@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstring>
 
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -56,6 +58,14 @@ bool OutputQueue::flush(Duration limit)
     return m_changed.wait_for(lock, limit, [this] { return m_waiting.empty() || m_broken; });
 }
 
+std::optional<std::string> OutputQueue::problem() const
+{
+    std::lock_guard const lock(m_mutex);
+    if (m_error == 0)
+        return {};
+    return fmt::format("{}: {}", m_descriptor == STDOUT_FILENO ? "standard output" : "output", std::strerror(m_error));
+}
+
 void OutputQueue::run()
 {
     std::unique_lock lock(m_mutex);
@@ -65,11 +75,14 @@ void OutputQueue::run()
             return;
         auto const& bytes = m_waiting.front(); // stays in place while others append
         lock.unlock();
+        errno = 0;
         bool const written = writeAll(bytes);
+        auto const error = errno;
         lock.lock();
         m_waiting.pop_front();
         if (!written) {
             m_broken = true;
+            m_error = m_ended || error == EPIPE || error == EIO ? 0 : error;
             m_waiting.clear();
         }
         m_changed.notify_all();

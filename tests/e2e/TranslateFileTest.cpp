@@ -326,7 +326,7 @@ TEST_F(TranslateFileTest, theUsersStopIsQuickAndKeepsFinishedLinesOnly)
                 {steps({clauseAt(300, "Kept.", "Guardado."),
                     {{"send", {{"tokens", {token("Half", true), token("Medio", true, true)}}}}}})}},
         {"http", {{"end", {{{"offline", true}, {"delay_ms", 20000}}}}}}});
-    for (int const number : {SIGINT, SIGTERM}) {
+    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
         Program program(
             command({"--events=json", "--transcript", folder / "t.txt", "--output", folder / "v.wav"}), environment());
         ASSERT_TRUE(program.waitForEvent("line"));
@@ -392,6 +392,32 @@ TEST_F(TranslateFileTest, nobodyReadingStandardOutputIsNoFault)
         Program::Reads::nothing);
     EXPECT_EQ(program.wait(), 0);
     EXPECT_NE(readFile(folder / "t.txt").find("Uno."), std::string::npos);
+    for (auto const& [redirection, code] : {std::pair("<&- >&-", 0), {"<&- >&- 2>&-", 0}, {">/dev/full", 1}}) {
+        std::filesystem::remove(folder / "t.txt");
+        Words words{"/bin/sh", "-c", fmt::format("exec \"$@\" {}", redirection), "sh"};
+        auto const rest = command({"--pace=fast", "--transcript", folder / "t.txt"});
+        words.insert(words.end(), rest.begin(), rest.end());
+        Program other(words, environment());
+        EXPECT_EQ(other.wait(), code) << redirection;
+        EXPECT_NE(readFile(folder / "t.txt").find("Uno."), std::string::npos) << redirection;
+        EXPECT_EQ(other.errors().find("standard output: No space left") != std::string::npos, code == 1);
+    }
+}
+
+TEST_F(TranslateFileTest, whatTheInputLacksIsTold)
+{
+    script({{"stt", {steps({finished})}}});
+    EXPECT_EQ(endOf(run({"--pace=fast"})), "finished");
+    EXPECT_NE(errors.find("no speech was recognised"), std::string::npos);
+    std::filesystem::resize_file(folder / "speech.wav", 20'000);
+    EXPECT_EQ(endOf(run({"--pace=fast"}, 1)), "failed");
+    EXPECT_NE(errors.find("the file promises 2.0 s: it is incomplete"), std::string::npos) << errors;
+    // No script: the real engines, which say what they can do.
+    writeTone("speech.wav", 1);
+    service("exec '" LINGRELAY_SERVICE "' \"$@\"");
+    EXPECT_EQ(endOf(run({"--to", "vi"}, 1, 10)), "refused");
+    EXPECT_NE(errors.find("cannot translate from English (en) to Vietnamese (vi)"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("--from en --to "), std::string::npos) << errors;
 }
 
 TEST_F(TranslateFileTest, aKeyIsShownNowhereEvenWhenTheServiceRepeatsIt)

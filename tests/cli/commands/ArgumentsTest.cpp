@@ -126,7 +126,12 @@ TEST_F(ArgumentsTest, everyBadWordHasItsOwnLine)
             Words{"say", "hello", "--pace", "fast"}, Words{"devices", "--mode=both"}})
         EXPECT_FALSE(Arguments::parse(words)) << words.back();
     EXPECT_FALSE(Arguments::parse(Words{"translate"})->input) << "live sound";
-    EXPECT_EQ(Arguments::parse(std::vector<std::string>{"--help"})->action, Arguments::Action::help);
+    EXPECT_EQ(Arguments::parse(Words{"translate", "-"})->input, "/dev/stdin");
+    EXPECT_EQ(Arguments::parse(Words{"--help"})->action, Arguments::Action::help);
+    auto const about = Arguments::parse(Words{"sessions", "--bad", "--help"});
+    EXPECT_EQ(about->action, Arguments::Action::help);
+    auto const help = Arguments::help(about->helpFor);
+    EXPECT_TRUE(help.find("--format") != std::string::npos && help.find("--trace") == std::string::npos) << help;
 }
 
 TEST_F(ArgumentsTest, settingsTakeValuesOfTheirTypeAndNeverRepeatThem)
@@ -160,6 +165,8 @@ TEST_F(ArgumentsTest, languagesAreCheckedWhereverTheyComeFrom)
     EXPECT_NE(planProblem({"--mode", "both", "--set", "theirLang=auto"}), "") << "both pairs are used";
     EXPECT_FALSE(planFor(*parse({}), {{"targetLang", "zz"}}));
     EXPECT_TRUE(planFor(*parse({"--to", "es"}), {{"targetLang", "zz"}}));
+    auto const written = planFor(*parse({"--from=EN", "--to=pt-BR", "--set", "myLang=en_US.UTF-8"}))->settings;
+    EXPECT_EQ(written.sourceLang + written.targetLang + written.myLang, "enpten");
 }
 
 TEST_F(ArgumentsTest, theModeDecidesWhichPairAFileIsTranslatedBy)
@@ -231,8 +238,8 @@ TEST_F(ArgumentsTest, theLocalServiceFillsWhatNobodyNamed)
     EXPECT_EQ(key->hosts.tts, "ws://127.0.0.1:9");
     EXPECT_FALSE(planFor(*parse({}), {{"host.stt", "ws://example.com"}}));
     // Nobody hears the user whom a damaged store may have ruled out.
-    auto const damaged = [](char const* key) {
-        return std::map<std::string, Json>{{Defaults::lostKey, Json::array({key})}};
+    auto const damaged = [](char const* lost) {
+        return std::map<std::string, Json>{{Defaults::lostKey, Json::array({lost})}};
     };
     EXPECT_FALSE(planFor(*parse({}), damaged("k.soniox")));
     EXPECT_FALSE(planFor(*parse({"--set", "k.soniox=key"}), damaged("host.stt")));

@@ -103,6 +103,8 @@ TEST_F(CommandsTest, sessionsAreListedFoundAndShown)
         EXPECT_EQ(run({"sessions", "show", id}), 0);
         EXPECT_NE(output.find("[12:00:00] THEM\n  Good morning.\n  → Buenos días.\n"), std::string::npos);
     }
+    EXPECT_EQ(run({"sessions", "search", "nowhere"}), 0);
+    EXPECT_EQ(output + errors, "lingrelay-cli: no session holds \"nowhere\"\n");
     EXPECT_EQ(run({"sessions", "show", "last"}), 0);
     EXPECT_NE(output.find("Good night."), std::string::npos);
     expectComplaint({"sessions", "show", "aa"}, 2, "more than one session begins with \"aa\"");

@@ -106,7 +106,7 @@ protected:
         sf_write_short(file, samples.data(), static_cast<sf_count_t>(samples.size()));
         sf_close(file);
         feeder = std::make_shared<FileFeeder>(scheduler, target, std::move(*SoundFile::open(path)), pace);
-        feeder->onEnd = [this] { endedAt = time.now(); };
+        feeder->onEnd = [this](std::optional<Error> const&) { endedAt = time.now(); };
         feeder->start();
     }
 

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include <sndfile.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace lingrelay;
@@ -86,6 +88,48 @@ TEST(SoundFileTest, whatIsNoSoundIsRefusedWithAReason)
     EXPECT_NE(refusal("slow.wav").find("not a usable"), std::string::npos);
     fs::resize_file(folder / "cut.wav", 44); // the header alone
     EXPECT_NE(refusal("cut.wav").find("no sound"), std::string::npos);
+}
+
+TEST(SoundFileTest, aFileThatIsIncompleteOrChangesIsTold)
+{
+    Folder const folder;
+    auto const path = folder / "sound";
+    enum class Fate { none, cutBefore, cutAfter, growsAfter };
+    auto const damage = [&](int format, Fate fate) {
+        writeSound(path, format, 16000, 1, tone(100, 16000, 2.0));
+        auto const half = fs::file_size(path) / 2;
+        if (fate == Fate::cutBefore)
+            fs::resize_file(path, half);
+        auto file = SoundFile::open(path);
+        if (!file)
+            return file.error().message;
+        if (fate == Fate::cutAfter || fate == Fate::growsAfter)
+            fs::resize_file(path, fate == Fate::cutAfter ? half : 3 * half);
+        while (!file->read(1600).empty()) { }
+        auto const found = file->damage();
+        return found ? found->message : "";
+    };
+    for (int const format : {SF_FORMAT_WAV | SF_FORMAT_PCM_16, SF_FORMAT_AIFF | SF_FORMAT_PCM_16,
+             SF_FORMAT_AU | SF_FORMAT_PCM_16, SF_FORMAT_FLAC | SF_FORMAT_PCM_16}) {
+        EXPECT_EQ(damage(format, Fate::none), "") << format;
+        EXPECT_NE(damage(format, Fate::cutBefore).find("promises 2.0 s"), std::string::npos) << format;
+        EXPECT_NE(damage(format, Fate::cutAfter).find("was changed"), std::string::npos) << format;
+        EXPECT_NE(damage(format, Fate::growsAfter).find("was changed"), std::string::npos) << format;
+    }
+}
+
+TEST(SoundFileTest, aPipeIsReadToItsEnd)
+{
+    Folder const folder;
+    writeSound(folder / "sound", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, tone(100, 16000, 5.0));
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    std::thread writer([&] { std::ofstream(folder / "pipe") << std::ifstream(folder / "sound").rdbuf(); });
+    auto file = SoundFile::open(folder / "pipe");
+    writer.join();
+    ASSERT_TRUE(file) << file.error().message;
+    EXPECT_EQ(file->read(100'000).size(), 80'000U);
+    EXPECT_FALSE(file->damage());
+    EXPECT_FALSE(SoundFile::open(folder / "pipe", [] { return true; })) << "the user's stop";
 }
 
 /// Plays a count up to `left` samples of a ramp, then silence.
