@@ -1,5 +1,6 @@
 #include "base/Text.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -114,6 +115,25 @@ std::string_view trimWhitespace(std::string_view text)
         text = text.substr(0, last);
     }
     return text;
+}
+
+std::string withoutControls(std::string_view text, Breaks breaks)
+{
+    auto const suspicious = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F' || c == '\xC2'; };
+    if (std::none_of(text.begin(), text.end(), suspicious))
+        return std::string(text);
+    std::string result;
+    for (std::size_t i = 0; i < text.size();) {
+        auto const begin = i;
+        auto const point = nextCodePoint(text, i);
+        if (point == '\r' && i < text.size() && text[i] == '\n')
+            continue;
+        if (point == '\n' || point == '\r' || point == '\t')
+            result += breaks == Breaks::blanks ? ' ' : point == '\t' ? '\t' : '\n';
+        else if (u_charType(point) != U_CONTROL_CHAR)
+            result += text.substr(begin, i - begin);
+    }
+    return result;
 }
 
 bool isUtf8(std::string_view text)

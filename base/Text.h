@@ -16,6 +16,12 @@ std::string_view trimBlanks(std::string_view text);
 /// Without white space and line ends (of Unicode) at both ends.
 std::string_view trimWhitespace(std::string_view text);
 
+/// What becomes of line ends and tabs in text from outside.
+enum class Breaks { kept, blanks };
+
+/// Without control characters, which could drive a terminal and which formats of captions do not take.
+std::string withoutControls(std::string_view text, Breaks breaks);
+
 bool isUtf8(std::string_view text);
 
 std::size_t characterCount(std::string_view text);

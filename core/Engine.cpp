@@ -7,19 +7,11 @@
 
 namespace lingrelay {
 
-namespace {
-
-constexpr double synthesisRate = 24000;
-
-} // namespace
-
 std::shared_ptr<Engine> Engine::create(Services services)
 {
     std::shared_ptr<Engine> engine(new Engine(services));
-    engine->m_player->onUnderrun = [weak = std::weak_ptr(engine)] {
-        if (auto const self = weak.lock())
-            self->onPipeline([](TTSPipeline& pipeline) { pipeline.growLeadIn(); });
-    };
+    engine->m_player->onUnderrun = whileAlive(std::weak_ptr(engine),
+        [](Engine& self) { self.onPipeline([](TTSPipeline& pipeline) { pipeline.growLeadIn(); }); });
     return engine;
 }
 
@@ -167,19 +159,9 @@ void Engine::warm(std::string language)
 
 void Engine::clauseStarts(TTSPipeline::Job const& job)
 {
-    {
-        std::lock_guard const lock(m_mutex);
-        m_lastSpokenText = job.text;
-        m_lastSpokenLanguage = job.language;
-    }
-    m_starting = job;
-}
-
-void Engine::feed(std::string const& pcm, bool dropOld)
-{
-    if (auto const job = std::exchange(m_starting, {}); job && onSpeech)
-        onSpeech(*job, seconds(m_player->queuedSeconds()));
-    m_player->enqueuePCM(pcm, synthesisRate, dropOld);
+    std::lock_guard const lock(m_mutex);
+    m_lastSpokenText = job.text;
+    m_lastSpokenLanguage = job.language;
 }
 
 TTSPipeline::Callbacks Engine::pipelineCallbacks()
@@ -194,26 +176,14 @@ TTSPipeline::Callbacks Engine::pipelineCallbacks()
         auto const self = weak.lock();
         return self ? self->settings()->voiceSpeed : 1.15;
     };
-    callbacks.feed = [weak](std::string const& pcm, bool dropOld) {
-        if (auto const self = weak.lock())
-            self->feed(pcm, dropOld);
-    };
-    callbacks.isStale = [weak](int seq) {
-        auto const self = weak.lock();
-        return !self || self->isStale(seq);
-    };
-    callbacks.onStart = [weak](TTSPipeline::Job const& job) {
-        if (auto const self = weak.lock())
-            self->clauseStarts(job);
-    };
-    callbacks.onError = [weak](std::string const& message) {
-        if (auto const self = weak.lock())
-            self->onStatus(Status::error, T("Voice: ", "Giọng nói: ") + message);
-    };
-    callbacks.streaming = [weak](bool streaming) {
-        if (auto const self = weak.lock())
-            self->m_player->setClipStreaming(streaming);
-    };
+    callbacks.onStart = whileAlive(weak, [](Engine& engine, TTSPipeline::Job const& job) { engine.clauseStarts(job); });
+    callbacks.onSpeech = whileAlive(weak, [](Engine& engine, TTSPipeline::Job const& job, Duration delay) {
+        if (engine.onSpeech)
+            engine.onSpeech(job, delay);
+    });
+    callbacks.onError = whileAlive(weak, [](Engine& engine, std::string const& message) {
+        engine.onStatus(Status::error, T("Voice: ", "Giọng nói: ") + message);
+    });
     callbacks.trace = onTrace;
     return callbacks;
 }
@@ -222,8 +192,8 @@ std::shared_ptr<TTSPipeline> Engine::pipeline()
 {
     std::lock_guard const lock(m_mutex);
     if (!m_pipeline)
-        m_pipeline
-            = std::make_shared<TTSPipeline>(m_services.pipelineScheduler, m_services.network, pipelineCallbacks());
+        m_pipeline = std::make_shared<TTSPipeline>(
+            m_services.pipelineScheduler, m_services.network, m_player, pipelineCallbacks());
     return m_pipeline;
 }
 
@@ -300,12 +270,6 @@ bool Engine::claimIfFresh(int seq)
         return false;
     m_lastDoneSeq = seq;
     return true;
-}
-
-bool Engine::isStale(int seq) const
-{
-    std::lock_guard const lock(m_mutex);
-    return seq < m_lastDoneSeq;
 }
 
 void Engine::resetSeq()

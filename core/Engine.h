@@ -104,13 +104,11 @@ private:
     void speak(TTSPipeline::Job job, int run);
     void warm(std::string language);
     void clauseStarts(TTSPipeline::Job const& job);
-    void feed(std::string const& pcm, bool dropOld);
     std::string clauseLanguage() const;
     bool speaks() const { return tag == "speak"; }
     void trace(int seq, std::string_view hop) const;
     int nextSeq();
     bool claimIfFresh(int seq);
-    bool isStale(int seq) const;
     void resetSeq();
 
     Services m_services;
@@ -126,7 +124,6 @@ private:
 
     std::atomic<int> m_run = 0; ///< counts the stops
     std::atomic<int> m_handedOver = 0; ///< clauses on their way to the pipeline
-    std::optional<TTSPipeline::Job> m_starting; ///< started, nothing fed yet; pipeline scheduler
     std::string m_lastSource; ///< stream scheduler
     std::string m_lastSourceForPolish; ///< stream scheduler
 };

@@ -1,5 +1,6 @@
 #include "sessions/StoredForm.h"
 
+#include "base/Text.h"
 #include "base/Uuid.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ bool take(Json& object, char const* key, std::string& text)
     auto const found = object.find(key);
     if (found == object.end() || !found->is_string())
         return false;
-    text = std::move(found->get_ref<std::string&>());
+    text = withoutControls(found->get_ref<std::string&>(), Breaks::kept); // versions before this one kept them
     return true;
 }
 

@@ -2,6 +2,8 @@
 
 #include "base/Log.h"
 #include "base/Registry.h"
+#include "base/Text.h"
+#include "base/async/Lifetime.h"
 #include "config/Hosts.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
@@ -16,7 +18,55 @@ constexpr auto assumedKeyLife = std::chrono::hours(1);
 constexpr auto renewAhead = std::chrono::seconds(600);
 constexpr auto remainingKey = "pro.remainingSeconds";
 
+HostedSession::Failure endedFailure() { return {T("The session was ended.", "Phiên đã được kết thúc."), "ended"}; }
+
 } // namespace
+
+/// A call to the backend that opens a session, and what came of it.
+struct HostedSession::Opening {
+    Event answered;
+    std::optional<Failure> failure = endedFailure(); ///< also when it is cancelled
+    int waiting = 0; ///< starts that wait
+    bool told = false; ///< one of them at least
+};
+
+/// One session of the backend, and the seconds that were used of it.
+struct HostedSession::Session {
+    std::string id;
+    Date expiresAt;
+    Instant counted; ///< up to here the use is in `used`
+    std::int64_t used = 0; ///< seconds that the backend has not accepted yet
+    bool reporting = false;
+    Event reported;
+
+    void count(Instant now)
+    {
+        auto const whole = std::chrono::duration_cast<std::chrono::seconds>(now - counted);
+        used += whole.count();
+        counted += whole;
+    }
+};
+
+/// One start that waits for the opening of a session.
+struct HostedSession::Waiting {
+    Waiting(HostedSession& owner, std::shared_ptr<Opening> opening) : m_owner(owner), m_opening(std::move(opening))
+    {
+        ++m_opening->waiting;
+    }
+    ~Waiting()
+    {
+        if (--m_opening->waiting > 0 || m_opening->told)
+            return;
+        // All were cancelled: nobody knows of the session.
+        m_owner.m_wanted = false;
+        if (m_opening->answered.isSet() && !m_opening->failure)
+            m_owner.end();
+    }
+
+private:
+    HostedSession& m_owner;
+    std::shared_ptr<Opening> m_opening;
+};
 
 HostedSession::HostedSession(Scheduler& main, Net& net, std::string clientToken)
     : m_main(main)
@@ -38,32 +88,61 @@ Task<Result<Json>> HostedSession::post(char const* path, Json body)
 
 Task<std::optional<HostedSession::Failure>> HostedSession::start()
 {
-    auto const response = co_await post("/v1/pro/session/start", Json::object());
-    if (!response)
-        co_return Failure{response.error().message, ""};
-    if (!jsonString(*response, "session_id") || !jsonString(*response, "stt_key")
-        || !jsonString(*response, "tts_key")) {
-        co_return Failure{
-            jsonString(*response, "error").value_or(T("Could not start a session.", "Không mở được phiên.")),
-            jsonString(*response, "code").value_or("unknown")};
+    m_wanted = true;
+    if (!m_opening) {
+        m_opening = std::make_shared<Opening>();
+        m_tasks.spawn(open(shared_from_this(), m_opening));
     }
-    began(*response);
-    co_return std::nullopt;
+    auto const opening = m_opening;
+    Waiting const waiting(*this, opening);
+    co_await opening->answered.wait();
+    opening->told = true;
+    co_return opening->failure;
 }
 
-void HostedSession::began(Json const& response)
+Task<void> HostedSession::open(std::shared_ptr<HostedSession> self, std::shared_ptr<Opening> opening)
 {
-    m_sessionId = *jsonString(response, "session_id");
-    setKeys(response);
-    readBudget(response);
-    setRemaining(response);
-    m_lastReport = m_main.now();
-    m_carried = 0;
+    struct Answering {
+        HostedSession& owner;
+        Opening& opening;
+        ~Answering()
+        {
+            owner.m_opening.reset();
+            opening.answered.set();
+        }
+    } const answering{*self, *opening};
+    auto const response = co_await post("/v1/pro/session/start", Json::object());
+    opening->failure = opened(response);
+}
+
+std::optional<HostedSession::Failure> HostedSession::opened(Result<Json> const& response)
+{
+    if (!response)
+        return Failure{response.error().message, ""};
+    auto const id = jsonString(*response, "session_id");
+    if (!id || !jsonString(*response, "stt_key") || !jsonString(*response, "tts_key")) {
+        auto const error = jsonString(*response, "error");
+        return Failure{
+            error ? withoutControls(*error, Breaks::blanks) : T("Could not start a session.", "Không mở được phiên."),
+            jsonString(*response, "code").value_or("unknown")};
+    }
+    auto const session = std::make_shared<Session>();
+    session->id = *id;
+    session->counted = m_main.now();
+    if (!m_wanted) {
+        endUse(session);
+        return endedFailure();
+    }
+    m_session = session;
+    setKeys(*session, *response);
+    readBudget(*response);
+    setRemaining(*response);
     m_active = true;
-    Log::write("[hosted] session {} · {}s left", m_sessionId.substr(0, 8), m_remainingSeconds);
+    Log::write("[hosted] session {} · {}s left", session->id.substr(0, 8), m_remainingSeconds);
     m_main.stopTimer(m_timer);
     scheduleTick();
     tellBalance();
+    return std::nullopt;
 }
 
 void HostedSession::tellBalance()
@@ -75,57 +154,72 @@ void HostedSession::tellBalance()
 
 void HostedSession::scheduleTick()
 {
-    m_timer = m_main.startTimer(m_main.now() + tickInterval, [weak = weak_from_this()] {
-        auto const self = weak.lock();
-        if (!self)
-            return;
-        self->scheduleTick();
-        self->m_tasks.spawn(self->report(self, Ending::no));
-    });
+    m_timer = m_main.startTimer(m_main.now() + tickInterval, whileAlive(weak_from_this(), [](HostedSession& self) {
+        self.scheduleTick();
+        self.m_session->count(self.m_main.now());
+        self.m_tasks.spawn(self.report(self.shared_from_this(), self.m_session, Ending::no));
+    }));
 }
 
-Task<void> HostedSession::report([[maybe_unused]] std::shared_ptr<HostedSession> self, Ending ending)
+/// Reports of one session come one after the other: what one could not report, the next one does, and none comes after
+/// the end.
+Task<void> HostedSession::report(std::shared_ptr<HostedSession> self, SessionPtr session, Ending ending)
 {
+    while (session->reporting)
+        co_await session->reported.wait();
+    session->reporting = true;
+    session->reported.reset();
     bool const isEnding = ending == Ending::yes;
-    // Counted use leaves the books here and comes back if the call fails, so that overlapping calls report it once.
-    auto const sinceLast = std::chrono::duration_cast<std::chrono::seconds>(m_main.now() - m_lastReport);
-    auto const used = std::exchange(m_carried, 0) + sinceLast.count();
-    m_lastReport += sinceLast;
-    auto const session = m_sessionId;
-    bool const renew = !isEnding && m_expiresAt - m_main.date() < renewAhead;
-    Json body{{"session_id", m_sessionId}, {"seconds", used}};
+    auto const used = session->used;
+    bool const renew = !isEnding && session->expiresAt - m_main.date() < renewAhead;
+    Json body{{"session_id", session->id}, {"seconds", used}};
     if (renew)
         body["renew"] = true;
     auto const* path = isEnding ? "/v1/pro/session/end" : "/v1/pro/session/tick";
     auto const response = co_await post(path, std::move(body));
-    if (session != m_sessionId)
-        co_return; // another session has begun since
-    if (!response) {
-        m_carried += isEnding ? 0 : used;
+    session->reporting = false;
+    session->reported.set();
+    if (!response)
         co_return;
-    }
+    session->used -= used;
+    if (session != self->m_session)
+        co_return; // another session has begun since
     setRemaining(*response);
     readBudget(*response);
     Log::write("[hosted] {} {}s → {}s left{}", isEnding ? "end" : "tick", used, m_remainingSeconds,
         renew ? " (keys renewed)" : "");
-    if (jsonString(*response, "stt_key") && jsonString(*response, "tts_key"))
-        setKeys(*response);
-    if (!isEnding && jsonBool(*response, "stop").value_or(false)) {
-        m_active = false;
-        m_main.stopTimer(std::exchange(m_timer, 0));
-        tellBalance();
-        if (onExhausted)
-            onExhausted();
-    }
+    if (!isEnding && m_active) // it may have been ended while the report was under way
+        obey(*session, *response);
+}
+
+/// What the backend asks for in a tick.
+void HostedSession::obey(Session& session, Json const& response)
+{
+    if (jsonString(response, "stt_key") && jsonString(response, "tts_key"))
+        setKeys(session, response);
+    if (!jsonBool(response, "stop").value_or(false))
+        return;
+    m_active = m_wanted = false;
+    m_main.stopTimer(std::exchange(m_timer, 0));
+    tellBalance();
+    if (onExhausted)
+        onExhausted();
 }
 
 void HostedSession::end()
 {
+    m_wanted = false;
     if (!std::exchange(m_active, false))
         return;
     m_main.stopTimer(std::exchange(m_timer, 0));
     tellBalance();
-    m_tasks.spawn(report(shared_from_this(), Ending::yes));
+    endUse(m_session);
+}
+
+void HostedSession::endUse(SessionPtr const& session)
+{
+    session->count(m_main.now());
+    m_tasks.spawn(report(shared_from_this(), session, Ending::yes));
 }
 
 Task<void> HostedSession::refreshBalance()
@@ -146,10 +240,10 @@ void HostedSession::setRemaining(Json const& response)
     tellBalance();
 }
 
-void HostedSession::setKeys(Json const& response)
+void HostedSession::setKeys(Session& session, Json const& response)
 {
     auto const expires = jsonString(response, "expires_at");
-    m_expiresAt = (expires ? parseIso8601(*expires) : std::nullopt).value_or(m_main.date() + assumedKeyLife);
+    session.expiresAt = (expires ? parseIso8601(*expires) : std::nullopt).value_or(m_main.date() + assumedKeyLife);
     std::lock_guard const lock(m_keyLock);
     m_sttKey = *jsonString(response, "stt_key");
     m_ttsKey = *jsonString(response, "tts_key");
@@ -190,7 +284,7 @@ HostedSession::Budget HostedSession::budget() const
 
 void HostedSession::shutdown()
 {
-    m_active = false;
+    m_active = m_wanted = false;
     m_main.stopTimer(std::exchange(m_timer, 0));
     m_tasks.cancel();
 }

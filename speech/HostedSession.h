@@ -36,9 +36,12 @@ public:
     std::string const& clientToken() const { return m_clientToken; }
     void setClientToken(std::string token) { m_clientToken = std::move(token); }
 
-    /// Opens a session; nothing on success. Allowed again after an end, and replaces everything.
+    /// Opens a session; nothing on success. While one is being opened, others wait for the same one. A session that is
+    /// on already is replaced without a report: that is for a backend which no longer knows it.
     Task<std::optional<Failure>> start();
-    /// Reports the last use without waiting for an answer. Does nothing when not active.
+    /// Reports the last use without waiting for an answer. A session that is still being opened, also one whose starts
+    /// were all cancelled, is ended as soon as the backend has opened it: those who wait get a failure whose code is
+    /// "ended", unless a later start wants it after all. Does nothing when there is none.
     void end();
     Task<void> refreshBalance();
 
@@ -63,13 +66,20 @@ public:
 
 private:
     enum class Ending { no, yes };
+    struct Opening;
+    struct Session;
+    struct Waiting;
+    using SessionPtr = std::shared_ptr<Session>;
 
     Task<Result<Json>> post(char const* path, Json body);
-    Task<void> report(std::shared_ptr<HostedSession> self, Ending ending);
-    void began(Json const& response);
+    Task<void> open(std::shared_ptr<HostedSession> self, std::shared_ptr<Opening> opening);
+    std::optional<Failure> opened(Result<Json> const& response);
+    void endUse(SessionPtr const& session);
+    Task<void> report(std::shared_ptr<HostedSession> self, SessionPtr session, Ending ending);
+    void obey(Session& session, Json const& response);
     void scheduleTick();
     void setRemaining(Json const& response);
-    void setKeys(Json const& response);
+    void setKeys(Session& session, Json const& response);
     void readBudget(Json const& response);
     void tellBalance();
 
@@ -78,13 +88,12 @@ private:
     std::string m_clientToken;
     TaskGroup m_tasks;
     std::int64_t m_remainingSeconds = 0;
-    bool m_active = false;
+    bool m_active = false; ///< m_session is on, and has not been ended
+    bool m_wanted = false; ///< by the last of the starts and ends
     Observable<std::optional<std::int64_t>> m_balance;
-    std::string m_sessionId;
-    Date m_expiresAt;
+    std::shared_ptr<Opening> m_opening; ///< none while no session is being opened
+    SessionPtr m_session; ///< the last that was opened
     Scheduler::TimerId m_timer = 0;
-    Instant m_lastReport;
-    std::int64_t m_carried = 0; ///< seconds of use not yet accepted by the backend
 
     mutable std::mutex m_keyLock; ///< held for a copy; guards all below
     std::string m_sttKey;

@@ -1,6 +1,7 @@
 #include "speech/SonioxStream.h"
 
 #include "base/Log.h"
+#include "base/async/Lifetime.h"
 #include "config/Hosts.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
@@ -50,9 +51,9 @@ bool isMarker(std::string_view text)
     return trimmed.size() >= 3 && trimmed.front() == '<' && trimmed.back() == '>';
 }
 
-std::string_view textOf(JsonView const& object, std::string_view key)
+std::string textOf(JsonView const& object, std::string_view key)
 {
-    return object.string(key).value_or(std::string_view());
+    return withoutControls(object.string(key).value_or(std::string_view()), Breaks::blanks);
 }
 
 Duration reconnectDelay(int failures) { return seconds(std::min(failures * 0.4, 2.5)); }
@@ -88,10 +89,7 @@ SonioxStream::~SonioxStream() = default;
 
 void SonioxStream::connect()
 {
-    m_scheduler.post([weak = weak_from_this()] {
-        if (auto const self = weak.lock())
-            self->connectNow();
-    });
+    m_scheduler.post(whileAlive(weak_from_this(), [](SonioxStream& self) { self.connectNow(); }));
 }
 
 void SonioxStream::connectNow()
@@ -109,11 +107,11 @@ void SonioxStream::connectNow()
     auto const connection = ++m_connections;
     armReceive(socket, connection);
     sendConfig(*socket, connection, key);
-    m_task.store(socket); // last: from here on audio follows the configuration
+    m_socket.store(socket); // last: from here on audio follows the configuration
     startKeepAlive();
     if (m_stopped) { // by another thread since the test above
         socket->cancel(closeGoingAway);
-        m_task.store(nullptr);
+        m_socket.store(nullptr);
         stopTimers();
     }
 }
@@ -156,18 +154,18 @@ void SonioxStream::sendConfig(WebSocket& socket, int connection, std::string con
     auto const config = configuration(key);
     if (auto const* context = jsonMember(config, "context"))
         Log::write("[ctx] sent to Soniox with config ({} chars)", characterCount(jsonText(*context)));
-    socket.sendText(jsonText(config), [weak = weak_from_this(), connection](std::optional<Error> error) {
-        auto const self = weak.lock();
-        if (self && error)
-            self->fail(connection, "soniox config: " + error->message);
-    });
+    socket.sendText(jsonText(config),
+        whileAlive(weak_from_this(), [connection](SonioxStream& self, std::optional<Error> const& error) {
+            if (error)
+                self.fail(connection, "soniox config: " + error->message);
+        }));
 }
 
 void SonioxStream::send(std::string pcm, std::function<void()> sent)
 {
     int const connection = m_connections; // read first: an older one than the socket's is ignored, not blamed
-    auto const task = m_stopped ? nullptr : m_task.load();
-    if (!task || task->state() == WebSocket::State::closed)
+    auto const socket = m_stopped ? nullptr : m_socket.load();
+    if (!socket || socket->state() == WebSocket::State::closed)
         return;
     auto done = [weak = weak_from_this(), connection, sent = std::move(sent)](std::optional<Error> error) {
         if (!error && sent)
@@ -176,31 +174,31 @@ void SonioxStream::send(std::string pcm, std::function<void()> sent)
         if (self && error)
             self->fail(connection, "soniox send: " + error->message);
     };
-    task->sendBinary(std::move(pcm), std::move(done));
+    socket->sendBinary(std::move(pcm), std::move(done));
 }
 
 void SonioxStream::finish()
 {
-    m_scheduler.post([weak = weak_from_this()] {
-        auto const self = weak.lock();
-        if (!self || self->m_stopped || self->m_finishing)
-            return;
-        self->m_finishing = true;
-        auto const task = self->m_task.load();
-        if (!task || task->state() == WebSocket::State::closed)
-            return self->finished();
-        task->sendText("", {});
-        self->watchFinish();
-    });
+    m_scheduler.post(whileAlive(weak_from_this(), [](SonioxStream& self) { self.finishNow(); }));
+}
+
+void SonioxStream::finishNow()
+{
+    if (m_stopped || m_finishing)
+        return;
+    m_finishing = true;
+    auto const socket = m_socket.load();
+    if (!socket || socket->state() == WebSocket::State::closed)
+        return finished();
+    socket->sendText("", {});
+    watchFinish();
 }
 
 void SonioxStream::watchFinish()
 {
     stopTimer(m_finishTimer);
-    m_finishTimer = m_scheduler.startTimer(m_scheduler.now() + finishQuiet, [weak = weak_from_this()] {
-        if (auto const self = weak.lock())
-            self->finished();
-    });
+    m_finishTimer = m_scheduler.startTimer(
+        m_scheduler.now() + finishQuiet, whileAlive(weak_from_this(), [](SonioxStream& self) { self.finished(); }));
 }
 
 void SonioxStream::finished()
@@ -210,8 +208,8 @@ void SonioxStream::finished()
     stopTimers();
     flushOriginal();
     flushTranslation();
-    if (auto const task = m_task.exchange(nullptr))
-        task->cancel(closeGoingAway);
+    if (auto const socket = m_socket.exchange(nullptr))
+        socket->cancel(closeGoingAway);
     if (auto const done = std::exchange(onFinished, {}))
         done();
 }
@@ -220,9 +218,9 @@ void SonioxStream::stop()
 {
     if (m_stopped.exchange(true))
         return;
-    if (auto const task = m_task.exchange(nullptr)) {
-        task->sendText("", {});
-        task->cancel(closeGoingAway);
+    if (auto const socket = m_socket.exchange(nullptr)) {
+        socket->sendText("", {});
+        socket->cancel(closeGoingAway);
     }
     {
         std::lock_guard const lock(m_bufLock);
@@ -234,14 +232,14 @@ void SonioxStream::stop()
 
 bool SonioxStream::open() const
 {
-    auto const task = m_stopped ? nullptr : m_task.load();
-    return task && task->state() == WebSocket::State::open;
+    auto const socket = m_stopped ? nullptr : m_socket.load();
+    return socket && socket->state() == WebSocket::State::open;
 }
 
 std::size_t SonioxStream::queuedBytes() const
 {
-    auto const task = m_task.load();
-    return task ? task->queuedBytes() : 0;
+    auto const socket = m_socket.load();
+    return socket ? socket->queuedBytes() : 0;
 }
 
 void SonioxStream::armReceive(std::shared_ptr<WebSocket> const& socket, int connection)
@@ -254,7 +252,7 @@ void SonioxStream::armReceive(std::shared_ptr<WebSocket> const& socket, int conn
         if (!message)
             return self->fail(connection, message.error().message);
         self->handle(message->data);
-        if (auto const current = weakSocket.lock(); current && current == self->m_task.load())
+        if (auto const current = weakSocket.lock(); current && current == self->m_socket.load())
             self->armReceive(current, connection);
     });
 }
@@ -262,14 +260,14 @@ void SonioxStream::armReceive(std::shared_ptr<WebSocket> const& socket, int conn
 void SonioxStream::startKeepAlive()
 {
     stopTimer(m_keepAlive);
-    m_keepAlive = m_scheduler.startTimer(m_scheduler.now() + keepAliveInterval, [weak = weak_from_this()] {
-        auto const self = weak.lock();
-        if (!self || self->m_stopped)
-            return;
-        if (auto const task = self->m_task.load())
-            task->ping();
-        self->startKeepAlive();
-    });
+    m_keepAlive = m_scheduler.startTimer(
+        m_scheduler.now() + keepAliveInterval, whileAlive(weak_from_this(), [](SonioxStream& self) {
+            if (self.m_stopped)
+                return;
+            if (auto const socket = self.m_socket.load())
+                socket->ping();
+            self.startKeepAlive();
+        }));
 }
 
 /// A dead connection may be told of by several sends; it counts once.
@@ -292,11 +290,8 @@ void SonioxStream::fail(int connection, std::string const& message)
     if (onReconnecting)
         onReconnecting();
     stopTimer(m_reconnectTimer);
-    m_reconnectTimer
-        = m_scheduler.startTimer(m_scheduler.now() + reconnectDelay(m_reconnects), [weak = weak_from_this()] {
-              if (auto const self = weak.lock())
-                  self->connectNow();
-          });
+    m_reconnectTimer = m_scheduler.startTimer(m_scheduler.now() + reconnectDelay(m_reconnects),
+        whileAlive(weak_from_this(), [](SonioxStream& self) { self.connectNow(); }));
 }
 
 void SonioxStream::handle(std::string_view frame)
@@ -309,7 +304,7 @@ void SonioxStream::handle(std::string_view frame)
     if (auto const code = message->member("error_code")) {
         if (onError)
             onError(T("Speech service: ", "Dịch vụ giọng nói: ") + code->printed() + " "
-                + std::string(textOf(*message, "error_message")));
+                + textOf(*message, "error_message"));
         return;
     }
     if (m_reconnects >= 1) {
@@ -370,10 +365,10 @@ void SonioxStream::fold(std::vector<JsonView> const& tokens, Folded& folded)
         auto& buffer = translated ? m_finalTranslation : m_finalOriginal;
         buffer.append(text);
         if (translated) {
-            if (auto const language = textOf(token, "language"); !language.empty())
-                m_lastTranslationLanguage = language;
+            if (auto language = textOf(token, "language"); !language.empty())
+                m_lastTranslationLanguage = std::move(language);
         } else if (auto const speaker = token.member("speaker"); speaker && (speaker->string() || speaker->integer())) {
-            if (auto label = speaker->printed(); !label.empty())
+            if (auto label = withoutControls(speaker->printed(), Breaks::blanks); !label.empty())
                 m_lastSpeaker = std::move(label);
         }
         if (isClause(buffer))
@@ -416,11 +411,11 @@ void SonioxStream::scheduleIdleFlush()
     if (m_stopped)
         return;
     // Only the translation: it feeds the voice. The original waits for its own end.
-    m_idleTimer = m_scheduler.startTimer(m_scheduler.now() + idleFlushDelay, [weak = weak_from_this()] {
-        auto const self = weak.lock();
-        if (self && !self->m_stopped)
-            self->flushTranslation();
-    });
+    m_idleTimer = m_scheduler.startTimer(
+        m_scheduler.now() + idleFlushDelay, whileAlive(weak_from_this(), [](SonioxStream& self) {
+            if (!self.m_stopped)
+                self.flushTranslation();
+        }));
 }
 
 void SonioxStream::stopTimer(Scheduler::TimerId& timer) { m_scheduler.stopTimer(std::exchange(timer, 0)); }

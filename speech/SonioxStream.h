@@ -97,6 +97,7 @@ private:
     void flushOriginal();
     void flushTranslation();
     void scheduleIdleFlush();
+    void finishNow();
     void watchFinish();
     void finished();
     void stopTimer(Scheduler::TimerId& timer);
@@ -108,7 +109,7 @@ private:
     std::string const m_targetLang;
     std::int64_t const m_sampleRate;
 
-    AtomicShared<WebSocket> m_task;
+    AtomicShared<WebSocket> m_socket;
     std::atomic<bool> m_stopped = false;
     std::atomic<int> m_connections = 0;
 

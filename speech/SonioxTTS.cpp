@@ -18,25 +18,33 @@ namespace lingrelay {
 namespace {
 
 constexpr int closeGoingAway = 1001;
+constexpr Duration answerLimit = seconds(15.0);
 
 /// Closes a socket when its clause ends, also when the task is cancelled.
 struct Closing {
-    std::shared_ptr<WebSocket> task;
-    ~Closing() { task->cancel(closeGoingAway); }
+    std::shared_ptr<WebSocket> socket;
+    ~Closing() { socket->cancel(closeGoingAway); }
 };
 
-Task<SonioxTTS::Outcome> send(std::shared_ptr<WebSocket> task, Json object)
+Task<SonioxTTS::Outcome> send(std::shared_ptr<WebSocket> socket, Json object)
 {
     OneShot<std::optional<Error>> sent;
-    task->sendText(jsonText(object), [sent](std::optional<Error> error) { sent.set(std::move(error)); });
+    socket->sendText(jsonText(object), [sent](std::optional<Error> error) { sent.set(std::move(error)); });
     co_return co_await sent.take();
 }
 
-Task<Result<WebSocket::Message>> receive(std::shared_ptr<WebSocket> task)
+/// The next message, or the error `late` when none comes within `limit`; without one it waits as long as the socket
+/// lives.
+Task<Result<WebSocket::Message>> receive(std::shared_ptr<WebSocket> socket, std::optional<Duration> limit, Error late)
 {
     OneShot<Result<WebSocket::Message>> arrived;
-    task->receive([arrived](Result<WebSocket::Message> message) { arrived.set(std::move(message)); });
-    co_return co_await arrived.take();
+    socket->receive([arrived](Result<WebSocket::Message> message) { arrived.set(std::move(message)); });
+    if (!limit)
+        co_return co_await arrived.take();
+    auto message = co_await withTimeout(*limit, arrived.take());
+    if (message)
+        co_return std::move(*message);
+    co_return late;
 }
 
 Json configuration(SonioxTTS::WarmSocket const& socket, std::string const& key)
@@ -51,7 +59,8 @@ Error serviceError(JsonView const& message, JsonView const& code)
 {
     Error error;
     auto const text = message.string("error_message");
-    error.message = T("Voice service: ", "Dịch vụ đọc: ") + (text ? std::string(*text) : code.printed());
+    error.message = T("Voice service: ", "Dịch vụ đọc: ")
+        + withoutControls(text ? std::string(*text) : code.printed(), Breaks::blanks);
     error.code = static_cast<int>(code.integer().value_or(-1));
     return error;
 }
@@ -71,14 +80,19 @@ Result<Next> handle(JsonView const& message, SonioxTTS::OnAudio const& onAudio)
     return ended ? Next::end : Next::more;
 }
 
-/// No time limit of its own: the caller guards against a silent service.
-Task<SonioxTTS::Outcome> receiveAudio(std::shared_ptr<WebSocket> task, SonioxTTS::OnAudio onAudio)
+/// `silence` is the longest time between two messages; the first one has a limit of its own in any case.
+Task<SonioxTTS::Outcome> receiveAudio(
+    std::shared_ptr<WebSocket> socket, SonioxTTS::OnAudio onAudio, std::optional<Duration> silence)
 {
     JsonReader reader;
+    std::optional<Duration> limit = answerLimit;
+    Error late{Error::Kind::timedOut, T("The voice service does not answer.", "Dịch vụ đọc không trả lời.")};
     for (;;) {
-        auto const frame = co_await receive(task);
+        auto const frame = co_await receive(socket, limit, late);
         if (!frame)
             co_return frame.error();
+        limit = silence;
+        late.message = "synthesis stalled";
         auto const message = reader.read(frame->data);
         if (!message || !message->isObject())
             continue;
@@ -90,9 +104,25 @@ Task<SonioxTTS::Outcome> receiveAudio(std::shared_ptr<WebSocket> task, SonioxTTS
     }
 }
 
+/// Speaks the text on the socket and closes it, whatever the outcome.
+Task<SonioxTTS::Outcome> speakOn(std::shared_ptr<SonioxTTS::WarmSocket> warm, std::string text,
+    SonioxTTS::OnAudio onAudio, std::optional<Duration> silence)
+{
+    warm->used = true;
+    Closing const closing{warm->socket};
+    auto const trimmed = std::string(trimWhitespace(text));
+    if (trimmed.empty())
+        co_return std::nullopt;
+    Json const message{{"text", trimmed}, {"text_end", true}, {"stream_id", warm->streamID}};
+    auto const error = co_await send(warm->socket, message);
+    if (error)
+        co_return error;
+    co_return co_await receiveAudio(warm->socket, std::move(onAudio), silence);
+}
+
 } // namespace
 
-void SonioxTTS::WarmSocket::cancel() const { task->cancel(closeGoingAway); }
+void SonioxTTS::WarmSocket::cancel() const { socket->cancel(closeGoingAway); }
 
 Task<Result<std::shared_ptr<SonioxTTS::WarmSocket>>> SonioxTTS::open(
     std::string language, std::string voice, double speed)
@@ -104,31 +134,22 @@ Task<Result<std::shared_ptr<SonioxTTS::WarmSocket>>> SonioxTTS::open(
     request.bearer = key;
     request.connectTimeout = seconds(15.0);
     request.lifetime = seconds(300.0);
-    auto const socket = std::make_shared<WarmSocket>();
-    socket->task = m_network.connect(std::move(request), scheduler);
-    socket->streamID = newUuid();
-    socket->language = language;
-    socket->voice = voice;
-    socket->speed = speed;
-    auto const error = co_await send(socket->task, configuration(*socket, key));
+    auto const warm = std::make_shared<WarmSocket>();
+    warm->socket = m_network.connect(std::move(request), scheduler);
+    warm->streamID = newUuid();
+    warm->language = language;
+    warm->voice = voice;
+    warm->speed = speed;
+    auto const error = co_await send(warm->socket, configuration(*warm, key));
     if (error)
         co_return *error;
-    socket->openedAt = scheduler.now();
-    co_return socket;
+    warm->openedAt = scheduler.now();
+    co_return warm;
 }
 
-Task<SonioxTTS::Outcome> SonioxTTS::speak(std::string text, std::shared_ptr<WarmSocket> socket, OnAudio onAudio)
+Task<SonioxTTS::Outcome> SonioxTTS::speak(std::string text, std::shared_ptr<WarmSocket> warm, OnAudio onAudio)
 {
-    socket->used = true;
-    Closing const closing{socket->task};
-    auto const trimmed = std::string(trimWhitespace(text));
-    if (trimmed.empty())
-        co_return std::nullopt;
-    Json const message{{"text", trimmed}, {"text_end", true}, {"stream_id", socket->streamID}};
-    auto const error = co_await send(socket->task, message);
-    if (error)
-        co_return error;
-    co_return co_await receiveAudio(socket->task, std::move(onAudio));
+    return speakOn(std::move(warm), std::move(text), std::move(onAudio), {});
 }
 
 Task<SonioxTTS::Outcome> SonioxTTS::stream(
@@ -136,10 +157,10 @@ Task<SonioxTTS::Outcome> SonioxTTS::stream(
 {
     if (trimWhitespace(text).empty())
         co_return std::nullopt;
-    auto const socket = co_await open(std::move(language), std::move(voice), speed);
-    if (!socket)
-        co_return socket.error();
-    co_return co_await speak(std::move(text), *socket, std::move(onAudio));
+    auto const warm = co_await open(std::move(language), std::move(voice), speed);
+    if (!warm)
+        co_return warm.error();
+    co_return co_await speakOn(*warm, std::move(text), std::move(onAudio), silenceLimit);
 }
 
 } // namespace lingrelay

@@ -16,7 +16,7 @@ class SonioxTTS {
 public:
     /// A socket that was opened ahead of its text.
     struct WarmSocket {
-        std::shared_ptr<WebSocket> task;
+        std::shared_ptr<WebSocket> socket;
         std::string streamID; ///< UUID, new for every socket
         std::string language;
         std::string voice;
@@ -30,14 +30,18 @@ public:
     using OnAudio = std::function<void(std::string pcm)>;
     using Outcome = std::optional<Error>; ///< nothing on success
 
+    /// A voice that has begun and then says nothing for so long is given up.
+    static constexpr Duration silenceLimit = seconds(25.0);
+
     explicit SonioxTTS(Network& network) : m_network(network) { }
 
-    /// Speaks `text` in one call; text of only white space opens no socket.
+    /// Speaks `text` in one call, up to the silence limit; text of only white space opens no socket.
     Task<Outcome> stream(std::string text, std::string language, std::string voice, double speed, OnAudio onAudio);
     /// Connects and sends the configuration, without waiting for a reply.
     Task<Result<std::shared_ptr<WarmSocket>>> open(std::string language, std::string voice, double speed);
-    /// Speaks `text` on the socket and closes it, whatever the outcome.
-    Task<Outcome> speak(std::string text, std::shared_ptr<WarmSocket> socket, OnAudio onAudio);
+    /// Speaks `text` on the socket and closes it, whatever the outcome. A service that gives no first answer within
+    /// 15 seconds is given up; later silence is the caller's to end, by cancelling the task.
+    Task<Outcome> speak(std::string text, std::shared_ptr<WarmSocket> warm, OnAudio onAudio);
 
 private:
     Network& m_network;

@@ -18,7 +18,7 @@ constexpr double rushExtra = 0.15;
 constexpr double fastest = 1.3;
 constexpr Duration warmLife = seconds(4.5);
 constexpr double samePace = 0.001;
-constexpr Duration stallLimit = seconds(25.0);
+constexpr double synthesisRate = 24000;
 constexpr Duration window = seconds(60.0);
 constexpr std::size_t backlogWarning = 9;
 constexpr int leadInStep = 12000; ///< bytes: 0.25 s
@@ -39,12 +39,14 @@ struct TTSPipeline::Clip {
     std::string odd; ///< half a sample: block borders carry no meaning
     std::size_t fed = 0; ///< chunks used so far
     bool playing = false;
+    bool begun = false; ///< its first sound has gone to the player
 };
 
-TTSPipeline::TTSPipeline(Scheduler& scheduler, Network& network, Callbacks callbacks)
+TTSPipeline::TTSPipeline(Scheduler& scheduler, Network& network, std::shared_ptr<TTSPlayer> player, Callbacks callbacks)
     : m_scheduler(scheduler)
     , m_callbacks(std::move(callbacks))
     , m_tts(network)
+    , m_player(std::move(player))
     , m_tasks(scheduler)
 {
 }
@@ -95,21 +97,22 @@ void TTSPipeline::startGeneration(EntryPtr const& entry)
     int const limit = isSmallBudget(HostedSession::shared().budget().ttsConcurrent) ? 1 : 2;
     if (m_inFlight >= limit)
         return;
-    m_started.insert(entry);
+    entry->started = true;
     ++m_inFlight;
-    m_tasks.spawn(generate(shared_from_this(), entry, m_generation));
+    m_tasks.spawn(generate(shared_from_this(), entry));
 }
 
-Task<void> TTSPipeline::generate([[maybe_unused]] std::shared_ptr<TTSPipeline> self, EntryPtr entry, int generation)
+/// Ends with the clause's audio, or at once when the clause is given up.
+Task<void> TTSPipeline::generate([[maybe_unused]] std::shared_ptr<TTSPipeline> self, EntryPtr entry)
 {
-    if (generation == m_generation && !tooLate(entry->job)) {
+    if (!entry->done && !tooLate(entry->job)) {
         updatePace(entry->job);
-        co_await synthesise(entry, generation);
+        co_await race(synthesise(entry), waitFor(entry->givenUp));
     }
     finish(entry);
 }
 
-Task<void> TTSPipeline::synthesise(EntryPtr entry, int generation)
+Task<void> TTSPipeline::synthesise(EntryPtr entry)
 {
     auto const socket = co_await takeSocket(languageKey(entry->job.language));
     std::string message;
@@ -122,7 +125,7 @@ Task<void> TTSPipeline::synthesise(EntryPtr entry, int generation)
         message = socket.error().message;
     }
     if (saysConcurrent(message)) {
-        co_await retry(entry, generation, message);
+        co_await retry(entry, message);
         co_return;
     }
     Log::write("[tts] ERROR {}", message);
@@ -136,13 +139,13 @@ Task<SonioxTTS::Outcome> TTSPipeline::speakOn(EntryPtr entry, SocketPtr socket)
         if (entry->chunks.empty())
             stamp(entry->job, "firstAudio");
         entry->chunks.push_back(std::move(pcm));
-        entry->signal();
+        entry->progress.set();
     };
     co_return co_await m_tts.speak(entry->job.text, std::move(socket), std::move(onAudio));
 }
 
 /// The service refused one more stream at a time. Each attempt takes a new socket.
-Task<void> TTSPipeline::retry(EntryPtr entry, int generation, std::string message)
+Task<void> TTSPipeline::retry(EntryPtr entry, std::string message)
 {
     auto const& job = entry->job;
     int const attempts = job.dropStale ? 1 : 5;
@@ -150,7 +153,7 @@ Task<void> TTSPipeline::retry(EntryPtr entry, int generation, std::string messag
     for (int attempt = 0; attempt < attempts; ++attempt) {
         if (attempt > 0)
             co_await sleep(seconds(0.8 + 0.4 * (attempt - 1)));
-        if (generation != m_generation || tooLate(job))
+        if (tooLate(job))
             co_return;
         auto const socket = co_await openSocket(languageKey(job.language));
         if (!socket)
@@ -165,12 +168,10 @@ Task<void> TTSPipeline::retry(EntryPtr entry, int generation, std::string messag
 
 void TTSPipeline::finish(EntryPtr const& entry)
 {
-    entry->done = true;
-    entry->signal();
+    entry->end();
     m_inFlight = std::max(m_inFlight - 1, 0);
-    auto const waiting = std::find_if(m_queue.begin(), m_queue.end(), [this](EntryPtr const& candidate) {
-        return !candidate->done && candidate->chunks.empty() && !m_started.contains(candidate);
-    });
+    auto const waiting = std::find_if(m_queue.begin(), m_queue.end(),
+        [](EntryPtr const& candidate) { return !candidate->done && candidate->chunks.empty() && !candidate->started; });
     if (waiting != m_queue.end())
         startGeneration(*waiting);
 }
@@ -285,7 +286,7 @@ Task<void> TTSPipeline::pump([[maybe_unused]] std::shared_ptr<TTSPipeline> self)
         auto const entry = m_queue.front();
         if (tooLate(entry->job)) {
             stamp(entry->job, "skipped");
-            entry->done = true;
+            entry->giveUp();
             removeFront(entry);
             continue;
         }
@@ -307,15 +308,15 @@ Task<void> TTSPipeline::play(EntryPtr entry)
         bool const moved = co_await waitForProgress(entry, clip.fed);
         if (moved)
             continue;
-        Log::write("[tts] WARNING abandoning stuck clause seq={} after {:.0f}s", entry->job.seq, toSeconds(stallLimit));
+        Log::write("[tts] WARNING abandoning stuck clause seq={} after {:.0f}s", entry->job.seq,
+            toSeconds(SonioxTTS::silenceLimit));
         entry->failed = "synthesis stalled";
-        entry->done = true;
-        entry->signal();
+        entry->giveUp();
         break;
     }
     if (!clip.playing && !clip.pending.empty() && !entry->cancelled)
         feed(std::move(clip.pending), clip, entry->job);
-    m_callbacks.streaming(false);
+    m_player->setClipStreaming(false);
     stamp(entry->job, entry->failed ? "failed" : "spoken");
     if (entry->failed && !entry->cancelled)
         m_callbacks.onError(*entry->failed);
@@ -334,7 +335,7 @@ void TTSPipeline::drain(Entry& entry, Clip& clip)
         bool const reached = clip.pending.size() >= static_cast<std::size_t>(m_leadIn);
         if (!reached && !entry.done)
             continue;
-        m_callbacks.streaming(reached && !entry.done);
+        m_player->setClipStreaming(reached && !entry.done);
         stamp(entry.job, "playing");
         feed(std::exchange(clip.pending, {}), clip, entry.job);
         clip.playing = true;
@@ -349,7 +350,9 @@ void TTSPipeline::feed(std::string pcm, Clip& clip, Job const& job)
         clip.odd = pcm.back();
         pcm.pop_back();
     }
-    m_callbacks.feed(std::move(pcm), job.dropStale);
+    if (!std::exchange(clip.begun, true))
+        m_callbacks.onSpeech(job, seconds(m_player->queuedSeconds()));
+    m_player->enqueuePCM(pcm, synthesisRate, job.dropStale);
 }
 
 /// False when nothing came for the whole limit.
@@ -358,13 +361,12 @@ Task<bool> TTSPipeline::waitForProgress(EntryPtr entry, std::size_t fed)
     if (entry->chunks.size() > fed || entry->done)
         co_return true;
     entry->progress.reset();
-    auto const woken = co_await withTimeout(stallLimit, waitFor(entry->progress));
+    auto const woken = co_await withTimeout(SonioxTTS::silenceLimit, waitFor(entry->progress));
     co_return woken.has_value();
 }
 
 void TTSPipeline::removeFront(EntryPtr const& entry)
 {
-    m_started.erase(entry);
     if (!m_queue.empty() && m_queue.front() == entry)
         m_queue.pop_front();
     m_queued = m_queue.size();
@@ -374,9 +376,8 @@ void TTSPipeline::cancelAll()
 {
     ++m_generation;
     for (auto const& entry : m_queue) {
-        entry->done = true;
         entry->cancelled = true;
-        entry->signal();
+        entry->giveUp();
     }
     m_queue.clear();
     m_queued = 0;
@@ -384,7 +385,6 @@ void TTSPipeline::cancelAll()
         socket->cancel();
     m_warm.clear();
     m_opening.clear();
-    m_started.clear();
 }
 
 void TTSPipeline::growLeadIn()

@@ -3,6 +3,7 @@
 #include "base/async/Task.h"
 #include "speech/ClauseTrace.h"
 #include "speech/SonioxTTS.h"
+#include "speech/TTSPlayer.h"
 
 #include <atomic>
 #include <deque>
@@ -16,8 +17,8 @@
 
 namespace lingrelay {
 
-/// Turns finished clauses into one spoken stream: in order, at most two synthesised at a time, with a socket kept warm
-/// for the next, the stale ones dropped and the voice quickened when behind.
+/// Turns finished clauses into one spoken stream for a player: in order, at most two synthesised at a time, with a
+/// socket kept warm for the next, the stale ones dropped and the voice quickened when behind.
 ///
 /// Lives on its scheduler: every member is called there, and every callback comes there and must not block. Held by
 /// shared pointers; `shutdown` before the last is dropped, or the running tasks keep it alive until they end.
@@ -33,15 +34,14 @@ public:
     struct Callbacks {
         std::function<std::string()> voice;
         std::function<double()> speed;
-        std::function<void(std::string pcm, bool dropOld)> feed; ///< 24 kHz 16-bit mono
-        std::function<bool(int seq)> isStale; ///< held, never called: staleness here is age
         std::function<void(Job const&)> onStart; ///< a clause is about to be played
+        /// The first sound of a clause goes to the player, and will be heard in `delay`.
+        std::function<void(Job const&, Duration delay)> onSpeech;
         std::function<void(std::string const& message)> onError;
-        std::function<void(bool)> streaming; ///< whether more of the current clip is to come
         ClauseTrace trace; ///< may be empty
     };
 
-    TTSPipeline(Scheduler& scheduler, Network& network, Callbacks callbacks);
+    TTSPipeline(Scheduler& scheduler, Network& network, std::shared_ptr<TTSPlayer> player, Callbacks callbacks);
 
     void enqueue(Job job);
     /// Tries to have a fresh socket ready for a clause in this language.
@@ -63,12 +63,23 @@ private:
     struct Entry {
         Job job;
         std::vector<std::string> chunks;
-        bool done = false;
+        bool started = false; ///< its synthesis was begun
+        bool done = false; ///< no more audio will come
         bool cancelled = false; ///< by cancelAll: nothing more of it is heard
         std::optional<std::string> failed;
         Event progress;
+        Event givenUp; ///< nobody waits for its audio any more, so that its synthesis ends
 
-        void signal() { progress.set(); }
+        void end()
+        {
+            done = true;
+            progress.set();
+        }
+        void giveUp()
+        {
+            end();
+            givenUp.set();
+        }
     };
     using EntryPtr = std::shared_ptr<Entry>;
     using SocketPtr = std::shared_ptr<SonioxTTS::WarmSocket>;
@@ -86,9 +97,9 @@ private:
     void note(std::deque<Instant>& times);
 
     void startGeneration(EntryPtr const& entry);
-    Task<void> generate(std::shared_ptr<TTSPipeline> self, EntryPtr entry, int generation);
-    Task<void> synthesise(EntryPtr entry, int generation);
-    Task<void> retry(EntryPtr entry, int generation, std::string message);
+    Task<void> generate(std::shared_ptr<TTSPipeline> self, EntryPtr entry);
+    Task<void> synthesise(EntryPtr entry);
+    Task<void> retry(EntryPtr entry, std::string message);
     Task<SonioxTTS::Outcome> speakOn(EntryPtr entry, SocketPtr socket);
     void finish(EntryPtr const& entry);
 
@@ -109,12 +120,13 @@ private:
     Scheduler& m_scheduler;
     Callbacks m_callbacks;
     SonioxTTS m_tts;
+    std::shared_ptr<TTSPlayer> const m_player;
     TaskGroup m_tasks;
     bool m_rushing = false;
     bool m_pumping = false;
     bool m_warmPaused = false;
-    int m_inFlight = 0;
-    int m_generation = 0; ///< raised by cancelAll; older generations end at their next check
+    int m_inFlight = 0; ///< clauses that are being synthesised
+    int m_generation = 0; ///< raised by cancelAll; warm sockets of older ones are closed when they open
     int m_leadIn = 24000; ///< bytes: 0.5 s at 24 kHz
     std::atomic<std::size_t> m_queued = 0; ///< follows m_queue
     std::deque<EntryPtr> m_queue; ///< in playing order; the first is playing or next
@@ -122,7 +134,6 @@ private:
     std::set<std::string> m_opening; ///< languages for which a warm socket is on its way
     std::deque<Instant> m_openTimes; ///< of the last minute
     std::deque<Instant> m_clauseTimes; ///< of the last minute
-    std::set<EntryPtr> m_started;
 };
 
 } // namespace lingrelay

@@ -1,6 +1,7 @@
 #include "speech/TTSPlayer.h"
 
 #include "audio/EchoGuard.h"
+#include "base/async/Lifetime.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,7 +15,9 @@ namespace {
 constexpr double keptWhenBehind = 8.0; ///< seconds
 constexpr float decay = 0.98F;
 constexpr float inaudible = 0.00001F;
-constexpr Duration reportInterval = seconds(0.1);
+constexpr Duration watchInterval = seconds(0.1);
+/// An output that asks for nothing is slow to begin, and after this time its device is away.
+constexpr Duration awayAfter = seconds(2.0);
 
 /// 5 milliseconds, at the least 48 samples.
 int rampLength(double rate) { return std::max(static_cast<int>(rate / 200), 48); }
@@ -25,13 +28,11 @@ std::shared_ptr<TTSPlayer> TTSPlayer::create(AudioOutputs& outputs, Scheduler& b
 {
     std::shared_ptr<TTSPlayer> player(new TTSPlayer(outputs, reports));
     // Posted: the system may tell while it holds what opening an output needs.
-    player->m_defaultWatch = outputs.watchDefault([weak = std::weak_ptr(player), &background] {
-        background.post([weak] {
-            auto const self = weak.lock();
-            if (self && !self->device() && self->hasOutput())
-                self->rebuild();
-        });
+    auto const changed = whileAlive(std::weak_ptr(player), [](TTSPlayer& self) {
+        if (!self.device() && self.hasOutput())
+            self.rebuild();
     });
+    player->m_defaultWatch = outputs.watchDefault([changed, &background] { background.post(changed); });
     return player;
 }
 
@@ -108,7 +109,7 @@ void TTSPlayer::teardown()
 {
     std::lock_guard const unitLock(m_unitMutex);
     m_unit.reset();
-    m_reports.stopTimer(std::exchange(m_reportTimer, 0));
+    m_reports.stopTimer(std::exchange(m_watchTimer, 0));
     dropQueue();
 }
 
@@ -131,8 +132,8 @@ void TTSPlayer::enqueuePCM(std::string_view pcm, double sourceRate, bool dropOld
         std::lock_guard const unitLock(m_unitMutex);
         if (!m_unit)
             build();
-        if (m_unit && m_reportTimer == 0 && (onUnderrun || onLevel))
-            startReports();
+        if (m_watchTimer == 0)
+            watch();
     }
     Blocks incoming;
     incoming.push_back(resample(pcm, sourceRate, rate()));
@@ -229,6 +230,7 @@ void TTSPlayer::render(float* out, std::size_t frames)
 {
     if (!out)
         return;
+    ++m_renders;
     std::lock_guard const lock(m_lock);
     bool newlyStarved = false;
     float peak = 0;
@@ -255,20 +257,39 @@ void TTSPlayer::render(float* out, std::size_t frames)
 }
 
 /// Nothing can be posted from the real-time thread, so what it counts is looked at from here, while there is sound.
-void TTSPlayer::startReports()
+void TTSPlayer::watch()
 {
-    m_reportTimer = m_reports.startTimer(nextBeat(m_reports.now(), reportInterval), [weak = weak_from_this()] {
-        auto const self = weak.lock();
-        if (!self)
-            return;
-        self->report();
-        std::lock_guard const lock(self->m_unitMutex);
-        bool const sounding = self->queuedSeconds() > 0 || self->m_clipStreaming || self->m_peak > 0;
-        bool const again = self->m_reportTimer != 0 && self->m_unit && sounding;
-        self->m_reportTimer = 0;
-        if (again)
-            self->startReports();
-    });
+    m_watchTimer = m_reports.startTimer(
+        nextBeat(m_reports.now(), watchInterval), whileAlive(weak_from_this(), [](TTSPlayer& self) { self.look(); }));
+}
+
+void TTSPlayer::look()
+{
+    report();
+    discardUnplayed();
+    std::lock_guard const lock(m_unitMutex);
+    bool const sounding = queuedSeconds() > 0 || (m_unit && (m_clipStreaming || m_peak > 0));
+    bool const again = m_watchTimer != 0 && sounding;
+    m_watchTimer = 0;
+    if (again)
+        watch();
+}
+
+/// Counts its own turns, not the clock: a program that was stopped for a while has missed no more than one.
+void TTSPlayer::discardUnplayed()
+{
+    if (auto const renders = m_renders.load(); renders != std::exchange(m_seenRenders, renders)) {
+        m_away = m_unplayed = {};
+        return;
+    }
+    m_away += watchInterval;
+    m_unplayed += watchInterval;
+    if (m_away < awayAfter)
+        return;
+    m_peak = 0;
+    std::lock_guard const lock(m_lock);
+    auto const samples = static_cast<std::size_t>(toSeconds(std::exchange(m_unplayed, {})) * m_rate);
+    dropOldest(m_queued - std::min(m_queued, samples));
 }
 
 void TTSPlayer::report()

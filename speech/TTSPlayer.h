@@ -17,7 +17,7 @@ namespace lingrelay {
 
 /// Plays speech that comes in irregular blocks to one output device: fades in after silence or a cut, decays at a
 /// sudden end, throws old audio away when speech falls behind, and tells a clip that ran dry from the silence between
-/// clips.
+/// clips. While its device is away, time goes on: what would have been heard meanwhile is not kept for the return.
 ///
 /// Any thread, except `render`, which is the output's. Owned by an engine, never replaced. Reports (`onUnderrun`,
 /// `onLevel`) come on a scheduler of their own, a tenth of a second late at most; set both before the first audio.
@@ -68,8 +68,10 @@ private:
     float next();
     bool starved() const { return m_reading == m_blocks.end(); }
     void skipEmpty();
-    void startReports();
+    void watch();
+    void look();
     void report();
+    void discardUnplayed();
 
     AudioOutputs& m_outputs;
     Scheduler& m_reports;
@@ -80,7 +82,7 @@ private:
     mutable std::mutex m_unitMutex; ///< the output itself; never taken by the render side
     std::unique_ptr<AudioOutput> m_unit;
     std::optional<std::uint32_t> m_device;
-    Scheduler::TimerId m_reportTimer = 0;
+    Scheduler::TimerId m_watchTimer = 0; ///< runs while there is sound
 
     mutable std::mutex m_lock; ///< the queue, shared with the render side; held for a time that does not grow with it
     double m_rate = 48000;
@@ -94,11 +96,15 @@ private:
     bool m_discontinuity = false;
     std::size_t m_levelTick = 0;
 
+    std::atomic<std::uint32_t> m_renders = 0;
     std::atomic<int> m_underruns = 0;
     std::atomic<std::uint32_t> m_levels = 0; ///< counts the level reports
     std::atomic<float> m_peak = 0;
-    int m_reportedUnderruns = 0; ///< of the reports alone, like the next
+    int m_reportedUnderruns = 0; ///< of the reports alone, like those that follow
     std::uint32_t m_reportedLevels = 0;
+    std::uint32_t m_seenRenders = 0;
+    Duration m_away{}; ///< how long the output has asked for nothing
+    Duration m_unplayed{}; ///< of that, what has not been discarded
 };
 
 } // namespace lingrelay

@@ -33,11 +33,11 @@ Result<std::string> summaryOf(HttpResponse const& response)
 {
     auto const body = parseJson(response.body).value_or(Json());
     if (auto summary = jsonString(body, "summary"); summary && response.status == 200)
-        return std::move(*summary);
+        return withoutControls(*summary, Breaks::kept);
     auto message = jsonString(body, "error");
     if (!message)
         message = T("Server error ", "Lỗi máy chủ ") + std::to_string(response.status);
-    return Error{Error::Kind::other, std::move(*message), response.status};
+    return Error{Error::Kind::other, withoutControls(*message, Breaks::blanks), response.status};
 }
 
 } // namespace

@@ -30,7 +30,7 @@ std::string viaBackend(Result<HttpResponse> const& response)
     auto const body = parseJson(response->body).value_or(Json());
     auto const* texts = jsonMember(body, "texts");
     bool const found = texts && texts->is_array() && !texts->empty() && texts->front().is_string();
-    return found ? texts->front().get<std::string>() : std::string();
+    return found ? withoutControls(texts->front().get_ref<std::string const&>(), Breaks::kept) : std::string();
 }
 
 HttpRequest publicRequest(std::string const& text, std::string const& from, std::string const& to)
@@ -64,7 +64,7 @@ Result<std::string> viaPublicService(HttpResponse const& response)
         if (segment.is_array() && !segment.empty() && segment.front().is_string())
             text += segment.front().get_ref<std::string const&>();
     }
-    return text;
+    return withoutControls(text, Breaks::kept);
 }
 
 } // namespace

@@ -188,6 +188,80 @@ TEST_F(HostedSessionTest, aLateAnswerOfAnEarlierSessionChangesNothing)
     EXPECT_EQ(calls.at(0).second["seconds"], 60);
 }
 
+TEST_F(HostedSessionTest, startsAtOnceOpenOneSessionAndAnEndMeanwhileEndsIt)
+{
+    auto const answerSoon = m_world.network.onExchange;
+    m_world.network.onExchange = [&](SimExchange const& exchange) {
+        m_world.main.startTimer(m_world.time.now() + seconds(0.5), [answerSoon, exchange] { answerSoon(exchange); });
+    };
+    Json const opened{{"session_id", "a"}, {"stt_key", "k"}, {"tts_key", "k"}};
+    auto const paths = [this] {
+        std::string text;
+        for (auto const& [path, body] : std::exchange(calls, {}))
+            text += path.substr(path.rfind('/') + 1) + body.value("session_id", "") + " ";
+        return text;
+    };
+    answer(opened);
+    begin();
+    begin();
+    wait(1);
+    EXPECT_TRUE(!failure && m_hosted.active());
+    EXPECT_EQ(paths(), "start ");
+    m_hosted.end();
+    wait(1);
+    EXPECT_EQ(paths(), "enda ");
+
+    answer(opened);
+    begin();
+    m_hosted.end();
+    wait(2);
+    EXPECT_EQ(failure->code, "ended");
+    EXPECT_EQ(paths(), "start enda ");
+    answer(opened);
+    begin();
+    m_hosted.end();
+    begin();
+    wait(1);
+    EXPECT_TRUE(!failure && m_hosted.active()) << "wanted after all";
+    m_hosted.end();
+    wait(1);
+    paths();
+
+    answer(opened);
+    begin();
+    m_tasks.cancel(); // nobody waits for it any more
+    wait(2);
+    EXPECT_EQ(paths(), "start enda ");
+    EXPECT_TRUE(!m_hosted.active() && m_hosted.idle());
+}
+
+TEST_F(HostedSessionTest, aTickUnderWayIsReportedBeforeTheEndAndMovesNothingAfterIt)
+{
+    int exhausted = 0;
+    m_hosted.onExhausted = [&] { ++exhausted; };
+    start();
+    wait(59.8);
+    answers.push_back(Error{Error::Kind::timedOut, ""});
+    answers.push_back(Error{Error::Kind::timedOut, ""});
+    wait(0.15); // the first of its two attempts has failed
+    m_hosted.end();
+    wait(2);
+    ASSERT_EQ(calls.size(), 4U);
+    EXPECT_EQ(calls[2].first, "/v1/pro/session/tick");
+    EXPECT_EQ(calls[3].first, "/v1/pro/session/end");
+    EXPECT_EQ(calls[3].second["seconds"], 60) << "what the tick could not report";
+
+    start();
+    m_world.network.onExchange = [](SimExchange const& exchange) {
+        exchange.answer(HttpResponse{200, {}, R"({"stop":true,"stt_key":"late","tts_key":"late"})"}, seconds(5));
+    };
+    wait(60);
+    m_hosted.end();
+    wait(20);
+    EXPECT_EQ(exhausted, 0);
+    EXPECT_EQ(m_hosted.sttKey(), "stt-1");
+}
+
 TEST_F(HostedSessionTest, aSilentBackendIsAskedAnewAfterEightSecondsAndThenGivenUp)
 {
     int asked = 0;

@@ -118,6 +118,16 @@ TEST_F(FoldingTest, malformedMessagesChangeNothing)
     EXPECT_EQ(fold({}), (Said{"o kept"}));
 }
 
+TEST_F(FoldingTest, controlCharactersEndWhereTextEnters)
+{
+    auto spoken = token("\x1B]0;title\x07 two\nlines\r\nand\ta tab.");
+    spoken["speaker"] = "\x1B[2J1";
+    EXPECT_EQ(fold({spoken, translated("\u009B31mÀ\u00A0\x7F")}),
+        (Said{"o ]0;title two lines and a tab.", "t 31mÀ\u00A0", "o! ]0;title two lines and a tab."}));
+    EXPECT_EQ(m_stream->lastSpeaker(), "[2J1");
+    EXPECT_EQ(foldText(R"({"error_code":1,"error_message":"\u001b[2Jbad"})"), (Said{"error Speech service: 1 [2Jbad"}));
+}
+
 TEST_F(FoldingTest, anErrorMessageIsToldAndFoldsNothing)
 {
     EXPECT_EQ(foldText(R"({"error_code":408,"error_message":"Input too slow","tokens":[{"text":"x."}]})"),

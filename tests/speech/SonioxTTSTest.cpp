@@ -151,15 +151,23 @@ TEST_F(SonioxTTSTest, theSpeedIsClampedOnTheWireOnly)
     }
 }
 
-TEST_F(SonioxTTSTest, aServiceThatNeverAnswersTheConnectFailsAfterFifteenSeconds)
+TEST_F(SonioxTTSTest, aServiceThatNeverAnswersFailsAfterFifteenSecondsAndOneThatFallsSilentAfterTwentyFive)
 {
+    auto const failsAfter = [this](double limit) {
+        m_world.time.advance(seconds(limit - 0.2));
+        EXPECT_FALSE(ended);
+        m_world.time.advance(seconds(0.2));
+        EXPECT_TRUE(ended && outcome && outcome->kind == Error::Kind::timedOut) << limit;
+        EXPECT_TRUE(peer().gone);
+    };
+    stream("answers no text");
+    failsAfter(15);
+    stream("falls silent");
+    answer(audio("ab"));
+    failsAfter(25);
     m_world.network.onConnect = [](SimPeer&) {};
-    stream("x");
-    m_world.time.advance(seconds(14.8));
-    EXPECT_FALSE(ended);
-    m_world.time.advance(seconds(0.2));
-    ASSERT_TRUE(ended && outcome);
-    EXPECT_EQ(outcome->kind, Error::Kind::timedOut);
+    stream("answers no connect");
+    failsAfter(15);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "speech/TTSPlayer.h"
-#include "base/Registry.h"
 #include "audio/EchoGuard.h"
+#include "base/Registry.h"
 #include "platform/sim/SimAudio.h"
 #include "platform/sim/VirtualTime.h"
 #include "tests/support/RealtimeGuard.h"
@@ -144,6 +144,25 @@ TEST_F(TTSPlayerTest, withoutADeviceItStaysSilentAndBounded)
     EXPECT_NEAR(m_player->queuedSeconds(), 1, 1e-3) << "what waited was made for another rate";
     m_player->teardown();
     EXPECT_EQ(m_player->queuedSeconds(), 0);
+}
+
+TEST_F(TTSPlayerTest, whatADeviceThatIsAwayWouldHavePlayedIsNotKeptForItsReturn)
+{
+    openAt(24000);
+    m_player->enqueuePCM(pcm(24000 * 30, 1), 24000, false);
+    m_time.advance(seconds(1.9));
+    EXPECT_NEAR(m_player->queuedSeconds(), 30, 0.01) << "an output may be slow to begin";
+    m_time.advance(seconds(18.1));
+    EXPECT_NEAR(m_player->queuedSeconds(), 10, 0.11);
+    m_outputs.pull(2400);
+    m_time.advance(seconds(1));
+    EXPECT_NEAR(m_player->queuedSeconds(), 9.9, 0.11) << "it is there again";
+    m_outputs.defaultDevice = 0;
+    m_player->rebuild();
+    m_player->enqueuePCM(pcm(24000 * 30, 1), 24000, false);
+    m_time.advance(seconds(31));
+    EXPECT_EQ(m_player->queuedSeconds(), 0);
+    EXPECT_TRUE(m_time.idle());
 }
 
 TEST_F(TTSPlayerTest, holdsTheEchoGuardForWhatIsQueued)

@@ -20,7 +20,7 @@ public:
         std::size_t blockBytes = 4800; ///< 0.1 s
         char fill = '\0'; ///< every byte of the audio
         std::string error{}; ///< instead of audio
-        bool silent = false; ///< never answers
+        bool silent = false; ///< says nothing after the blocks
         bool drop = false; ///< breaks off after the blocks
     };
 
@@ -50,8 +50,6 @@ private:
     {
         texts.push_back(text);
         auto const plan = this->plan(text, ++attempts[text]);
-        if (plan.silent)
-            return;
         if (!plan.error.empty())
             return peer.sendText(jsonText({{"error_code", 429}, {"error_message", plan.error}}), seconds(plan.delay));
         mostSpeaking = std::max(mostSpeaking, ++speaking);
@@ -63,7 +61,7 @@ private:
             peer.sendText(jsonText({{"audio", encodeBase64(block)}}), seconds(at));
         if (plan.drop)
             peer.drop(seconds(at));
-        else
+        else if (!plan.silent)
             peer.sendText(R"({"audio_end":true,"terminated":true})", seconds(at));
         m_world.main.startTimer(m_world.time.now() + seconds(at), [this] { --speaking; });
     }
