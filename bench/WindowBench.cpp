@@ -6,8 +6,8 @@
 #include "bench/Rows.h"
 #include "bench/SampleArchive.h"
 #include "config/L10n.h"
-#include "model/AppModel.h"
 #include "desktop/FloatingCaptions.h"
+#include "model/AppModel.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"
 #include "platform/linux/qt/QtPanelWindow.h"
@@ -69,9 +69,10 @@ public:
         std::lock_guard const lock(m_mutex);
         std::sort(m_times.begin(), m_times.end());
         auto const late = m_times.end() - std::upper_bound(m_times.begin(), m_times.end(), frame);
-        auto const at = [this](double part) {
-            return m_times.empty() ? 0
-                                   : m_times[static_cast<std::size_t>(part * static_cast<double>(m_times.size() - 1))];
+        auto const at = [this](double quantile) {
+            return m_times.empty()
+                ? 0
+                : m_times[static_cast<std::size_t>(quantile * static_cast<double>(m_times.size() - 1))];
         };
         fmt::print("{:36} {:7.2f} {:7.2f} {:7.2f} {:7} of {}\n", name, at(0.5), at(0.99), at(1), late, m_times.size());
         std::fflush(stdout);

@@ -5,6 +5,12 @@ target_compile_options(lingrelay_options INTERFACE -Wall -Wextra -Wpedantic
     $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Woverloaded-virtual -Werror=return-type)
 target_include_directories(lingrelay_options INTERFACE ${CMAKE_SOURCE_DIR})
 
+# On in our presets alone: what another compiler warns of must not keep anybody from building.
+option(LINGRELAY_WARNINGS_ARE_ERRORS "End the build at a warning" OFF)
+if(LINGRELAY_WARNINGS_ARE_ERRORS)
+    target_compile_options(lingrelay_options INTERFACE -Werror)
+endif()
+
 # GCC 12 warns falsely about std::string inside inlined coroutines and variants.
 target_compile_options(lingrelay_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized -Wno-dangling-pointer -Wno-stringop-overflow>)
