@@ -393,6 +393,10 @@ int PipeWireConnection::onProperty(
         metadata.values[{subject, key}] = {type ? type : "", value};
     else
         metadata.values.erase({subject, key});
+    if (auto& self = *metadata.connection; key && &metadata == &self.m_defaults) {
+        auto const told = value ? std::optional(MetadataValue{type ? type : "", value}) : std::nullopt;
+        self.each([&](Member& member) { member.told(subject, key, told); });
+    }
     metadata.connection->noteChange();
     return 0;
 }

@@ -44,6 +44,11 @@ public:
         virtual void disconnected() { } ///< the server is gone: destroy all of it
         virtual void changed() { } ///< the mirror or the metadata; several changes at once
         virtual void tick() { } ///< four times a second
+        /// Each value of the session manager's metadata as it comes, nothing when it is removed.
+        virtual void told(
+            std::uint32_t /*subject*/, std::string const& /*key*/, std::optional<MetadataValue> const& /*value*/)
+        {
+        }
 
     protected:
         ~Member() = default;

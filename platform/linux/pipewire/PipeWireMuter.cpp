@@ -17,7 +17,7 @@ constexpr std::string_view sinkPrefix = "lingrelay.mute.";
 constexpr char const* targetKey = "target.object";
 /// What an older session manager has remembered of a program. A newer one puts that into the target itself.
 constexpr char const* rememberedKey = "target.node";
-constexpr std::string_view follows = "-1"; ///< a target that is the default
+constexpr std::string_view followsDefault = "-1"; ///< a target that is the default
 constexpr double sinkLimit = 1.0; ///< seconds until the sink is there
 constexpr double leaveLimit = 0.5; ///< seconds until the streams have left it
 constexpr Duration echoLimit = seconds(0.5); ///< until a move is asked for again
@@ -72,7 +72,7 @@ public:
 private:
     struct Moved {
         std::string serial; ///< the stream's; a number is given to others later
-        std::optional<Value> before;
+        Before before;
         Instant asked{};
         bool seen = false; ///< the server has told that it is in the sink
         bool sure = false; ///< all that is told of the stream has been read
@@ -86,7 +86,9 @@ private:
     void disconnected() override;
     void changed() override;
     void tick() override;
+    void told(std::uint32_t subject, std::string const& key, std::optional<Value> const& value) override;
     void move(PipeWireConnection::Object const& stream);
+    void noteBefore(std::uint32_t stream, Moved& moved, std::optional<Value> const& target);
     void lend(std::uint32_t stream, Moved& moved);
     void holdFor(std::uint32_t stream, std::optional<Value> const& target);
     void keepRemembered();
@@ -165,10 +167,10 @@ PipeWireMuter::Sink::~Sink()
         if (now && now->value == m_name)
             left[stream] = moved.before;
         else if (!moved.seen) // the move may still be on its way, and comes before this
-            left[stream] = now && isMuteSink(now->value) ? moved.before : now;
+            left[stream] = now && isMuteSink(now->value) ? moved.before : Before{now, moved.before.follows};
     }
-    for (auto const& [stream, target] : left)
-        holdFor(stream, target);
+    for (auto const& [stream, before] : left)
+        holdFor(stream, before.target);
     giveBack(m_connection, left);
     // A sink that went first would have the session manager move each of them twice.
     if (!m_moved.empty())
@@ -287,27 +289,48 @@ void PipeWireMuter::Sink::move(PipeWireConnection::Object const& stream)
     // Another instance silences it, and knows where it belongs. If that is dead, then its guard knows, for a while.
     if (now && isMuteSink(now->value))
         return;
-    // It has been asked for. What somebody else has asked for at about that time can have hidden the answer.
-    bool const asked = known != m_moved.end() && !known->second.seen && Clock::now() - known->second.asked < echoLimit;
-    if (asked && now == known->second.before)
+    // It has been asked for. What somebody else has asked for right after it can have hidden the answer.
+    if (known != m_moved.end() && !known->second.seen && Clock::now() - known->second.asked < echoLimit)
         return;
-    m_guard.note({{"stream", stream.id}, {"target", now ? Json(now->value) : Json()}, {"type", now ? now->type : ""}});
+    bool const again = known != m_moved.end();
     auto& moved = m_moved[stream.id];
-    moved = {stream.get(PW_KEY_OBJECT_SERIAL), std::move(now), asked ? moved.asked : Clock::now(), false, false,
-        moved.remembered, moved.lent};
-    if (!asked) {
-        Value const sink{"Spa:String", m_name};
-        holdFor(stream.id, sink);
-        m_connection.setMetadata(stream.id, targetKey, sink);
-    }
-    lend(stream.id, moved);
+    moved.serial = stream.get(PW_KEY_OBJECT_SERIAL);
+    moved.asked = Clock::now();
+    moved.seen = moved.sure = false;
+    if (!again)
+        moved.before.follows = PipeWireMuter::follows(m_connection, stream.id);
+    Value const sink{"Spa:String", m_name};
+    holdFor(stream.id, sink);
+    m_connection.setMetadata(stream.id, targetKey, sink);
+    noteBefore(stream.id, moved, now);
+}
+
+/// Of several values that come at once, the mirror shows the last alone. A target that another one has set at about the
+/// time of the move, such as a session manager that remembers a new program's device, is where the stream belongs.
+void PipeWireMuter::Sink::told(std::uint32_t subject, std::string const& key, std::optional<Value> const& value)
+{
+    auto const found = m_moved.find(subject);
+    if (found == m_moved.end() || key != targetKey || found->second.seen)
+        return;
+    if (value && value->value == m_name)
+        found->second.seen = true;
+    else if (!(value && isMuteSink(value->value)) && value != found->second.before.target)
+        noteBefore(subject, found->second, value);
+}
+
+void PipeWireMuter::Sink::noteBefore(std::uint32_t stream, Moved& moved, std::optional<Value> const& target)
+{
+    moved.before.target = target;
+    m_guard.note({{"stream", stream}, {"target", target ? Json(target->value) : Json()},
+        {"type", target ? target->type : ""}, {"follows", moved.before.follows}});
+    lend(stream, moved);
 }
 
 /// For the session manager the sink is what the user has chosen, and the program's own device is forgotten with it.
 /// Named in the place that counts less, that is remembered, and the stream stays in the sink.
 void PipeWireMuter::Sink::lend(std::uint32_t stream, Moved& moved)
 {
-    auto const* const device = chosenOutput(m_connection, moved.before);
+    auto const* const device = chosenOutput(m_connection, moved.before.target);
     if (device) {
         moved.remembered = std::to_string(device->id);
         remember(m_connection, stream, {"Spa:Id", moved.remembered});
@@ -344,7 +367,7 @@ PipeWireConnection::Object const* PipeWireMuter::Sink::deviceOf(
     std::uint32_t stream, std::optional<Value> const& target) const
 {
     auto const remembered = m_connection.metadata(stream, rememberedKey);
-    if (!target && remembered && remembered->value != follows)
+    if (!target && remembered && remembered->value != followsDefault)
         return m_connection.find(static_cast<std::uint32_t>(std::atoi(remembered->value.c_str())));
     auto const* const object = m_connection.find(stream);
     auto const name = target ? target->value : object && !remembered ? object->get(targetKey) : "";
@@ -388,20 +411,31 @@ std::variant<std::unique_ptr<SoundMuter::Silence>, SoundMuter::Failure> PipeWire
     return std::unique_ptr<Silence>(std::move(sink));
 }
 
+bool PipeWireMuter::follows(PipeWireConnection const& connection, std::uint32_t stream)
+{
+    auto const remembered = connection.metadata(stream, rememberedKey);
+    return remembered && remembered->value == followsDefault;
+}
+
 void PipeWireMuter::giveBack(PipeWireConnection& connection, Targets const& targets)
 {
-    std::set<std::uint32_t> lent;
-    for (auto const& [stream, target] : targets) {
-        auto const* const device = chosenOutput(connection, target);
+    std::set<std::uint32_t> ended;
+    for (auto const& [stream, before] : targets) {
+        auto const* const device = chosenOutput(connection, before.target);
         auto const remembered = connection.metadata(stream, rememberedKey);
-        if (device && remembered && remembered->value == std::to_string(device->id)) {
+        // What has been lent ends. So does the default, on which session managers pin a program with a device of its
+        // own that has been there for want of the mute sink.
+        bool const ends = remembered
+            && (device ? remembered->value == std::to_string(device->id)
+                       : follows(connection, stream) && !before.follows);
+        if (ends) {
             connection.setMetadata(stream, rememberedKey, {});
-            lent.insert(stream);
+            ended.insert(stream);
         }
-        connection.setMetadata(stream, targetKey, target);
+        connection.setMetadata(stream, targetKey, before.target);
     }
     if (!targets.empty())
-        keepRemembered(connection, lent);
+        keepRemembered(connection, ended);
 }
 
 void PipeWireMuter::keepRemembered(PipeWireConnection& connection, std::set<std::uint32_t> const& except)
@@ -409,8 +443,8 @@ void PipeWireMuter::keepRemembered(PipeWireConnection& connection, std::set<std:
     std::map<std::uint32_t, Value> remembered;
     for (auto const& [key, value] : connection.metadata()) {
         auto const* const stream = connection.find(key.first);
-        if (key.second != rememberedKey || value.value == follows || !stream || !connection.foreignStream(*stream)
-            || except.contains(key.first))
+        if (key.second != rememberedKey || value.value == followsDefault || !stream
+            || !connection.foreignStream(*stream) || except.contains(key.first))
             continue;
         // A number, which can be another object's by now.
         auto const* const device = connection.find(static_cast<std::uint32_t>(std::atoi(value.value.c_str())));

@@ -21,9 +21,14 @@ public:
 
     /// The sink of any instance of the program, by node name.
     static bool isMuteSink(std::string_view nodeName);
-    /// By stream: its target before it was muted.
-    using Targets = std::map<std::uint32_t, std::optional<PipeWireConnection::MetadataValue>>;
+    /// Where a stream belonged before it was muted.
+    struct Before {
+        std::optional<PipeWireConnection::MetadataValue> target;
+        bool follows = false; ///< the default, whatever device it asks for itself
+    };
+    using Targets = std::map<std::uint32_t, Before>; ///< by stream
     static void giveBack(PipeWireConnection& connection, Targets const& targets);
+    static bool follows(PipeWireConnection const& connection, std::uint32_t stream);
 
 private:
     class Sink;

@@ -5,6 +5,7 @@
 #include "platform/linux/pipewire/PipeWireDevices.h"
 #include "platform/linux/pipewire/PipeWireMuter.h"
 
+#include <algorithm>
 #include <iostream>
 #include <map>
 #include <string>
@@ -19,6 +20,7 @@ using Value = PipeWireConnection::MetadataValue;
 
 /// For a server that hangs, or comes back. Later the next launch sees to the default input.
 constexpr Duration patience = seconds(60);
+constexpr double pinTime = 0.5; ///< seconds for the session manager to have followed the end of the sink
 
 struct Changes {
     std::string sink;
@@ -27,7 +29,7 @@ struct Changes {
 
     void take(Json const& change);
     bool any() const { return !sink.empty() || !input.empty(); }
-    void putBack(PipeWireConnection& connection) const;
+    PipeWireMuter::Targets putBack(PipeWireConnection& connection) const; ///< what has been in the sink
 };
 
 void Changes::take(Json const& change)
@@ -39,13 +41,14 @@ void Changes::take(Json const& change)
     if (auto const stream = jsonInteger(change, "stream")) {
         auto const target = jsonString(change, "target");
         streams[static_cast<std::uint32_t>(*stream)]
-            = target ? std::optional(Value{jsonString(change, "type").value_or(""), *target}) : std::nullopt;
+            = {target ? std::optional(Value{jsonString(change, "type").value_or(""), *target}) : std::nullopt,
+                jsonBool(change, "follows").value_or(false)};
     }
     if (change.contains("input"))
         input = jsonString(change, "input").value_or("");
 }
 
-void Changes::putBack(PipeWireConnection& connection) const
+PipeWireMuter::Targets Changes::putBack(PipeWireConnection& connection) const
 {
     // A number may belong to another stream by now; the sink's name tells.
     PipeWireMuter::Targets left;
@@ -53,9 +56,24 @@ void Changes::putBack(PipeWireConnection& connection) const
         if (key.second != "target.object" || sink.empty() || value.value != sink)
             continue;
         auto const before = streams.find(key.first);
-        left[key.first] = before == streams.end() ? std::nullopt : before->second;
+        left[key.first] = before == streams.end() ? PipeWireMuter::Before{} : before->second;
     }
     PipeWireMuter::giveBack(connection, left);
+    connection.sync();
+    return left;
+}
+
+/// A session manager that missed the sink before the streams were given back can still pin them on the default, which
+/// ends what they ask for themselves.
+void endPins(PipeWireConnection& connection, PipeWireMuter::Targets const& streams)
+{
+    auto const pinned
+        = [&](auto const& entry) { return !entry.second.follows && PipeWireMuter::follows(connection, entry.first); };
+    connection.waitUntil(pinTime, [&] { return std::any_of(streams.begin(), streams.end(), pinned); });
+    for (auto const& entry : streams) {
+        if (pinned(entry))
+            connection.setMetadata(entry.first, "target.node", {});
+    }
     connection.sync();
 }
 
@@ -86,11 +104,13 @@ int main()
     PipeWireConnection::Lock const lock(connection);
     if (!waitFor(connection, limit, [&] { return connection.connected() && connection.managed(); }))
         return 0;
-    changes.putBack(connection);
-    if (changes.input.empty())
-        return 0;
-    SoundGuard none({});
-    PipeWireDevices devices(connection, none, changes.input);
-    waitFor(connection, limit, [&] { return devices.settled(); });
+    auto const streams = changes.putBack(connection);
+    if (!changes.input.empty()) {
+        SoundGuard none({});
+        PipeWireDevices devices(connection, none, changes.input);
+        waitFor(connection, limit, [&] { return devices.settled(); });
+    }
+    if (!streams.empty())
+        endPins(connection, streams);
     return 0;
 }
