@@ -11,7 +11,7 @@ Templates.Popup {
 
     readonly property var shown: search.length === 0 ? combo.model : Choices.holding(combo.model, search.text)
     readonly property real wanted: Math.min(content.implicitHeight + 2 * padding, Theme.popupHeight)
-    readonly property real textWidth: combo.model.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text + (entry.mark ?? ""))), 0)
+    property real textWidth ///< of the widest entry; dozens are measured only when they are to be seen
     property bool above
     property int back ///< the reason for the focus to return: the ring shows again when it was there
 
@@ -29,6 +29,7 @@ Templates.Popup {
     closePolicy: Templates.Popup.CloseOnEscape | Templates.Popup.CloseOnPressOutsideParent
     onAboutToShow: {
         search.clear();
+        textWidth = combo.model.reduce((most, entry) => Math.max(most, metrics.advanceWidth(entry.text + (entry.mark ?? ""))), 0);
         const below = combo.Window.height - combo.mapToItem(null, 0, combo.height).y;
         above = below < wanted && combo.Window.height - combo.height - below > wanted;
         back = combo.visualFocus ? Qt.TabFocusReason : Qt.PopupFocusReason;

@@ -107,22 +107,27 @@ Card {
                 awake: card.lane.outAwake
             }
         }
-        ColumnLayout {
+        // Texts that can be marked take long to make, and most windows open without words.
+        Loader {
             Layout.fillWidth: true
-            spacing: Theme.space1
-            visible: card.lane.source.length + card.lane.translated.length > 0
+            visible: active
+            active: card.lane.source.length + card.lane.translated.length > 0
 
-            SelectableText {
-                Layout.fillWidth: true
-                visible: text.length > 0
-                text: card.lane.source
-                color: Theme.secondary
-            }
-            SelectableText {
-                Layout.fillWidth: true
-                visible: text.length > 0
-                kind: Label.Row
-                text: card.lane.translated
+            sourceComponent: ColumnLayout {
+                spacing: Theme.space1
+
+                SelectableText {
+                    Layout.fillWidth: true
+                    visible: text.length > 0
+                    text: card.lane.source
+                    color: Theme.secondary
+                }
+                SelectableText {
+                    Layout.fillWidth: true
+                    visible: text.length > 0
+                    kind: Label.Row
+                    text: card.lane.translated
+                }
             }
         }
     }

@@ -32,6 +32,8 @@ Rectangle {
                 text: modelData.text
                 iconName: modelData.icon
                 selected: Sections.current === modelData.value
+                onSelectedChanged: if (selected) list.chosen = this
+                Component.onCompleted: if (selected) list.chosen = this
                 onClicked: Sections.current = modelData.value
                 onStepped: by => Sections.step(by)
             }
@@ -63,16 +65,47 @@ Rectangle {
                 font.weight: Theme.weightStrong
             }
         }
-        Group {
-            title: T("Session", "Phiên dịch")
-            sections: Sections.session
-        }
-        Group {
-            title: T("Settings", "Cài đặt")
-            sections: Sections.settings
-        }
-        Item {
+        // On a low window the sections scroll, and the run button stays.
+        Flickable {
+            id: list
+
+            property Item chosen ///< row
+
+            function reveal() {
+                const top = chosen ? chosen.mapToItem(contentItem, 0, 0).y : 0;
+                if (chosen && height > 0)
+                    contentY = Math.max(0, Math.min(top, Math.max(contentY, top + chosen.height - height)));
+            }
+
+            Layout.fillWidth: true
             Layout.fillHeight: true
+            onChosenChanged: reveal()
+            onHeightChanged: reveal()
+            onContentHeightChanged: Qt.callLater(reveal)
+            contentHeight: groups.implicitHeight
+            interactive: contentHeight > height
+            clip: interactive // or the rings of rows would be cut
+            boundsBehavior: Flickable.StopAtBounds
+            ScrollBar.vertical: ScrollBar {
+            }
+
+            ColumnLayout {
+                id: groups
+
+                width: list.width
+                spacing: Theme.space4
+
+                Group {
+                    Layout.fillWidth: true
+                    title: T("Session", "Phiên dịch")
+                    sections: Sections.session
+                }
+                Group {
+                    Layout.fillWidth: true
+                    title: T("Settings", "Cài đặt")
+                    sections: Sections.settings
+                }
+            }
         }
         StartButton {
             Layout.fillWidth: true

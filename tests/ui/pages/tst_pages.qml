@@ -280,6 +280,17 @@ ViewCase {
         }
         window.destroy();
     }
+    function test_theRunButtonStaysOnALowWindow() {
+        const window = openWindow({ width: 800, minimumHeight: 0, height: 440 });
+        const button = find(window.contentItem, item => item instanceof StartButton);
+        verify(place(button, window.contentItem).bottom <= 440);
+        for (const name of ["about", "dashboard"]) {
+            Sections.current = name;
+            const row = find(window.contentItem, item => item instanceof SidebarRow && item.selected);
+            tryVerify(() => place(row, window.contentItem).bottom <= place(button, window.contentItem).top && place(row, window.contentItem).top > 40);
+        }
+        window.destroy();
+    }
     function test_aQuestionIsAnsweredOnce() {
         const window = openWindow();
         const button = name => find(window.Templates.Overlay.overlay, item => item instanceof Button && item.text === name);
