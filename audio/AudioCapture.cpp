@@ -32,7 +32,8 @@ public:
     void open(SystemAudio& system)
     {
         std::lock_guard const lock(m_inputMutex);
-        m_input = system.open(*this);
+        if (!m_ended)
+            m_input = system.open(*this);
     }
     /// Waits for a call that is in progress, and for a close on another thread.
     void close()
@@ -157,9 +158,14 @@ AudioCapture::~AudioCapture()
 void AudioCapture::start()
 {
     stop();
+    std::erase_if(m_closing, [](auto const& run) { return run.expired(); });
     m_run = std::make_shared<Run>(*this);
     m_run->startWatchdog();
-    m_run->open(m_system);
+    auto open = [run = m_run, &system = m_system] { run->open(system); };
+    if (m_closing.empty())
+        open();
+    else
+        m_background.post(std::move(open)); // behind the close
 }
 
 void AudioCapture::stop()
@@ -167,7 +173,6 @@ void AudioCapture::stop()
     if (!m_run)
         return;
     m_run->end();
-    std::erase_if(m_closing, [](auto const& run) { return run.expired(); });
     m_closing.push_back(m_run);
     m_background.post([run = std::exchange(m_run, {})] { run->close(); });
 }

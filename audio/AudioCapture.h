@@ -13,8 +13,9 @@ namespace lingrelay {
 /// and not loudness. After a loss the sound comes again by itself.
 ///
 /// Main. `onPCM` is called on the capture's thread, `onError` and `onRecovered` there or on `background`, all possibly
-/// once more while `stop` returns. Captures are closed on `background`, which can take as long as such a call; the
-/// destructor sees to it that all are. What it is made of outlives it.
+/// once more while `stop` returns. Captures are closed on `background`, which can take as long as such a call, and the
+/// next one is opened behind that, so that two never call at once. The destructor sees to it that all are closed. What
+/// it is made of outlives it.
 class AudioCapture final : public AudioSource {
 public:
     AudioCapture(SystemAudio& system, Scheduler& background) : m_system(system), m_background(background) { }

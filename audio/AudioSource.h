@@ -29,7 +29,12 @@ public:
 /// The user's voice.
 class Microphone : public AudioSource {
 public:
-    /// Nothing means the system's default. A running microphone goes over to the new device at once.
+    /// A block of sound was held back, because the microphone is muted or hears a translation; on the thread of
+    /// `onPCM`. Set before the first start.
+    std::function<void()> onHeldBack;
+
+    /// Nothing means the system's default. A microphone that runs, or that could not be started, goes over to the new
+    /// device at once.
     virtual void setInputDevice(std::optional<std::uint32_t> device) = 0;
     /// A muted microphone goes on running and hands over nothing.
     virtual void setMuted(bool muted) = 0;

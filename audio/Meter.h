@@ -7,7 +7,7 @@ namespace lingrelay {
 /// Turns 16-bit PCM into a level for the interface and the echo guard. One thread at a time.
 class Meter {
 public:
-    /// The level after this buffer, 0 to 1. Every fourth sample is looked at.
+    /// The level after this buffer, 0 to 1. Every fourth sample is looked at. An empty buffer is silence.
     double feed(std::string_view pcm);
 
 private:

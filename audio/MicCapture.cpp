@@ -1,9 +1,9 @@
 #include "audio/MicCapture.h"
 
+#include "audio/EchoGuard.h"
 #include "audio/PcmConversion.h"
 #include "audio/Resampler.h"
 #include "config/L10n.h"
-#include "audio/EchoGuard.h"
 
 #include <cmath>
 #include <vector>
@@ -28,8 +28,11 @@ public:
 
     void receive(std::span<float const> samples) override
     {
-        if (m_mic.m_muted || EchoGuard::shared().blocks())
+        if (m_mic.m_muted || EchoGuard::shared().blocks()) {
+            if (m_mic.onHeldBack)
+                m_mic.onHeldBack();
             return;
+        }
         m_mono.clear();
         for (std::size_t frame = 0; frame + m_channels <= samples.size(); frame += m_channels) {
             float sum = 0;
@@ -78,7 +81,7 @@ MicCapture::~MicCapture()
 void MicCapture::setInputDevice(std::optional<std::uint32_t> device)
 {
     m_inputDeviceID = device;
-    if (!m_running)
+    if (!m_running && !m_waiting)
         return;
     teardown();
     start();

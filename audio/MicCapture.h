@@ -14,7 +14,7 @@ namespace lingrelay {
 /// the echo guard blocks. Without a chosen device it follows the default input, also to the first that appears when
 /// there was none at the start.
 ///
-/// Main. `onPCM`, `onError` and `onRecovered` are called on the input's thread, the last two on main too.
+/// Main. `onPCM`, `onHeldBack`, `onError` and `onRecovered` are called on the input's thread, the last two on main too.
 class MicCapture final : public Microphone {
 public:
     MicCapture(AudioInputs& inputs, Scheduler& main);

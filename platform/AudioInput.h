@@ -45,8 +45,8 @@ class AudioInputs {
 public:
     virtual ~AudioInputs() = default;
 
-    /// What a device delivers. `device` is the system's id; nothing means the default input of the moment. Nothing
-    /// comes back for a device that cannot be had.
+    /// What a device delivers. `device` is the system's id; nothing means the default input of the moment, unless that
+    /// is the virtual microphone. Nothing comes back for a device that cannot be had.
     virtual std::optional<AudioFormat> format(std::optional<std::uint32_t> device) = 0;
     /// Blocks of exactly `blockFrames` frames in `format` go to `receiver`, which outlives the input. An input of a
     /// device stays with it: one that vanishes is silent until it is back.

@@ -32,7 +32,8 @@ public:
     virtual ~AudioOutputs() = default;
 
     /// Starts pulling from `renderer`, which outlives the output. Null when the device cannot be had. `device` is
-    /// the system's id; nothing means the default output of the moment.
+    /// the system's id; nothing means the default output, or the first other one while that is the virtual microphone:
+    /// what the user is to hear never goes into a call.
     virtual std::unique_ptr<AudioOutput> open(std::optional<std::uint32_t> device, AudioRenderer& renderer) = 0;
 
     /// Calls `changed` on a thread of its choice whenever the default output changes, while the token lives.

@@ -245,7 +245,7 @@ public:
 private:
     Slot const* find(std::optional<Id> device) const
     {
-        auto const id = device ? device : m_server.defaultInput();
+        auto const id = device ? device : m_server.followed(m_server.defaultInput(), {});
         auto const* slot = id ? m_server.present(*id) : nullptr;
         return slot && slot->device.inputChannels > 0 ? slot : nullptr;
     }
@@ -258,7 +258,8 @@ public:
     explicit Outputs(SimSoundServer& server) : m_server(server) { }
     std::unique_ptr<AudioOutput> open(std::optional<Id> device, AudioRenderer& renderer) override
     {
-        auto const id = device ? device : m_server.defaultOutput();
+        auto const id
+            = device ? device : m_server.followed(m_server.defaultOutput(), m_server.list(&Device::outputChannels));
         auto const* slot = id ? m_server.present(*id) : nullptr;
         if (!slot || slot->device.outputChannels == 0 || slot->refusal)
             return nullptr;
@@ -526,6 +527,16 @@ std::optional<SimSoundServer::Id> SimSoundServer::current(std::optional<Id> chos
         return chosen;
     auto const all = list(channels);
     return all.empty() ? std::nullopt : std::optional(all.front().id);
+}
+
+std::optional<SimSoundServer::Id> SimSoundServer::followed(
+    std::optional<Id> standard, std::vector<AudioDevice> const& others) const
+{
+    auto const real = [this](Id id) { return !AudioDevices::isVirtual({id, m_slots.at(id).device.name}); };
+    if (!standard || real(*standard))
+        return standard;
+    auto const first = std::find_if(others.begin(), others.end(), [&](auto const& device) { return real(device.id); });
+    return first == others.end() ? std::nullopt : std::optional(first->id);
 }
 
 std::optional<SimSoundServer::Id> SimSoundServer::place(Program const& program) const

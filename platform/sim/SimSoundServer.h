@@ -124,6 +124,8 @@ private:
     std::optional<Id> current(std::optional<Id> chosen, int Device::*channels) const;
     std::optional<Id> defaultInput() const { return current(m_defaultInput, &Device::inputChannels); }
     std::optional<Id> defaultOutput() const { return current(m_defaultOutput, &Device::outputChannels); }
+    /// The default, or instead of the virtual microphone the first of the others.
+    std::optional<Id> followed(std::optional<Id> standard, std::vector<AudioDevice> const& others) const;
     std::optional<Id> place(Program const& program) const;
     std::vector<AudioDevice> list(int Device::*channels) const;
     std::optional<Error> fault(std::optional<Id> device) const;

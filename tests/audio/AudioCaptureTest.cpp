@@ -60,8 +60,9 @@ TEST_F(AudioCaptureTest, otherProgramsAreHeardWithoutOurOwnVoiceAndOnceOnly)
     for (int i = 0; i < 5; ++i) { // the last capture is still being closed
         m_capture->stop();
         m_capture->start();
+        EXPECT_EQ(sound.inputsRunning(), 1U) << "never two threads that call";
     }
-    wait(1);
+    wait(1.5);
     EXPECT_EQ(heard().size(), 16000U);
     m_capture->stop();
     m_capture->stop();

@@ -111,6 +111,8 @@ protected:
         });
         MicCapture capture(server.inputs(), world.main);
         watch(capture);
+        int heldBack = 0;
+        capture.onHeldBack = [&] { ++heldBack; };
         blocks = 0;
         capture.start();
         wait(5 * blockTime + 0.012); // the fifth block has come
@@ -119,6 +121,7 @@ protected:
         open(capture);
         wait(5 * blockTime);
         EXPECT_EQ(blocks, blocksHeard);
+        EXPECT_EQ(heldBack, 35 - blocksHeard) << "the meter is told";
         double peak = 0;
         for (auto const sample : heard())
             peak = std::max(peak, std::abs(static_cast<double>(sample)));
@@ -200,6 +203,9 @@ TEST_F(MicCaptureTest, aMicrophoneThatWasMissingStartsWhenItAppears)
     sound.plug(mic);
     wait(1);
     EXPECT_TRUE(pcm.empty());
+    m_capture.setInputDevice(mic);
+    wait(1);
+    EXPECT_FALSE(pcm.empty()) << "the user picks another after a start that failed";
 }
 
 TEST_F(MicCaptureTest, faultsAreToldAndARunningMicrophoneComesBack)

@@ -441,7 +441,7 @@ PipeWireConnection::Object const* PipeWireConnection::find(std::uint32_t id) con
 PipeWireConnection::Object const* PipeWireConnection::node(std::string_view name) const
 {
     for (auto const& [id, object] : m_objects) {
-        if (object.type == PW_TYPE_INTERFACE_Node && object.get(PW_KEY_NODE_NAME) == name)
+        if (!name.empty() && object.type == PW_TYPE_INTERFACE_Node && object.get(PW_KEY_NODE_NAME) == name)
             return &object;
     }
     return nullptr;

@@ -150,20 +150,30 @@ std::optional<std::uint32_t> PipeWireDevices::builtInInput()
 std::optional<PipeWireDevices::Node> PipeWireDevices::input(std::optional<std::uint32_t> device)
 {
     PipeWireConnection::Lock const lock(m_connection);
-    auto const name = device ? nameOf(*device) : m_connection.nameIn(defaultSource);
-    auto const* const node = name.empty() ? nullptr : m_connection.node(name);
-    // A machine without a microphone falls back to the virtual one, where this program would hear itself.
-    if (!node || (!device && isVirtualNode(name)))
+    auto const name = linkedTo(Side::input, device)();
+    auto const* const node = m_connection.node(name);
+    if (!node)
         return {};
     auto const count = channels(*node, Side::input);
     return count > 0 ? std::optional(Node{name, count}) : std::nullopt;
 }
 
-std::optional<std::string> PipeWireDevices::output(std::uint32_t device)
+std::function<std::string()> PipeWireDevices::linkedTo(Side side, std::optional<std::uint32_t> device)
 {
-    PipeWireConnection::Lock const lock(m_connection);
-    auto name = nameOf(device);
-    return !name.empty() && m_connection.node(name) ? std::optional(std::move(name)) : std::nullopt;
+    if (device)
+        return [name = nameOf(*device)] { return name; };
+    return [this, side] { return followed(side); };
+}
+
+/// The server makes the virtual microphone a default itself when no other device of its kind is left.
+std::string PipeWireDevices::followed(Side side)
+{
+    auto name = m_connection.nameIn(side == Side::input ? defaultSource : defaultSink);
+    if (!isVirtualNode(name))
+        return name;
+    auto const others = side == Side::output ? list(side) : std::vector<AudioDevice>();
+    auto const first = std::find_if_not(others.begin(), others.end(), isVirtual);
+    return first == others.end() ? "" : nameOf(first->id);
 }
 
 std::uint32_t PipeWireDevices::idOf(std::string const& nodeName)

@@ -5,6 +5,7 @@
 #include "platform/linux/pipewire/SwitchedInput.h"
 
 #include <filesystem>
+#include <functional>
 
 namespace lingrelay {
 
@@ -28,16 +29,17 @@ public:
     void setDefaultInput(std::uint32_t device) override;
     std::optional<std::uint32_t> builtInInput() override;
 
+    enum class Side { input, output };
+    /// Tells the name of the node that a stream is to be linked to at the moment, empty for none; to be called under
+    /// the connection's lock. Without a device that is the default, but never the virtual microphone: this program
+    /// would hear itself there, or send a call what was said in it. An output then goes to the first other one.
+    std::function<std::string()> linkedTo(Side side, std::optional<std::uint32_t> device);
     /// What to record from, or the default; nothing when it is not there.
     std::optional<Node> input(std::optional<std::uint32_t> device);
-    /// The name of an output that is there.
-    std::optional<std::string> output(std::uint32_t device);
     /// Whatever an earlier run left of the default input is put right, and nothing is on its way.
     bool settled();
 
 private:
-    enum class Side { input, output };
-
     void connected() override;
     void changed() override;
     void tick() override { changed(); } ///< without a server, too
@@ -47,6 +49,7 @@ private:
     std::uint32_t idOf(std::string const& nodeName);
     std::string nameOf(std::uint32_t device) const;
     std::optional<std::uint32_t> listed(std::string const& nodeName, Side side);
+    std::string followed(Side side);
     bool isVirtualNode(std::string const& nodeName) const;
 
     PipeWireConnection& m_connection;

@@ -64,10 +64,7 @@ Result<std::unique_ptr<AudioInput>> PipeWireInputs::open(
     plan.rate = format.sampleRate;
     plan.channels = format.channels;
     plan.latency = fmt::format("{}/{:.0f}", blockFrames, format.sampleRate);
-    if (device) {
-        plan.source = PipeWireStream::Plan::Source::device;
-        plan.device = node->name;
-    }
+    plan.device = m_devices.linkedTo(PipeWireDevices::Side::input, device);
     return std::unique_ptr<AudioInput>(std::make_unique<Input>(m_connection, std::move(plan), blockFrames, receiver));
 }
 

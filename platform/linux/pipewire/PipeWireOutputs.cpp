@@ -61,15 +61,9 @@ std::unique_ptr<AudioOutput> PipeWireOutputs::open(std::optional<std::uint32_t> 
     plan.name = "lingrelay.voice";
     plan.description = "Lingrelay: translation";
     plan.rate = m_connection.graphRate();
-    if (device) {
-        auto const name = m_devices.output(*device);
-        if (!name)
-            return nullptr;
-        plan.source = PipeWireStream::Plan::Source::device;
-        plan.device = *name;
-    } else if (!m_connection.node(m_connection.nameIn("default.audio.sink"))) {
+    plan.device = m_devices.linkedTo(PipeWireDevices::Side::output, device);
+    if (!m_connection.node(plan.device()))
         return nullptr;
-    }
     return std::make_unique<Output>(m_connection, std::move(plan), renderer);
 }
 

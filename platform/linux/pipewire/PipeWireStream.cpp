@@ -20,20 +20,17 @@ Error stuckError()
         "the audio service is stuck; log in again or restart pipewire and wireplumber"};
 }
 
-bool linksItself(PipeWireStream::Plan const& plan) { return plan.source != PipeWireStream::Plan::Source::standard; }
-
 pw_properties* propertiesOf(PipeWireStream::Plan const& plan)
 {
     bool const plays = plan.direction == PW_DIRECTION_OUTPUT;
     // Nothing of an earlier run is to be remembered: neither volume nor device.
-    auto* const properties = pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY,
-        plays ? "Playback" : "Capture", PW_KEY_NODE_NAME, plan.name, PW_KEY_NODE_DESCRIPTION, plan.description,
-        PW_KEY_MEDIA_NAME, plan.description, "state.restore-props", "false", "state.restore-target", "false", nullptr);
+    auto* const properties
+        = pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture",
+            PW_KEY_NODE_NAME, plan.name, PW_KEY_NODE_DESCRIPTION, plan.description, PW_KEY_MEDIA_NAME, plan.description,
+            "state.restore-props", "false", "state.restore-target", "false", PW_KEY_NODE_AUTOCONNECT, "false", nullptr);
     if (!plan.latency.empty())
         pw_properties_set(properties, PW_KEY_NODE_LATENCY, plan.latency.c_str());
-    if (linksItself(plan))
-        pw_properties_set(properties, PW_KEY_NODE_AUTOCONNECT, "false");
-    if (plan.source == PipeWireStream::Plan::Source::programs)
+    if (!plan.device)
         pw_properties_set(properties, PW_KEY_NODE_ALWAYS_PROCESS, "true"); // silence flows, too
     return properties;
 }
@@ -63,8 +60,7 @@ Error noDeviceError() { return {Error::Kind::resourceUnavailable, "the device is
 PipeWireStream::PipeWireStream(PipeWireConnection& connection, Plan plan)
     : m_connection(connection)
     , m_plan(std::move(plan))
-    , m_links(
-          connection, m_plan.source == Plan::Source::programs ? PortLinks::Demand::passive : PortLinks::Demand::active)
+    , m_links(connection, m_plan.device ? PortLinks::Demand::active : PortLinks::Demand::passive)
 {
 }
 
@@ -126,8 +122,7 @@ void PipeWireStream::build()
     std::uint8_t buffer[1024];
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(buffer, sizeof buffer);
     spa_pod const* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &format)};
-    auto const flags = PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS
-        | (linksItself(m_plan) ? PW_STREAM_FLAG_NONE : PW_STREAM_FLAG_AUTOCONNECT);
+    auto const flags = PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS;
     pw_stream_connect(m_stream, m_plan.direction, PW_ID_ANY, static_cast<pw_stream_flags>(flags), parameters, 1);
 }
 
@@ -138,11 +133,10 @@ std::vector<PipeWireConnection::Object const*> PipeWireStream::ownPorts() const
                              : m_connection.ports(node, m_plan.direction == PW_DIRECTION_OUTPUT ? "out" : "in");
 }
 
-/// Channel by channel with the device's ports.
 std::vector<PortLinks::Ends> PipeWireStream::wantedLinks() const
 {
     bool const plays = m_plan.direction == PW_DIRECTION_OUTPUT;
-    auto const* const device = m_connection.node(m_plan.device);
+    auto const* const device = m_connection.node(m_plan.device());
     auto const own = ownPorts();
     auto others = device ? m_connection.ports(device->id, plays ? "in" : "out")
                          : std::vector<PipeWireConnection::Object const*>();
@@ -166,7 +160,7 @@ void PipeWireStream::changed()
     // A session manager that finds streams when it starts can come to a standstill.
     if (!m_stream && m_connection.managed())
         build();
-    if (m_stream && linksItself(m_plan))
+    if (m_stream)
         m_links.keep(wantedLinks());
     judge();
 }
@@ -183,23 +177,11 @@ void PipeWireStream::stateChanged(pw_stream_state state, char const* error)
     judge();
 }
 
-bool PipeWireStream::hasDevice() const
-{
-    switch (m_plan.source) {
-    case Plan::Source::programs:
-        return true;
-    case Plan::Source::device:
-        return m_connection.node(m_plan.device) != nullptr;
-    case Plan::Source::standard:
-        break;
-    }
-    auto const* const key = m_plan.direction == PW_DIRECTION_OUTPUT ? "default.audio.sink" : "default.audio.source";
-    return m_connection.node(m_connection.nameIn(key)) != nullptr;
-}
+bool PipeWireStream::hasDevice() const { return !m_plan.device || m_connection.node(m_plan.device()); }
 
 bool PipeWireStream::flows() const
 {
-    return m_streaming && m_connection.managed() && (m_plan.source != Plan::Source::device || m_links.complete());
+    return m_streaming && m_connection.managed() && (!m_plan.device || m_links.complete());
 }
 
 void PipeWireStream::judge()

@@ -5,6 +5,7 @@
 #include "platform/linux/pipewire/PipeWireConnection.h"
 #include "platform/linux/pipewire/PortLinks.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,8 +15,8 @@ namespace lingrelay {
 /// One stream of this program's, made anew whenever the server comes back. Derived classes call `open` at the end of
 /// their construction and `close` at the beginning of their destruction.
 ///
-/// A stream with a device of its own is linked to it by itself: the session manager would let it begin at the default
-/// device, and would move it there when its own goes away.
+/// It links itself: the session manager would let a stream with a device begin at the default one, would move it there
+/// when its own goes away, and would move one that follows the default into the virtual microphone.
 class PipeWireStream : protected PipeWireConnection::Member {
 public:
     struct Plan {
@@ -25,8 +26,9 @@ public:
         double rate = 48000; ///< of 32-bit float samples
         int channels = 1;
         std::string latency{}; ///< a fraction of seconds; empty: the graph's own
-        enum class Source { standard, device, programs } source = Source::standard;
-        std::string device{}; ///< node name
+        /// The name of the node that the stream is linked to at the moment, empty for none; called on the loop. Without
+        /// this function the derived class says what the stream is linked to, which can be nothing.
+        std::function<std::string()> device{};
     };
 
 protected:
@@ -40,7 +42,7 @@ protected:
     virtual void process() = 0;
     /// On the loop: sound flows (nothing), or it does not and why. Once for each change.
     virtual void report(std::optional<Error> const& problem) = 0;
-    /// On the loop: what a stream that is linked by itself is linked to.
+    /// On the loop: what is to be linked; the plan's device, channel by channel, unless a derived class says otherwise.
     virtual std::vector<PortLinks::Ends> wantedLinks() const;
 
     void connected() override { m_fine = Clock::now(); }

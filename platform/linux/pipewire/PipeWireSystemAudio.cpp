@@ -68,13 +68,11 @@ std::vector<PortLinks::Ends> PipeWireSystemAudio::Capture::wantedLinks() const
 
 std::unique_ptr<AudioInput> PipeWireSystemAudio::open(AudioReceiver& receiver)
 {
-    using Plan = PipeWireStream::Plan;
-    Plan plan;
+    PipeWireStream::Plan plan;
     plan.name = "lingrelay.capture";
     plan.description = "Lingrelay: what the computer plays";
     plan.rate = sampleRate;
     plan.channels = 2;
-    plan.source = Plan::Source::programs;
     return std::make_unique<Capture>(m_connection, plan, receiver);
 }
 

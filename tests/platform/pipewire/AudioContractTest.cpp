@@ -238,6 +238,28 @@ TEST_P(AudioContractTest, theVirtualMicrophonePassesOnWhatIsPlayedIntoIt)
     EXPECT_TRUE(until([&] { return heard.lastEvent() == "started" && heard.level(1000) > 0.48; }));
 }
 
+TEST_P(AudioContractTest, whatFollowsTheDefaultNeverFollowsItToTheVirtualMicrophone)
+{
+    ASSERT_TRUE(m.virtualMicrophone().install());
+    EXPECT_TRUE(until([&] { return m.input("Lingrelay") && m.output("Lingrelay"); }));
+    OwnTone own(1000);
+    OwnTone later(600);
+    HeardSound call(48000, 2);
+    auto const input = m.inputs().open(m.input("Lingrelay"), {48000, 2}, 2048, call);
+    auto const output = m.outputs().open({}, own);
+    EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
+    m.setDefaultOutput("Lingrelay");
+    EXPECT_TRUE(until([&] { return m.devices().defaultOutput() == m.output("Lingrelay"); }));
+    auto const anew = m.outputs().open({}, later);
+    EXPECT_TRUE(m.hears(600, 0.5, m.speakers));
+    EXPECT_TRUE(m.hears(1000, 0.5, m.speakers));
+    EXPECT_GT(call.count(), 0U);
+    EXPECT_LT(call.loudest(1000) + call.loudest(600), 0.02) << "the other side would hear itself";
+    m.devices().setDefaultInput(m.input("Lingrelay"));
+    EXPECT_TRUE(until([&] { return m.devices().defaultInput() == m.input("Lingrelay"); }));
+    EXPECT_FALSE(m.inputs().format({})) << "this program would hear itself";
+}
+
 INSTANTIATE_TEST_SUITE_P(, AudioContractTest,
     testing::Values(Kind{"PipeWire", AudioMachine::makePipeWire}, Kind{"Simulated", AudioMachine::makeSimulated}),
     [](auto const& kind) { return kind.param.name; });

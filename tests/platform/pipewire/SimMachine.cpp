@@ -42,8 +42,7 @@ public:
     std::optional<double> played(double frequency, std::string const& output) override
     {
         m_time.advance(seconds(0.05));
-        auto const pair = AudioDevices::virtualDevice(devices().outputs());
-        auto const id = m_ids.contains(output) ? m_ids.at(output) : pair ? pair->id : 0;
+        auto const id = idOf(output);
         if (id == 0)
             return {};
         auto& heard = m_heard[output];
@@ -56,13 +55,15 @@ public:
             heard.erase(heard.begin(), heard.end() - window);
         return heard.size() < window ? std::nullopt : std::optional(fitTone(heard, frequency, 48000).level);
     }
-    void setDefaultOutput(std::string const& device) override { m_sound.setDefaultOutput(m_ids.at(device)); }
+    void setDefaultOutput(std::string const& device) override { m_sound.setDefaultOutput(idOf(device)); }
     void unplug(std::string const& device) override { m_sound.unplug(m_ids.at(device)); }
     void plug(std::string const& device) override { m_sound.plug(m_ids.at(device)); }
     void stopServer() override { m_sound.stopServer(); }
     void startServer() override { m_sound.startServer(); }
 
 private:
+    SimSoundServer::Id idOf(std::string const& name) { return m_ids.contains(name) ? m_ids.at(name) : output(name); }
+
     VirtualTime m_time;
     VirtualScheduler m_scheduler{m_time};
     SimSoundServer m_sound{m_scheduler};
