@@ -78,7 +78,6 @@ void AppDelegate::applyMode()
 
 void AppDelegate::startListen()
 {
-    m_routing.beginListening();
     m_services.capture.start();
     m_listenEngine->start(listenRecord());
     if (m_settings.muteOriginal)

@@ -83,6 +83,10 @@ void AppDelegate::wireSources()
         EchoGuard::shared().bumpFarEnd(level);
         app.onMain([level](AppDelegate& main) { main.m_model.systemLevel = level; });
     });
+    services.mic.onHeldBack = whileAlive(self, [](AppDelegate& app) {
+        auto const level = app.m_micMeter.feed({});
+        app.onMain([level](AppDelegate& main) { main.m_model.micLevel = level; });
+    });
     services.mic.onPCM = whileAlive(self, [](AppDelegate& app, std::string pcm, std::function<void()> sent) {
         auto const level = app.m_micMeter.feed(pcm);
         app.m_speakEngine->sendAudio(std::move(pcm), std::move(sent));
@@ -202,10 +206,8 @@ void AppDelegate::installCommands()
     commands.pickMic = calling(&AppDelegate::setMicDevice);
     commands.pickSpeakOut = calling(&AppDelegate::setSpeakDevice);
     commands.pickListenOut = calling(&AppDelegate::setListenDevice);
-    commands.installDriver = whileAlive(self, [](AppDelegate& app) {
-        app.m_driverOffer.install();
-        app.m_routing.publish();
-    });
+    commands.installDriver
+        = whileAlive(self, [](AppDelegate& app) { app.m_driverOffer.install([&app] { app.m_routing.publish(); }); });
     commands.refreshDevices = calling(&AppDelegate::refreshDeviceLists);
     commands.restartApp = calling(&AppDelegate::restartApp);
     commands.applyPreset = calling(&AppDelegate::applyPreset);

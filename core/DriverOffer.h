@@ -1,6 +1,7 @@
 #pragma once
 
 #include "audio/DriverInstaller.h"
+#include "base/async/Lifetime.h"
 #include "core/Routing.h"
 #include "desktop/AppShell.h"
 #include "desktop/OverlayWindow.h"
@@ -23,12 +24,13 @@ public:
 
     /// Asks the user, and waits for the answer, when the session is to speak into a call and nothing is installed.
     void askIfMissed(AppSettings const& settings);
-    /// Installs it, or says that this failed.
-    bool install();
+    /// Installs it, or says that this failed; `done` is told when it is installed.
+    void install(std::function<void()> done);
 
 private:
     Services m_services;
     Scheduler::TimerId m_timer = 0;
+    Lifetime m_lifetime;
 };
 
 } // namespace lingrelay

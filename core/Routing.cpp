@@ -86,20 +86,6 @@ void Routing::adoptPreset(Preset preset)
     m_services.listenPlayer.moveTo({});
 }
 
-/// A default output that is the virtual microphone would send the other side its own words back.
-void Routing::beginListening()
-{
-    if (m_listenDevice)
-        return;
-    auto const outputs = m_services.devices.outputs();
-    auto const current = find(outputs, m_services.devices.defaultOutput());
-    if (!current || !AudioDevices::isVirtual(*current))
-        return;
-    auto const heard = std::find_if_not(outputs.begin(), outputs.end(), AudioDevices::isVirtual);
-    if (heard != outputs.end())
-        m_services.listenPlayer.moveTo(heard->id);
-}
-
 void Routing::beginSpeaking()
 {
     auto const inputs = m_services.devices.inputs();

@@ -43,8 +43,6 @@ public:
     /// A preset takes the place of the user's picks of outputs.
     void adoptPreset(Preset preset);
 
-    /// The listen direction starts: its voice must not come out of the virtual microphone.
-    void beginListening();
     /// The speak direction starts: routes its voice and the microphone, and switches the default input if wanted.
     void beginSpeaking();
     /// The speak direction has ended.

@@ -49,8 +49,8 @@ AppDelegate& Assembly::begin(Surroundings surroundings, std::function<void(AppDe
     auto& sound = surroundings.sound;
     m_capture = std::make_unique<AudioCapture>(sound.systemAudio, *m_background);
     m_mic = std::make_unique<MicCapture>(sound.inputs, m_foundation.main);
-    m_muter = std::make_unique<AudioMuter>(sound.muter);
-    m_driver = std::make_unique<DriverInstaller>(sound.virtualMicrophone);
+    m_muter = std::make_unique<AudioMuter>(sound.muter, m_foundation.main, *m_background);
+    m_driver = std::make_unique<DriverInstaller>(sound.virtualMicrophone, m_foundation.main, *m_background);
     auto& network = m_foundation.network;
     m_app = AppDelegate::create({
         .main = m_foundation.main,

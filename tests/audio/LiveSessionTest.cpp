@@ -188,8 +188,13 @@ TEST_P(LiveSessionTest, theMicrophoneIsShutWhileOurVoiceIsInTheRoom)
     EXPECT_LT(echo, 0.001);
     EXPECT_LT(samples, 48000U - 16000U) << "for the second that it takes, it is shut";
     EXPECT_GT(samples, 16000U) << "and open again";
+    sound.hear(microphone, SimSoundServer::tone(userTone));
     wait(1);
     EXPECT_GT(sent(1).size(), 15000U);
+    EXPECT_GT(*model->micLevel, 0.3);
+    EchoGuard::shared().bump(5);
+    wait(2);
+    EXPECT_LT(*model->micLevel, 0.001) << "a meter shows what is heard, not what was";
 }
 
 TEST_P(LiveSessionTest, aSessionOutlivesTheLossOfItsSound)
@@ -204,6 +209,7 @@ TEST_P(LiveSessionTest, aSessionOutlivesTheLossOfItsSound)
     EXPECT_NE(std::find(shown.begin(), shown.end(), "⚠ Microphone: Microphone: The sound server is gone"), shown.end());
     EXPECT_TRUE(*model->running);
     sound.startServer();
+    sound.setDefaultOutput(pair); // no other output has come back yet
     wait(1);
     sent(0);
     sent(1);
