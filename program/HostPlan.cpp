@@ -54,6 +54,10 @@ HostPlan HostPlan::make(Hosts const& named)
     plan.hosts.api = host(named.api, "host.api", plan.localService ? "" : builtIn.api);
     plan.hosts.translate = builtIn.translate;
     plan.lost = lostChoice(named);
+    if (!plan.lost.empty()) { // nobody is contacted
+        plan.hosts = {};
+        plan.localService = false;
+    }
     return plan;
 }
 
@@ -85,6 +89,8 @@ std::string HostPlan::problem() const
 Hosts HostPlan::hostsWith(Hosts const& local) const
 {
     auto filled = hosts;
+    if (!lost.empty())
+        return filled;
     for (auto const member : {&Hosts::stt, &Hosts::tts, &Hosts::api, &Hosts::backend}) {
         if ((filled.*member).empty())
             filled.*member = local.*member;

@@ -11,7 +11,7 @@ struct HostPlan {
     bool ownKey = false; ///< no hosted session
     bool localService = false; ///< a service must be started; it fills the empty hosts
     Hosts hosts;
-    std::string lost; ///< the key or host that a damaged store held and nobody has named since
+    std::string lost; ///< the key or host that a damaged store held and nobody has named since: no host is used then
 
     /// What `named` holds, else what the shared store says, else what the build says.
     static HostPlan make(Hosts const& named);

@@ -245,6 +245,9 @@ TEST_F(ArgumentsTest, theLocalServiceFillsWhatNobodyNamed)
     EXPECT_FALSE(planFor(*parse({"--set", "k.soniox=key"}), damaged("host.stt")));
     EXPECT_TRUE(planFor(*parse({"--set", "k.soniox=key"}), damaged("k.soniox")));
     EXPECT_TRUE(planFor(*parse({}), damaged("tts")));
+    Registry registry;
+    registry.put<Defaults>(std::make_shared<SimDefaults>()).set(Defaults::lostKey, Json::array({"k.soniox"}));
+    EXPECT_EQ(HostPlan::make({}).hostsWith(local).stt, "");
 }
 
 TEST_F(ArgumentsTest, valuesForThisRunNeverReachTheStore)
