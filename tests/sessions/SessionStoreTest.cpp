@@ -84,6 +84,8 @@ TEST_F(SessionStoreTest, everyKeyIsNeededWithItsType)
     for (auto const* date : {"2026-03-01T12:00:00.5Z", "2026-02-30T12:00:00Z", "9999-01-01T00:00:00Z", "yesterday"})
         EXPECT_FALSE(reread([&](Json& json) { json["endedAt"] = date; })) << date;
     EXPECT_TRUE(reread([](Json& json) { json["unknown"] = {{"a", 1}}; }));
+    auto const old = reread([](Json& json) { json["lines"][0]["source"] = "\x1B[2Ja\r\nb"; });
+    EXPECT_EQ(old->lines.begin()->source, "[2Ja\nb") << "older archives hold control characters";
     EXPECT_EQ(reread([](Json& json) { json["id"] = "00000000-0000-4000-8000-00000000000a"; })->id, sampleId(10));
 }
 
