@@ -25,6 +25,7 @@ public:
     virtual std::vector<AudioDevice> outputs() = 0;
     virtual std::optional<std::uint32_t> defaultInput() = 0;
     virtual std::optional<std::uint32_t> defaultOutput() = 0;
+    /// Asks for it; the system follows in its own time, and `defaultInput` tells.
     virtual void setDefaultInput(std::uint32_t device) = 0;
     /// The first input that is part of the machine.
     virtual std::optional<std::uint32_t> builtInInput() = 0;

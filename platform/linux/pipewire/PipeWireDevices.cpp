@@ -14,6 +14,7 @@ using Object = PipeWireConnection::Object;
 
 constexpr char const* defaultSource = "default.audio.source";
 constexpr char const* defaultSink = "default.audio.sink";
+constexpr double leaveLimit = 0.3; ///< seconds, at the end of the program
 constexpr Duration settleTime = seconds(5); ///< in which a session manager has told all that it remembers
 
 } // namespace
@@ -30,6 +31,8 @@ PipeWireDevices::PipeWireDevices(
 PipeWireDevices::~PipeWireDevices()
 {
     PipeWireConnection::Lock const lock(m_connection);
+    // The guard would give the default input back, too, and takes longer for it.
+    m_connection.waitUntil(leaveLimit, [this] { return !m_connection.managed() || !m_switched.givesBack(); });
     m_connection.remove(*this);
 }
 
@@ -129,11 +132,6 @@ void PipeWireDevices::setDefaultInput(std::uint32_t device)
     if (name.empty())
         return;
     m_switched.set(name, isVirtualNode(name), isVirtualNode(m_connection.nameIn(defaultSource)));
-    if (!m_connection.managed())
-        return;
-    m_connection.sync();
-    // The session manager follows in its own time.
-    m_connection.waitUntil(0.3, [&] { return m_connection.nameIn(defaultSource) == name && !m_switched.givesBack(); });
 }
 
 std::optional<std::uint32_t> PipeWireDevices::builtInInput()

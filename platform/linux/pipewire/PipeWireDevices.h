@@ -36,7 +36,7 @@ public:
     std::function<std::string()> linkedTo(Side side, std::optional<std::uint32_t> device);
     /// What to record from, or the default; nothing when it is not there.
     std::optional<Node> input(std::optional<std::uint32_t> device);
-    /// Whatever an earlier run left of the default input is put right, and nothing is on its way.
+    /// What an earlier run left of the default input is put right, and no default input is on its way back.
     bool settled();
 
 private:
@@ -55,7 +55,7 @@ private:
     PipeWireConnection& m_connection;
     SwitchedInput m_switched;
     std::vector<std::string> m_names; ///< by id, from 1
-    bool m_settled = false; ///< what an earlier run left is put right
+    bool m_settled = false; ///< nothing that an earlier run left is still to be put right
     Instant m_since{}; ///< of the connection
 };
 

@@ -21,12 +21,14 @@ namespace lingrelay {
 
 namespace {
 
-constexpr Duration patience = seconds(3); ///< with a guard that still has to put things back
+constexpr Duration patience = seconds(3); ///< of a program that ends with a guard that still puts things back
 
 } // namespace
 
 SoundGuard::~SoundGuard()
 {
+    if (m_starter.joinable())
+        m_starter.join();
     if (m_pipe < 0)
         return;
     ::close(m_pipe);
@@ -39,17 +41,40 @@ SoundGuard::~SoundGuard()
 
 void SoundGuard::note(Json const& change)
 {
+    std::lock_guard const lock(m_mutex);
     if (m_program.empty())
         return;
     keep(change);
+    if (m_starting || (m_pipe >= 0 && send(change)))
+        return;
+    m_starting = true;
+    if (m_starter.joinable())
+        m_starter.join(); // it has done its work
+    m_starter = std::thread([this] { replace(); });
+}
+
+/// The new guard is told all that is known by then.
+void SoundGuard::replace()
+{
     if (m_pipe >= 0) {
-        if (send(change))
-            return;
-        Log::write("[sound] the guard is gone: {}", std::strerror(errno));
+        Log::write("[sound] the guard is gone");
         end();
     }
-    if (!start())
+    int ends[2];
+    bool const connected = ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0;
+    auto const process = connected ? spawn(ends[0]) : -1;
+    std::lock_guard const lock(m_mutex);
+    m_starting = false;
+    if (!connected)
+        return; // short of descriptors: the next news tries again
+    ::close(ends[0]);
+    if (process < 0) {
+        ::close(ends[1]);
+        m_program.clear(); // once is enough
         return;
+    }
+    m_process = process;
+    m_pipe = ends[1];
     for (auto const& known : m_known)
         send(known.second);
 }
@@ -84,14 +109,12 @@ void SoundGuard::end()
     ::close(std::exchange(m_pipe, -1));
 }
 
-bool SoundGuard::start()
+/// The number of the new process, or -1.
+pid_t SoundGuard::spawn(int input) const
 {
-    int ends[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-        return false;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     for (int const output : {STDOUT_FILENO, STDERR_FILENO}) // it can outlive who reads those
         posix_spawn_file_actions_addopen(&actions, output, "/dev/null", O_WRONLY, 0);
     posix_spawnattr_t attributes;
@@ -100,18 +123,14 @@ bool SoundGuard::start()
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     auto name = m_program.string();
     char* words[] = {name.data(), nullptr};
-    int const failed = ::posix_spawn(&m_process, name.c_str(), &actions, &attributes, words, environ);
+    pid_t process = -1;
+    int const failed = ::posix_spawn(&process, name.c_str(), &actions, &attributes, words, environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
-    ::close(ends[0]);
-    if (failed != 0) {
-        Log::write("[sound] {}: {}", name, std::strerror(failed));
-        ::close(ends[1]);
-        m_program.clear(); // once is enough
-        return false;
-    }
-    m_pipe = ends[1];
-    return true;
+    if (failed == 0)
+        return process;
+    Log::write("[sound] {}: {}", name, std::strerror(failed));
+    return -1;
 }
 
 } // namespace lingrelay

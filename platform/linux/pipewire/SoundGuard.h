@@ -4,7 +4,9 @@
 
 #include <filesystem>
 #include <map>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include <sys/types.h>
@@ -13,7 +15,7 @@ namespace lingrelay {
 
 /// A small process that outlives this one, by a minute at most: it is told what was changed in the sound server, and
 /// puts it back when this process dies without having done so. Started with the first thing that it must know, and anew
-/// when it is found to be gone. One thread at a time.
+/// when it is found to be gone, on a thread of its own: that can take longer than a caller may wait. Any thread.
 class SoundGuard {
 public:
     /// `program` is lingrelay-sound-guard; an empty path goes without a guard.
@@ -31,12 +33,16 @@ public:
 private:
     enum class Kind { input, sink, stream }; ///< in the order in which a guard must be told
 
-    bool start();
+    void replace();
+    pid_t spawn(int input) const;
     void end();
     void keep(Json const& change);
     bool send(Json const& change) const;
 
     std::filesystem::path m_program;
+    std::mutex m_mutex;
+    std::thread m_starter; ///< replaces the guard; it alone uses process and pipe while it does
+    bool m_starting = false;
     std::map<std::pair<Kind, std::int64_t>, Json> m_known; ///< what a guard must know, to tell it to the next one
     pid_t m_process = -1;
     int m_pipe = -1;

@@ -3,6 +3,7 @@
 #include "base/Log.h"
 
 #include <array>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -41,8 +42,8 @@ void SwitchedInput::managerCame()
 {
     m_restarted = true;
     m_step = Step::none;
-    if (m_say == Say::ours)
-        m_say = Say::unknown;
+    if (m_choice == Choice::sessions)
+        m_choice = Choice::ofBefore;
 }
 
 void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool currentIsVirtual)
@@ -70,7 +71,7 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
                 configured ? std::optional(configured->value) : std::nullopt}))
             return;
     }
-    m_say = Say::unknown;
+    m_choice = Choice::ofBefore;
     m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(nodeName)));
 }
 
@@ -120,13 +121,17 @@ bool SwitchedInput::keep(Record const& record)
     auto const text = jsonText({{"virtual", record.target}, {"effective", record.effective},
         {"configured", record.configured ? Json(*record.configured) : Json()}});
     auto const length = static_cast<ssize_t>(text.size());
-    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) != length
-        || ::fsync(m_lock) != 0) {
+    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, text.data(), text.size(), 0) != length) {
         Log::write("[sound] {} cannot be written", m_file.string());
         if (!m_record)
             forget();
         return false;
     }
+    // Against a loss of power. A disk may take long, and the user's window must not wait for it.
+    std::thread([file = ::fcntl(m_lock, F_DUPFD_CLOEXEC, 0)] {
+        ::fdatasync(file);
+        ::close(file);
+    }).detach();
     m_record = record;
     m_guard.note({{"input", m_file.string()}});
     return true;
@@ -184,14 +189,14 @@ void SwitchedInput::changed()
         if (!m_connection.node(m_record->target))
             return;
         m_restarted = false;
-        if (m_say != Say::users && now != m_record->target)
+        if (m_choice != Choice::users && now != m_record->target)
             m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(m_record->target)));
     }
     // What comes before the switch has been heard of is not an answer to it.
     if (now == m_record->target)
-        m_say = Say::ours;
-    else if (m_say == Say::ours && !now.empty())
-        m_say = Say::users;
+        m_choice = Choice::sessions;
+    else if (m_choice == Choice::sessions && !now.empty())
+        m_choice = Choice::users;
 }
 
 /// Step by step, as the session manager tells: one that hangs may be ended before it has read what was written, and the

@@ -10,10 +10,10 @@
 
 namespace lingrelay {
 
-/// Makes the virtual microphone the system's default input and gives the user's choice back: at the end, or after a
-/// crash by the guard, or else at the next launch. The session manager remembers defaults over restarts, so what they
-/// were stands in a file meanwhile; the program that wrote it, or gives back what it says, holds its lock. Under the
-/// connection's lock.
+/// Makes the virtual microphone the system's default input and gives the user's choice back: at the end of a session,
+/// or after a crash by the guard, or else at the next launch. The session manager remembers defaults over restarts, so
+/// what they were stands in a file meanwhile; the program that wrote the file, or gives back what it says, holds its
+/// lock. To be called under the connection's lock; waits for nobody.
 class SwitchedInput {
 public:
     SwitchedInput(PipeWireConnection& connection, SoundGuard& guard, std::filesystem::path file);
@@ -40,8 +40,11 @@ private:
         std::string effective; ///< the default that a user had, by node name
         std::optional<std::string> configured; ///< what was chosen, as the server keeps it; nothing: it chose itself
     };
-    /// Who has the say while it is switched, as far as the server has told.
-    enum class Say { unknown, ours, users };
+    /// Whose choice the default input is while a session has switched it, as far as the server has told: still the one
+    /// of before, the session's, or one that the user made meanwhile.
+    enum class Choice { ofBefore, sessions, users };
+    /// How far giving the user's choice back has come with this session manager: its name was written as the choice,
+    /// or that was cleared again since nothing had been chosen.
     enum class Step { none, named, cleared };
 
     enum class FileLock { ours, anothers, noFile };
@@ -56,11 +59,11 @@ private:
     SoundGuard& m_guard;
     std::filesystem::path m_file;
     int m_lock = -1; ///< the open file, while it is ours
-    std::optional<Record> m_record;
-    bool m_restarted = false; ///< the session manager, which may not know of the switch
-    Say m_say = Say::unknown;
-    bool m_owed = false; ///< the choice is to be given back, and nobody has told yet that it is
-    Step m_step = Step::none; ///< of giving it back, with this session manager
+    std::optional<Record> m_record; ///< while the default input is switched, or on its way back
+    bool m_restarted = false; ///< the session manager was, and may not know of the switch
+    Choice m_choice = Choice::ofBefore;
+    bool m_owed = false; ///< the user's choice is to be given back, and the server has not told yet that it is
+    Step m_step = Step::none;
     Instant m_stepped{};
 };
 
