@@ -10,7 +10,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <set>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -130,19 +129,6 @@ TEST_F(ConfigTest, onlyEnglishSelectsEnglish)
     EXPECT_EQ(Catalog::name("vi"), "Tiếng Việt");
     EXPECT_EQ(L10n::t("no.such.key"), "no.such.key");
     EXPECT_EQ(Catalog::name("xx"), "XX");
-}
-
-TEST_F(ConfigTest, theCatalogueBeginsWithDetectionAndNamesEachCodeOnce)
-{
-    auto const languages = Catalog::languages();
-    ASSERT_EQ(languages.size(), 61U);
-    EXPECT_EQ(languages[0].code, "auto");
-    EXPECT_EQ(languages[1].code, "en");
-    EXPECT_EQ(languages[60].code, "cy");
-    std::set<std::string> codes;
-    for (auto const& language : languages)
-        codes.insert(language.code);
-    EXPECT_EQ(codes.size(), languages.size());
 }
 
 TEST_F(ConfigTest, hostsTakeTheStoredOverrideAndTheProtocolsPath)

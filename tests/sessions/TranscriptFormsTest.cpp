@@ -39,19 +39,12 @@ TEST_F(TranscriptFormsTest, textKeepsEveryRowAndSpeaksTheInterfaceLanguage)
         line(5, "Good morning.", "Buenos días."), line(65, "", "Hola.", Direction::speak)};
     EXPECT_EQ(TranscriptForms::text(lines),
         "[12:00:05] THEM\n  Good morning.\n  → Buenos días.\n\n[12:01:05] YOU\n  \n  → Hola.\n");
+    EXPECT_EQ(TranscriptForms::sessionText(lines), "THEM: Good morning. → Buenos días.\nYOU: Hola.");
     language.setModelLanguage("vi");
     auto const vietnamese = TranscriptForms::text(lines);
     EXPECT_NE(vietnamese.find("] HỌ\n"), std::string::npos);
     EXPECT_NE(vietnamese.find("] BẠN\n"), std::string::npos);
     EXPECT_EQ(TranscriptForms::text({}), "");
-}
-
-TEST_F(TranscriptFormsTest, sessionTextHasNoArrowWithoutASource)
-{
-    TranscriptForms::Lines const lines{
-        line(5, "Good morning.", "Buenos días."), line(9, "", "Hola.", Direction::speak)};
-    EXPECT_EQ(TranscriptForms::sessionText(lines), "THEM: Good morning. → Buenos días.\nYOU: Hola.");
-    EXPECT_EQ(TranscriptForms::sessionText({}), "");
 }
 
 TEST_F(TranscriptFormsTest, subtitlesTruncateToThousandthsAndLastThreeSeconds)

@@ -274,15 +274,6 @@ TEST_F(HostedSessionTest, aSilentBackendIsAskedAnewAfterEightSecondsAndThenGiven
     EXPECT_TRUE(failure);
 }
 
-TEST_F(HostedSessionTest, timeIsFormattedInTheInterfaceLanguage)
-{
-    EXPECT_EQ(HostedSession::format(59), "0 min");
-    EXPECT_EQ(HostedSession::format(3599), "59 min");
-    EXPECT_EQ(HostedSession::format(3600), "1 h");
-    m_world.language.setModelLanguage("vi");
-    EXPECT_EQ(HostedSession::format(3660), "1 giờ 1 phút");
-}
-
 } // namespace
 
 } // namespace lingrelay

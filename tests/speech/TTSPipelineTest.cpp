@@ -141,18 +141,6 @@ TEST_F(TTSPipelineTest, blockBordersCarryNoMeaning)
     EXPECT_EQ(fedBytes, 20 * 3001U);
 }
 
-TEST_F(TTSPipelineTest, twoClausesAreSynthesisedAtOnceAndHeardInOrder)
-{
-    server.plan = [](auto const& text, int) { return Plan{.delay = text == "1" ? 2.0 : 0.1}; };
-    for (auto const* text : {"1", "2", "3", "4"})
-        enqueue(text);
-    wait(30);
-    EXPECT_EQ(server.mostSpeaking, 2);
-    EXPECT_EQ(started, (std::vector{1, 2, 3, 4}));
-    EXPECT_EQ(fedBytes, 4 * 48000U);
-    EXPECT_TRUE(quiet());
-}
-
 TEST_F(TTSPipelineTest, aSmallBudgetAllowsOneGenerationAndOneWarmSocketBeside)
 {
     budget(0, 2);
@@ -372,6 +360,7 @@ TEST_F(TTSPipelineTest, theLeadInGrowsWithEachUnderRunUpToItsLimit)
 
 TEST(TTSPipelineSeedsTest, whateverTheServiceDoesClausesAreHeardInOrderOnceAndAllEnds)
 {
+    int mostSpeaking = 0;
     for (std::uint32_t seed = 0; seed < 30; ++seed) {
         Bench bench(seed);
         std::mt19937 random(seed);
@@ -402,8 +391,9 @@ TEST(TTSPipelineSeedsTest, whateverTheServiceDoesClausesAreHeardInOrderOnceAndAl
         EXPECT_EQ(std::adjacent_find(bench.started.begin(), bench.started.end()), bench.started.end()) << seed;
         EXPECT_TRUE(std::includes(bench.started.begin(), bench.started.end(), kept.begin(), kept.end()))
             << "a clause that may not be dropped was, seed " << seed;
-        EXPECT_LE(bench.server.mostSpeaking, 2) << "seed " << seed;
+        mostSpeaking = std::max(mostSpeaking, bench.server.mostSpeaking);
     }
+    EXPECT_EQ(mostSpeaking, 2) << "two at once, and never more";
 }
 
 } // namespace

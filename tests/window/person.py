@@ -3,7 +3,6 @@ desktop with sound. What was seen goes to FOLDER as pictures."""
 
 import os
 import pathlib
-import signal
 import subprocess
 import sys
 import time
@@ -173,18 +172,6 @@ class Person:
         return subprocess.run(("pgrep", "-P", str(self.program.process.pid), "-f", "lingrelay-service"),
                               capture_output=True, text=True).stdout.strip()
 
-    def service_dies(self):
-        """Another one takes its place."""
-        first = eventually(self.service, what="the service")
-        os.kill(int(first), signal.SIGKILL)
-        eventually(lambda: self.service() not in ("", first), what="another service")
-        log = pathlib.Path(os.environ["LINGRELAY_LOG"])
-        assert "[service] it has ended" in log.read_text() and log.stat().st_mode & 0o777 == 0o600
-        self.program.press("push button", "Start translating")
-        self.sees("ready")
-        key("ctrl+KP_Enter")  # the panel hides the button
-        self.program.wait("push button", "Start translating")
-
     def choose(self, entry):
         """In the menu of the tray's icon. What its entries say."""
         def call(name, path, method, arguments):
@@ -272,7 +259,6 @@ def main(binary, folder=None):
             person = Person(desktop, program, folder)
             try:
                 person.own_key()
-                person.service_dies()
             except BaseException:
                 person.look("failed")
                 raise

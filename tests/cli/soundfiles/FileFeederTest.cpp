@@ -1,11 +1,11 @@
 #include "cli/soundfiles/FileFeeder.h"
 
 #include "platform/sim/VirtualTime.h"
+#include "tests/support/TemporaryFolder.h"
 
-#include <filesystem>
+#include <deque>
 
 #include <sndfile.h>
-#include <unistd.h>
 
 using namespace lingrelay;
 
@@ -31,21 +31,17 @@ public:
         blocks.push_back({m_time.now(), connections, std::move(pcm)});
         if (sent)
             waiting.push_back(std::move(sent));
-        while (takes > 0 && !waiting.empty())
-            take();
-    }
-    void take()
-    {
-        --takes;
-        auto const sent = std::move(waiting.front());
-        waiting.erase(waiting.begin());
-        sent();
+        takeMore(0);
     }
     void takeMore(int count)
     {
         takes += count;
-        while (takes > 0 && !waiting.empty())
-            take();
+        while (takes > 0 && !waiting.empty()) {
+            --takes;
+            auto const sent = std::move(waiting.front());
+            waiting.pop_front();
+            sent();
+        }
     }
     void connect()
     {
@@ -77,7 +73,7 @@ public:
     int connections = 0;
     int takes = 1'000'000; ///< blocks that the system still takes
     std::vector<Sent> blocks;
-    std::vector<std::function<void()>> waiting;
+    std::deque<std::function<void()>> waiting;
 
 private:
     VirtualTime& m_time;
@@ -85,13 +81,11 @@ private:
 
 class FileFeederTest : public testing::Test {
 protected:
-    FileFeederTest() { target.connections = 0; }
     ~FileFeederTest() override
     {
         feeder->stop();
         feeder.reset();
         time.runReady();
-        std::filesystem::remove(path);
     }
 
     /// A file whose samples count up by one every 10 milliseconds.
@@ -110,16 +104,16 @@ protected:
         feeder->start();
     }
 
-    /// The first block that a connection was given.
-    FakeTarget::Sent const* firstOf(int connection) const
+    /// Where in the file the first block stands that a connection was given; far from any place without one.
+    double firstPlace(int connection) const
     {
-        static FakeTarget::Sent const none{{}, 0, std::string("\xFF\x7F")}; // far from any place
         auto const found = std::find_if(target.blocks.begin(), target.blocks.end(),
             [&](auto const& block) { return block.connection == connection; });
-        return found == target.blocks.end() ? &none : &*found;
+        return found == target.blocks.end() ? 1e9 : FakeTarget::place(*found);
     }
 
-    std::string path = std::filesystem::temp_directory_path() / fmt::format("lingrelay-feed-{}.wav", ::getpid());
+    TemporaryFolder folder;
+    std::string path = folder / "sound.wav";
     VirtualTime time;
     VirtualScheduler scheduler{time};
     FakeTarget target{time};
@@ -156,7 +150,7 @@ TEST_F(FileFeederTest, realTimeLosesTheSoundOfAnOutage)
     time.advance(seconds(5.0));
     EXPECT_NEAR(target.given(1), 2.0, 0.11);
     EXPECT_NEAR(target.given(2), 2.0, 0.11);
-    EXPECT_NEAR(FakeTarget::place(*firstOf(2)), 4.0, 0.11);
+    EXPECT_NEAR(firstPlace(2), 4.0, 0.11);
     EXPECT_TRUE(endedAt);
 }
 
@@ -203,7 +197,7 @@ TEST_F(FileFeederTest, fastGoesBackToWhatWasRecognisedForGood)
     target.connect();
     target.takeMore(20);
     time.advance(seconds(1.0));
-    EXPECT_NEAR(FakeTarget::place(*firstOf(2)), 3.2, 0.02);
+    EXPECT_NEAR(firstPlace(2), 3.2, 0.02);
 
     // The next connection's progress counts from where that one began.
     feeder->noteProgress(2, 500, 900);
@@ -211,7 +205,7 @@ TEST_F(FileFeederTest, fastGoesBackToWhatWasRecognisedForGood)
     target.connect();
     target.takeMore(1000);
     time.advance(seconds(1.2));
-    EXPECT_NEAR(FakeTarget::place(*firstOf(3)), 3.7, 0.02);
+    EXPECT_NEAR(firstPlace(3), 3.7, 0.02);
     EXPECT_NEAR(target.given(3), 6.3, 1e-9);
     EXPECT_TRUE(endedAt);
 }
@@ -226,13 +220,13 @@ TEST_F(FileFeederTest, fastWithoutProgressGoesByWhatTextCame)
     target.connect();
     target.takeMore(5 - target.takes);
     time.advance(seconds(0.1));
-    EXPECT_NEAR(FakeTarget::place(*firstOf(2)), 0, 0.02);
+    EXPECT_NEAR(firstPlace(2), 0, 0.02);
     feeder->noteText(2);
     target.lose();
     target.connect();
     target.takeMore(1000);
     time.advance(seconds(1.2));
-    EXPECT_NEAR(FakeTarget::place(*firstOf(3)), 0.5, 0.02); // the first block that was not taken
+    EXPECT_NEAR(firstPlace(3), 0.5, 0.02); // the first block that was not taken
     EXPECT_NEAR(target.given(3), 2.5, 1e-9);
     EXPECT_TRUE(endedAt);
 }

@@ -1,6 +1,7 @@
 #include "cli/soundfiles/SoundFile.h"
 #include "cli/soundfiles/WavOutputs.h"
 #include "platform/sim/VirtualTime.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/Tones.h"
 
 #include <cmath>
@@ -10,22 +11,11 @@
 
 #include <sndfile.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace lingrelay;
 namespace fs = std::filesystem;
 
 namespace {
-
-class Folder {
-public:
-    Folder() { fs::create_directories(m_path); }
-    ~Folder() { fs::remove_all(m_path); }
-    std::string operator/(std::string const& name) const { return m_path / name; }
-
-private:
-    fs::path m_path = fs::temp_directory_path() / fmt::format("lingrelay-sound-{}", ::getpid());
-};
 
 void writeSound(std::string const& path, int format, int rate, int channels, std::vector<float> const& interleaved)
 {
@@ -38,7 +28,7 @@ void writeSound(std::string const& path, int format, int rate, int channels, std
 
 TEST(SoundFileTest, anyFormatRateAndChannelCountBecomesMonoAt16kHz)
 {
-    Folder const folder;
+    TemporaryFolder const folder;
     struct Case {
         int format, rate, channels;
     };
@@ -70,7 +60,7 @@ TEST(SoundFileTest, anyFormatRateAndChannelCountBecomesMonoAt16kHz)
 
 TEST(SoundFileTest, whatIsNoSoundIsRefusedWithAReason)
 {
-    Folder const folder;
+    TemporaryFolder const folder;
     auto const refusal = [&](std::string const& name) {
         auto const file = SoundFile::open(folder / name);
         return file ? "" : file.error().message;
@@ -92,7 +82,7 @@ TEST(SoundFileTest, whatIsNoSoundIsRefusedWithAReason)
 
 TEST(SoundFileTest, aFileThatIsIncompleteOrChangesIsTold)
 {
-    Folder const folder;
+    TemporaryFolder const folder;
     auto const path = folder / "sound";
     enum class Fate { none, cutBefore, cutAfter, growsAfter };
     auto const damage = [&](int format, Fate fate) {
@@ -120,7 +110,7 @@ TEST(SoundFileTest, aFileThatIsIncompleteOrChangesIsTold)
 
 TEST(SoundFileTest, aPipeIsReadToItsEnd)
 {
-    Folder const folder;
+    TemporaryFolder const folder;
     writeSound(folder / "sound", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, tone(100, 16000, 5.0));
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     std::thread writer([&] { std::ofstream(folder / "pipe") << std::ifstream(folder / "sound").rdbuf(); });
@@ -145,40 +135,48 @@ public:
     std::int64_t left = 0;
 };
 
-std::vector<float> soundIn(std::string const& path)
-{
-    SF_INFO info{};
-    auto* file = sf_open(path.c_str(), SFM_READ, &info);
-    if (!file)
-        return {};
-    EXPECT_EQ(info.samplerate, 24000);
-    EXPECT_EQ(info.channels, 1);
-    std::vector<float> samples(static_cast<std::size_t>(info.frames));
-    sf_readf_float(file, samples.data(), info.frames);
-    sf_close(file);
-    return samples;
-}
+/// The player's voice as a file.
+struct WavOutputsTest : testing::Test {
+    std::unique_ptr<WavOutputs> begin(Pace pace)
+    {
+        auto outputs
+            = std::make_unique<WavOutputs>(scheduler, std::move(*WavFile::create(path, WavOutputs::rate)), pace);
+        outputs->queuedSeconds = [this] { return static_cast<double>(ramp.left) / WavOutputs::rate; };
+        outputs->begin();
+        return outputs;
+    }
+    std::vector<float> written() const
+    {
+        SF_INFO info{};
+        auto* const file = sf_open(path.c_str(), SFM_READ, &info);
+        EXPECT_TRUE(file && info.samplerate == 24000 && info.channels == 1);
+        std::vector<float> samples(static_cast<std::size_t>(info.frames));
+        sf_readf_float(file, samples.data(), info.frames);
+        sf_close(file);
+        return samples;
+    }
 
-TEST(WavOutputsTest, realTimeKeepsPausesAndFollowsTheClockExactly)
-{
-    Folder const folder;
+    TemporaryFolder folder;
+    std::string path = folder / "voice.wav";
     VirtualTime time;
-    VirtualScheduler scheduler(time);
+    VirtualScheduler scheduler{time};
     Ramp ramp;
-    WavOutputs outputs(scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Pace::realtime);
-    outputs.queuedSeconds = [&] { return static_cast<double>(ramp.left) / WavOutputs::rate; };
-    outputs.begin();
+};
+
+TEST_F(WavOutputsTest, realTimeKeepsPausesAndFollowsTheClockExactly)
+{
+    auto const outputs = begin(Pace::realtime);
     time.advance(seconds(2.5)); // nothing to say yet
-    auto output = outputs.open({}, ramp);
+    auto output = outputs->open({}, ramp);
     EXPECT_EQ(output->sampleRate(), 24000);
     ramp.left = 12000;
     time.advance(seconds(4.0));
-    EXPECT_NEAR(static_cast<double>(soundIn(folder / "voice.wav").size()), 6.5 * 24000, 24000); // readable all the time
+    EXPECT_NEAR(static_cast<double>(written().size()), 6.5 * 24000, 24000); // readable all the time
     ramp.left = 12000;
     time.advance(seconds(1.00001));
-    EXPECT_FALSE(outputs.finish());
+    EXPECT_FALSE(outputs->finish());
     output.reset();
-    auto const sound = soundIn(folder / "voice.wav");
+    auto const sound = written();
     EXPECT_EQ(sound.size(), 180000U); // 7.50001 seconds, cut down
     EXPECT_EQ(std::count_if(sound.begin(), sound.end(), [](float sample) { return sample > 0.4F; }), 24000);
     EXPECT_EQ(sound[59999], 0.0F);
@@ -186,24 +184,18 @@ TEST(WavOutputsTest, realTimeKeepsPausesAndFollowsTheClockExactly)
     EXPECT_TRUE(time.idle());
 }
 
-TEST(WavOutputsTest, fastPutsClauseBehindClause)
+TEST_F(WavOutputsTest, fastPutsClauseBehindClause)
 {
-    Folder const folder;
-    VirtualTime time;
-    VirtualScheduler scheduler(time);
-    Ramp ramp;
-    WavOutputs outputs(scheduler, std::move(*WavFile::create(folder / "voice.wav", WavOutputs::rate)), Pace::fast);
-    outputs.queuedSeconds = [&] { return static_cast<double>(ramp.left) / WavOutputs::rate; };
-    outputs.begin();
-    auto output = outputs.open({}, ramp);
+    auto const outputs = begin(Pace::fast);
+    auto output = outputs->open({}, ramp);
     for (int clause = 0; clause < 3; ++clause) {
         ramp.left = 100000;
         time.advance(seconds(1.0));
         EXPECT_EQ(ramp.left, 0); // nobody waits for it to be heard
     }
-    outputs.finish();
+    outputs->finish();
     output.reset();
-    auto const sound = soundIn(folder / "voice.wav");
+    auto const sound = written();
     EXPECT_EQ(sound.size(), 300000U);
     EXPECT_EQ(std::count(sound.begin(), sound.end(), 0.0F), 0);
 }

@@ -78,24 +78,16 @@ TEST(EventWriterTest, everyEventIsOneObjectALineWithItsTime)
 
 TEST(OutputQueueTest, aReaderThatIsSlowOrGoneHoldsUpNobody)
 {
-    Pipe pipe;
-    {
-        OutputQueue output(pipe.writer());
-        auto const begin = Clock::now();
+    Pipe slow;
+    Pipe gone;
+    gone.closeReader();
+    for (auto* pipe : {&slow, &gone}) {
+        OutputQueue output(pipe->writer());
         for (int i = 0; i < 100; ++i)
             output.write(std::string(10000, 'x')); // far more than a pipe holds
         output.flush(seconds(0.05));
-        EXPECT_LT(Clock::now() - begin, seconds(2.0));
     } // ends although the reader never read
-    EXPECT_LT(pipe.readAll().size(), 1000000U);
-
-    Pipe gone;
-    gone.closeReader();
-    OutputQueue output(gone.writer());
-    output.write("nobody reads this");
-    output.flush(seconds(5.0));
-    output.write("nor this");
-    output.flush(seconds(5.0));
+    EXPECT_LT(slow.readAll().size(), 1000000U);
 }
 
 TEST(PlainPresenterTest, showsFinishedClausesAndSendsWarningsElsewhere)

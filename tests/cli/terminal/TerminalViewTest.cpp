@@ -51,14 +51,8 @@ public:
             all.pop_back();
         return all;
     }
-    std::string styleOf(std::string const& word) const
-    {
-        auto const found = m_styles.find(word);
-        return found == m_styles.end() ? "none" : found->second;
-    }
     /// Rows written to since the last call.
     std::set<int> touched() { return std::exchange(m_touched, {}); }
-    int row() const { return m_row; }
 
 private:
     void put(std::string_view character)
@@ -80,13 +74,10 @@ private:
                 row[static_cast<std::size_t>(m_column + i)] = "";
             m_column += width;
             m_touched.insert(m_row);
-            m_word = character == " " ? "" : m_word + std::string(character);
-            m_styles[m_word] = m_style;
         }
     }
     void lineFeed()
     {
-        m_word.clear();
         if (m_row + 1 < m_height) {
             ++m_row;
             return;
@@ -100,16 +91,13 @@ private:
     }
     void control(char kind, std::string_view argument)
     {
-        m_word.clear();
         int const count = argument.empty() ? 1 : std::stoi(std::string(argument));
         auto& row = m_rows[static_cast<std::size_t>(m_row)];
         if (kind == 'A')
             m_row = std::max(0, m_row - count);
         else if (kind == 'B')
             m_row = std::min(m_height - 1, m_row + count);
-        else if (kind == 'm')
-            m_style = argument;
-        else if (row.size() > static_cast<std::size_t>(m_column))
+        else if (kind != 'm' && row.size() > static_cast<std::size_t>(m_column))
             row.resize(static_cast<std::size_t>(m_column));
         if (kind == 'J') {
             for (auto below = m_row + 1; below < m_height; ++below)
@@ -121,9 +109,6 @@ private:
     int m_height;
     int m_row = 0;
     int m_column = 0;
-    std::string m_style;
-    std::string m_word;
-    std::map<std::string, std::string> m_styles;
     std::set<int> m_touched;
     std::deque<std::vector<std::string>> m_rows;
     std::vector<std::string> m_gone;
@@ -167,8 +152,6 @@ TEST(TerminalViewTest, finishedClausesStandAndOnlyTheUnfinishedIsRewritten)
     EXPECT_EQ(rows[3], "How are");
     EXPECT_EQ(rows[4], "Cómo");
     EXPECT_TRUE(rows[5].starts_with("00:01 / 00:10  10%") && rows[5].ends_with("● ready")) << rows[5];
-    EXPECT_EQ(screen.styleOf("Good"), "2"); // dim
-    EXPECT_EQ(screen.styleOf("Buenos"), "1"); // bright
     for (int const row : screen.touched())
         EXPECT_GE(row, 3);
     screen.write(view.caption(CaptionKind::translation, "Cómo está"));
@@ -179,8 +162,12 @@ TEST(TerminalViewTest, finishedClausesStandAndOnlyTheUnfinishedIsRewritten)
     EXPECT_EQ(screen.text(), (std::vector<std::string>{"Speaker 1: Good morning.", "Buenos días."}));
 }
 
-TEST(TerminalViewTest, withoutColoursNothingIsStyled)
+TEST(TerminalViewTest, theTranslationIsBrightAndTheOriginalDimWhereThereAreColours)
 {
+    TerminalView coloured(TerminalView::Colours::ansi, {40, 12});
+    auto const styled = coloured.line(line("Hi", "Hola"));
+    EXPECT_NE(styled.find("\x1b[2mHi"), std::string::npos) << styled;
+    EXPECT_NE(styled.find("\x1b[1mHola"), std::string::npos) << styled;
     TerminalView view(TerminalView::Colours::none, {40, 12});
     auto const bytes
         = view.caption(CaptionKind::original, "Hi") + view.line(line("Hi", "Hola")) + view.status(Kind::error, "⚠ no");
