@@ -1,16 +1,19 @@
 #pragma once
 
-#include "tests/e2e/Programs.h"
+#include "tests/support/LocalService.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <filesystem>
+#include <memory>
 #include <sstream>
 
 #include <fmt/format.h>
-#include <sys/stat.h>
+#include <gtest/gtest.h>
+#include <sndfile.h>
 
 namespace lingrelay {
 
-using Words = std::vector<std::string>;
+using Program = TestProcess; ///< one of ours, run as a user does
 
 inline Json token(std::string text, bool isFinal, bool isTranslation = false)
 {
@@ -49,8 +52,8 @@ inline Json steps(Json list) { return {{"steps", std::move(list)}}; }
 /// The local service that the program starts is one that plays a script.
 class ScriptedService {
 public:
-    /// The service that the program starts plays this script; `extra` is shell run first.
-    void script(Json script, std::string const& extra = {})
+    /// The service that the program starts plays this script.
+    void script(Json script)
     {
         script["record"] = folder / "record";
         if (!script.contains("tts"))
@@ -58,12 +61,18 @@ public:
         if (!script.contains("http"))
             script["http"] = {{"end", {{{"offline", true}}}}};
         writeFile(folder / "script.json", script.dump());
-        service(fmt::format("{}\nexec '{}' --script '{}' \"$@\"", extra, LINGRELAY_SERVICE, folder / "script.json"));
+        service(fmt::format("exec '{}' --script '{}' \"$@\"", LINGRELAY_SERVICE, folder / "script.json"));
     }
-    void service(std::string const& shell)
+    void service(std::string const& shell) const
     {
         writeFile(folder / "service", "#!/bin/sh\n" + shell + '\n');
-        ::chmod((folder / "service").c_str(), 0755);
+        std::filesystem::permissions(folder / "service", std::filesystem::perms::owner_all);
+    }
+    /// The program takes this one for the service that it starts.
+    void join(LocalService const& other) const { service(fmt::format("echo '{}'; exec sleep 600", other.line)); }
+    std::unique_ptr<LocalService> startElsewhere(Words before = {}) const
+    {
+        return std::make_unique<LocalService>(Words{"--script", folder / "script.json"}, std::move(before));
     }
 
     Words environment(Words more = {}) const
@@ -72,6 +81,34 @@ public:
         if (std::filesystem::exists(folder / "service"))
             more.push_back("LINGRELAY_SERVICE=" + folder / "service");
         return more;
+    }
+    /// What the service has recorded: of one connection, or of all.
+    std::vector<Json> record(std::string const& connection = {}) const
+    {
+        std::vector<Json> lines;
+        std::istringstream all(readFile(folder / "record"));
+        for (std::string line; std::getline(all, line);) {
+            auto const parsed = parseJson(line).value_or(Json());
+            if (connection.empty() || jsonString(parsed, "connection") == connection)
+                lines.push_back(parsed);
+        }
+        return lines;
+    }
+    /// Seconds of sound that have reached it.
+    double heard(std::string const& connection = {}) const
+    {
+        double bytes = 0;
+        for (auto const& line : record(connection))
+            bytes += jsonString(line, "event") == "binary" ? line.value("bytes", 0.0) : 0;
+        return bytes / 32000;
+    }
+
+    static void writeSound(std::string const& path, std::vector<float> const& frames, int rate = 16000)
+    {
+        SF_INFO info{0, rate, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
+        auto* file = sf_open(path.c_str(), SFM_WRITE, &info);
+        sf_writef_float(file, frames.data(), static_cast<sf_count_t>(frames.size()));
+        sf_close(file);
     }
     static std::vector<Json> only(std::vector<Json> const& events, std::string const& name)
     {

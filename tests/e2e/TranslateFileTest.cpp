@@ -1,38 +1,19 @@
 #include "tests/e2e/ScriptedService.h"
 
-#include <cmath>
 #include <csignal>
-#include <filesystem>
-#include <numbers>
-#include <sstream>
-
-#include <sndfile.h>
 
 using namespace lingrelay;
 
 namespace {
 
-#ifdef LINGRELAY_SANITIZED
-constexpr double quick = 2; ///< seconds
-#else
-constexpr double quick = 0.5;
-#endif
-
 class TranslateFileTest : public testing::Test, protected ScriptedService {
 protected:
-    TranslateFileTest() { writeTone("speech.wav", 2.0); }
+    TranslateFileTest() { makeSound("speech.wav", 2); }
 
-    void writeTone(std::string const& name, double length, int rate = 16000, int channels = 1)
+    void makeSound(char const* name, double length, int rate = 16000) const
     {
-        SF_INFO info{0, rate, channels, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
-        auto* file = sf_open((folder / name).c_str(), SFM_WRITE, &info);
-        std::vector<float> frames;
-        for (int i = 0; i < static_cast<int>(rate * length) * channels; ++i)
-            frames.push_back(0.3F * static_cast<float>(std::sin(2 * std::numbers::pi * 300 * (i / channels) / rate)));
-        sf_writef_float(file, frames.data(), static_cast<sf_count_t>(frames.size()) / channels);
-        sf_close(file);
+        writeSound(folder / name, std::vector<float>(static_cast<std::size_t>(rate * length), 0.1F), rate);
     }
-
     Words command(Words options, std::string const& input = "speech.wav") const
     {
         Words words{LINGRELAY_CLI, "translate", folder / input, "--from", "en", "--to", "es"};
@@ -48,26 +29,6 @@ protected:
         errors = program.errors();
         return program.events();
     }
-    /// What the service recorded of one connection.
-    std::vector<Json> record(std::string const& connection) const
-    {
-        std::vector<Json> lines;
-        std::istringstream all(readFile(folder / "record"));
-        for (std::string line; std::getline(all, line);) {
-            auto const parsed = parseJson(line);
-            if (parsed && jsonString(*parsed, "connection") == connection)
-                lines.push_back(*parsed);
-        }
-        return lines;
-    }
-    std::int64_t bytesSent(std::string const& connection) const
-    {
-        std::int64_t bytes = 0;
-        for (auto const& line : record(connection))
-            bytes += jsonString(line, "event") == "binary" ? jsonInteger(line, "bytes").value_or(0) : 0;
-        return bytes;
-    }
-
     /// The reason of the one end event, which is the last; and time never goes back.
     static std::string endOf(std::vector<Json> const& events)
     {
@@ -84,36 +45,18 @@ protected:
     std::string errors; ///< of the last run
 };
 
-/// Places where a voice file is louder than silence, in seconds, and the file's length.
-struct Voice {
-    std::vector<std::pair<double, double>> clips;
-    double length = 0;
-};
-
-Voice voiceIn(std::string const& path)
+/// Seconds of a voice file that are louder than silence.
+double voiceIn(std::string const& path)
 {
-    Voice voice;
     SF_INFO info{};
     auto* file = sf_open(path.c_str(), SFM_READ, &info);
-    EXPECT_TRUE(file) << path;
-    if (!file)
-        return voice;
-    EXPECT_EQ(info.samplerate, 24000);
-    EXPECT_EQ(info.channels, 1);
+    EXPECT_TRUE(file && info.samplerate == 24000 && info.channels == 1) << path;
     std::vector<float> samples(static_cast<std::size_t>(info.frames));
     sf_readf_float(file, samples.data(), info.frames);
     sf_close(file);
-    voice.length = static_cast<double>(samples.size()) / 24000;
-    double loudUntil = -1;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        auto const at = static_cast<double>(i) / 24000;
-        if (std::abs(samples[i]) < 0.05F)
-            continue;
-        if (at - loudUntil > 0.05)
-            voice.clips.emplace_back(at, at);
-        voice.clips.back().second = loudUntil = at;
-    }
-    return voice;
+    auto const loud
+        = std::count_if(samples.begin(), samples.end(), [](float sample) { return std::abs(sample) > 0.01F; });
+    return static_cast<double>(loud) / 24000;
 }
 
 TEST_F(TranslateFileTest, aFileIsTranslatedToItsEndWithAllThatWasAskedFor)
@@ -148,8 +91,7 @@ TEST_F(TranslateFileTest, aFileIsTranslatedToItsEndWithAllThatWasAskedFor)
         EXPECT_GT(speech[i]["seconds"], 0);
         EXPECT_LT(speech[i]["seconds"], 6);
     }
-    auto const voice = voiceIn(folder / "voice.wav");
-    EXPECT_NEAR(voice.length, 1.5, 0.05); // clause behind clause
+    EXPECT_NEAR(voiceIn(folder / "voice.wav"), 1.5, 0.1);
 
     auto const text = readFile(folder / "t.txt");
     EXPECT_NE(text.find("] THEM\n  Good morning.\n  → Buenos días.\n\n["), std::string::npos) << text;
@@ -167,91 +109,54 @@ TEST_F(TranslateFileTest, aFileIsTranslatedToItsEndWithAllThatWasAskedFor)
         EXPECT_LE(stamps["firstAudio"], stamps["heard"]) << line;
     }
     EXPECT_EQ(traced, 3);
-    EXPECT_EQ(bytesSent("stt#0"), 64000);
+    EXPECT_EQ(heard("stt#0"), 2);
     EXPECT_EQ(record("http").back()["event"], "end"); // the backend was told
 }
 
-TEST_F(TranslateFileTest, realTimeFeedsAtTheSpeedOfSoundAndKeepsPauses)
-{
-    writeTone("stereo.wav", 3.0, 44100, 2);
-    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), clauseAt(2500, "Two.", "Dos."), finished})}}});
-    Program program(command({"--events=json", "--output", folder / "voice.wav"}, "stereo.wav"), environment());
-    EXPECT_EQ(program.wait(), 0) << program.errors();
-    auto const lines = only(program.events(), "line");
-    ASSERT_EQ(lines.size(), 2U);
-    auto const apart = lines[1]["t"].get<double>() - lines[0]["t"].get<double>();
-    EXPECT_NEAR(apart, 2.0, 0.5);
-    auto const voice = voiceIn(folder / "voice.wav");
-    ASSERT_EQ(voice.clips.size(), 2U);
-    EXPECT_NEAR(voice.clips[1].first - voice.clips[0].first, apart, 0.5);
-    EXPECT_NEAR(voice.clips[0].second - voice.clips[0].first, 0.5, 0.02);
-    EXPECT_GE(voice.length, 2.9); // the listener stayed to the end
-    EXPECT_EQ(bytesSent("stt#0"), 96000);
-}
-
-TEST_F(TranslateFileTest, withoutAVoiceNothingIsSynthesisedAndCaptionsArePlain)
+TEST_F(TranslateFileTest, captionsSuitWhoReadsThem)
 {
     script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
-    Program program(command({"--pace=fast"}), environment());
-    EXPECT_EQ(program.wait(), 0) << program.errors();
-    EXPECT_EQ(program.output(), "One.\n  → Uno.\n");
-    EXPECT_EQ(program.errors(), "");
-    EXPECT_TRUE(record("tts#0").empty());
-}
-
-TEST_F(TranslateFileTest, theUsersOwnVoiceIsCaptionedInTranslationOnly)
-{
-    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
+    auto const plain = "One.\n  → Uno.\n";
+    struct Case {
+        Words settings;
+        Program::Reads reads;
+        std::string shown; ///< the whole of it, or what it begins with
+        std::string unseen;
+    };
+    for (auto const& [settings, reads, shown, unseen] :
+        {Case{{}, Program::Reads::all, plain, "\x1b"}, {{}, Program::Reads::nothing, "", "One"},
+            {{"TERM=dumb"}, Program::Reads::terminal, "One.\r\n  → Uno.\r\n", "\x1b"},
+            {{"TERM=xterm", "NO_COLOR"}, Program::Reads::terminal, "\x1b[2mOne.\x1b[0m", "nothing"},
+            {{"TERM=xterm", "NO_COLOR=1"}, Program::Reads::terminal, "Uno.", "\x1b[2m"}}) {
+        Program program(command({"--pace=fast", "--transcript", folder / "t.txt"}), environment(settings), reads);
+        EXPECT_EQ(program.wait(), 0) << program.errors();
+        EXPECT_NE(program.output().find(shown), std::string::npos) << program.output();
+        EXPECT_EQ(program.output().find(unseen), std::string::npos) << program.output();
+        EXPECT_EQ(program.errors(), "");
+        EXPECT_NE(readFile(folder / "t.txt").find("Uno."), std::string::npos) << "whoever reads standard output";
+        EXPECT_TRUE(record("tts#0").empty()) << "nobody asked for a voice";
+    }
     auto const events = run({"--pace=fast", "--mode", "speak"});
-    EXPECT_EQ(endOf(events), "finished");
-    for (auto const& caption : only(events, "caption"))
-        EXPECT_EQ(caption["kind"], "speak");
-    ASSERT_EQ(only(events, "line").size(), 1U);
-    EXPECT_EQ(only(events, "line")[0]["direction"], "speak");
-    EXPECT_EQ(only(events, "line")[0]["source"], "One.");
     EXPECT_FALSE(only(events, "caption").empty());
-}
-
-TEST_F(TranslateFileTest, aTerminalShowsOriginalDimAndTranslationBright)
-{
-    script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
-    Program program(command({"--pace=fast"}), environment({"TERM=xterm", "NO_COLOR="}), Program::Reads::terminal);
-    EXPECT_EQ(program.wait(), 0);
-    EXPECT_NE(program.output().find("\x1b[2mOne.\x1b[0m"), std::string::npos) << program.output();
-    EXPECT_NE(program.output().find("\x1b[1mUno.\x1b[0m"), std::string::npos);
-    Program plain(command({"--pace=fast"}), environment({"TERM=xterm", "NO_COLOR=1"}), Program::Reads::terminal);
-    EXPECT_EQ(plain.wait(), 0);
-    EXPECT_EQ(plain.output().find("\x1b[2m"), std::string::npos);
-    EXPECT_NE(plain.output().find("Uno."), std::string::npos);
-    Program dumb(command({"--pace=fast"}), environment({"TERM=dumb"}), Program::Reads::terminal);
-    EXPECT_EQ(dumb.wait(), 0);
-    EXPECT_EQ(dumb.output(), "One.\r\n  → Uno.\r\n");
+    for (auto const& caption : only(events, "caption"))
+        EXPECT_EQ(caption["kind"], "speak") << "the user's own voice is captioned in translation only";
 }
 
 TEST_F(TranslateFileTest, badArgumentsAreToldInOneLineAndContactNobody)
 {
     service("touch '" + folder / "contacted" + "'\nexit 1");
-    writeTone("empty.wav", 0);
-    Words const cases[] = {{"--to", "xx"}, {"--to", "auto"}, {"--from", "klingon"}, {"--set", "unknown=1"},
-        {"--set", "voiceSpeed=fast"}, {"--stt-url", "ws://example.com"}, {"--backend-url", "https://a@b"},
-        {"--transcript", folder / "notes.pdf"}, {"--transcript", "/nowhere/notes.txt"}, {"--output", "/nowhere/v.wav"},
-        {"--pace", "slow"}, {"--preset", "party"}, {"--set", "targetLang=auto", "--to", "es", "--bad"}};
-    auto const expectRefusal = [&](Words const& words) {
+    makeSound("empty.wav", 0);
+    for (auto const& words : {command({"--to", "xx"}), command({"--transcript", "/nowhere/notes.txt"}),
+             command({"--output", "/nowhere/v.wav"}), command({"--stt-url", "ws://example.com"}),
+             command({}, "missing.wav"), command({}, "empty.wav"), command({}, ""), command({}, "service"),
+             Words{LINGRELAY_CLI, "say", "--events", "json"}}) {
         Program program(words, environment());
         EXPECT_EQ(program.wait(), 2) << words.back();
         EXPECT_EQ(program.output(), "") << words.back();
         auto const text = program.errors();
         EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
-    };
-    for (auto words : cases) {
-        words.insert(words.end(), {"--events", "json"});
-        expectRefusal(command(words));
     }
-    for (auto const* input : {"missing.wav", "empty.wav", "", "service"})
-        expectRefusal(command({"--events", "json"}, input));
-    expectRefusal({LINGRELAY_CLI, "say", "--events", "json"});
     EXPECT_FALSE(std::filesystem::exists(folder / "contacted"));
-    EXPECT_FALSE(std::filesystem::exists(folder / "notes.pdf"));
 }
 
 TEST_F(TranslateFileTest, aRefusedStartIsToldWithTheServicesWords)
@@ -276,7 +181,7 @@ TEST_F(TranslateFileTest, aRefusedStartIsToldWithTheServicesWords)
 
 TEST_F(TranslateFileTest, aServiceThatDiesInMidClauseFailsTheRunAndKeepsWhatWasSaid)
 {
-    writeTone("speech.wav", 60);
+    makeSound("speech.wav", 60);
     script(
         {{"stt", {steps({clauseAt(300, "Kept.", "Guardado."), {{"send", {{"tokens", {token("Half a", true)}}}}}})}}});
     Program program(command({"--events=json", "--transcript", folder / "t.txt"}), environment());
@@ -299,7 +204,7 @@ TEST_F(TranslateFileTest, aServiceThatDiesInMidClauseFailsTheRunAndKeepsWhatWasS
 
 TEST_F(TranslateFileTest, fastWaitsForAReconnectAndLosesNothing)
 {
-    writeTone("speech.wav", 10);
+    makeSound("speech.wav", 10);
     Json const progress{{"tokens", Json::array()}, {"final_audio_proc_ms", 2500}, {"total_audio_proc_ms", 3000}};
     script({{"stt",
         {steps({clauseAt(1000, "One.", "Uno."), {{"after_audio_ms", 3000}, {"send", progress}},
@@ -308,20 +213,12 @@ TEST_F(TranslateFileTest, fastWaitsForAReconnectAndLosesNothing)
     auto const events = run({"--pace=fast"});
     EXPECT_EQ(endOf(events), "finished");
     EXPECT_EQ(only(events, "line").size(), 2U);
-    EXPECT_EQ(bytesSent("stt#1"), 7.5 * 32000); // from what was recognised for good
-}
-
-TEST_F(TranslateFileTest, aSilentServiceIsWaitedForFiveSeconds)
-{
-    script({{"stt", {steps({clauseAt(500, "One.", "Uno.")})}}});
-    auto const events = run({"--pace=fast"});
-    EXPECT_EQ(endOf(events), "finished");
-    EXPECT_NEAR(events.back()["t"], 6.2, 1.0); // and a second for one that is behind
+    EXPECT_EQ(heard("stt#1"), 7.5); // from what was recognised for good
 }
 
 TEST_F(TranslateFileTest, theUsersStopIsQuickAndKeepsFinishedLinesOnly)
 {
-    writeTone("speech.wav", 60);
+    makeSound("speech.wav", 60);
     script({{"stt",
                 {steps({clauseAt(300, "Kept.", "Guardado."),
                     {{"send", {{"tokens", {token("Half", true), token("Medio", true, true)}}}}}})}},
@@ -333,8 +230,8 @@ TEST_F(TranslateFileTest, theUsersStopIsQuickAndKeepsFinishedLinesOnly)
         auto const services = program.children();
         auto const begin = Clock::now();
         program.signal(number);
-        EXPECT_EQ(program.wait(10), 0);
-        EXPECT_LT(toSeconds(Clock::now() - begin), 3.0); // although the backend does not answer
+        EXPECT_EQ(program.wait(), 0);
+        EXPECT_LT(toSeconds(Clock::now() - begin), 10); // the backend answers after twenty
         EXPECT_EQ(endOf(program.events()), "stopped");
         EXPECT_EQ(program.errors(), "");
         EXPECT_NE(readFile(folder / "t.txt").find("Guardado."), std::string::npos);
@@ -346,23 +243,21 @@ TEST_F(TranslateFileTest, theUsersStopIsQuickAndKeepsFinishedLinesOnly)
     ASSERT_TRUE(program.waitForEvent("line"));
     program.signal(SIGINT);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    auto const begin = Clock::now();
     program.signal(SIGTERM);
-    EXPECT_EQ(program.wait(10), 130);
-    EXPECT_LT(toSeconds(Clock::now() - begin), quick);
+    EXPECT_EQ(program.wait(), 130);
 }
 
 TEST_F(TranslateFileTest, aSessionIsArchivedAndAKilledOneIsRecovered)
 {
-    writeTone("speech.wav", 60);
+    makeSound("speech.wav", 60);
     script({{"stt", {steps({clauseAt(300, "One.", "Uno."), clauseAt(600, "Two.", "Dos.")})}}});
     {
         Program killed(command({"--events=json"}), environment());
-        ASSERT_TRUE(waitUntil(15, [&] { return only(killed.events(), "line").size() == 2; }));
+        ASSERT_TRUE(eventually([&] { return only(killed.events(), "line").size() == 2; }, 15));
         killed.signal(SIGKILL);
         EXPECT_LT(killed.wait(), 0);
     }
-    writeTone("speech.wav", 1);
+    makeSound("speech.wav", 1);
     script({{"stt", {steps({clauseAt(300, "Three.", "Tres."), finished})}}});
     auto const events = run({"--pace=fast", "--preset", "watchVideo", "--transcript", folder / "t.json"});
     auto const recovered = only(events, "recovered");
@@ -388,10 +283,6 @@ TEST_F(TranslateFileTest, aSessionIsArchivedAndAKilledOneIsRecovered)
 TEST_F(TranslateFileTest, nobodyReadingStandardOutputIsNoFault)
 {
     script({{"stt", {steps({clauseAt(500, "One.", "Uno."), finished})}}});
-    Program program(command({"--pace=fast", "--events=json", "--transcript", folder / "t.txt"}), environment(),
-        Program::Reads::nothing);
-    EXPECT_EQ(program.wait(), 0);
-    EXPECT_NE(readFile(folder / "t.txt").find("Uno."), std::string::npos);
     for (auto const& [redirection, code] : {std::pair("<&- >&-", 0), {"<&- >&- 2>&-", 0}, {">/dev/full", 1}}) {
         std::filesystem::remove(folder / "t.txt");
         Words words{"/bin/sh", "-c", fmt::format("exec \"$@\" {}", redirection), "sh"};
@@ -413,9 +304,9 @@ TEST_F(TranslateFileTest, whatTheInputLacksIsTold)
     EXPECT_EQ(endOf(run({"--pace=fast"}, 1)), "failed");
     EXPECT_NE(errors.find("the file promises 2.0 s: it is incomplete"), std::string::npos) << errors;
     // No script: the real engines, which say what they can do.
-    writeTone("speech.wav", 1);
+    makeSound("speech.wav", 1);
     service("exec '" LINGRELAY_SERVICE "' \"$@\"");
-    EXPECT_EQ(endOf(run({"--to", "vi"}, 1, 10)), "refused");
+    EXPECT_EQ(endOf(run({"--to", "vi"}, 1)), "refused");
     EXPECT_NE(errors.find("cannot translate from English (en) to Vietnamese (vi)"), std::string::npos) << errors;
     EXPECT_NE(errors.find("--from en --to "), std::string::npos) << errors;
 }
@@ -423,23 +314,18 @@ TEST_F(TranslateFileTest, whatTheInputLacksIsTold)
 TEST_F(TranslateFileTest, aKeyIsShownNowhereEvenWhenTheServiceRepeatsIt)
 {
     std::string const key = "sk-very-secret-0815";
-    script({{"stt",
-        {steps(
-            {{{"error", {{"code", 401}, {"message", "Incorrect API key provided: " + key}}}}, {{"close", 1000}}})}}});
-    // The first run's service stays for a moment, so its address is known: a second one uses it with the user's key.
-    Program service({folder / "service", "--port", "0"}, {});
-    std::string address;
-    ASSERT_TRUE(waitUntil(15, [&] {
-        auto const line = service.output();
-        address = line.starts_with("listening ") ? line.substr(10, line.find(' ', 10) - 10) : "";
-        return !address.empty();
-    }));
-    Program program(command({"--events=json", "--set", "k.soniox=" + key, "--stt-url", "ws://" + address, "--trace",
+    auto repeats = steps({{{"error", {{"code", 401}, {"message", "No such key: " + key}}}}, {{"close", 1000}}});
+    repeats["check_key"] = false;
+    script({{"stt", {repeats}}});
+    auto const service = startElsewhere();
+    auto const address = fmt::format("ws://127.0.0.1:{}", service->port);
+    Program program(command({"--events=json", "--set", "k.soniox=" + key, "--stt-url", address, "--trace",
                         folder / "trace", "--transcript", folder / "t.json"}),
         environment({"LINGRELAY_LOG=" + folder / "log"}));
-    ASSERT_TRUE(waitUntil(10, [&] { return program.output().find("401") != std::string::npos; })) << program.output();
+    ASSERT_TRUE(eventually([&] { return program.output().find("No such key: ") != std::string::npos; }))
+        << program.output();
     program.signal(SIGINT);
-    EXPECT_EQ(program.wait(10), 0);
+    EXPECT_EQ(program.wait(), 0);
     EXPECT_TRUE(record("http").empty()); // with a key of the user's own no session is asked for
     for (auto const& shown : {program.output(), program.errors(), readFile(folder / "trace"),
              readFile(folder / "t.json"), readFile(folder / "log")})
@@ -449,11 +335,8 @@ TEST_F(TranslateFileTest, aKeyIsShownNowhereEvenWhenTheServiceRepeatsIt)
 
 TEST_F(TranslateFileTest, theLocalServiceIsClosedToOthers)
 {
-    service(fmt::format("exec '{}'", LINGRELAY_SERVICE));
-    Program service({folder / "service", "--port", "0"}, {});
-    std::string line;
-    ASSERT_TRUE(waitUntil(15, [&] { return (line = service.output()).ends_with('\n'); }));
-    auto const port = fmt::format(":{:04X} ", std::stoi(line.substr(line.find(':') + 1)));
+    LocalService const service;
+    auto const port = fmt::format(":{:04X} ", service.port);
     int places = 0;
     for (auto const* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
         std::istringstream rows(readFile(table));
@@ -486,7 +369,7 @@ TEST_F(TranslateFileTest, realSpeechBecomesSpanishOnThisMachineAlone)
     EXPECT_EQ(program.wait(120), 0) << program.errors();
     EXPECT_EQ(endOf(program.events()), "finished");
     EXPECT_FALSE(only(program.events(), "line").empty()) << program.output();
-    EXPECT_FALSE(voiceIn(folder / "voice.wav").clips.empty());
+    EXPECT_GT(voiceIn(folder / "voice.wav"), 0.5);
 }
 
 } // namespace

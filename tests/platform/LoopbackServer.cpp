@@ -1,9 +1,12 @@
 #include "tests/platform/LoopbackServer.h"
 
 #include "base/Base64.h"
+#include "base/Time.h"
 
+#include <fstream>
 #include <future>
 #include <mutex>
+#include <random>
 #include <thread>
 
 #include <boost/asio/as_tuple.hpp>
@@ -86,15 +89,19 @@ TestCertificate TestCertificate::make(std::string const& names, long end)
     return result;
 }
 
+Environment::Environment(TestCertificate const& trusted)
+    : m_name("SSL_CERT_FILE")
+    , m_folder(std::make_unique<TemporaryFolder>())
+{
+    std::ofstream(*m_folder / "trusted.pem") << trusted.certificate;
+    ::setenv(m_name, (*m_folder / "trusted.pem").c_str(), 1);
+}
+
 struct LoopbackServer::Impl {
     struct Session {
         virtual ~Session() = default;
-        virtual void send(WebSocket::Message message) = 0;
-        virtual void close(int code) = 0;
-        virtual void drop() = 0;
-        virtual void wake() = 0;
+        virtual void act(Deed deed) = 0;
         virtual int descriptor() = 0;
-        bool stalled = false;
         bool ready = false; ///< the upgrade is done
         std::vector<std::function<void(Session&)>> early; ///< what was asked before that
     };
@@ -160,7 +167,7 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
     websocket::stream<Transport> stream;
     asio::steady_timer timer;
     std::size_t index = 0;
-    bool isSocket = false;
+    bool stalled = false;
     std::deque<WebSocket::Message> outbox;
 
     template <class F> void record(F change)
@@ -232,7 +239,6 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
             delay = impl.delay;
         }
         impl.sessions.push_back(this->shared_from_this());
-        isSocket = true;
         co_await pause(answer == Answer::never ? Duration(-1) : delay);
         if (answer == Answer::refuse) {
             http::response<http::string_body> response(http::status::unauthorized, 11);
@@ -275,11 +281,28 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
         }
     }
 
-    void send(WebSocket::Message message) override
+    void act(Deed deed) override
     {
-        outbox.push_back(std::move(message));
-        if (outbox.size() == 1)
-            write();
+        error_code ignored;
+        switch (deed.kind) {
+        case Deed::Kind::send:
+            outbox.push_back(std::move(deed.message));
+            if (outbox.size() == 1)
+                write();
+            break;
+        case Deed::Kind::close:
+            stream.async_close(websocket::close_reason(static_cast<std::uint16_t>(deed.code)),
+                [self = this->shared_from_this()](error_code) {});
+            break;
+        case Deed::Kind::drop:
+            beast::get_lowest_layer(stream).close(ignored);
+            break;
+        case Deed::Kind::stall:
+        case Deed::Kind::resume:
+            stalled = deed.kind == Deed::Kind::stall;
+            timer.cancel();
+            break;
+        }
     }
 
     void write()
@@ -293,17 +316,6 @@ struct LoopbackServer::Impl::SessionOver final : Session, std::enable_shared_fro
             });
     }
 
-    void close(int code) override
-    {
-        stream.async_close(websocket::close_reason(static_cast<std::uint16_t>(code)),
-            [self = this->shared_from_this()](error_code) {});
-    }
-    void drop() override
-    {
-        error_code ignored;
-        beast::get_lowest_layer(stream).close(ignored);
-    }
-    void wake() override { timer.cancel(); }
     int descriptor() override { return beast::get_lowest_layer(stream).native_handle(); }
 };
 
@@ -313,14 +325,11 @@ asio::awaitable<void> LoopbackServer::Impl::accept()
         auto [failed, socket] = co_await acceptor.async_accept(token);
         if (failed)
             co_return;
-        if (encrypted) {
-            auto const session
-                = std::make_shared<SessionOver<asio::ssl::stream<tcp::socket>>>(*this, std::move(socket), tls);
-            asio::co_spawn(io, session->run(session), asio::detached);
-        } else {
-            auto const session = std::make_shared<SessionOver<tcp::socket>>(*this, std::move(socket));
-            asio::co_spawn(io, session->run(session), asio::detached);
-        }
+        auto const start = [this](auto session) { asio::co_spawn(io, session->run(session), asio::detached); };
+        if (encrypted)
+            start(std::make_shared<SessionOver<asio::ssl::stream<tcp::socket>>>(*this, std::move(socket), tls));
+        else
+            start(std::make_shared<SessionOver<tcp::socket>>(*this, std::move(socket)));
     }
 }
 
@@ -358,29 +367,11 @@ std::vector<TestServer::Seen> LoopbackServer::seen()
     return m_impl->seen;
 }
 
-void LoopbackServer::send(std::size_t connection, WebSocket::Message message)
+void LoopbackServer::act(std::size_t connection, Deed deed)
 {
-    m_impl->onSession(connection, [message = std::move(message)](Impl::Session& session) { session.send(message); });
+    m_impl->onSession(connection, [deed = std::move(deed)](Impl::Session& session) { session.act(deed); });
 }
-void LoopbackServer::close(std::size_t connection, int code)
-{
-    m_impl->onSession(connection, [code](Impl::Session& session) { session.close(code); });
-}
-void LoopbackServer::drop(std::size_t connection)
-{
-    m_impl->onSession(connection, [](Impl::Session& session) { session.drop(); });
-}
-void LoopbackServer::stall(std::size_t connection)
-{
-    m_impl->onSession(connection, [](Impl::Session& session) { session.stalled = true; });
-}
-void LoopbackServer::resume(std::size_t connection)
-{
-    m_impl->onSession(connection, [](Impl::Session& session) {
-        session.stalled = false;
-        session.wake();
-    });
-}
+
 std::size_t LoopbackServer::unreadBytes(std::size_t connection)
 {
     std::promise<int> bytes;
@@ -401,49 +392,76 @@ std::string webSocketAccept(std::string const& key)
     return encodeBase64({reinterpret_cast<char const*>(digest), size});
 }
 
-struct RawServer::Impl {
-    int listener = -1;
-    std::function<void(Connection&)> serve;
-    std::thread thread;
+namespace {
 
-    void run()
-    {
-        for (;;) {
-            int const descriptor = ::accept(listener, nullptr, nullptr);
-            if (descriptor < 0)
-                return;
-            timeval const limit{10, 0};
-            ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-            Connection connection(descriptor);
-            serve(connection);
-            ::close(descriptor);
-        }
-    }
-};
-
-RawServer::RawServer(std::function<void(Connection&)> serve) : m_impl(std::make_unique<Impl>())
+sockaddr_in place(std::uint16_t port)
 {
-    m_impl->serve = std::move(serve);
-    m_impl->listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+int connectedTo(std::uint16_t port)
+{
+    int const descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    auto const address = place(port);
+    ::connect(descriptor, reinterpret_cast<sockaddr const*>(&address), sizeof address);
+    return descriptor;
+}
+
+} // namespace
+
+RawServer::RawServer(std::function<void(Connection const&)> serve)
+    : m_serve(std::move(serve))
+    , m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    auto address = place(0);
     socklen_t size = sizeof address;
-    ::bind(m_impl->listener, reinterpret_cast<sockaddr*>(&address), size);
-    ::listen(m_impl->listener, 8);
-    ::getsockname(m_impl->listener, reinterpret_cast<sockaddr*>(&address), &size);
+    int const window = 4096; // what waits, waits with the sender
+    ::setsockopt(m_listener, SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
+    ::bind(m_listener, reinterpret_cast<sockaddr*>(&address), size);
+    ::listen(m_listener, 64);
+    ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size);
     m_port = ntohs(address.sin_port);
-    m_impl->thread = std::thread([impl = m_impl.get()] { impl->run(); });
+    m_thread = std::thread([this] { run(); });
 }
 
 RawServer::~RawServer()
 {
-    ::shutdown(m_impl->listener, SHUT_RDWR);
-    m_impl->thread.join();
-    ::close(m_impl->listener);
+    ::shutdown(m_listener, SHUT_RDWR);
+    m_thread.join();
+    for (auto& [descriptor, thread] : m_connections) {
+        ::shutdown(descriptor, SHUT_RDWR);
+        thread.join();
+        ::close(descriptor);
+    }
+    ::close(m_listener);
 }
 
-std::string RawServer::Connection::readHeader()
+void RawServer::run()
+{
+    for (int client = 0; (client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
+        m_connections.emplace_back(client, [this, client] {
+            m_serve(Connection(client));
+            ::shutdown(client, SHUT_RDWR);
+        });
+    }
+}
+
+void RawServer::send(std::uint16_t port, std::string_view bytes)
+{
+    int const descriptor = connectedTo(port);
+    timeval const limit{1, 0};
+    ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    Connection const connection(descriptor);
+    connection.write(bytes);
+    connection.read();
+    ::close(descriptor);
+}
+
+std::string RawServer::Connection::readHeader() const
 {
     std::string text;
     char c = 0;
@@ -452,15 +470,14 @@ std::string RawServer::Connection::readHeader()
     return text;
 }
 
-std::string RawServer::Connection::read()
+std::string RawServer::Connection::read(std::size_t most) const
 {
-    std::string text(64 << 10, '\0');
-    auto const count = ::recv(m_descriptor, text.data(), text.size(), 0);
-    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    std::string text(most, '\0');
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(::recv(m_descriptor, text.data(), text.size(), 0), 0)));
     return text;
 }
 
-void RawServer::Connection::write(std::string_view bytes)
+void RawServer::Connection::write(std::string_view bytes) const
 {
     while (!bytes.empty()) {
         auto const count = ::send(m_descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -470,24 +487,37 @@ void RawServer::Connection::write(std::string_view bytes)
     }
 }
 
-void RawServer::Connection::tunnelTo(std::uint16_t port)
+void RawServer::Connection::tunnelTo(std::uint16_t port, std::function<Passage()> const& passage) const
 {
-    int const other = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    ::connect(other, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    Connection far(other);
-    pollfd both[] = {{m_descriptor, POLLIN, 0}, {other, POLLIN, 0}};
-    while (::poll(both, 2, 10000) > 0) {
-        bool const fromHere = both[0].revents != 0;
-        auto const bytes = fromHere ? read() : far.read();
-        if (bytes.empty())
-            break;
-        (fromHere ? far : *this).write(bytes);
+    using Kind = Passage::Kind;
+    Connection const far(connectedTo(port));
+    std::mt19937 random(1);
+    std::array<Instant, 2> next{}; ///< when that end is read again
+    auto now = passage();
+    for (bool open = true; open && now.kind != Kind::reset; now = passage()) {
+        std::array<pollfd, 2> ends{pollfd{m_descriptor, 0, 0}, pollfd{far.m_descriptor, 0, 0}};
+        for (std::size_t from = 0; from < 2; ++from)
+            ends[from].events = now.kind == Kind::nothing || next[from] > Clock::now() ? 0 : POLLIN;
+        ::poll(ends.data(), ends.size(), 2);
+        for (std::size_t from = 0; from < 2; ++from) {
+            if (ends[from].revents == 0)
+                continue;
+            bool const pieces = now.kind == Kind::pieces;
+            auto const most = pieces ? 1 + random() % 6000 : now.bytesPerSecond > 0 ? 1600 : 64 << 10;
+            auto const bytes = now.kind == Kind::nothing ? "" : (from == 0 ? *this : far).read(most);
+            (from == 0 ? far : *this).write(bytes);
+            open = open && !bytes.empty();
+            next[from] = Clock::now() + std::chrono::milliseconds(pieces ? random() % 80 : 0);
+            if (now.bytesPerSecond > 0)
+                next[from] += seconds(static_cast<double>(bytes.size()) / now.bytesPerSecond);
+        }
     }
-    ::close(other);
+    if (now.kind == Kind::reset) { // as what is unconnected is
+        sockaddr const nowhere{.sa_family = AF_UNSPEC, .sa_data = {}};
+        ::connect(far.m_descriptor, &nowhere, sizeof nowhere);
+        ::connect(m_descriptor, &nowhere, sizeof nowhere);
+    }
+    ::close(far.m_descriptor);
 }
 
 } // namespace lingrelay

@@ -1,19 +1,15 @@
 // One contract, for the simulated network and for real connections to a loopback server, plain and encrypted.
 
-#include "platform/linux/AsioNetwork.h"
-#include "platform/linux/AsioScheduler.h"
 #include "platform/sim/SimNetwork.h"
 #include "tests/platform/LoopbackServer.h"
+#include "tests/platform/RealNetwork.h"
 #include "tests/platform/SimServer.h"
 
-#include <cstdlib>
-#include <fstream>
 #include <random>
 #include <thread>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 
@@ -30,7 +26,7 @@ struct World {
     virtual Scheduler& scheduler() = 0;
     virtual TestServer& server() = 0;
     /// Runs what there is to run until `done`; false when `limit` passed first.
-    virtual bool until(std::function<bool()> done, Duration limit = 10s) = 0;
+    virtual bool until(std::function<bool()> done, Duration limit = 20s) = 0;
     void pass(Duration time)
     {
         until([] { return false; }, time);
@@ -49,63 +45,23 @@ struct SimWorld final : World {
     bool until(std::function<bool()> done, Duration limit) override { return time.advanceUntil(done, limit, 1ms); }
 };
 
-/// Sets an environment variable for a while.
-class Environment {
-public:
-    Environment(char const* name, std::string const& value) : m_name(name) { ::setenv(name, value.c_str(), 1); }
-    ~Environment() { ::unsetenv(m_name); }
-
-private:
-    char const* m_name;
-};
-
-/// A file with a certificate that SSL_CERT_FILE names.
-class Trust {
-public:
-    explicit Trust(TestCertificate const& certificate)
-        : m_path(fmt::format("{}trust-{}.pem", testing::TempDir(), ::getpid()))
-        , m_variable("SSL_CERT_FILE", m_path)
-    {
-        std::ofstream(m_path) << certificate.certificate;
-    }
-    ~Trust() { ::unlink(m_path.c_str()); }
-
-private:
-    std::string m_path;
-    Environment m_variable;
-};
-
 struct RealWorld : World {
     explicit RealWorld(std::optional<TestCertificate> certificate = {}, std::optional<TestCertificate> trusted = {})
-        : trust(trusted ? std::optional<Trust>(std::in_place, *trusted) : std::nullopt)
-        , loopback(std::move(certificate))
+        : loopback(std::move(certificate))
     {
-    }
-    ~RealWorld() override
-    {
-        asio.reset();
-        runtime.stop();
+        if (trusted)
+            trust.emplace(*trusted);
+        real.emplace();
     }
 
-    std::optional<Trust> trust;
+    std::optional<Environment> trust;
     LoopbackServer loopback;
-    AsioRuntime runtime;
-    AsioMainLoop loop;
-    std::unique_ptr<AsioNetwork> asio = std::make_unique<AsioNetwork>(runtime);
+    std::optional<RealNetwork> real; ///< which reads the environment
 
-    Network& network() override { return *asio; }
-    Scheduler& scheduler() override { return loop; }
+    Network& network() override { return *real->network; }
+    Scheduler& scheduler() override { return real->loop; }
     TestServer& server() override { return loopback; }
-    bool until(std::function<bool()> done, Duration limit = 10s) override
-    {
-        for (auto const end = loop.now() + limit; !done();) {
-            if (loop.now() >= end)
-                return false;
-            loop.startTimer(loop.now() + 2ms, [this] { loop.quit(); });
-            loop.run();
-        }
-        return true;
-    }
+    bool until(std::function<bool()> done, Duration limit = 20s) override { return real->until(done, limit); }
 };
 
 std::unique_ptr<World> sim() { return std::make_unique<SimWorld>(); }
@@ -153,6 +109,20 @@ struct Client {
     bool keepListening = true;
 };
 
+WebSocketRequest requestTo(std::string url)
+{
+    WebSocketRequest request;
+    request.url = std::move(url);
+    return request;
+}
+
+struct OpenClient : Client {
+    OpenClient(World& world, WebSocketRequest request) : Client(world, std::move(request))
+    {
+        EXPECT_TRUE(world.until([this] { return socket->state() == WebSocket::State::open; }));
+    }
+};
+
 class SocketContract : public testing::TestWithParam<std::pair<char const*, std::unique_ptr<World> (*)()>> {
 protected:
     std::unique_ptr<World> world = GetParam().second();
@@ -160,13 +130,13 @@ protected:
 
     WebSocketRequest request(std::string const& target = "/speech") const
     {
-        WebSocketRequest result;
-        result.url = server.url("ws", target);
-        return result;
+        return requestTo(server.url("ws", target));
     }
-    bool open(Client const& client)
+    /// What the client's end is, once it has come.
+    Error ended(Client const& client)
     {
-        return world->until([&] { return client.socket->state() == WebSocket::State::open; });
+        EXPECT_TRUE(world->until([&] { return client.end.has_value(); }));
+        return client.end.value_or(Error());
     }
     bool frames(std::size_t count, std::size_t connection = 0)
     {
@@ -189,7 +159,7 @@ TEST_P(SocketContract, messagesKeepTheirOrderAlsoThoseSentWhileConnecting)
     EXPECT_EQ(client.socket->state(), WebSocket::State::connecting);
     EXPECT_EQ(client.socket->queuedBytes(), 3u);
     EXPECT_EQ(client.told, Strings());
-    ASSERT_TRUE(open(client));
+    ASSERT_TRUE(world->until([&] { return client.socket->state() == WebSocket::State::open; }));
     client.socket->sendBinary("two", client.sent(3));
     ASSERT_TRUE(frames(4));
     EXPECT_EQ(server.seen()[0].frames, (Strings{"text hello", "binary one", "text ", "binary two"}));
@@ -215,7 +185,8 @@ TEST_P(SocketContract, messagesKeepTheirOrderAlsoThoseSentWhileConnecting)
     EXPECT_EQ(client.told, (Strings{"text 0", "binary 1", "text 2"}));
 }
 
-TEST_P(SocketContract, bigMessagesArriveWhole)
+/// Far more than is kept for a caller that does not ask: all arrives whole, whoever is slow.
+TEST_P(SocketContract, manyAndBigMessagesWaitAndAreNotLost)
 {
     Client client(*world, request());
     std::string big(3 << 20, 'a');
@@ -224,36 +195,21 @@ TEST_P(SocketContract, bigMessagesArriveWhole)
     client.socket->sendBinary(big, client.sent(1));
     client.socket->sendText(big, client.sent(2));
     ASSERT_TRUE(frames(2));
-    auto const seen = server.seen()[0].frames;
-    EXPECT_TRUE(seen[0] == "binary " + big);
-    EXPECT_TRUE(seen[1] == "text " + big);
-    server.send(0, {true, big});
-    client.keepListening = false;
-    client.listen();
-    ASSERT_TRUE(world->until([&] { return client.count("binary") == 1; }));
-    EXPECT_TRUE(client.told.back() == "binary " + big);
-}
-
-/// Far more than is kept for a caller that does not ask: nothing is lost, whoever is slow.
-TEST_P(SocketContract, unreadMessagesWaitAndAreNotLost)
-{
-    Client client(*world, request());
-    ASSERT_TRUE(open(client));
-    std::string const block(1 << 20, 'x');
-    for (int i = 0; i < 24; ++i)
-        server.send(0, {false, fmt::format("{:02}{}", i, block)});
+    EXPECT_TRUE(server.seen()[0].frames == (Strings{"binary " + big, "text " + big}));
+    for (int i = 0; i < 8; ++i)
+        server.send(0, {false, fmt::format("{}{}", i, big)});
     world->pass(500ms);
+    client.told.clear();
     client.listen();
-    ASSERT_TRUE(world->until([&] { return client.told.size() == 24; }));
-    for (int i = 0; i < 24; ++i)
-        EXPECT_EQ(client.told[i].substr(0, 7), fmt::format("text {:02}", i));
+    ASSERT_TRUE(world->until([&] { return client.told.size() == 8; }));
+    for (int i = 0; i < 8; ++i)
+        EXPECT_TRUE(client.told[i] == fmt::format("text {}{}", i, big)) << i;
 }
 
 TEST_P(SocketContract, closeByTheServerIsToldOnceToTheReceiver)
 {
-    Client client(*world, request());
+    OpenClient client(*world, request());
     client.listen();
-    ASSERT_TRUE(open(client));
     server.send(0, {false, "last"});
     server.close(0, 4001);
     ASSERT_TRUE(world->until([&] { return client.end.has_value(); }));
@@ -274,8 +230,7 @@ TEST_P(SocketContract, closeByTheServerIsToldOnceToTheReceiver)
 
 TEST_P(SocketContract, lostConnectionIsToldEvenWithoutACloseFrame)
 {
-    Client client(*world, request());
-    ASSERT_TRUE(open(client));
+    OpenClient client(*world, request());
     server.send(0, {false, "kept"});
     world->pass(50ms);
     server.drop(0);
@@ -323,8 +278,7 @@ TEST_P(SocketContract, refusedUpgradeNamesTheStatus)
 
 TEST_P(SocketContract, letGoEndsWithoutACloseFrameAndWithoutAWord)
 {
-    Client client(*world, request());
-    ASSERT_TRUE(open(client));
+    OpenClient client(*world, request());
     client.listen();
     auto const held = std::make_shared<int>();
     client.socket->sendText("a", [held, &client](auto) { client.told.push_back("sent"); });
@@ -345,41 +299,32 @@ TEST_P(SocketContract, letGoEndsWithoutACloseFrameAndWithoutAWord)
     EXPECT_EQ(connecting.told, Strings());
 }
 
-TEST_P(SocketContract, cancelSendsWhatWasQueuedAndThenTheCode)
+TEST_P(SocketContract, cancelSendsWhatWasQueuedAndThenTheCodeAlsoOfASocketThatIsLetGo)
 {
-    Client client(*world, request());
-    ASSERT_TRUE(open(client));
-    client.listen();
-    Strings expected;
-    for (int i = 0; i < 20; ++i) {
-        client.socket->sendBinary(std::string(5000, 'x'), client.sent(i));
-        expected.push_back("binary " + std::string(5000, 'x'));
+    for (std::size_t const connection : {0, 1}) {
+        OpenClient client(*world, request());
+        client.listen();
+        Strings expected(20, "binary " + std::string(5000, 'x'));
+        for (int i = 0; i < 20; ++i)
+            client.socket->sendBinary(std::string(5000, 'x'), client.sent(i));
+        client.socket->sendText("", {});
+        expected.emplace_back("text ");
+        client.socket->cancel(1001);
+        EXPECT_EQ(client.socket->state(), WebSocket::State::closed);
+        client.socket->sendText("too late", {});
+        if (connection == 1)
+            client.socket.reset();
+        ASSERT_TRUE(world->until([&] { return server.seen()[connection].gone; }));
+        EXPECT_EQ(server.seen()[connection].closeCode, 1001);
+        EXPECT_TRUE(server.seen()[connection].frames == expected);
+        if (connection == 1) {
+            EXPECT_EQ(client.told, Strings());
+            break;
+        }
+        ASSERT_TRUE(world->until([&] { return client.end && client.count("sent") == 20; }));
+        EXPECT_EQ(client.end->kind, Error::Kind::cancelled);
+        EXPECT_EQ(client.count("end"), 1u);
     }
-    client.socket->sendText("", {});
-    expected.push_back("text ");
-    client.socket->cancel(1001);
-    EXPECT_EQ(client.socket->state(), WebSocket::State::closed);
-    client.socket->sendText("too late", {});
-    ASSERT_TRUE(world->until([&] { return client.end && client.count("sent") == 20; }));
-    EXPECT_EQ(client.end->kind, Error::Kind::cancelled);
-    ASSERT_TRUE(world->until([&] { return server.seen()[0].gone; }));
-    EXPECT_EQ(server.seen()[0].closeCode, 1001);
-    EXPECT_TRUE(server.seen()[0].frames == expected);
-    EXPECT_EQ(client.count("end"), 1u);
-}
-
-TEST_P(SocketContract, cancelGoesOnWhenTheSocketIsLetGo)
-{
-    Client client(*world, request());
-    ASSERT_TRUE(open(client));
-    for (int i = 0; i < 20; ++i)
-        client.socket->sendText(std::to_string(i), client.sent(i));
-    client.socket->cancel(1001);
-    client.socket.reset();
-    ASSERT_TRUE(world->until([&] { return server.seen()[0].gone; }));
-    EXPECT_EQ(server.seen()[0].closeCode, 1001);
-    EXPECT_EQ(server.seen()[0].frames.size(), 20u);
-    EXPECT_EQ(client.told, Strings());
 }
 
 TEST_P(SocketContract, cancelWhileConnectingEndsAtOnce)
@@ -390,7 +335,7 @@ TEST_P(SocketContract, cancelWhileConnectingEndsAtOnce)
     client.listen();
     world->pass(20ms);
     client.socket->cancel(1001);
-    ASSERT_TRUE(world->until([&] { return client.end.has_value(); }, 300ms));
+    ASSERT_TRUE(world->until([&] { return client.end.has_value(); }, 5s));
     world->pass(30ms);
     EXPECT_EQ(client.told, Strings{"end"});
     EXPECT_EQ(client.end->kind, Error::Kind::cancelled);
@@ -399,23 +344,18 @@ TEST_P(SocketContract, cancelWhileConnectingEndsAtOnce)
 TEST_P(SocketContract, pongsKeepAQuietConnectionAlive)
 {
     auto wanted = request();
-    wanted.idleTimeout = 300ms;
-    Client client(*world, wanted);
-    ASSERT_TRUE(open(client));
+    wanted.idleTimeout = 1500ms;
+    OpenClient client(*world, wanted);
     client.listen();
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 8; ++i) {
         client.socket->ping();
-        world->pass(80ms);
+        world->pass(300ms);
     }
     EXPECT_EQ(client.told, Strings());
-    auto const seen = server.seen()[0].frames;
-    EXPECT_EQ(std::count(seen.begin(), seen.end(), "ping"), 10);
-
+    EXPECT_EQ(server.seen()[0].frames, Strings(8, "ping"));
     auto const quiet = world->scheduler().now();
-    ASSERT_TRUE(world->until([&] { return client.end.has_value(); }));
-    EXPECT_EQ(client.end->kind, Error::Kind::timedOut);
-    EXPECT_GE(world->scheduler().now() - quiet, 150ms);
-    EXPECT_LT(world->scheduler().now() - quiet, 1500ms);
+    EXPECT_EQ(ended(client).kind, Error::Kind::timedOut);
+    EXPECT_GE(world->scheduler().now() - quiet, 1s);
 }
 
 TEST_P(SocketContract, lifetimeEndsABusyConnection)
@@ -423,17 +363,15 @@ TEST_P(SocketContract, lifetimeEndsABusyConnection)
     auto wanted = request();
     wanted.lifetime = 300ms;
     auto const start = world->scheduler().now();
-    Client client(*world, wanted);
-    ASSERT_TRUE(open(client));
+    OpenClient client(*world, wanted);
     client.listen();
-    for (int i = 0; i < 100 && !client.end; ++i) {
+    for (int i = 0; i < 1000 && !client.end; ++i) {
         server.send(0, {false, "tick"});
         world->pass(20ms);
     }
     ASSERT_TRUE(client.end);
     EXPECT_EQ(client.end->kind, Error::Kind::timedOut) << client.end->message;
     EXPECT_GE(world->scheduler().now() - start, 290ms);
-    EXPECT_LT(world->scheduler().now() - start, 1500ms);
 }
 
 /// The server stops reading. What waits on this side, the system's buffer included, stays below the limit; of the
@@ -450,8 +388,7 @@ TEST_P(SocketContract, unreadProviderHoldsAtMostTheLimitAndTheOldestSoundGoesFir
     std::size_t dropped = 0;
     wanted.maxQueuedBytes = limit;
     wanted.onDropped = [&](std::size_t bytes) { dropped += bytes; };
-    Client client(*world, wanted);
-    ASSERT_TRUE(open(client));
+    OpenClient client(*world, wanted);
     client.socket->sendText("the server reads", {});
     ASSERT_TRUE(frames(1));
     server.stall(0);
@@ -499,20 +436,19 @@ TEST_P(SocketContract, cancelGivesAServerThatDoesNotReadOneSecond)
         real->useSmallWindow();
     auto wanted = request();
     wanted.maxQueuedBytes = 64000;
-    auto client = std::make_unique<Client>(*world, wanted);
-    ASSERT_TRUE(open(*client));
+    OpenClient client(*world, wanted);
     server.stall(0);
     world->pass(20ms);
     for (int i = 0; i < 40; ++i)
-        client->socket->sendBinary(std::string(3200, 'x'), client->sent(i));
-    client->listen();
+        client.socket->sendBinary(std::string(3200, 'x'), client.sent(i));
+    client.listen();
     world->pass(50ms);
-    client->socket->cancel(1001);
-    world->pass(1500ms);
-    EXPECT_EQ(client->count("end"), 1u);
-    EXPECT_EQ(client->count("failed"), 0u); // the receiver knows; the sends are dropped without a word
-    EXPECT_LT(client->count("sent"), 40u);
-    EXPECT_EQ(client->socket->queuedBytes(), 0u);
+    client.socket->cancel(1001);
+    ASSERT_TRUE(world->until([&] { return client.socket->queuedBytes() == 0; }, 10s));
+    world->pass(50ms);
+    EXPECT_EQ(client.count("end"), 1u);
+    EXPECT_EQ(client.count("failed"), 0u); // the receiver knows; the sends are dropped without a word
+    EXPECT_LT(client.count("sent"), 40u);
     EXPECT_EQ(server.seen()[0].closeCode, std::nullopt);
 }
 
@@ -520,9 +456,7 @@ TEST_P(SocketContract, addressesThatWouldLeakAreRefused)
 {
     for (std::string const url : {"ws://example.com/x", "ws://127.0.0.1.example.com/", "wss://user@localhost/",
              "http://localhost/", "ws://localhost@example.com/", "", "wss://"}) {
-        WebSocketRequest wanted;
-        wanted.url = url;
-        Client client(*world, wanted);
+        Client client(*world, requestTo(url));
         client.listen();
         EXPECT_EQ(client.told, Strings());
         ASSERT_TRUE(world->until([&] { return client.end.has_value(); })) << url;
@@ -553,37 +487,29 @@ protected:
     HttpRequest post(std::string body) const { return {"POST", server.url("http", "/v1/x?y=1"), {}, std::move(body)}; }
 };
 
-TEST_P(HttpContract, requestAndResponseKeepTheirParts)
+TEST_P(HttpContract, requestAndResponseKeepTheirPartsWhateverTheStatus)
 {
-    TestServer::HttpSeen seen;
-    server.answerHttp([&](auto const& request) {
-        seen = request;
-        return TestServer::HttpAnswer{{201, {{"X-Thing", "Kept As Is"}}, std::string("b\0dy", 4)}};
-    });
-    auto request = post("{\"a\":1}");
-    request.headers = {{"Content-Type", "application/json"}, {"User-Agent", "Relay/1.0"}};
-    auto const result = exchange(request);
-    ASSERT_TRUE(result && *result);
-    EXPECT_EQ((*result)->status, 201);
-    EXPECT_EQ((*result)->body, std::string("b\0dy", 4));
-    auto const& headers = (*result)->headers;
-    EXPECT_EQ(
-        std::count(headers.begin(), headers.end(), std::pair<std::string, std::string>("x-thing", "Kept As Is")), 1);
-    EXPECT_EQ(seen.method + seen.target + seen.body, "POST/v1/x?y=1{\"a\":1}");
-    for (auto const& [name, value] :
-        {std::pair<std::string, std::string>{"content-type", "application/json"}, {"user-agent", "Relay/1.0"}})
-        EXPECT_EQ(std::count(seen.headers.begin(), seen.headers.end(), std::pair(name, value)), 1) << name;
-}
-
-TEST_P(HttpContract, anyStatusIsAResponse)
-{
-    for (int status : {200, 204, 302, 404, 429, 500, 503}) {
-        server.answerHttp([&](auto const&) {
-            return TestServer::HttpAnswer{{status, {}, status == 204 ? "" : "text"}};
+    using Header = std::pair<std::string, std::string>;
+    auto const has = [](auto const& headers, Header const& header) {
+        return std::count(headers.begin(), headers.end(), header) == 1;
+    };
+    for (int const status : {200, 204, 302, 404, 429, 500, 503}) {
+        TestServer::HttpSeen seen;
+        auto const body = status == 204 ? std::string() : std::string("b\0dy", 4);
+        server.answerHttp([&](auto const& request) {
+            seen = request;
+            return TestServer::HttpAnswer{{status, {{"X-Thing", "Kept As Is"}}, body}};
         });
-        auto const result = exchange(post(""));
+        auto request = post("{\"a\":1}");
+        request.headers = {{"Content-Type", "application/json"}, {"User-Agent", "Relay/1.0"}};
+        auto const result = exchange(request);
         ASSERT_TRUE(result && *result) << status;
         EXPECT_EQ((*result)->status, status);
+        EXPECT_EQ((*result)->body, body);
+        EXPECT_TRUE(has((*result)->headers, Header("x-thing", "Kept As Is")));
+        EXPECT_EQ(seen.method + seen.target + seen.body, "POST/v1/x?y=1{\"a\":1}");
+        EXPECT_TRUE(has(seen.headers, Header("content-type", "application/json")));
+        EXPECT_TRUE(has(seen.headers, Header("user-agent", "Relay/1.0")));
     }
 }
 
@@ -641,8 +567,7 @@ INSTANTIATE_TEST_SUITE_P(All, HttpContract, worlds, name);
 
 std::optional<Error> connectError(World& world, std::string const& url)
 {
-    WebSocketRequest request;
-    request.url = url;
+    auto request = requestTo(url);
     request.connectTimeout = 5s;
     Client client(world, request);
     client.listen();
@@ -654,38 +579,33 @@ TEST(AsioNetwork, certificateMustBeTrustedAndBeForTheHost)
 {
     auto const good = TestCertificate::make("DNS:localhost,IP:127.0.0.1");
     auto const other = TestCertificate::make("DNS:other.example,DNS:*.localhost");
-    RealWorld trusted(good, good);
-    EXPECT_EQ(connectError(trusted, fmt::format("wss://localhost:{}/", trusted.loopback.port())), std::nullopt);
-    EXPECT_EQ(connectError(trusted, fmt::format("wss://127.0.0.1:{}/", trusted.loopback.port())), std::nullopt);
-
-    RealWorld wrongName(other, other);
-    for (auto const* host : {"localhost", "127.0.0.1"}) {
-        auto const error = connectError(wrongName, fmt::format("wss://{}:{}/", host, wrongName.loopback.port()));
-        ASSERT_TRUE(error) << host;
+    auto const expired = TestCertificate::make("DNS:localhost", -60);
+    struct Case {
+        TestCertificate served, trusted;
+        char const* host;
+        std::string problem; ///< empty: none
+    };
+    for (auto const& [served, trusted, host, problem] :
+        {Case{good, good, "localhost", ""}, {good, good, "127.0.0.1", ""},
+            {other, other, "localhost", "not for localhost"}, {other, other, "127.0.0.1", "not for 127.0.0.1"},
+            {good, other, "localhost", "not trusted"}, {expired, expired, "localhost", "expired"}}) {
+        RealWorld world(served, trusted);
+        auto const error = connectError(world, fmt::format("wss://{}:{}/", host, world.loopback.port()));
+        EXPECT_EQ(error.has_value(), !problem.empty()) << problem;
+        if (!error)
+            continue;
         EXPECT_EQ(error->kind, Error::Kind::secureConnectionFailed);
-        EXPECT_NE(error->message.find(fmt::format("not for {}", host)), std::string::npos) << error->message;
+        EXPECT_NE(error->message.find(problem), std::string::npos) << error->message;
+        EXPECT_TRUE(world.loopback.seen().empty()) << "no key goes out";
     }
-
-    RealWorld untrusted(good, TestCertificate::make("DNS:localhost"));
-    auto const error = connectError(untrusted, untrusted.loopback.url("ws", "/"));
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->kind, Error::Kind::secureConnectionFailed);
-    EXPECT_NE(error->message.find("not trusted"), std::string::npos) << error->message;
-    EXPECT_TRUE(untrusted.loopback.seen().empty()); // no key went out
-
     RealWorld notEncrypted;
-    auto const refused = connectError(notEncrypted, fmt::format("wss://localhost:{}/", notEncrypted.loopback.port()));
-    ASSERT_TRUE(refused);
+    EXPECT_TRUE(connectError(notEncrypted, fmt::format("wss://localhost:{}/", notEncrypted.loopback.port())));
 }
 
 TEST(AsioNetwork, nobodyListeningIsToldAtOnce)
 {
     RealWorld world;
-    std::uint16_t port = 0;
-    {
-        LoopbackServer const gone({});
-        port = gone.port();
-    }
+    auto const port = LoopbackServer({}).port();
     auto const error = connectError(world, fmt::format("ws://localhost:{}/", port));
     ASSERT_TRUE(error);
     EXPECT_EQ(error->kind, Error::Kind::cannotConnectToHost);
@@ -694,56 +614,24 @@ TEST(AsioNetwork, nobodyListeningIsToldAtOnce)
 TEST(AsioNetwork, messageBeyondTheLimitIsAnError)
 {
     RealWorld world;
-    WebSocketRequest request;
-    request.url = world.loopback.url("ws", "/");
-    Client client(world, request);
-    ASSERT_TRUE(world.until([&] { return client.socket->state() == WebSocket::State::open; }));
+    OpenClient client(world, requestTo(world.loopback.url("ws", "/")));
     client.listen();
     world.loopback.send(0, {true, std::string((16 << 20) + 1, 'x')});
     ASSERT_TRUE(world.until([&] { return client.end.has_value(); }));
     EXPECT_EQ(client.end->kind, Error::Kind::badServerResponse);
 }
 
-/// Servers that answer the upgrade and then send rubbish, or answer with rubbish: always an error, told once.
-TEST(AsioNetwork, malformedInputIsAnErrorAndNothingElse)
+std::string noise(std::mt19937& random, std::size_t most)
 {
-    std::mt19937 random(11);
-    int round = 0;
-    RawServer rubbish([&](RawServer::Connection& connection) {
-        auto const header = connection.readHeader();
-        std::string noise(1 + random() % 300, '\0');
-        for (auto& c : noise)
-            c = static_cast<char>(random());
-        switch (round++ % 4) {
-        case 0:
-            break;
-        case 1:
-            noise = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: "
-                    "Upgrade\r\nSec-WebSocket-Accept: wrong\r\n\r\n";
-            break;
-        case 2:
-            noise = "HTTP/1.1 200 " + noise;
-            break;
-        case 3:
-            noise = "HTTP/1.1 200 OK\r\nContent-Length: 99999999999999999999\r\n\r\n" + noise;
-            break;
-        }
-        connection.write(noise);
-    });
-    RealWorld world;
-    for (int i = 0; i < 60; ++i) {
-        auto const error = connectError(world, fmt::format("ws://127.0.0.1:{}/", rubbish.port()));
-        ASSERT_TRUE(error) << i;
-        int results = 0;
-        world.network().exchange({"GET", fmt::format("http://127.0.0.1:{}/", rubbish.port()), {}, {}},
-            world.scheduler(), [&](Result<HttpResponse>) { ++results; });
-        ASSERT_TRUE(world.until([&] { return results == 1; })) << i;
-    }
+    std::string bytes(1 + random() % most, '\0');
+    for (auto& c : bytes)
+        c = static_cast<char>(random());
+    return bytes;
 }
 
 TEST(AsioNetwork, anAnswerIsWaitedForWhileItsBytesMove)
 {
-    RawServer server([](RawServer::Connection& connection) {
+    RawServer server([](RawServer::Connection const& connection) {
         connection.readHeader();
         for (auto const* piece : {"HTTP/1.1 200 OK\r\n", "Content-Length: 2\r\n\r\n", "o", "k"}) {
             std::this_thread::sleep_for(500ms);
@@ -759,41 +647,51 @@ TEST(AsioNetwork, anAnswerIsWaitedForWhileItsBytesMove)
     EXPECT_TRUE(*answer && (**answer).body == "ok");
 }
 
-TEST(AsioNetwork, malformedFramesEndTheConnection)
+/// Servers that answer with rubbish, or send it once the upgrade stands: always an error, told once.
+TEST(AsioNetwork, malformedInputIsAnErrorAndNothingElse)
 {
-    std::mutex mutex;
-    std::string frame;
-    RawServer server([&](RawServer::Connection& connection) {
-        auto const header = connection.readHeader();
-        auto const begin = header.find("Sec-WebSocket-Key: ") + 19;
-        auto const answer = webSocketAccept(header.substr(begin, header.find("\r\n", begin) - begin));
-        std::lock_guard const lock(mutex);
-        connection.write(
-            "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Accept: "
-            + answer + "\r\n\r\n" + frame);
-    });
-    std::mt19937 random(5);
+    std::string const upgrade = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                                "Sec-WebSocket-Accept: ";
+    std::mt19937 random(11);
+    Strings answers{upgrade + "wrong\r\n\r\n"};
+    for (auto const* start : {"", "HTTP/1.1 200 ", "HTTP/1.1 200 OK\r\nContent-Length: 99999999999999999999\r\n\r\n"}) {
+        for (int i = 0; i < 20; ++i)
+            answers.push_back(start + noise(random, 300));
+    }
     Strings frames{std::string("\x83\x01x", 3), std::string("\xC1\x01x", 3), std::string("\x81\x81\1\2\3\4x", 7),
         std::string("\x81\x02\xC3\x28", 4), std::string("\x80\x01x", 3), std::string("\x89\xFE\x00\x80", 4),
         std::string("\x88\x01x", 3), std::string("\x82\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 10)};
-    for (int i = 0; i < 60; ++i) {
-        std::string noise(1 + random() % 200, '\0');
-        for (auto& c : noise)
-            c = static_cast<char>(random());
-        frames.push_back(noise);
-    }
+    for (int i = 0; i < 60; ++i)
+        frames.push_back(noise(random, 200));
+
+    std::mutex mutex;
+    std::string answer;
+    bool upgrades = false;
+    RawServer rubbish([&](RawServer::Connection const& connection) {
+        auto const header = connection.readHeader();
+        auto const begin = header.find("Sec-WebSocket-Key: ") + 19;
+        auto const key = webSocketAccept(header.substr(begin, header.find("\r\n", begin) - begin));
+        std::lock_guard const lock(mutex);
+        connection.write((upgrades ? upgrade + key + "\r\n\r\n" : "") + answer);
+    });
     RealWorld world;
-    for (auto const& bytes : frames) {
-        {
-            std::lock_guard const lock(mutex);
-            frame = bytes;
+    for (auto const* list : {&answers, &frames}) {
+        for (auto const& bytes : *list) {
+            {
+                std::lock_guard const lock(mutex);
+                upgrades = list == &frames;
+                answer = bytes;
+            }
+            Client client(world, requestTo(fmt::format("ws://127.0.0.1:{}/", rubbish.port())));
+            client.listen();
+            ASSERT_TRUE(world.until([&] { return client.end.has_value(); }));
+            EXPECT_EQ(client.count("end"), 1u);
+            int results = upgrades;
+            if (!upgrades)
+                world.network().exchange({"GET", fmt::format("http://127.0.0.1:{}/", rubbish.port()), {}, {}},
+                    world.scheduler(), [&](Result<HttpResponse>) { ++results; });
+            ASSERT_TRUE(world.until([&] { return results == 1; }));
         }
-        WebSocketRequest request;
-        request.url = fmt::format("ws://127.0.0.1:{}/", server.port());
-        Client client(world, request);
-        client.listen();
-        ASSERT_TRUE(world.until([&] { return client.end.has_value(); }));
-        EXPECT_EQ(client.count("end"), 1u);
     }
 }
 
@@ -802,14 +700,13 @@ TEST(AsioNetwork, socketsMayBeUsedFromAnyThread)
 {
     RealWorld world;
     std::atomic<int> told = 0;
-    auto const scheduler = world.runtime.makeScheduler();
+    auto const scheduler = world.real->runtime.makeScheduler();
     std::vector<std::thread> threads;
     for (unsigned t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             std::mt19937 random(t);
             for (int i = 0; i < 25; ++i) {
-                WebSocketRequest request;
-                request.url = world.loopback.url("ws", "/");
+                auto request = requestTo(world.loopback.url("ws", "/"));
                 request.maxQueuedBytes = 20000;
                 request.onDropped = [&](std::size_t) { ++told; };
                 auto const socket = world.network().connect(request, *scheduler);
@@ -829,8 +726,8 @@ TEST(AsioNetwork, socketsMayBeUsedFromAnyThread)
     }
     for (auto& thread : threads)
         thread.join();
-    world.asio.reset();
-    world.runtime.stop();
+    world.real->network.reset();
+    world.real->runtime.stop();
     EXPECT_GT(told, 0);
 }
 
@@ -846,15 +743,14 @@ TEST(AsioNetwork, whatWaitsAtTheEndIsLetGo)
                 asked = true;
                 return TestServer::HttpAnswer{{200, {}, "never"}, Duration(-1)};
             });
-            auto const scheduler = world.runtime.makeScheduler();
+            auto const scheduler = world.real->runtime.makeScheduler();
             std::shared_ptr<WebSocket> socket;
             if (scheme == "http") {
                 HttpRequest request;
                 request.url = world.server().url(scheme, "/");
                 world.network().exchange(request, *scheduler, [held](auto const&) {});
             } else {
-                WebSocketRequest request;
-                request.url = world.server().url(scheme, "/");
+                auto request = requestTo(world.server().url(scheme, "/"));
                 request.onDropped = [held](std::size_t) {};
                 socket = world.network().connect(request, *scheduler);
             }
@@ -869,18 +765,13 @@ TEST(AsioNetwork, whatWaitsAtTheEndIsLetGo)
 TEST(AsioNetwork, endWaitsForCancelledSockets)
 {
     RealWorld world;
-    WebSocketRequest request;
-    request.url = world.loopback.url("ws", "/");
-    Client client(world, request);
-    ASSERT_TRUE(world.until([&] { return client.socket->state() == WebSocket::State::open; }));
+    OpenClient client(world, requestTo(world.loopback.url("ws", "/")));
     for (int i = 0; i < 50; ++i)
         client.socket->sendText(std::string(10000, 'x'), {});
     client.socket->cancel(1001);
     client.socket.reset();
-    auto const start = Clock::now();
-    world.asio.reset();
-    world.runtime.stop();
-    EXPECT_LT(Clock::now() - start, 1500ms);
+    world.real->network.reset();
+    world.real->runtime.stop();
     ASSERT_TRUE(world.until([&] { return world.loopback.seen()[0].gone; }));
     EXPECT_EQ(world.loopback.seen()[0].frames.size(), 50u);
     EXPECT_EQ(world.loopback.seen()[0].closeCode, 1001);

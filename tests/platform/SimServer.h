@@ -56,18 +56,22 @@ public:
         return result;
     }
 
-    void send(std::size_t connection, WebSocket::Message message) override
+    void act(std::size_t connection, Deed deed) override
     {
         auto& peer = *m_network.peers().at(connection);
-        if (message.binary)
-            peer.sendBinary(std::move(message.data));
-        else
-            peer.sendText(std::move(message.data));
+        switch (deed.kind) {
+        case Deed::Kind::send:
+            return deed.message.binary ? peer.sendBinary(deed.message.data) : peer.sendText(deed.message.data);
+        case Deed::Kind::close:
+            return peer.close(deed.code);
+        case Deed::Kind::drop:
+            return peer.drop();
+        case Deed::Kind::stall:
+            return peer.stall();
+        case Deed::Kind::resume:
+            return peer.resume();
+        }
     }
-    void close(std::size_t connection, int code) override { m_network.peers().at(connection)->close(code); }
-    void drop(std::size_t connection) override { m_network.peers().at(connection)->drop(); }
-    void stall(std::size_t connection) override { m_network.peers().at(connection)->stall(); }
-    void resume(std::size_t connection) override { m_network.peers().at(connection)->resume(); }
     std::size_t unreadBytes(std::size_t) override { return 0; }
 
 private:

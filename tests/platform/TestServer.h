@@ -37,13 +37,25 @@ public:
     virtual std::string url(std::string const& scheme, std::string const& target) const = 0;
 
     virtual std::vector<Seen> seen() = 0;
-    virtual void send(std::size_t connection, WebSocket::Message message) = 0;
-    virtual void close(std::size_t connection, int code) = 0;
-    virtual void drop(std::size_t connection) = 0;
-    virtual void stall(std::size_t connection) = 0;
-    virtual void resume(std::size_t connection) = 0;
+    void send(std::size_t connection, WebSocket::Message message)
+    {
+        act(connection, {Deed::Kind::send, std::move(message)});
+    }
+    void close(std::size_t connection, int code) { act(connection, {Deed::Kind::close, {}, code}); }
+    void drop(std::size_t connection) { act(connection, {Deed::Kind::drop}); }
+    void stall(std::size_t connection) { act(connection, {Deed::Kind::stall}); }
+    void resume(std::size_t connection) { act(connection, {Deed::Kind::resume}); }
     /// What the server's own system holds for a server that does not read.
     virtual std::size_t unreadBytes(std::size_t connection) = 0;
+
+protected:
+    struct Deed {
+        enum class Kind : unsigned char { send, close, drop, stall, resume };
+        Kind kind;
+        WebSocket::Message message{};
+        int code = 0;
+    };
+    virtual void act(std::size_t connection, Deed deed) = 0;
 };
 
 } // namespace lingrelay

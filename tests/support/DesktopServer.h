@@ -1,22 +1,13 @@
 #pragma once
 
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/TestProcess.h"
-
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
+#include "tests/support/TestHome.h"
 
 namespace lingrelay {
 
 /// A desktop of the test's own: an X server on a free display, a session bus and a window manager; when asked for, a
-/// compositor, and the bus of screen readers. Made before the application object, and one a process: its environment
-/// points there afterwards.
-class DesktopServer {
+/// compositor, and the bus of screen readers. Made before the application object.
+class DesktopServer : public TestHome {
 public:
-    enum class Part { server, bus, windowManager, compositor, accessibility };
-
     static constexpr int width = 1600;
     static constexpr int height = 1000;
 
@@ -25,16 +16,8 @@ public:
     ~DesktopServer();
 
     bool ready() const { return m_ready; }
-    std::string const& folder() const { return m_folder.path(); }
-
-    /// Waits until it can be used; false, with a failure of the test, when it cannot.
     bool start(Part part);
-    void end(Part part);
-    void signal(Part part, int number) { m_parts.at(part)->signal(number); }
-
-    /// Runs a program to its end: what it prints.
-    std::string run(std::vector<std::string> const& words) const;
-    std::unique_ptr<TestProcess> startProgram(std::vector<std::string> const& words);
+    void end(Part part) { TestHome::end(part, SIGTERM); }
 
     /// Two monitors side by side, of which the left one is the main one.
     void splitScreen() const;
@@ -45,9 +28,6 @@ public:
 private:
     bool usable(Part part) const;
 
-    TemporaryFolder m_folder;
-    std::map<Part, std::unique_ptr<TestProcess>> m_parts;
-    int m_files = 0;
     bool m_ready = false;
 };
 

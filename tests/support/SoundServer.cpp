@@ -3,14 +3,9 @@
 #include "base/Json.h"
 #include "tests/support/Tones.h"
 
-#include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-extern char** environ;
 
 namespace lingrelay {
 
@@ -18,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr double readyLimit = 10; ///< seconds; usually half of one
 constexpr double rate = 48000;
 constexpr double window = 0.2; ///< seconds in which a level is measured
 
@@ -74,20 +68,6 @@ constexpr char const* noHardwareProfile = R"(wireplumber.profiles = {
 }
 )";
 
-void write(std::string const& path, std::string const& text)
-{
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string read(std::string const& path)
-{
-    std::ifstream const file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 /// One minute of a tone, 16 bits.
 std::string waveFile(double frequency, int channels)
 {
@@ -113,24 +93,15 @@ std::string waveFile(double frequency, int channels)
 
 SoundServer::SoundServer()
 {
-    write(additions() + "/10-lab.conf", configuration());
-    write(m_folder / "config/wireplumber/main.lua.d/80-lab.lua", noHardware);
-    write(m_folder / "config/wireplumber/bluetooth.lua.d/80-lab.lua", "bluez_monitor.enabled = false\n");
-    write(m_folder / "config/wireplumber/wireplumber.conf.d/80-lab.conf", noHardwareProfile);
     auto const runtime = m_folder / "run";
-    fs::create_directory(runtime);
-    fs::permissions(runtime, fs::perms::owner_all);
-    std::map<std::string, std::string> const settings{{"XDG_RUNTIME_DIR", runtime}, {"HOME", m_folder.path()},
-        {"XDG_CONFIG_HOME", m_folder / "config"}, {"XDG_STATE_HOME", m_folder / "state"},
-        {"PIPEWIRE_RUNTIME_DIR", runtime}, {"PULSE_RUNTIME_PATH", runtime + "/pulse"},
-        {"PULSE_SERVER", "unix:" + runtime + "/pulse/native"},
-        {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime + "/bus"}, {"DISABLE_RTKIT", "y"}};
-    for (auto const& [name, value] : settings)
-        ::setenv(name.c_str(), value.c_str(), 1);
-    for (auto const* name : {"DISPLAY", "WAYLAND_DISPLAY", "PIPEWIRE_REMOTE"})
-        ::unsetenv(name);
-    for (auto* setting = environ; *setting; ++setting)
-        m_environment.emplace_back(*setting);
+    ::setenv("DISABLE_RTKIT", "y", 1);
+    ::setenv("PIPEWIRE_RUNTIME_DIR", runtime.c_str(), 1);
+    ::setenv("PULSE_RUNTIME_PATH", (runtime + "/pulse").c_str(), 1);
+    ::setenv("PULSE_SERVER", ("unix:" + runtime + "/pulse/native").c_str(), 1);
+    writeFile(additions() + "/10-lab.conf", configuration());
+    writeFile(m_folder / "config/wireplumber/main.lua.d/80-lab.lua", noHardware);
+    writeFile(m_folder / "config/wireplumber/bluetooth.lua.d/80-lab.lua", "bluez_monitor.enabled = false\n");
+    writeFile(m_folder / "config/wireplumber/wireplumber.conf.d/80-lab.conf", noHardwareProfile);
 }
 
 SoundServer::~SoundServer() { stop(); }
@@ -146,21 +117,16 @@ void SoundServer::start(Part part)
     auto const path = m_folder / "run/" + socket;
     if (!socket.empty())
         fs::remove(path); // of one that was killed
-    std::vector<std::string> words{program};
-    if (part == Part::bus)
-        words.insert(words.end(), {"--session", "--nofork", "--nopidfile", "--address=unix:path=" + path});
-    m_parts[part]
-        = std::make_unique<TestProcess>(words, m_environment, m_folder / program + ".out", m_folder / program + ".log");
-    EXPECT_TRUE(eventually([&] { return fs::exists(path); }, readyLimit)) << program << " does not start";
+    TestHome::start(part, part == Part::bus ? busWords() : Words{program}, [&] { return fs::exists(path); });
 }
 
 bool SoundServer::start()
 {
     for (auto const part : {Part::bus, Part::pipewire, Part::sessionManager, Part::pulse})
         start(part);
-    bool const good = eventually([this] { return ready(); }, readyLimit);
+    bool const good = eventually([this] { return ready(); });
     EXPECT_TRUE(good) << "the private sound server is not ready: " << run({"pw-link", "-io"})
-                      << read(m_folder / "wireplumber.log");
+                      << m_parts[Part::sessionManager]->errors();
     return good;
 }
 
@@ -168,12 +134,6 @@ void SoundServer::stop()
 {
     for (auto const part : {Part::pulse, Part::sessionManager, Part::pipewire, Part::bus})
         end(part);
-}
-
-void SoundServer::end(Part part, int signal)
-{
-    if (auto const& process = m_parts[part])
-        process->end(signal);
 }
 
 /// The session manager has chosen, and has given the devices their ports: either alone is not enough.
@@ -190,29 +150,15 @@ bool SoundServer::ready() const
     return true;
 }
 
-std::string SoundServer::run(std::vector<std::string> const& words) const
-{
-    TestProcess program(words, m_environment, fmt::format("{}/run-{}.out", folder(), ::gettid()));
-    if (!eventually([&] { return !program.runs(); }, 5))
-        ADD_FAILURE() << words.front() << " hangs";
-    return read(program.output());
-}
-
-std::unique_ptr<TestProcess> SoundServer::startProgram(std::vector<std::string> const& words)
-{
-    auto const name = fmt::format("{}/{}-{}", folder(), fs::path(words.front()).filename().string(), ++m_files);
-    return std::make_unique<TestProcess>(words, m_environment, name + ".out", name + ".log");
-}
-
 std::unique_ptr<TestProcess> SoundServer::play(Tone const& tone)
 {
     auto const file = fmt::format("{}/tone-{}-{}.wav", folder(), tone.frequency, tone.channels);
     if (!fs::exists(file))
-        write(file, waveFile(tone.frequency, tone.channels));
-    std::vector<std::string> words{"pw-play", file};
+        writeFile(file, waveFile(tone.frequency, tone.channels));
+    Words words{"pw-play", file};
     if (!tone.device.empty())
         words.insert(words.begin() + 1, "--target=" + tone.device);
-    return startProgram(words);
+    return std::make_unique<TestProcess>(words);
 }
 
 /// By links of its own: what is recorded from the default device would move with the default.
@@ -220,8 +166,8 @@ std::unique_ptr<SoundServer::Listener> SoundServer::listen(std::string const& ou
 {
     auto const name = fmt::format("lab.listener{}", ++m_files);
     auto const file = m_folder / name + ".raw";
-    auto listener = std::make_unique<Listener>(startProgram({"pw-record", "--target=0", "--format=f32", "--rate=48000",
-                                                   "--channels=2", "-P", "node.name=" + name, file}),
+    auto listener = std::make_unique<Listener>(Words{"pw-record", "--target=0", "--format=f32", "--rate=48000",
+                                                   "--channels=2", "-P", "node.name=" + name, file},
         file);
     for (std::string const channel : {"FL", "FR"}) {
         auto const ours = name + ":input_" + channel;

@@ -1,22 +1,15 @@
 #pragma once
 
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/TestProcess.h"
+#include "tests/support/TestHome.h"
 
-#include <map>
-#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 namespace lingrelay {
 
-/// A sound system of the test's own: session bus, PipeWire, session manager and PulseAudio's protocol, in a folder of
-/// its own and with made-up devices. No sound hardware is touched. Not while another one lives: this process itself
-/// then talks to it.
-class SoundServer {
+/// A sound system of the test's own: session bus, PipeWire, session manager and PulseAudio's protocol, with made-up
+/// devices. No sound hardware is touched.
+class SoundServer : public TestHome {
 public:
-    enum class Part { bus, pipewire, sessionManager, pulse };
     // Node names of the devices. What is played into a feed is what its microphone hears.
     static constexpr char const* speakers = "lab.speakers"; ///< the default output
     static constexpr char const* headset = "lab.headset";
@@ -24,12 +17,10 @@ public:
     static constexpr char const* secondMicrophone = "lab.mic2";
     static constexpr char const* duplex = "lab.duplex"; ///< for both directions
 
-    /// Sets this process's environment. Nothing runs yet.
+    /// Nothing runs yet.
     SoundServer();
     ~SoundServer();
 
-    TestProcess::Environment const& environment() const { return m_environment; }
-    std::string const& folder() const { return m_folder.path(); }
     /// The server's folder of the user's additions to its configuration.
     std::string additions() const { return m_folder / "config/pipewire/pipewire.conf.d"; }
 
@@ -37,13 +28,7 @@ public:
     bool start();
     void stop();
     void start(Part part);
-    void end(Part part, int signal = SIGKILL);
-    pid_t id(Part part) const { return m_parts.at(part)->id(); }
-    void signal(Part part, int number) const { m_parts.at(part)->signal(number); }
 
-    /// Runs a program of the server's to its end: what it prints.
-    std::string run(std::vector<std::string> const& words) const;
-    std::unique_ptr<TestProcess> startProgram(std::vector<std::string> const& words);
     struct Tone {
         double frequency = 440; ///< at level 0.5
         std::string device = {}; ///< node name; empty: the default
@@ -75,27 +60,20 @@ public:
 private:
     bool ready() const;
 
-    TemporaryFolder m_folder;
-    TestProcess::Environment m_environment;
-    std::map<Part, std::unique_ptr<TestProcess>> m_parts;
     int m_files = 0;
 };
 
 class SoundServer::Listener {
 public:
-    Listener(std::unique_ptr<TestProcess> program, std::string file)
-        : m_program(std::move(program))
-        , m_file(std::move(file))
-    {
-    }
+    Listener(Words recorder, std::string file) : m_recorder(std::move(recorder)), m_file(std::move(file)) { }
 
     /// Of a tone in the last part of a second; nothing before so much has been heard.
     std::optional<double> level(double frequency) const;
     /// Waits until the tone has about that level, which is kept for a moment.
-    bool hears(double frequency, double level, double limit = 5) const;
+    bool hears(double frequency, double level, double limit = 15) const;
 
 private:
-    std::unique_ptr<TestProcess> m_program;
+    TestProcess m_recorder;
     std::string m_file; ///< samples, 32-bit float, stereo
 };
 

@@ -1,15 +1,154 @@
 #include "tests/support/TestProcess.h"
 
-#include "base/Time.h"
-
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <thread>
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace lingrelay {
+
+namespace {
+
+std::string contentOf(int file)
+{
+    struct stat about { };
+    ::fstat(file, &about);
+    std::string text(static_cast<std::size_t>(about.st_size), '\0');
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(::pread(file, text.data(), text.size(), 0), 0)));
+    return text;
+}
+
+} // namespace
+
+TestProcess::TestProcess(Words words, Words const& settings, Reads reads)
+    : m_output(::memfd_create("output", MFD_CLOEXEC))
+    , m_errors(::memfd_create("errors", MFD_CLOEXEC))
+{
+    std::vector<char*> arguments;
+    for (auto& word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    winsize const size{24, 60, 0, 0};
+    m_process = reads == Reads::terminal ? ::forkpty(&m_terminal, nullptr, nullptr, &size) : ::fork();
+    if (m_process != 0)
+        return;
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (auto const& setting : settings) {
+        auto const mark = setting.find('=');
+        if (mark == std::string::npos)
+            ::unsetenv(setting.c_str());
+        else
+            ::setenv(setting.substr(0, mark).c_str(), setting.substr(mark + 1).c_str(), 1);
+    }
+    int ends[2]{m_output, m_output};
+    if (reads == Reads::nothing && ::pipe(ends) == 0)
+        ::close(ends[0]);
+    if (reads != Reads::terminal) {
+        ::dup2(::open("/dev/null", O_RDONLY), 0);
+        ::dup2(ends[1], 1);
+    }
+    ::dup2(m_errors, 2);
+    ::execvp(arguments[0], arguments.data());
+    ::_exit(127);
+}
+
+TestProcess::~TestProcess()
+{
+    end(SIGKILL);
+    for (int const file : {m_output, m_errors, m_terminal})
+        ::close(file);
+}
+
+bool TestProcess::runs() const
+{
+    readTerminal();
+    m_ended = m_ended || ::waitpid(m_process, &m_status, WNOHANG) == m_process;
+    return !m_ended;
+}
+
+void TestProcess::signal(int number) const
+{
+    if (runs())
+        ::kill(m_process, number);
+}
+
+int TestProcess::wait(double limit) const
+{
+    if (!eventually([this] { return !runs(); }, limit))
+        return -1;
+    return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -2;
+}
+
+void TestProcess::end(int number) const
+{
+    signal(number);
+    if (wait(3) == -1) {
+        ::kill(m_process, SIGKILL);
+        m_ended = ::waitpid(m_process, &m_status, 0) == m_process;
+    }
+}
+
+void TestProcess::readTerminal() const
+{
+    pollfd waits{m_terminal, POLLIN, 0};
+    for (char buffer[4096]; m_terminal >= 0 && ::poll(&waits, 1, 0) > 0;) {
+        auto const count = ::read(m_terminal, buffer, sizeof buffer);
+        if (count <= 0)
+            break;
+        m_shown.append(buffer, static_cast<std::size_t>(count));
+    }
+}
+
+std::string TestProcess::output() const
+{
+    readTerminal();
+    return m_terminal >= 0 ? m_shown : contentOf(m_output);
+}
+
+std::string TestProcess::errors() const { return contentOf(m_errors); }
+
+std::vector<Json> TestProcess::events() const
+{
+    std::vector<Json> events;
+    std::istringstream lines(output());
+    for (std::string line; std::getline(lines, line) && !lines.eof();)
+        events.push_back(parseJson(line).value_or(Json{{"event", "not JSON: " + line}}));
+    return events;
+}
+
+bool TestProcess::waitForEvent(std::string const& name, double limit) const
+{
+    return eventually([&] { return output().find("\"event\":\"" + name + '"') != std::string::npos; }, limit);
+}
+
+std::vector<pid_t> TestProcess::children() const
+{
+    std::vector<pid_t> children;
+    for (auto const& thread : std::filesystem::directory_iterator(fmt::format("/proc/{}/task", m_process))) {
+        std::ifstream list(thread.path() / "children");
+        for (pid_t child = 0; list >> child;)
+            children.push_back(child);
+    }
+    return children;
+}
+
+std::string outputOf(Words words)
+{
+    TestProcess const program(words);
+    if (program.wait(15) == -1)
+        ADD_FAILURE() << words.front() << " hangs";
+    return program.output();
+}
 
 bool eventually(std::function<bool()> const& condition, double limit)
 {
@@ -21,52 +160,17 @@ bool eventually(std::function<bool()> const& condition, double limit)
     return condition();
 }
 
-TestProcess::TestProcess(std::vector<std::string> const& words, Environment const& environment, std::string output,
-    std::string const& errors)
-    : m_output(std::move(output))
+std::string readFile(std::string const& path)
 {
-    std::vector<char*> arguments;
-    for (auto const& word : words)
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
-    std::vector<char*> settings;
-    for (auto const& setting : environment)
-        settings.push_back(const_cast<char*>(setting.c_str()));
-    settings.push_back(nullptr);
-    m_process = ::fork();
-    if (m_process != 0)
-        return;
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::dup2(::open("/dev/null", O_RDONLY), 0);
-    ::dup2(::open(m_output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
-    ::dup2(::open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-    ::execvpe(arguments[0], arguments.data(), settings.data());
-    ::_exit(127);
+    std::stringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
 }
 
-TestProcess::~TestProcess() { end(SIGKILL); }
-
-bool TestProcess::runs() const
+void writeFile(std::string const& path, std::string const& text)
 {
-    if (m_process > 0 && ::waitpid(m_process, nullptr, WNOHANG) == m_process)
-        m_process = -1;
-    return m_process > 0;
-}
-
-void TestProcess::signal(int number) const
-{
-    if (runs())
-        ::kill(m_process, number);
-}
-
-void TestProcess::end(int number)
-{
-    signal(number);
-    if (!eventually([this] { return !runs(); }, 3) && m_process > 0) {
-        ::kill(m_process, SIGKILL);
-        ::waitpid(m_process, nullptr, 0);
-        m_process = -1;
-    }
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << text;
 }
 
 } // namespace lingrelay

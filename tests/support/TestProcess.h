@@ -1,5 +1,8 @@
 #pragma once
 
+#include "base/Json.h"
+#include "base/Time.h"
+
 #include <csignal>
 #include <functional>
 #include <string>
@@ -9,14 +12,15 @@
 
 namespace lingrelay {
 
+using Words = std::vector<std::string>;
+
 /// A process that a test starts. Ended with the object, or with the test.
 class TestProcess {
 public:
-    using Environment = std::vector<std::string>; ///< "NAME=VALUE"
+    enum class Reads { all, nothing, terminal }; ///< what reads its standard output
 
-    /// `words[0]` is looked for in PATH. What it prints goes to files.
-    TestProcess(std::vector<std::string> const& words, Environment const& environment, std::string output,
-        std::string const& errors = "/dev/null");
+    /// `words[0]` is looked for in PATH. `settings` change its environment: "NAME=VALUE", or "NAME" to take one away.
+    explicit TestProcess(Words words, Words const& settings = {}, Reads reads = Reads::all);
     ~TestProcess();
     TestProcess(TestProcess const&) = delete;
     TestProcess& operator=(TestProcess const&) = delete;
@@ -24,16 +28,39 @@ public:
     pid_t id() const { return m_process; }
     bool runs() const;
     void signal(int number) const;
+    /// The exit status; negative when it took longer than `limit` seconds, or a signal ended it.
+    int wait(double limit = 40) const;
     /// Ends it and waits for that.
-    void end(int number = SIGTERM);
-    std::string const& output() const { return m_output; }
+    void end(int number = SIGTERM) const;
+
+    std::string output() const;
+    std::string errors() const;
+    /// Standard output as events, a JSON object each line.
+    std::vector<Json> events() const;
+    /// Waits until an event of this name is there.
+    bool waitForEvent(std::string const& name, double limit = 15) const;
+    /// The child processes that it has now.
+    std::vector<pid_t> children() const;
 
 private:
-    mutable pid_t m_process;
-    std::string m_output;
+    void readTerminal() const;
+
+    pid_t m_process = -1;
+    int m_output = -1;
+    int m_errors = -1;
+    int m_terminal = -1;
+    mutable std::string m_shown; ///< of the terminal
+    mutable bool m_ended = false;
+    mutable int m_status = 0;
 };
 
+/// Runs a program to its end: what it prints.
+std::string outputOf(Words words);
 /// Waits in real time until it is so.
-bool eventually(std::function<bool()> const& condition, double limit = 5);
+bool eventually(std::function<bool()> const& condition, double limit = 15);
+
+std::string readFile(std::string const& path);
+/// Makes its folder, too.
+void writeFile(std::string const& path, std::string const& text);
 
 } // namespace lingrelay

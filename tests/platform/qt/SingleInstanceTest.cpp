@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -23,36 +21,29 @@ struct SingleInstanceTest : testing::Test {
         fs::permissions(folder / "run", fs::perms::owner_all);
     }
 
-    std::unique_ptr<TestProcess> launch(std::vector<std::string> words = {})
+    std::unique_ptr<TestProcess> launch(Words words = {}) const
     {
         words.insert(words.begin(), fs::read_symlink("/proc/self/exe").parent_path() / "instance_probe");
-        return std::make_unique<TestProcess>(words, environment, folder / std::to_string(++count));
-    }
-    static std::string said(TestProcess const& program)
-    {
-        std::stringstream text;
-        text << std::ifstream(program.output()).rdbuf();
-        return text.str();
+        return std::make_unique<TestProcess>(words, environment);
     }
     static bool says(TestProcess const& program, std::string const& text)
     {
-        return eventually([&] { return said(program) == text; });
+        return eventually([&] { return program.output() == text; });
     }
 
     TemporaryFolder folder;
-    TestProcess::Environment environment{"XDG_RUNTIME_DIR=" + (folder / "run"), "DISPLAY=:7"};
-    int count = 0;
+    Words environment{"XDG_RUNTIME_DIR=" + (folder / "run"), "DISPLAY=:7"};
 };
 
 TEST_F(SingleInstanceTest, aSecondLaunchRaisesTheFirstAndEnds)
 {
     auto const first = launch();
-    ASSERT_TRUE(says(*first, "first\n")) << said(*first);
+    ASSERT_TRUE(says(*first, "first\n")) << first->output();
     for (std::string raised = "raised\n"; raised.size() < 30; raised += "raised\n") {
         auto const second = launch();
         EXPECT_TRUE(eventually([&] { return !second->runs(); }));
-        EXPECT_EQ(said(*second), "second\n");
-        EXPECT_TRUE(says(*first, "first\n" + raised)) << said(*first);
+        EXPECT_EQ(second->output(), "second\n");
+        EXPECT_TRUE(says(*first, "first\n" + raised)) << first->output();
     }
     environment.back() = "DISPLAY=:8";
     EXPECT_TRUE(says(*launch(), "first\n")) << "the user's other desktop";
@@ -70,7 +61,7 @@ TEST_F(SingleInstanceTest, aKilledOneIsNotInTheWay)
     first->end(SIGKILL);
     EXPECT_FALSE(fs::is_empty(folder / "run")) << "it has left something";
     auto const next = launch();
-    EXPECT_TRUE(says(*next, "first\n")) << said(*next);
+    EXPECT_TRUE(says(*next, "first\n")) << next->output();
     auto const last = launch();
     EXPECT_TRUE(says(*last, "second\n"));
     EXPECT_TRUE(says(*next, "first\nraised\n"));
@@ -86,7 +77,7 @@ TEST_F(SingleInstanceTest, ofManyAtTheSameMomentOneStays)
     };
     EXPECT_TRUE(eventually([&] { return running() == 1; })) << running();
     for (auto const& program : programs)
-        EXPECT_TRUE(said(*program).starts_with(program->runs() ? "first" : "second")) << said(*program);
+        EXPECT_TRUE(program->output().starts_with(program->runs() ? "first" : "second")) << program->output();
 }
 
 TEST_F(SingleInstanceTest, theNextOneOfARestartWaitsForTheFirstToEnd)
@@ -94,17 +85,17 @@ TEST_F(SingleInstanceTest, theNextOneOfARestartWaitsForTheFirstToEnd)
     auto const first = launch();
     ASSERT_TRUE(says(*first, "first\n"));
     auto const next = launch({"--replace"});
-    EXPECT_TRUE(eventually([&] { return said(*first).find("raised") != std::string::npos; }));
-    EXPECT_EQ(said(*next), "");
+    EXPECT_TRUE(eventually([&] { return first->output().find("raised") != std::string::npos; }));
+    EXPECT_EQ(next->output(), "");
     first->end();
-    EXPECT_TRUE(says(*next, "first\n")) << said(*next);
+    EXPECT_TRUE(says(*next, "first\n")) << next->output();
 }
 
 TEST_F(SingleInstanceTest, withoutARuntimeFolderThereIsAPrivateOne)
 {
-    environment = {"TMPDIR=" + folder.path(), "DISPLAY=:7"};
+    environment = {"TMPDIR=" + folder.path(), "XDG_RUNTIME_DIR", "DISPLAY=:7"};
     auto const first = launch();
-    ASSERT_TRUE(says(*first, "first\n")) << said(*first);
+    ASSERT_TRUE(says(*first, "first\n")) << first->output();
     EXPECT_TRUE(says(*launch(), "second\n"));
     for (auto const& entry : fs::directory_iterator(folder.path())) {
         auto const others = fs::status(entry.path()).permissions() & (fs::perms::others_all | fs::perms::group_all);

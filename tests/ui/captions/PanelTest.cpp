@@ -132,11 +132,11 @@ TEST_F(PanelTest, aCaptionDoesNotWaitForTheServer)
 {
     say(CaptionKind::original, "Good morning");
     std::atomic<bool> stopped = true;
-    testDesktop->signal(DesktopServer::Part::server, SIGSTOP);
+    testDesktop->signal(DesktopServer::Part::display, SIGSTOP);
     std::thread wake([&] {
         std::this_thread::sleep_for(std::chrono::seconds(2));
         stopped = false;
-        testDesktop->signal(DesktopServer::Part::server, SIGCONT);
+        testDesktop->signal(DesktopServer::Part::display, SIGCONT);
     });
     for (int i = 0; i < 3; ++i)
         panel->show();
