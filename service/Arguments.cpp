@@ -89,7 +89,6 @@ Result<Arguments> Arguments::parse(std::vector<std::string> const& words)
         if (!loaded)
             return loaded.error();
         arguments.script = std::move(*loaded);
-        arguments.sessions = arguments.script->sessions;
     }
     auto const seconds = number("--seconds", 1000000000, static_cast<unsigned>(arguments.sessions.remainingSeconds));
     if (!seconds)

@@ -2,6 +2,7 @@
 
 #include "base/Result.h"
 #include "service/script/Script.h"
+#include "service/wire/SessionBook.h"
 
 #include <cstdint>
 #include <optional>

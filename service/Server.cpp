@@ -82,13 +82,6 @@ asio::awaitable<void> keepSilent(beast::tcp_stream& stream)
     }
 }
 
-void cut(beast::tcp_stream& stream)
-{
-    boost::system::error_code ignored;
-    stream.socket().set_option(asio::socket_base::linger(true, 0), ignored);
-    stream.socket().close(ignored);
-}
-
 } // namespace
 
 Server::Server(asio::io_context& context, Options options)
@@ -229,13 +222,9 @@ asio::awaitable<bool> Server::admit(
 {
     stream.expires_never();
     co_await pause(m_context.get_executor(), seconds(scripted.acceptDelayMs / 1000));
-    if (!scripted.refuse && scripted.httpStatus == 0)
+    if (scripted.httpStatus == 0)
         co_return true;
     m_recorder.write({{"connection", name}, {"event", "refused"}});
-    if (scripted.refuse) {
-        cut(stream);
-        co_return false;
-    }
     auto answer = response(request, scripted.httpStatus, errorBody("refused", "The connection was refused."));
     answer.keep_alive(false);
     co_await http::async_write(stream, answer, quietly);
@@ -276,28 +265,18 @@ asio::awaitable<std::optional<HttpResponse>> Server::answerTo(
         stream.expires_never();
         co_await pause(m_context.get_executor(), seconds(how.delayMs / 1000));
     }
-    if (how.kind == Kind::drop)
-        cut(stream);
-    if (how.kind == Kind::silence)
+    if (how.kind == Kind::silence) {
         co_await keepSilent(stream);
-    if (how.kind == Kind::drop || how.kind == Kind::silence)
         co_return std::nullopt;
-    if (how.kind == Kind::scripted) {
-        auto answer = response(request, how.status, how.body);
-        if (!how.type.empty())
-            answer.set(http::field::content_type, how.type);
-        co_return answer;
     }
-    auto body = bodyOf(request);
-    if (!how.request.is_null())
-        body.merge_patch(how.request);
+    if (how.kind == Kind::scripted)
+        co_return response(request, how.status, how.body);
+    auto const body = bodyOf(request);
     Answer answer;
     if (operation == "translate")
         answer = co_await translation(body);
     else
         answer = realAnswer(operation, body);
-    if (!how.answer.is_null())
-        answer.body.merge_patch(how.answer);
     co_return response(request, answer.status, jsonText(answer.body));
 }
 

@@ -53,21 +53,9 @@ public:
     bool flag(char const* key, bool standard = false)
     {
         auto const* value = any(key);
-        if (!value)
-            return standard;
-        if (!value->is_boolean())
+        if (value && !value->is_boolean())
             throw Wrong{fmt::format("{}: \"{}\" must be true or false", m_place, key)};
-        return value->get<bool>();
-    }
-    std::optional<std::string> base64(char const* key)
-    {
-        auto const text = string(key);
-        if (!text)
-            return {};
-        auto bytes = decodeBase64(*text);
-        if (!bytes)
-            throw Wrong{fmt::format("{}: \"{}\" must be Base64", m_place, key)};
-        return bytes;
+        return value ? value->get<bool>() : standard;
     }
     /// Call last.
     void noMore() const
@@ -77,7 +65,6 @@ public:
                 throw Wrong{fmt::format("{} has an unknown key \"{}\"", m_place, key)};
         }
     }
-    std::string const& place() const { return m_place; }
 
 private:
     Json const& m_object;
@@ -131,27 +118,17 @@ ScriptStep readStep(Json const& object, Protocol protocol, std::string const& pl
     ScriptStep step;
     step.atMs = fields.number("at_ms");
     step.afterAudioMs = fields.number("after_audio_ms");
-    if (auto const bytes = fields.number("after_bytes"))
-        step.afterBytes = static_cast<std::int64_t>(*bytes);
     if (auto const texts = fields.number("after_texts"))
         step.afterTexts = static_cast<int>(*texts);
     step.afterEnd = fields.flag("after_end");
     step.delayMs = fields.number("delay_ms").value_or(0);
-    step.repeat = static_cast<int>(fields.number("repeat").value_or(1));
-    step.everyMs = fields.number("every_ms").value_or(0);
 
     if (auto const* message = fields.any("send"))
         setAction(step, Action::message, jsonText(*message), place);
     if (auto const text = fields.string("text"))
-        setAction(step, Action::text, *text, place);
-    if (auto const bytes = fields.base64("text_base64"))
-        setAction(step, Action::text, *bytes, place);
-    if (auto const text = fields.string("binary"))
-        setAction(step, Action::binary, *text, place);
-    if (auto const bytes = fields.base64("binary_base64"))
-        setAction(step, Action::binary, *bytes, place);
+        setAction(step, Action::message, *text, place);
     if (auto const* error = fields.any("error"))
-        setAction(step, Action::error, errorMessage(*error, protocol, place), place);
+        setAction(step, Action::message, errorMessage(*error, protocol, place), place);
     if (auto const ms = fields.number("tone_ms"))
         setAction(step, Action::message, toneMessage(std::min(*ms, 10000.0)), place);
     if (auto const ms = fields.number("stall_ms")) {
@@ -178,7 +155,6 @@ ScriptConnection readConnection(Json const& object, Protocol protocol, std::stri
     if (auto const* accept = fields.any("accept")) {
         Fields how(*accept, place + ", \"accept\"");
         connection.acceptDelayMs = how.number("delay_ms").value_or(0);
-        connection.refuse = how.flag("refuse");
         connection.httpStatus = static_cast<int>(how.number("http_status").value_or(0));
         how.noMore();
     }
@@ -192,38 +168,21 @@ ScriptConnection readConnection(Json const& object, Protocol protocol, std::stri
     return connection;
 }
 
-/// What is laid over a request or an answer; null when the script does not.
-Json readPatch(Fields& fields, char const* key)
-{
-    auto const* patch = fields.any(key);
-    if (patch && !patch->is_object())
-        throw Wrong{fmt::format("{}: \"{}\" must be an object", fields.place(), key)};
-    return patch ? *patch : Json();
-}
-
 ScriptAnswer readAnswer(Json const& object, std::string const& place)
 {
     using Kind = ScriptAnswer::Kind;
     Fields fields(object, place);
     ScriptAnswer answer;
-    std::vector<Kind> kinds;
-    answer.request = readPatch(fields, "request");
-    answer.answer = readPatch(fields, "answer");
-    if (fields.flag("offline") || !answer.request.is_null() || !answer.answer.is_null())
-        kinds.push_back(Kind::offline);
-    if (fields.flag("drop"))
-        kinds.push_back(Kind::drop);
-    if (fields.flag("silence"))
-        kinds.push_back(Kind::silence);
-    if (auto const* body = fields.any("body"))
-        answer.body = jsonText(*body), kinds.push_back(Kind::scripted);
-    if (auto const text = fields.string("text"))
-        answer.body = *text, kinds.push_back(Kind::scripted);
-    if (kinds.size() > 1)
-        throw Wrong{place + " answers in two ways: make two entries of it"};
-    answer.kind = kinds.empty() ? Kind::scripted : kinds.front();
+    auto const* body = fields.any("body");
+    if (fields.flag("offline"))
+        answer.kind = Kind::offline;
+    else if (fields.flag("silence"))
+        answer.kind = Kind::silence;
+    else if (!body)
+        throw Wrong{place + " has no answer"};
+    else
+        answer.body = jsonText(*body);
     answer.status = static_cast<int>(fields.number("status").value_or(200));
-    answer.type = fields.string("type").value_or("");
     answer.delayMs = fields.number("delay_ms").value_or(0);
     fields.noMore();
     return answer;
@@ -261,12 +220,6 @@ Result<Script> Script::parse(std::string_view text)
             if (!parsed)
                 return parsed.error();
             script.limits = *parsed;
-        }
-        if (auto const* sessions = fields.any("sessions")) {
-            auto const parsed = SessionBook::Plan::parse(*sessions);
-            if (!parsed)
-                return parsed.error();
-            script.sessions = *parsed;
         }
         script.record = fields.string("record").value_or("");
         script.m_stt = readList(fields.any("stt"), "stt", connectionReader(Protocol::stt));

@@ -3,7 +3,6 @@
 #include "base/Json.h"
 #include "base/Result.h"
 #include "service/wire/Limits.h"
-#include "service/wire/SessionBook.h"
 
 #include <map>
 #include <optional>
@@ -14,11 +13,10 @@ namespace lingrelay::service {
 
 /// One thing that a scripted connection does, once its trigger has come. Steps run in order.
 struct ScriptStep {
-    enum class Action { message, text, binary, error, stall, drop, close, nothing };
+    enum class Action { message, stall, drop, close, nothing };
 
     std::optional<double> atMs; ///< after the first message
     std::optional<double> afterAudioMs; ///< of sound received on this connection
-    std::optional<std::int64_t> afterBytes; ///< of binary frames, likewise
     std::optional<int> afterTexts; ///< text frames received, the first message included
     bool afterEnd = false; ///< an empty frame has come
     double delayMs = 0; ///< after the trigger
@@ -26,32 +24,25 @@ struct ScriptStep {
     std::string data; ///< the frame that is sent; a close reason
     double stallMs = 0; ///< for which nothing is read and nothing is sent
     int closeCode = 1000;
-    int repeat = 1;
-    double everyMs = 0; ///< between repetitions
 };
 
 /// One connection, from the handshake on.
 struct ScriptConnection {
-    bool refuse = false; ///< the connection is cut before an answer
     int httpStatus = 0; ///< answers the upgrade with this, when not 0
     double acceptDelayMs = 0;
     bool offline = false; ///< the real engine serves it
-    bool checkKey = false; ///< a wrong key gets the error frame
+    bool checkKey = true; ///< a wrong key gets the error frame
     std::vector<ScriptStep> steps;
 };
 
-/// The answer to one request: a made-up one, or the real one with changes.
+/// The answer to one request.
 struct ScriptAnswer {
-    enum class Kind { scripted, offline, drop, silence };
+    enum class Kind { scripted, offline, silence };
 
     Kind kind = Kind::scripted;
     int status = 200;
-    std::string type; ///< of the content; JSON when empty
     std::string body;
     double delayMs = 0;
-    /// Laid over the request before it is served, and over its answer (RFC 7396); null for nothing.
-    Json request;
-    Json answer;
 };
 
 /// The timed answers and faults of a script file; README.md in this folder describes the form.
@@ -73,7 +64,6 @@ public:
     bool needsRecogniser() const;
 
     Limits limits;
-    SessionBook::Plan sessions;
     std::string record; ///< the file that takes what clients send; empty for none
 
 private:

@@ -98,11 +98,7 @@ asio::awaitable<void> Player::playDueSteps()
         auto const due = dueTime(step);
         if (!due || Clock::now() < *due)
             co_return;
-        for (int i = 0; i < step.repeat && !m_peer->closed(); ++i) {
-            if (i > 0 && step.everyMs > 0)
-                co_await pause(m_peer->executor(), milliseconds(step.everyMs));
-            co_await perform(step);
-        }
+        co_await perform(step);
         ++m_next;
         m_due.reset();
     }
@@ -133,13 +129,7 @@ asio::awaitable<void> Player::perform(ScriptStep const& step)
 {
     switch (step.action) {
     case Action::message:
-    case Action::text:
-    case Action::error:
         m_peer->send(filledIn(step.data, m_streamId));
-        co_await m_peer->room();
-        break;
-    case Action::binary:
-        m_peer->sendBinary(step.data);
         co_await m_peer->room();
         break;
     case Action::stall:
@@ -172,7 +162,6 @@ bool triggered(ScriptStep const& step, ScriptState const& state)
 {
     return (!step.atMs || state.sinceFirstMs >= *step.atMs)
         && (!step.afterAudioMs || state.audioMs >= *step.afterAudioMs)
-        && (!step.afterBytes || state.bytes >= *step.afterBytes)
         && (!step.afterTexts || state.texts >= *step.afterTexts) && (!step.afterEnd || state.ended);
 }
 

@@ -32,33 +32,6 @@ SessionBook::SessionBook(std::string token, Plan plan)
 {
 }
 
-Result<SessionBook::Plan> SessionBook::Plan::parse(Json const& object)
-{
-    Plan plan;
-    if (!object.is_object())
-        return Error{Error::Kind::other, "\"sessions\" must be an object"};
-    for (auto const& [key, value] : object.items()) {
-        if (!value.is_number() || value.get<double>() < 0 || value.get<double>() > 1e9)
-            return Error{Error::Kind::other, fmt::format("\"sessions\": \"{}\" must be a number from 0", key)};
-        double const number = value.get<double>();
-        if (key == "seconds")
-            plan.remainingSeconds = static_cast<std::int64_t>(number);
-        else if (key == "most")
-            plan.mostSessions = static_cast<std::size_t>(number);
-        else if (key == "tts_rpm_budget")
-            plan.ttsRpmBudget = static_cast<std::int64_t>(number);
-        else if (key == "tts_concurrent_budget")
-            plan.ttsConcurrentBudget = static_cast<std::int64_t>(number);
-        else if (key == "key_seconds")
-            plan.keyLife = lingrelay::seconds(number);
-        else if (key == "key_overlap_seconds")
-            plan.keyOverlap = lingrelay::seconds(number);
-        else
-            return Error{Error::Kind::other, fmt::format("\"sessions\" has no \"{}\"", key)};
-    }
-    return plan;
-}
-
 Json SessionBook::start(Json const& request, Instant now, Date date)
 {
     if (!authorized(request))

@@ -25,10 +25,6 @@ public:
         Duration keyLife = std::chrono::hours(1);
         /// Keys stay good after they were renewed or their session ended, for sockets that open with them just then.
         Duration keyOverlap = std::chrono::minutes(1);
-
-        /// Reads what `object` has in snake case ("key_seconds"); an unknown key or a value of another type is an
-        /// error.
-        static Result<Plan> parse(Json const& object);
     };
 
     /// `token` identifies the one caller that is served.

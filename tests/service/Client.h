@@ -1,76 +1,78 @@
 #pragma once
 
-#include "base/Json.h"
-#include "base/Time.h"
+#include "tests/platform/RealNetwork.h"
+#include "tests/support/LocalService.h"
 
-#include <chrono>
-#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
-#include <sys/types.h>
+#include <fmt/format.h>
 
 namespace lingrelay::service {
 
-/// The service as a process of its own, killed with this object.
-class ServiceProcess {
-public:
-    explicit ServiceProcess(std::vector<std::string> const& options = {});
-    ~ServiceProcess();
-    ServiceProcess(ServiceProcess const&) = delete;
-    ServiceProcess& operator=(ServiceProcess const&) = delete;
-
-    std::string firstLine;
-    std::uint16_t port = 0;
-    std::string token;
-
-    void signal(int number) const;
-    /// The exit code once it has ended; -1 when it has not within `limit`, 128 and more after a signal.
-    int waitForEnd(Duration limit = seconds(5));
-    /// What it wrote to its standard error.
-    std::string complaint() const;
-    bool running() const;
-    pid_t id() const { return m_process; }
-
-private:
-    pid_t m_process = -1;
-    int m_output = -1;
-    int m_errors = -1;
-    std::optional<int> m_exit;
-};
+/// One for all clients of a test program.
+inline RealNetwork& realNetwork()
+{
+    static RealNetwork network;
+    return network;
+}
 
 /// A WebSocket client that waits for one thing at a time.
 class Client {
 public:
     /// `bearer` empty: no header.
-    Client(std::uint16_t port, std::string const& path, std::string const& bearer);
-    ~Client();
-    Client(Client&&) noexcept;
-    Client& operator=(Client&&) noexcept;
+    Client(LocalService const& service, std::string const& path, std::string const& bearer)
+    {
+        WebSocketRequest request;
+        request.url = fmt::format("ws://127.0.0.1:{}{}", service.port, path);
+        request.bearer = bearer;
+        m_socket = realNetwork().network->connect(request, realNetwork().loop);
+        realNetwork().until([this] { return m_socket->state() != WebSocket::State::connecting; });
+    }
 
-    bool open() const;
-    void text(std::string const& text);
+    bool open() const { return m_socket->state() == WebSocket::State::open; }
+    void text(std::string const& text) { m_socket->sendText(text, {}); }
     void send(Json const& message) { text(jsonText(message)); }
-    void binary(std::string const& bytes);
+    void binary(std::string const& bytes) { m_socket->sendBinary(bytes, {}); }
     /// The next frame's text; nothing after the end of the connection, or when nothing came in time.
-    std::optional<std::string> receive(Duration limit = seconds(10));
+    std::optional<std::string> receive(Duration limit = seconds(30))
+    {
+        if (!std::exchange(m_asked, true))
+            m_socket->receive([this](Result<WebSocket::Message> got) { m_got = std::move(got); });
+        if (!realNetwork().until([this] { return m_got.has_value(); }, limit))
+            return {};
+        m_asked = false;
+        auto const got = *std::exchange(m_got, {});
+        if (!got)
+            m_closeCode = got.error().code;
+        return got ? std::optional(got->data) : std::nullopt;
+    }
     /// The next frame as JSON; null in the same cases.
-    Json message(Duration limit = seconds(10));
+    Json message(Duration limit = seconds(30))
+    {
+        auto const text = receive(limit);
+        return text ? parseJson(*text).value_or(Json()) : Json();
+    }
     /// Of the close frame, once receive() has given nothing; 0 without one.
-    int closeCode() const;
+    int closeCode() const { return m_closeCode; }
 
 private:
-    struct Impl;
-    std::unique_ptr<Impl> m_impl;
+    std::shared_ptr<WebSocket> m_socket;
+    bool m_asked = false;
+    std::optional<Result<WebSocket::Message>> m_got;
+    int m_closeCode = 0;
 };
 
-/// The status and the body of a POST; 0 when no answer comes before the end of the connection. `bearer` empty: no
-/// header.
-std::pair<int, std::string> post(
-    std::uint16_t port, std::string const& path, std::string const& body, std::string const& bearer = {});
-
-/// Sends bytes as they are and returns what comes back until the other side closes or a second passes.
-std::string sendRaw(std::uint16_t port, std::string const& bytes);
+/// The status and the body of a POST; 0 when no answer comes. `bearer` empty: no header.
+inline std::pair<int, std::string> post(
+    LocalService const& service, std::string const& path, std::string const& body, std::string const& bearer = {})
+{
+    lingrelay::HttpRequest request{"POST", fmt::format("http://127.0.0.1:{}{}", service.port, path), {}, body};
+    if (!bearer.empty())
+        request.headers.emplace_back("Authorization", "Bearer " + bearer);
+    std::optional<Result<lingrelay::HttpResponse>> answer;
+    realNetwork().network->exchange(request, realNetwork().loop, [&](auto told) { answer = std::move(told); });
+    bool const good = realNetwork().until([&] { return answer.has_value(); }, seconds(30)) && *answer;
+    return good ? std::pair((*answer)->status, (*answer)->body) : std::pair(0, std::string());
+}
 
 } // namespace lingrelay::service

@@ -1,17 +1,14 @@
 #include "base/Base64.h"
 #include "base/Text.h"
-#include "tests/service/Scripted.h"
+#include "tests/platform/LoopbackServer.h"
+#include "tests/service/Client.h"
+#include "tools/WordErrors.h"
 
-#include <csignal>
-#include <cstring>
+#include <cmath>
 #include <fstream>
 #include <random>
-#include <sstream>
-#include <thread>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace lingrelay::service {
 namespace {
@@ -96,7 +93,7 @@ void sendSound(Client& client, std::string const& sound)
 Transcript transcribe(Client& client)
 {
     Transcript transcript;
-    while (auto const text = client.receive(seconds(30))) {
+    while (auto const text = client.receive()) {
         auto const message = Json::parse(*text);
         EXPECT_FALSE(message.contains("error_code")) << message;
         transcript.take(message);
@@ -104,20 +101,10 @@ Transcript transcribe(Client& client)
     return transcript;
 }
 
-/// Words to insert, delete or replace to get from one text to the other.
 std::size_t wordErrors(std::string const& heard, std::string const& said)
 {
-    auto const a = wordsOf(heard);
-    auto const b = wordsOf(said);
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        auto diagonal = std::exchange(row[0], i);
-        for (std::size_t j = 1; j <= b.size(); ++j)
-            diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])}));
-    }
-    return row[b.size()];
+    auto const found = compareWords({{"", wordsOf(said)}}, wordsOf(heard)).at(0);
+    return found.errors();
 }
 
 struct Spoken {
@@ -153,9 +140,9 @@ Spoken listen(Client& client)
 
 constexpr auto sentence = "Buenos días, este es un ejemplo de una frase un poco más larga.";
 
-Spoken say(ServiceProcess const& service, double speed, char const* voice = "Daniel")
+Spoken say(LocalService const& service, double speed, char const* voice = "Daniel")
 {
-    Client client(service.port, ttsPath, service.token);
+    Client client(service, ttsPath, service.token);
     client.send(ttsConfig(service.token, voice, speed));
     client.send({{"text", sentence}, {"text_end", true}, {"stream_id", "A"}});
     return listen(client);
@@ -163,16 +150,16 @@ Spoken say(ServiceProcess const& service, double speed, char const* voice = "Dan
 
 /// One service for all tests that do no harm to it.
 struct Service : testing::Test {
-    static void SetUpTestSuite() { shared = std::make_unique<ServiceProcess>(); }
+    static void SetUpTestSuite() { shared = std::make_unique<LocalService>(); }
     static void TearDownTestSuite() { shared.reset(); }
 
-    Client stt(std::string const& key) { return {shared->port, sttPath, key}; }
-    Client tts(std::string const& key) { return {shared->port, ttsPath, key}; }
+    Client stt(std::string const& key) { return {*shared, sttPath, key}; }
+    Client tts(std::string const& key) { return {*shared, ttsPath, key}; }
 
-    static std::unique_ptr<ServiceProcess> shared;
+    static std::unique_ptr<LocalService> shared;
 };
 
-std::unique_ptr<ServiceProcess> Service::shared;
+std::unique_ptr<LocalService> Service::shared;
 
 TEST_F(Service, recognisesAndTranslatesSpeech)
 {
@@ -211,7 +198,7 @@ TEST_F(Service, finalizeAnswersInMidSentenceAndOtherRatesAreHeard)
     std::string text;
     Json token;
     while (text.find("<fin>") == std::string::npos && client.open()) {
-        auto const message = client.message(seconds(30));
+        auto const message = client.message();
         for (auto const& each : message.value("tokens", Json::array())) {
             token = each.value("is_final", false) && each.contains("speaker") ? each : token;
             text += each.value("is_final", false) ? each.at("text").get<std::string>() : "";
@@ -262,38 +249,35 @@ TEST_F(Service, textMayComeInPartsAndStreamsShareASocket)
 
 TEST_F(Service, wrongKeysAreToldAndClosed)
 {
-    auto const refused = [](Client& client) {
-        auto const message = client.message();
-        EXPECT_EQ(message.value("error_code", 0), 401) << message;
-        EXPECT_NE(message.value("error_message", "").find("Incorrect API key provided"), std::string::npos);
-        EXPECT_FALSE(client.receive());
-        EXPECT_EQ(client.closeCode(), 1000);
-        return message.contains("tokens");
-    };
-    for (auto const& [bearer, key] : {std::pair("", "x"), std::pair("", ""), std::pair("x", shared->token.c_str()),
-             std::pair(shared->token.c_str(), "x")}) {
-        auto client = stt(bearer);
-        client.send(sttConfig(key));
-        EXPECT_TRUE(refused(client)) << bearer << " " << key;
+    auto const& token = shared->token;
+    for (auto const& [bearer, key] :
+        {std::pair<std::string, std::string>("", "x"), {"", ""}, {"x", token}, {token, "x"}}) {
+        for (std::string const path : {sttPath, ttsPath}) {
+            Client client(*shared, path, bearer);
+            client.send(path == sttPath ? sttConfig(key) : ttsConfig(key));
+            auto const message = client.message();
+            EXPECT_EQ(message.value("error_code", 0), 401) << message;
+            EXPECT_NE(message.value("error_message", "").find("Incorrect API key provided"), std::string::npos);
+            EXPECT_EQ(message.contains("tokens"), path == sttPath);
+            EXPECT_FALSE(client.receive());
+            EXPECT_EQ(client.closeCode(), 1000);
+        }
     }
-    auto client = tts("");
-    client.send(ttsConfig("x"));
-    EXPECT_FALSE(refused(client));
 }
 
 TEST_F(Service, sessionsHandOutKeysThatWork)
 {
     auto const [status, body]
-        = post(shared->port, "/base/v1/pro/session/start", jsonText({{"client_token", shared->token}}));
+        = post(*shared, "/base/v1/pro/session/start", jsonText({{"client_token", shared->token}}));
     EXPECT_EQ(status, 200);
     auto const session = Json::parse(body);
     auto client = tts(session.at("tts_key"));
     client.send(ttsConfig(session.at("tts_key")));
     client.send({{"text", "Hola."}, {"text_end", true}, {"stream_id", "A"}});
     EXPECT_GT(listen(client).duration(), 0.2);
-    EXPECT_EQ(Json::parse(post(shared->port, "/v1/pro/session/start", "{}").second).at("code"), "unauthorized");
-    EXPECT_EQ(post(shared->port, "/v1/pro/nothing", "{}").first, 404);
-    EXPECT_EQ(post(shared->port, "/v1/pro/session/tick", std::string(2 << 20, ' ')).first, 413);
+    EXPECT_EQ(Json::parse(post(*shared, "/v1/pro/session/start", "{}").second).at("code"), "unauthorized");
+    EXPECT_EQ(post(*shared, "/v1/pro/nothing", "{}").first, 404);
+    EXPECT_EQ(post(*shared, "/v1/pro/session/tick", std::string(2 << 20, ' ')).first, 413);
 }
 
 TEST_F(Service, languagesItCannotDoAreNamed)
@@ -316,170 +300,81 @@ TEST_F(Service, survivesGarbage)
             byte = static_cast<char>(random());
         return bytes;
     };
-    std::vector<std::string> const first{"", "{", "[]", "null", "\"x\"", "{\"api_key\": 1}", std::string(70000, '['),
-        noise(100), jsonText({{"api_key", shared->token}, {"model", {}}}), std::string((1 << 20) + 1, 'a')};
-    for (auto const* path : {sttPath, ttsPath}) {
-        for (auto const& frame : first) {
-            Client text(shared->port, path, shared->token);
+    for (std::string const path : {sttPath, ttsPath}) {
+        for (auto const& frame : {std::string(), std::string("{"), std::string("[]"), std::string("{\"api_key\": 1}"),
+                 std::string(70000, '['), noise(100), jsonText({{"api_key", shared->token}, {"model", {}}}),
+                 std::string((1 << 20) + 1, 'a')}) {
+            Client text(*shared, path, shared->token);
             ASSERT_TRUE(text.open());
             text.text(frame);
-            Client binary(shared->port, path, shared->token);
+            Client binary(*shared, path, shared->token);
             binary.binary(frame);
             EXPECT_FALSE(text.message(seconds(5)).contains("audio"));
         }
-        Client later(shared->port, path, shared->token);
-        later.send(std::string_view(path) == sttPath ? sttConfig(shared->token) : ttsConfig(shared->token));
-        later.binary(noise(777));
+        Client later(*shared, path, shared->token);
+        later.send(path == sttPath ? sttConfig(shared->token) : ttsConfig(shared->token));
+        later.binary(noise(64000));
         later.text(noise(50));
-        Client gone(shared->port, path, shared->token);
-        gone.send(sttConfig(shared->token));
-        sendSound(gone, noise(64000));
     }
     for (auto const& bytes : {std::string("GET / HTTP/1.1\r\n\r\n"), noise(5000),
-             std::string("POST /v1/pro/session/start HTTP/1.1\r\n"
-                         "Content-Length: 5\r\n\r\n[[[[["),
+             std::string("POST /v1/pro/session/start HTTP/1.1\r\nContent-Length: 5\r\n\r\n[[[[["),
              "GET " + std::string(100000, 'a') + " HTTP/1.1\r\n\r\n",
              std::string("GET /tts-websocket HTTP/1.1\r\nUpgrade: websocket\r\nConnection: upgrade\r\n\r\n")})
-        sendRaw(shared->port, bytes);
-    EXPECT_TRUE(shared->running());
+        RawServer::send(shared->port, bytes);
+    EXPECT_TRUE(shared->runs());
     EXPECT_GT(say(*shared, 1.3).duration(), 1);
 }
 
 TEST(ServiceProgram, endsAtOnceWithSignalsAndWithItsParent)
 {
     for (int const number : {SIGTERM, SIGINT}) {
-        ServiceProcess service;
-        auto const start = Clock::now();
+        LocalService const service;
         service.signal(number);
-        EXPECT_EQ(service.waitForEnd(), 0);
-        EXPECT_LT(toSeconds(Clock::now() - start), 1);
+        EXPECT_EQ(service.wait(10), 0);
     }
-    // A parent of its own, which starts the service and dies.
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    pid_t const parent = ::fork();
-    if (parent == 0) {
-        ServiceProcess service;
-        auto const id = service.id();
-        std::ignore = ::write(ends[1], &id, sizeof id);
-        ::kill(::getpid(), SIGKILL);
-    }
-    pid_t service = 0;
-    ASSERT_EQ(::read(ends[0], &service, sizeof service), static_cast<ssize_t>(sizeof service));
-    ::waitpid(parent, nullptr, 0);
-    bool ended = false;
-    for (int i = 0; i < 400 && !ended; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        std::ifstream state(fmt::format("/proc/{}/stat", service));
-        std::string id, name, letter;
-        state >> id >> name >> letter;
-        ended = letter.empty() || letter == "Z";
-    }
-    EXPECT_TRUE(ended);
-    ::close(ends[0]);
-    ::close(ends[1]);
+    TestProcess const parent({"/bin/sh", "-c", "'" LINGRELAY_SERVICE "' & echo child $!; exec sleep 600"});
+    ASSERT_TRUE(eventually([&] { return parent.output().find("listening") != std::string::npos; }));
+    auto const said = parent.output();
+    auto const service = std::stoi(said.substr(said.find("child ") + 6));
+    parent.end(SIGKILL);
+    EXPECT_TRUE(eventually([&] {
+        auto const state = readFile(fmt::format("/proc/{}/stat", service));
+        return state.empty() || state.find(") Z") != std::string::npos;
+    }));
 }
 
 TEST(ServiceProgram, saysWhatIsWrongInOneLine)
 {
-    ServiceProcess first;
-    ASSERT_NE(first.port, 0) << first.firstLine;
-    ServiceProcess second({"--port", std::to_string(first.port)});
-    EXPECT_EQ(second.waitForEnd(), 1);
-    EXPECT_EQ(second.complaint(),
+    LocalService const first;
+    ASSERT_NE(first.port, 0) << first.line;
+    LocalService const second({"--port", std::to_string(first.port)});
+    EXPECT_EQ(second.wait(), 1);
+    EXPECT_EQ(second.errors(),
         fmt::format(
             "lingrelay-service: port {} is in use: choose another with --port, or leave it out for a free one\n",
             first.port));
-    ServiceProcess wrong({"--script", "/no/such/file"});
-    EXPECT_EQ(wrong.waitForEnd(), 2);
-    EXPECT_EQ(wrong.firstLine, "");
+    LocalService const wrong({"--script", "/no/such/file"});
+    EXPECT_EQ(wrong.wait(), 2);
+    EXPECT_EQ(wrong.line, "");
 }
 
-TEST(ScriptedService, refusesTheHandshakeAsOftenAsAsked)
+TEST(ServiceProgram, limitsHold)
 {
-    Scripted const scripted(Json::parse(R"({"stt": [{"accept": {"refuse": true}}, {"accept": {"http_status": 503}},
-        {"accept": {"delay_ms": 300}, "steps": [{"send": {"tokens": []}}]}]})"));
-    EXPECT_FALSE(scripted.stt().open());
-    EXPECT_FALSE(scripted.stt().open());
-    auto const start = Clock::now();
-    auto client = scripted.stt();
-    EXPECT_TRUE(client.open());
-    EXPECT_GE(toSeconds(Clock::now() - start), 0.3);
-    client.send(sttConfig(scripted.service->token));
-    EXPECT_EQ(client.message(), (Json{{"tokens", Json::array()}}));
-    auto const lines = scripted.record();
-    ASSERT_EQ(lines.size(), 4u);
-    EXPECT_EQ(lines[1].at("event"), "refused");
-    EXPECT_EQ(lines[3].at("connection"), "stt#2");
-    EXPECT_EQ(lines[3].at("message").at("model"), "stt-rt-v5");
-}
-
-TEST(ScriptedService, playsTimedAnswersAndEveryFault)
-{
-    Scripted const dropping(Json::parse(R"({"stt": [{"steps": [{"after_audio_ms": 50, "drop": true}]}]})"));
-    auto client = dropping.stt();
-    client.send(sttConfig(dropping.service->token));
-    client.binary(std::string(1600, '\0'));
-    EXPECT_FALSE(client.receive());
-    EXPECT_EQ(client.closeCode(), 0); // reset, with no close frame
-
-    Scripted const again(Json::parse(R"({"stt": [
-        {"check_key": false, "steps": [
-            {"after_audio_ms": 100, "send": {"tokens": [{"text": "Hel", "is_final": true}]}},
-            {"text": "not JSON"}, {"send": [1]}, {"binary": "{}"},
-            {"at_ms": 300, "error": {"code": 503, "message": "Cannot continue request (code 1)."}},
-            {"close": 1011, "reason": "over"}]}]})"));
-    client = again.stt();
-    auto const begin = Clock::now();
-    client.send(sttConfig("any"));
-    client.binary(std::string(3200, '\0'));
-    EXPECT_EQ(client.message().at("tokens")[0].at("text"), "Hel");
-    EXPECT_EQ(client.receive(), "not JSON");
-    EXPECT_EQ(client.receive(), "[1]");
-    EXPECT_EQ(client.receive(), "{}");
-    EXPECT_EQ(client.message().at("error_code"), 503);
-    EXPECT_GE(toSeconds(Clock::now() - begin), 0.28);
-    EXPECT_FALSE(client.receive());
-    EXPECT_EQ(client.closeCode(), 1011);
-}
-
-TEST(ScriptedService, speaksInTonesAndStalls)
-{
-    Scripted const scripted(Json::parse(R"({"tts": [{"steps": [
-        {"after_texts": 2, "tone_ms": 200}, {"stall_ms": 400}, {"send": {"stream_id": "$stream_id", "audio": "?"}},
-        {"error": {"code": "busy", "message": "Too many concurrent requests"}}, {"send": {"terminated": true}}]}],
-        "http": {"start": [{"body": {"error": "Full.", "code": "at_capacity"}}, {"status": 500, "text": "<html>"}, {"offline": true}]}})"));
-    auto client = scripted.tts();
-    client.send(ttsConfig(scripted.service->token, "Daniel", 1, "S"));
-    client.send({{"text", "x"}, {"text_end", true}, {"stream_id", "S"}});
-    EXPECT_EQ(decodeBase64(client.message().at("audio").get<std::string>())->size(), 9600u);
-    auto const start = Clock::now();
-    EXPECT_EQ(client.message(), (Json{{"stream_id", "S"}, {"audio", "?"}}));
-    EXPECT_GE(toSeconds(Clock::now() - start), 0.35);
-    EXPECT_EQ(client.message().at("error_code"), "busy");
-    EXPECT_EQ(client.message(), (Json{{"terminated", true}}));
-    auto const body = jsonText({{"client_token", scripted.service->token}});
-    auto const port = scripted.service->port;
-    EXPECT_EQ(Json::parse(post(port, "/v1/pro/session/start", body).second).at("code"), "at_capacity");
-    EXPECT_EQ(post(port, "/v1/pro/session/start", body), (std::pair<int, std::string>(500, "<html>")));
-    EXPECT_TRUE(Json::parse(post(port, "/v1/pro/session/start", body).second).contains("stt_key"));
-}
-
-TEST(ScriptedService, limitsHoldForTheRealEngines)
-{
-    Scripted const scripted(Json::parse(R"({"limits": {"stt_streams": 1, "start_seconds": 0.2, "idle_seconds": 0.3,
-        "tts_streams_a_connection": 1, "tts_audio_seconds": 0.5}})"));
-    auto const& token = scripted.service->token;
-    auto silent = scripted.stt();
+    TemporaryFolder const folder;
+    writeFile(folder / "script", R"({"limits": {"stt_streams": 1, "start_seconds": 1, "idle_seconds": 1,
+        "tts_streams_a_connection": 1, "tts_audio_seconds": 0.5}})");
+    LocalService const service({"--script", folder / "script"});
+    auto const& token = service.token;
+    Client silent(service, sttPath, "");
     EXPECT_EQ(silent.message().value("error_message", ""), "Start request timeout");
-    auto idle = scripted.stt();
+    Client idle(service, sttPath, "");
     idle.send(sttConfig(token));
-    auto second = scripted.stt();
+    Client second(service, sttPath, "");
     second.send(sttConfig(token));
     EXPECT_EQ(second.message().value("error_code", 0), 429);
     EXPECT_EQ(idle.message().value("error_message", ""), "Timed out while waiting for the first audio chunk");
 
-    auto tts = scripted.tts();
+    Client tts(service, ttsPath, "");
     tts.send(ttsConfig(token));
     tts.send(ttsConfig(token, "Daniel", 1, "B"));
     EXPECT_NE(listen(tts).others.at(0).value("error_message", "").find("concurrent"), std::string::npos);

@@ -1,6 +1,5 @@
 #include "service/engines/Summary.h"
 #include "base/Text.h"
-#include "base/Time.h"
 #include "service/engines/Sentences.h"
 
 #include <random>
@@ -121,7 +120,7 @@ TEST(Summary, briefNamesNobodyAndRepeatsNothing)
         "Remember: no milk.\nGo home: now."); // no conversation; two words say less than three
 }
 
-TEST(Summary, longTextCountsFromItsEndAndIsFast)
+TEST(Summary, longTextCountsFromItsEnd)
 {
     std::mt19937 random(3);
     std::string talk;
@@ -134,9 +133,7 @@ TEST(Summary, longTextCountsFromItsEndAndIsFast)
     // The front is cut within the name, so that "ST" would be one of the speakers.
     std::string const first = "LOST: A word of long ago.\n";
     talk = first + talk + std::string(24002 - first.size() - talk.size(), '.');
-    auto const start = Clock::now();
     auto const recap = lines(summarize(talk, SummaryStyle::full, "en"));
-    EXPECT_LT(toSeconds(Clock::now() - start), 0.3); // a fraction of that where nothing else runs
     std::vector<std::string> speakers;
     std::copy_if(recap.begin(), recap.end(), std::back_inserter(speakers),
         [](std::string const& line) { return !line.starts_with("- "); });

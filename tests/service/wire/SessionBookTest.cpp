@@ -69,7 +69,7 @@ TEST_F(Book, ticksChargeTimeAndNeverGoBelowZero)
     EXPECT_EQ(book().balance(request()).at("remaining_seconds"), 0);
 }
 
-TEST_F(Book, renewedKeysOverlapWithTheOldOnes)
+TEST_F(Book, keysOutliveTheirRenewalAndTheirSessionByAMoment)
 {
     auto const first = start();
     auto const old = first.at("stt_key").get<std::string>();
@@ -82,6 +82,13 @@ TEST_F(Book, renewedKeysOverlapWithTheOldOnes)
     EXPECT_TRUE(book().accepts(old, now + seconds(59)));
     EXPECT_FALSE(book().accepts(old, now + seconds(61)));
     EXPECT_TRUE(book().accepts(fresh, now + seconds(3599)));
+    Json const end = request({{"session_id", first.at("session_id")}, {"seconds", 10}});
+    auto const answer = book().end(end, now);
+    EXPECT_EQ(answer.at("remaining_seconds"), 988);
+    EXPECT_EQ(answer.at("active_sessions"), 0);
+    EXPECT_EQ(book().end(end, now).at("code"), "unknown_session");
+    EXPECT_TRUE(book().accepts(fresh, now + seconds(59)));
+    EXPECT_FALSE(book().accepts(fresh, now + seconds(61)));
 }
 
 TEST_F(Book, aSessionThatRanOutOfTimeStopsForGood)
@@ -125,35 +132,6 @@ TEST_F(Book, aFullServiceTakesTheNextOnceOneIsGone)
     EXPECT_EQ(start().at("code"), "at_capacity");
     now += seconds(601);
     EXPECT_TRUE(start().contains("stt_key"));
-}
-
-TEST_F(Book, planIsReadFromAScript)
-{
-    auto const read = SessionBook::Plan::parse({{"seconds", 7}, {"most", 2}, {"key_seconds", 1.5},
-        {"key_overlap_seconds", 0}, {"tts_rpm_budget", 3}, {"tts_concurrent_budget", 4}});
-    ASSERT_TRUE(read) << read.error().message;
-    plan = *read;
-    auto const answer = start();
-    EXPECT_EQ(answer.at("remaining_seconds"), 7);
-    EXPECT_EQ(answer.at("tts_rpm_budget"), 3);
-    EXPECT_EQ(answer.at("tts_concurrent_budget"), 4);
-    EXPECT_FALSE(book().accepts(answer.at("stt_key").get<std::string>(), now + seconds(1.6)));
-    start();
-    EXPECT_EQ(start().at("code"), "at_capacity");
-    EXPECT_FALSE(SessionBook::Plan::parse({{"second", 7}}));
-    EXPECT_FALSE(SessionBook::Plan::parse({{"seconds", -1}}));
-    EXPECT_FALSE(SessionBook::Plan::parse(Json::array()));
-}
-
-TEST_F(Book, anEndedSessionIsGoneAndItsKeysSoonAfter)
-{
-    auto const first = start();
-    Json const end = request({{"session_id", first.at("session_id")}, {"seconds", 10}});
-    auto const answer = book().end(end, now);
-    EXPECT_EQ(answer.at("remaining_seconds"), 990);
-    EXPECT_EQ(answer.at("active_sessions"), 0);
-    EXPECT_EQ(book().end(end, now).at("code"), "unknown_session");
-    EXPECT_FALSE(book().accepts(first.at("tts_key").get<std::string>(), now + seconds(61)));
 }
 
 } // namespace
