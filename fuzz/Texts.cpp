@@ -3,11 +3,11 @@
 #include "base/Text.h"
 #include "desktop/CaptionLayout.h"
 #include "fuzz/Target.h"
-#include "service/script/Script.h"
 #include "service/engines/Sentences.h"
+#include "service/engines/Summary.h"
+#include "service/script/Script.h"
 #include "service/wire/SessionBook.h"
 #include "service/wire/SttConfig.h"
-#include "service/engines/Summary.h"
 
 namespace lingrelay {
 

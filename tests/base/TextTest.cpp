@@ -66,22 +66,6 @@ TEST(Text, appendingPieceByPieceEqualsTheWhole)
     }
 }
 
-TEST(Text, keepLastHoldsItsLimitOverALongTime)
-{
-    CharacterText text;
-    for (int i = 0; i < 5000; ++i) {
-        text.append(i % 3 ? "ab " : "ế👍🏽");
-        text.keepLast(100);
-        ASSERT_LE(text.count(), 100u);
-        ASSERT_LE(text.text().size(), 1000u);
-    }
-    EXPECT_EQ(text.count(), 100u);
-    EXPECT_EQ(characterCount(text.text()), 100u);
-    text.keepLast(0);
-    EXPECT_TRUE(text.empty());
-    EXPECT_EQ(text.lastTrimmedCharacter(), "");
-}
-
 TEST(Text, trimmingTakesBlanksOrAllWhiteSpace)
 {
     EXPECT_EQ(trimBlanks(" \t a b \t"), "a b");

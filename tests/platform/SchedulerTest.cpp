@@ -5,7 +5,8 @@
 #include <array>
 #include <atomic>
 #include <future>
-#include <random>
+#include <numeric>
+#include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -31,7 +32,12 @@ struct RuntimeFixture final : SchedulerFixture {
     std::unique_ptr<Scheduler> own = runtime.makeScheduler();
     ~RuntimeFixture() override { runtime.stop(); }
     Scheduler& scheduler() override { return *own; }
-    void pass(Duration duration) override { std::this_thread::sleep_for(duration + 30ms); }
+    void pass(Duration duration) override
+    {
+        std::promise<void> passed;
+        own->startTimer(own->now() + duration, [&] { passed.set_value(); });
+        passed.get_future().wait();
+    }
     void onScheduler(std::function<void()> job) override
     {
         std::promise<void> done;
@@ -43,22 +49,11 @@ struct RuntimeFixture final : SchedulerFixture {
     }
 };
 
-struct MainLoopFixture : SchedulerFixture {
+struct MainLoopFixture : LoopFixture {
     AsioMainLoop loop;
     Scheduler& scheduler() override { return loop; }
-    void pass(Duration duration) override
-    {
-        loop.startTimer(loop.now() + duration + 5ms, [this] { loop.quit(); });
-        loop.run();
-    }
-    void onScheduler(std::function<void()> job) override
-    {
-        loop.post([&] {
-            job();
-            loop.quit();
-        });
-        loop.run();
-    }
+    void run() override { loop.run(); }
+    void quit() override { loop.quit(); }
 };
 
 struct MainRuntimeFixture final : MainLoopFixture {
@@ -71,41 +66,38 @@ INSTANTIATE_TEST_SUITE_P(All, SchedulerContract,
         std::pair{"mainLoop", &make<MainLoopFixture>}, std::pair{"mainRuntime", &make<MainRuntimeFixture>}),
     [](auto const& test) { return std::string(test.param.first); });
 
-TEST(AsioScheduler, jobsOfManyThreadsRunOneAtATimeInTheOrderOfEachThread)
+/// What runs when several schedulers have work at the same instant.
+std::vector<int> shuffled(std::uint32_t seed)
 {
-    AsioRuntime runtime;
-    auto const scheduler = runtime.makeScheduler();
-    constexpr int threads = 4;
-    constexpr int jobs = 5000;
-    std::vector<int> next(threads);
-    int total = 0; // unguarded on purpose: a second job at the same time is a race
-    std::vector<std::thread> posters;
-    for (int t = 0; t < threads; ++t) {
-        posters.emplace_back([&, t] {
-            for (int n = 0; n < jobs; ++n) {
-                scheduler->post([&, t, n] {
-                    EXPECT_EQ(next[t]++, n);
-                    ++total;
-                });
-                if (n % 50 == 0)
-                    scheduler->stopTimer(scheduler->startTimer(Clock::now() + 1ms, [&] {
-                        ++total;
-                        --total;
-                    }));
-            }
-        });
+    VirtualTime time(seed);
+    std::array<VirtualScheduler, 3> schedulers{VirtualScheduler(time), VirtualScheduler(time), VirtualScheduler(time)};
+    std::vector<int> order;
+    for (int job = 0; job < 8; ++job) {
+        for (int which = 0; which < 3; ++which)
+            schedulers[which].post([&order, which, job] { order.push_back(which * 10 + job); });
     }
-    for (auto& poster : posters)
-        poster.join();
-    std::promise<void> done;
-    scheduler->post([&] { done.set_value(); });
-    done.get_future().wait();
-    runtime.stop();
-    EXPECT_EQ(total, threads * jobs);
+    time.runReady();
+    return order;
+}
+
+TEST(VirtualTime, seedsShuffleSchedulersButNeverTheirOwnOrder)
+{
+    std::set<std::vector<int>> orders;
+    for (std::uint32_t seed = 0; seed < 50; ++seed) {
+        auto const order = shuffled(seed);
+        EXPECT_EQ(order, shuffled(seed)) << seed;
+        orders.insert(order);
+        for (int which = 0; which < 3; ++which) {
+            std::vector<int> own;
+            std::copy_if(order.begin(), order.end(), std::back_inserter(own), [&](int n) { return n / 10 == which; });
+            EXPECT_TRUE(own.size() == 8 && std::is_sorted(own.begin(), own.end())) << seed;
+        }
+    }
+    EXPECT_GT(orders.size(), 40u);
 }
 
 /// Tokens that hop at random between threads, by jobs and by timers: a thread that is not woken holds one up for ever.
-TEST(AsioScheduler, threadsThatPostToEachOtherAlwaysWake)
+TEST(AsioScheduler, threadsThatPostToEachOtherAlwaysWakeAndASchedulersJobsRunOneAtATime)
 {
     constexpr int tokens = 5;
     constexpr int hops = 4000;
@@ -115,24 +107,32 @@ TEST(AsioScheduler, threadsThatPostToEachOtherAlwaysWake)
     for (auto& runtime : runtimes)
         schedulers.push_back(runtime.makeScheduler());
     schedulers.push_back(main.runtime().makeScheduler());
+    std::vector<int> visits(schedulers.size() + 1); // unguarded on purpose: a second job at the same time is a race
+    std::vector<std::array<int, tokens>> latest(schedulers.size() + 1);
     std::atomic<int> arrived = 0;
-    std::function<void(unsigned, int)> const hop = [&](unsigned token, int left) {
+    std::function<void(unsigned, int, int)> const hop = [&](unsigned random, int token, int left) {
         if (left == 0) {
             ++arrived;
             return main.quit();
         }
-        auto const next = token * 1103515245U + 12345U;
-        auto const where = (next >> 16) % (schedulers.size() + 1);
+        auto const next = random * 1103515245U + 12345U;
+        auto const where = (next >> 16) % visits.size();
+        auto const arrive = [&, next, where, token, left] {
+            ++visits[where];
+            EXPECT_TRUE(latest[where][token] == 0 || latest[where][token] > left);
+            latest[where][token] = left;
+            hop(next, token, left - 1);
+        };
         auto& scheduler = where < schedulers.size() ? *schedulers[where] : main;
         if ((next >> 24) % 16 == 0)
-            scheduler.startTimer(Clock::now() + 50us, [&hop, next, left] { hop(next, left - 1); });
+            scheduler.startTimer(Clock::now() + 50us, arrive);
         else
-            scheduler.post([&hop, next, left] { hop(next, left - 1); });
+            scheduler.post(arrive);
     };
-    for (unsigned token = 0; token < tokens; ++token)
-        hop(token, hops);
+    for (int token = 0; token < tokens; ++token)
+        hop(static_cast<unsigned>(token), token, hops);
     bool late = false;
-    main.startTimer(main.now() + 30s, [&] {
+    main.startTimer(main.now() + 60s, [&] {
         late = true;
         main.quit();
     });
@@ -141,6 +141,7 @@ TEST(AsioScheduler, threadsThatPostToEachOtherAlwaysWake)
     EXPECT_FALSE(late);
     for (auto& runtime : runtimes)
         runtime.stop();
+    EXPECT_EQ(std::accumulate(visits.begin(), visits.end(), 0), tokens * hops);
 }
 
 TEST(AsioScheduler, timersOfADestroyedSchedulerAreGoneWithWhatTheyHeld)

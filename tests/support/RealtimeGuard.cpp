@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <dlfcn.h>
 #include <pthread.h>
-#include <time.h>
 
 namespace {
 
@@ -20,8 +19,6 @@ void note(char const* what)
     if (t_violations++ == 0)
         t_first = what;
 }
-
-template <class F> F* next(char const* name) { return reinterpret_cast<F*>(dlsym(RTLD_NEXT, name)); }
 #endif
 
 } // namespace
@@ -57,21 +54,10 @@ void free(void* p)
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
 {
-    static auto* const real = next<int(pthread_mutex_t*)>("pthread_mutex_lock");
+    using Lock = int(pthread_mutex_t*);
+    static auto* const real = reinterpret_cast<Lock*>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
     note("pthread_mutex_lock");
     return real(mutex);
-}
-int pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex)
-{
-    static auto* const real = next<int(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");
-    note("pthread_cond_wait");
-    return real(cond, mutex);
-}
-int nanosleep(timespec const* request, timespec* left)
-{
-    static auto* const real = next<int(timespec const*, timespec*)>("nanosleep");
-    note("nanosleep");
-    return real(request, left);
 }
 }
 #endif

@@ -1,7 +1,9 @@
 #include "base/async/Task.h"
 #include "base/async/OneShot.h"
 #include "platform/sim/VirtualTime.h"
-#include "tests/base/async/Frames.h"
+
+#include <deque>
+#include <stdexcept>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -13,6 +15,56 @@ namespace lingrelay {
 namespace {
 
 using Strings = std::vector<std::string>;
+
+/// A source of frames in the shape of a streaming connection, for tests of tasks.
+class Frames {
+public:
+    void push(std::string frame)
+    {
+        m_queue.push_back(std::move(frame));
+        m_arrived.set();
+    }
+    void fail()
+    {
+        m_failed = true;
+        m_arrived.set();
+    }
+
+    /// The next frame. Throws std::runtime_error once the source has failed.
+    Task<std::string> next()
+    {
+        while (m_queue.empty() && !m_failed) {
+            m_arrived.reset();
+            co_await m_arrived.wait();
+        }
+        if (m_queue.empty())
+            throw std::runtime_error("lost");
+        auto frame = std::move(m_queue.front());
+        m_queue.pop_front();
+        co_return frame;
+    }
+
+private:
+    bool m_failed = false;
+    std::deque<std::string> m_queue;
+    Event m_arrived;
+};
+
+/// Writes frames down until cancelled, and "quiet" after every `quiet` without one.
+Task<void> writeDown(Frames& frames, Duration quiet, std::function<void(std::string)> log)
+{
+    try {
+        for (;;) {
+            auto frame = co_await withTimeout(quiet, frames.next());
+            log(frame ? "frame " + *frame : std::string("quiet"));
+        }
+    } catch (Cancelled) {
+        log("cancelled");
+        throw;
+    } catch (std::exception const& error) {
+        log(error.what());
+    }
+}
 
 /// Virtual time with one scheduler and a trace whose lines carry milliseconds.
 struct Bench {

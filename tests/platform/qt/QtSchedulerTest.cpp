@@ -10,23 +10,12 @@ namespace lingrelay {
 
 namespace {
 
-struct QtFixture final : SchedulerFixture {
+struct QtFixture final : LoopFixture {
     QEventLoop loop;
     QtScheduler own;
     Scheduler& scheduler() override { return own; }
-    void pass(Duration duration) override
-    {
-        own.startTimer(own.now() + duration + 5ms, [this] { loop.quit(); });
-        loop.exec();
-    }
-    void onScheduler(std::function<void()> job) override
-    {
-        own.post([&] {
-            job();
-            loop.quit();
-        });
-        loop.exec();
-    }
+    void run() override { loop.exec(); }
+    void quit() override { loop.quit(); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Qt, SchedulerContract, testing::Values(std::pair{"loop", &make<QtFixture>}),
