@@ -33,10 +33,9 @@ TEST(Backend, sessionsAreGrantedAndChargedAsItWasStarted)
 
 TEST(Backend, translatesTextForItsCallerWhateverTheLocale)
 {
-#include "tests/service/Client.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <cstdlib>
+    ::setenv("LC_ALL", "xx_XX.UTF-8", 1); // which no machine has
+    LocalService const service;
+    ::unsetenv("LC_ALL");
     auto const translated = ask(service, "/v1/translate",
         {{"texts", {"The house is white.", "", "Good morning. How are you?"}}, {"target", "es"}, {"model", "any"}});
     ASSERT_EQ(translated.at("texts").size(), 3U);
@@ -47,10 +46,14 @@ TEST(Backend, translatesTextForItsCallerWhateverTheLocale)
     EXPECT_EQ(post(service, "/v1/translate", jsonText(good), "").first, 401);
     EXPECT_EQ(post(service, "/v1/translate", R"({"texts":["a"],"target":"xx"})", service.token).first, 422);
     for (auto const* body : {"", R"({"target":"es"})", R"({"texts":"a","target":"es"})"})
-#include "tests/service/Client.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <cstdlib>
+        EXPECT_EQ(post(service, "/v1/translate", body, service.token).first, 400) << body;
+    // An engine that gives nothing is no translation.
+    TemporaryFolder const modes;
+    writeFile(modes / "en-es.mode", "lt-proc /nowhere.bin");
+    ::setenv("LINGRELAY_TRANSLATION_MODES", modes.path().c_str(), 1);
+    LocalService const broken;
+    ::unsetenv("LINGRELAY_TRANSLATION_MODES");
+    EXPECT_EQ(post(broken, "/v1/translate", jsonText(good), broken.token).first, 502);
 }
 
 TEST(Backend, summaryAnswersItsCallerOnly)
