@@ -424,6 +424,23 @@ TEST_F(AppDelegateTest, theUsersOwnWordsAreNotCaptioned)
     EXPECT_EQ(model->transcript->back().source, "Xin chào.");
 }
 
+TEST_F(AppDelegateTest, whatTheOtherSideSaidIsNotTheUsersWhenTheMicrophoneHearsIt)
+{
+    launch([](auto& settings) { settings.mode = Mode::both; });
+    start();
+    auto const hear = [this](std::size_t direction, char const* source, char const* translation) {
+        recognisers.at(direction).lock()->sendText(jsonText({{"tokens",
+            {{{"text", source}, {"is_final", true}},
+                {{"text", translation}, {"is_final", true}, {"translation_status", "translation"}}}}}));
+        wait(0.5);
+    };
+    hear(0, "We should meet on Thursday afternoon.", "Veámonos.");
+    hear(1, "should meet on Thursday afternoon.", "Leak.");
+    hear(1, "That suits me well.", "Me viene bien.");
+    ASSERT_EQ(model->transcript->size(), 2U);
+    EXPECT_EQ(model->transcript->back().source, "That suits me well.");
+}
+
 TEST_F(AppDelegateTest, settingsOfARunningSessionApplyWithoutAReconnect)
 {
     launch();

@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <random>
+#include <set>
 
 namespace lingrelay {
 
@@ -55,7 +57,7 @@ public:
     {
         for (int session = 0; session < 6 && !testing::Test::HasFailure(); ++session)
             playSession();
-        EXPECT_EQ(m_archives, m_sessionsWithLines);
+        quit();
     }
 
 private:
@@ -106,31 +108,41 @@ private:
         auto const body = *parseJson(exchange.request().body);
         auto const path = url.substr(url.rfind('/') + 1);
         auto const delay = seconds(between(0, 1.5));
-        if (path == "end" && m_hostedUntil < m_hostedSince) // not its repetition
-            m_hostedUntil = world.time.now();
-        bool const refused = m_faults && path == "start" && chance(0.05);
         bool const fails = m_faults && chance(path == "start" ? 0.05 : 0.3);
         if (path == "tick")
             noteTick(jsonInteger(body, "seconds").value_or(0), fails, delay);
+        if (path == "end" && m_open) { // not its repetition
+            m_hostedUntil = world.time.now();
+            m_open = false;
+        }
         if (fails)
             return exchange.answer(Error{Error::Kind::networkConnectionLost, "lost"}, delay);
-        if (refused)
+        if (path == "translate")
+            return exchange.answer(
+                HttpResponse{200, {}, jsonText({{"texts", {jsonString(body, "text").value_or("?")}}})}, delay);
+        if (path == "start" && m_faults && chance(0.05))
             return exchange.answer(HttpResponse{200, {}, R"({"error":"Full","code":"at_capacity"})"}, delay);
         auto answer = Json{{"remaining_seconds", 1000}};
         if (path == "start" || jsonBool(body, "renew").value_or(false) || chance(0.1))
             answer.update({{"stt_key", newUuid()}, {"tts_key", newUuid()}});
-        if (path == "start")
-            answer["session_id"] = newUuid();
-        else
-            m_reported += jsonInteger(body, "seconds").value_or(0);
-        if (path == "start")
+        if (path == "start") {
+            answer["session_id"] = m_session = newUuid();
+            m_reported = 0;
+            m_tick = {};
             m_hostedSince = world.time.now() + delay;
+            m_open = true;
+        } else if (jsonString(body, "session_id") == m_session) {
+            m_reported += jsonInteger(body, "seconds").value_or(0);
+        }
         if (path == "end") {
             auto const lost = static_cast<double>(m_tick.over > m_hostedUntil ? m_tick.seconds : 0);
             EXPECT_NEAR(static_cast<double>(m_reported) + lost, toSeconds(m_hostedUntil - m_hostedSince), 1.0)
                 << "reported time is not the time run";
         }
-        answer["stop"] = m_faults && path == "tick" && chance(0.05);
+        if (m_faults && path == "tick" && chance(0.05)) {
+            answer["stop"] = true;
+            m_open = false;
+        }
         exchange.answer(HttpResponse{200, {}, jsonText(answer)}, delay);
     }
 
@@ -145,7 +157,9 @@ private:
 
     void archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file)
     {
-        ++m_archives;
+        m_archived.insert(session.id);
+        if (!file && m_diskBroken)
+            return;
         ASSERT_TRUE(file) << file.error().message;
         auto const kept = SessionStore::read(*file);
         ASSERT_TRUE(kept);
@@ -155,37 +169,50 @@ private:
         EXPECT_EQ(kept->id, session.id);
     }
 
-    void playSession()
+    /// Starts, and lets everything happen for a while.
+    void live()
     {
         m_faults = chance(0.7);
-        m_reported = 0;
         model->commands.start();
         if (chance(0.2))
             model->commands.start();
         if (chance(0.2))
             model->commands.stop(); // during a hosted start
         wait(between(0, 3));
-        bool hadLines = false;
         for (auto steps = m_random() % 30; steps > 0 && *model->running; --steps) {
             act();
-            hadLines |= *model->running && !model->transcript->empty();
             checkRunning();
         }
+    }
+
+    void playSession()
+    {
+        auto const before = m_archived.size();
+        bool ran = false;
+        auto const watch = model->running.observe([&](bool running) { ran |= running; });
+        live();
         // What ends by itself has been archived by the same way.
         for (int i = 0; i < 100 && *model->status == "Connecting…"; ++i)
             wait(0.5);
-        auto const before = m_archives;
-        bool const running = *model->running;
-        auto const expected = running && !model->transcript->empty();
         model->commands.stop();
-        EXPECT_EQ(m_archives - before, expected ? 1 : 0);
-        m_sessionsWithLines = m_archives;
         checkStopped();
+        EXPECT_EQ(m_archived.size() - before, ran && !model->transcript->empty() ? 1U : 0U);
+    }
+
+    /// At any moment, also while the session is opened.
+    void quit()
+    {
+        live();
+        app->quitNow();
+        EXPECT_EQ(devices.input, 10U) << "before anything can hang";
+        app->shutdown();
+        checkStopped();
+        EXPECT_TRUE(shell.exited);
     }
 
     void act()
     {
-        switch (m_random() % 12) {
+        switch (m_random() % 16) {
         case 0:
             if (auto const peer = anyRecogniser(); peer && m_faults)
                 peer->drop();
@@ -222,10 +249,42 @@ private:
         case 7:
             wait(between(30, 150));
             break;
+        case 8:
+            model->commands.typeToSpeak("Typed.", [](std::string const&) {});
+            break;
+        case 9: // the headset is unplugged, or is there again
+            if (std::erase_if(devices.inputList, [](auto const& device) { return device.id == 11; }) == 0)
+                devices.inputList.push_back({11, "Headset"});
+            if (std::erase_if(devices.outputList, [](auto const& device) { return device.id == 2; }) == 0)
+                devices.outputList.push_back({2, "Headset"});
+            model->commands.refreshDevices();
+            break;
+        case 10:
+            app->providerReplaced();
+            break;
+        case 11:
+            speakToBrokenDisk();
+            break;
         default:
             speak();
         }
         wait(between(0, 2));
+    }
+
+    /// What cannot be written while the disk is away is written with the next line, or at the end.
+    void speakToBrokenDisk()
+    {
+        auto const away = store.folder().string() + " away";
+        std::error_code none;
+        std::filesystem::rename(store.folder(), away, none);
+        if (none)
+            return; // nothing was kept yet
+        m_diskBroken = true;
+        std::ofstream(store.folder()) << "no folder";
+        speak();
+        std::filesystem::remove(store.folder());
+        std::filesystem::rename(away, store.folder());
+        m_diskBroken = false;
     }
 
     /// A live recogniser, of any direction.
@@ -246,15 +305,15 @@ private:
         auto const peer = anyRecogniser();
         if (!peer)
             return;
-        auto const before = model->transcript->size();
         auto const text = "Clause " + std::to_string(++m_clause) + ".";
         peer->sendText(jsonText({{"tokens",
             {{{"text", text}, {"is_final", true}, {"translation_status", "translation"}, {"language", "es"}}}}}));
         wait(0.05);
         if (peer->gone)
             return;
-        ASSERT_EQ(model->transcript->size(), before + 1);
-        EXPECT_EQ(model->transcript->back().translation, text);
+        EXPECT_EQ(std::count_if(model->transcript->begin(), model->transcript->end(),
+                      [&](auto const& line) { return line.translation == text; }),
+            1);
     }
 
     void checkRunning()
@@ -284,7 +343,9 @@ private:
         EXPECT_EQ(rest(), m_timersAtRest) << "timers are left";
         for (auto const& peer : world.network.peers())
             EXPECT_TRUE(peer->gone) << "a socket is left: " << peer->request.url;
-        EXPECT_TRUE(assembly.hosted().idle());
+        EXPECT_TRUE(app->idle() && assembly.hosted().idle());
+        EXPECT_FALSE(m_open) << "the backend goes on metering";
+        Journal::recover(store); // of a session that ended while the disk was away
         std::error_code none;
         EXPECT_TRUE(std::filesystem::is_empty(Journal::folder(store), none) || none) << "a journal is left";
     }
@@ -300,9 +361,11 @@ private:
     std::vector<Recogniser> m_recognisers;
     std::map<Engine*, int> m_lastHeard;
     int m_clause = 0;
-    int m_archives = 0;
-    int m_sessionsWithLines = 0;
-    std::int64_t m_reported = 0; ///< seconds, in calls that were answered
+    std::set<std::string> m_archived; ///< sessions
+    bool m_diskBroken = false;
+    std::string m_session; ///< of the backend
+    bool m_open = false; ///< at the backend
+    std::int64_t m_reported = 0; ///< seconds of that session, in calls that were answered
     struct Tick {
         Instant began{};
         Instant over{};
