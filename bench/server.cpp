@@ -45,20 +45,18 @@ std::string numbered(std::string const& text, int number)
 {
     auto message = *parseJson(text);
     auto& tokens = message["tokens"];
-    bool translates = false;
     for (auto& token : tokens) {
         if (token.value("translation_status", "") != "translation")
             continue;
-        translates = true;
         auto& words = token["text"].get_ref<std::string&>();
         if (!token["is_final"].get<bool>() || std::string_view(".!?").find(words.back()) == std::string_view::npos)
             continue;
         words.insert(words.size() - 1, " " + std::to_string(number));
     }
     auto const mark = " #" + std::to_string(number);
+    // In both: of what the user says only the translation becomes a caption.
     tokens.push_back(preview(mark, "original"));
-    if (translates)
-        tokens.push_back(preview(mark, "translation"));
+    tokens.push_back(preview(mark, "translation"));
     return jsonText(message);
 }
 

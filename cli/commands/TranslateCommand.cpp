@@ -43,8 +43,9 @@ std::unique_ptr<Presenter> makePresenter(
 /// The program for the length of one run. Members go down in the opposite order.
 class Program {
 public:
-    Program(Arguments const& arguments, Instant start)
+    Program(Arguments const& arguments, Instant start, std::optional<MachineSound> machine)
         : m_arguments(arguments)
+        , m_given(machine)
         , m_start(start)
         , m_presenter(makePresenter(arguments, m_output, m_notices, m_main, start))
         , m_defaults(std::make_shared<OverlaidDefaults>(openDefaults(arguments), arguments.settings))
@@ -95,11 +96,11 @@ private:
 
     void translate(RunPlan plan, std::optional<SoundFile> file)
     {
-        if (plan.usesDevices())
+        if (plan.usesDevices() && !m_given)
             m_machine = std::make_unique<PipeWireSound>();
         m_run = std::make_unique<TranslateRun>(
             TranslateRun::Services{m_main, m_assembly, *m_sound, m_localService,
-                m_machine ? machineSound(*m_machine) : m_noSound.parts(), *m_presenter, *m_secrecy},
+                m_machine ? machineSound(*m_machine) : m_given.value_or(m_noSound.parts()), *m_presenter, *m_secrecy},
             m_arguments, std::move(plan), std::move(file), m_start);
         TaskGroup tasks(m_main);
         tasks.spawn(runToEnd());
@@ -132,6 +133,7 @@ private:
 
     std::shared_ptr<Secrecy> m_secrecy = openLog();
     Arguments const& m_arguments;
+    std::optional<MachineSound> m_given; ///< in the place of the sound server
     Instant m_start;
     std::atomic<bool> m_stopping = false;
     AsioMainLoop m_main;
@@ -161,9 +163,9 @@ private:
 
 } // namespace
 
-int translateCommand(Arguments const& arguments, Instant start)
+int translateCommand(Arguments const& arguments, Instant start, std::optional<MachineSound> machine)
 {
-    auto program = std::make_unique<Program>(arguments, start);
+    auto program = std::make_unique<Program>(arguments, start, machine);
     int const code = program->run();
     std::thread([code] {
         std::this_thread::sleep_for(goodbyeLimit);

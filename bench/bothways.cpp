@@ -1,0 +1,116 @@
+// lingrelay-bothways FILE OPTIONS...: what `lingrelay-cli translate FILE OPTIONS...` does, on a machine whose
+// microphone hears noise all the time and whose output asks for sound as a sound card does. In mode both, one process
+// translates two directions without a sound server.
+
+#include "cli/commands/TranslateCommand.h"
+#include "cli/terminal/Complaint.h"
+#include "program/MachineSound.h"
+
+#include <condition_variable>
+#include <csignal>
+#include <random>
+#include <thread>
+#include <vector>
+
+using namespace lingrelay;
+
+namespace {
+
+constexpr double rate = 48000;
+
+/// Calls a job at the pace of so many frames, on a thread of its own, until it is destroyed.
+class Beat {
+public:
+    template <class F>
+    Beat(std::size_t frames, F job)
+        : m_thread([frames, job](std::stop_token const& stop) {
+            auto const period = std::chrono::duration_cast<Duration>(
+                std::chrono::duration<double>(static_cast<double>(frames) / rate));
+            for (auto next = Clock::now(); !stop.stop_requested(); std::this_thread::sleep_until(next += period))
+                job();
+        })
+    {
+    }
+
+private:
+    std::jthread m_thread;
+};
+
+class NoisyInputs final : public AudioInputs {
+public:
+    std::optional<AudioFormat> format(std::optional<std::uint32_t>) override { return AudioFormat{rate, 1}; }
+    Result<std::unique_ptr<AudioInput>> open(
+        std::optional<std::uint32_t>, AudioFormat, std::size_t blockFrames, AudioReceiver& receiver) override
+    {
+        return std::unique_ptr<AudioInput>(std::make_unique<Input>(blockFrames, receiver));
+    }
+    std::shared_ptr<void> watchDefault(std::function<void()>) override { return {}; }
+
+private:
+    class Input final : public AudioInput {
+    public:
+        Input(std::size_t frames, AudioReceiver& receiver)
+            : m_block(noise(frames))
+            , m_beat(frames, [this, &receiver] { receiver.receive(m_block); })
+        {
+        }
+
+    private:
+        static std::vector<float> noise(std::size_t frames)
+        {
+            std::mt19937 random(1);
+            std::uniform_real_distribution<float> level(-0.5F, 0.5F);
+            std::vector<float> block(frames);
+            std::generate(block.begin(), block.end(), [&] { return level(random); });
+            return block;
+        }
+
+        std::vector<float> m_block;
+        Beat m_beat;
+    };
+};
+
+class AskingOutputs final : public AudioOutputs {
+public:
+    std::unique_ptr<AudioOutput> open(std::optional<std::uint32_t>, AudioRenderer& renderer) override
+    {
+        return std::make_unique<Output>(renderer);
+    }
+    std::shared_ptr<void> watchDefault(std::function<void()>) override { return {}; }
+
+private:
+    class Output final : public AudioOutput {
+    public:
+        explicit Output(AudioRenderer& renderer)
+            : m_beat(frames, [this, &renderer] { renderer.render(m_block.data(), frames); })
+        {
+        }
+        double sampleRate() const override { return rate; }
+
+    private:
+        static constexpr std::size_t frames = 1024; ///< what a sound server asks for at a time
+        std::vector<float> m_block = std::vector<float>(frames);
+        Beat m_beat;
+    };
+};
+
+} // namespace
+
+int main(int argumentCount, char** argumentTexts)
+{
+    auto const start = Clock::now();
+    std::signal(SIGPIPE, SIG_IGN);
+    std::vector<std::string> words{"translate"};
+    words.insert(words.end(), argumentTexts + std::min(1, argumentCount), argumentTexts + argumentCount);
+    auto const arguments = Arguments::parse(words);
+    if (!arguments) {
+        complain(arguments.error().message);
+        return exitBadArguments;
+    }
+    NoSound rest;
+    NoisyInputs inputs;
+    AskingOutputs outputs;
+    auto machine = rest.parts();
+    return translateCommand(*arguments, start,
+        MachineSound{machine.devices, inputs, outputs, machine.systemAudio, machine.muter, machine.virtualMicrophone});
+}
