@@ -191,7 +191,7 @@ private:
         bool ran = false;
         bool hadLines = false;
         auto const watch = model->running.observe([&](bool running) {
-            hadLines = !running && ran && !model->transcript->empty();
+            hadLines |= !running && ran && !model->transcript->empty();
             ran = running;
         });
         live();
