@@ -37,8 +37,8 @@ public:
     bool launchAtLogin() const { return readLaunchAtLogin(); }
     void setLaunchAtLogin(bool on);
     Q_INVOKABLE void quit() { onQuit(); }
-    /// Whether the window that the user closes may go. The program goes on where a tray icon brings the window back, and
-    /// ends otherwise.
+    /// Whether the window that the user closes may go. The program goes on where a tray icon brings the window back,
+    /// and ends otherwise.
     Q_INVOKABLE bool mayClose();
     Q_INVOKABLE bool staysWhenClosed() const { return hasStatusItem(); }
     Q_INVOKABLE void resetCaptions() { onResetCaptions(); }

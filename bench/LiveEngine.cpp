@@ -1,8 +1,8 @@
 #include "bench/LiveEngine.h"
 
+#include "audio/EchoGuard.h"
 #include "config/Hosts.h"
 #include "config/L10n.h"
-#include "audio/EchoGuard.h"
 #include "core/FarEndEcho.h"
 #include "platform/sim/SimDefaults.h"
 

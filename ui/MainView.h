@@ -26,8 +26,8 @@ public:
     /// Makes the captions panel's window, not yet shown. The window draws what `captions` follows.
     QQuickWindow* makeCaptionsWindow();
     CaptionsView& captions();
-    /// From now on the service time of `hosted` is shown, and its backend can be asked for minutes. `hosted` outlives the
-    /// view.
+    /// From now on the service time of `hosted` is shown, and its backend can be asked for minutes. `hosted` outlives
+    /// the view.
     void setHosted(HostedSession& hosted, std::function<std::string(std::string)> clean);
     /// The service on this computer is used.
     void setLocalService(bool local);
