@@ -369,6 +369,7 @@ void Program::Parts::end()
         ::_exit(endedByForce);
     }).detach();
     readying = ending = true;
+    app = nullptr; // the assembly ends it below
     // What can be clicked does nothing any more.
     AppModel::shared().commands = {};
     statusItem.reset();
@@ -382,7 +383,6 @@ void Program::Parts::end()
     view->shutdown();
     while (goodbye.running() > 0 || !view->idle())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    app = nullptr;
     shell.setWindow(nullptr);
     view->captions().leave();
 }

@@ -151,6 +151,7 @@ private:
     Subscription m_transcriptWatch;
     std::shared_ptr<void> m_appWatch;
     Scheduler::TimerId m_tick = 0;
+    Scheduler::TimerId m_exitBackstop = 0; ///< ends a program whose windows do not let it
     TaskGroup m_tasks;
 };
 

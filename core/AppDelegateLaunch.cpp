@@ -149,8 +149,12 @@ void AppDelegate::line(
 {
     auto const& clean = m_services.clean;
     m_model.log(direction, clean(source), clean(translation), clean(speaker), m_services.main.date());
-    if (!m_running)
-        m_keeping.keepLate();
+    if (m_running)
+        return;
+    bool const stood = m_status.stands(StatusLine::Trouble::keeping);
+    m_keeping.keepLate();
+    if (stood && !m_status.stands(StatusLine::Trouble::keeping))
+        m_status.say("", Kind::idle);
 }
 
 /// On the engine's threads, or main.
@@ -172,7 +176,11 @@ void AppDelegate::showEngineStatus(Engine::Status status, std::optional<std::str
         kind = Kind::error;
         break;
     }
-    onMain([text, kind](AppDelegate& self) { self.m_status.sayOfStreams(text, kind); });
+    // What a stream had said before it was told to stop must not stand after the stop.
+    onMain([text, kind](AppDelegate& self) {
+        if (self.m_running)
+            self.m_status.sayOfStreams(text, kind);
+    });
     m_services.overlay.showStatus(text);
 }
 
@@ -180,7 +188,10 @@ void AppDelegate::showEngineStatus(Engine::Status status, std::optional<std::str
 void AppDelegate::troubleBegins(StatusLine::Trouble trouble, std::string const& message, StatusLine::Place place)
 {
     m_services.overlay.showStatus("⚠ " + message);
-    onMain([=](AppDelegate& self) { self.m_status.begin(trouble, message, place); });
+    onMain([=](AppDelegate& self) {
+        if (trouble == StatusLine::Trouble::microphone ? self.m_speakActive : self.m_listenActive)
+            self.m_status.begin(trouble, message, place);
+    });
 }
 
 /// On any thread. The panel, which showed the trouble, goes back to what the status says.
@@ -262,7 +273,8 @@ void AppDelegate::quitNow()
     m_services.shell.tearDownPresentations();
     auto& main = m_services.main;
     main.post([&shell = m_services.shell] { shell.terminate(); });
-    main.startTimer(main.now() + exitBackstop, [&shell = m_services.shell] { shell.exit(); });
+    main.stopTimer(m_exitBackstop);
+    m_exitBackstop = main.startTimer(main.now() + exitBackstop, [&shell = m_services.shell] { shell.exit(); });
 }
 
 void AppDelegate::restartApp()
@@ -277,6 +289,7 @@ void AppDelegate::restartApp()
 void AppDelegate::shutdown()
 {
     m_quitting = true;
+    m_services.main.stopTimer(m_exitBackstop);
     m_tasks.cancel();
     m_oneShots.shutdown();
 }

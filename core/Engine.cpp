@@ -76,14 +76,15 @@ void Engine::wireStream(SonioxStream& stream)
         if (!engine.speaks())
             FarEndEcho::shared().note(text);
     });
-    stream.onTranslation = whileAlive(self, [](Engine& engine, std::string const& text, bool isFinal) {
-        auto const run = engine.m_run.load();
-        if (isFinal)
-            return engine.deliver(text, engine.nextSeq(), run);
-        engine.onCaption(CaptionKind::translation, text);
-        if (engine.settings()->tts)
-            engine.warm(engine.clauseLanguage());
-    });
+    // The run that the stream belongs to: a clause that a stop overtakes must not count as one of the next run.
+    stream.onTranslation
+        = whileAlive(self, [run = m_run.load()](Engine& engine, std::string const& text, bool isFinal) {
+              if (isFinal)
+                  return engine.deliver(text, engine.nextSeq(), run);
+              engine.onCaption(CaptionKind::translation, text);
+              if (engine.settings()->tts)
+                  engine.warm(engine.clauseLanguage());
+          });
     stream.onError = whileAlive(self, [](Engine& engine, std::string const& message) {
         Log::write("[stt] ERROR {}", message);
         engine.onStatus(Status::error, message);

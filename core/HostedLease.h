@@ -10,8 +10,8 @@
 namespace lingrelay {
 
 /// The hosted session as something that several hold: a running session and each sentence that is spoken beside it.
-/// The first holder opens it at the backend, the last one ends it; nobody else starts or ends it. With a key of the
-/// user's own nothing is opened.
+/// The first holder opens it at the backend, the last one ends it; nobody else starts or ends it: a sentence that is
+/// still spoken when the session stops keeps its keys until it is over. With a key of the user's own nothing is opened.
 ///
 /// Main. The shared HostedSession outlives it, and it outlives its holds. Before it dies: `shutdown`, then wait until
 /// it is `idle`.

@@ -37,10 +37,11 @@ Task<void> OneShots::speakTyped(std::string text, OneLanguage oneLanguage, std::
         m_services.model.typing = ++m_typed > 0;
     }
     std::string unspoken;
+    HostedLease::Hold session;
     for (auto const& piece : pieces) {
         auto spoken = Spoken::no;
         if (unspoken.empty())
-            spoken = co_await speakPiece(piece, oneLanguage);
+            spoken = co_await speakPiece(piece, oneLanguage, session);
         if (spoken == Spoken::no)
             unspoken += (unspoken.empty() ? "" : " ") + piece;
     }
@@ -49,7 +50,7 @@ Task<void> OneShots::speakTyped(std::string text, OneLanguage oneLanguage, std::
     done(unspoken);
 }
 
-Task<OneShots::Spoken> OneShots::speakPiece(std::string piece, OneLanguage oneLanguage)
+Task<OneShots::Spoken> OneShots::speakPiece(std::string piece, OneLanguage oneLanguage, HostedLease::Hold& session)
 {
     auto const language = m_settings.theirLang;
     auto translated = Result<std::string>(piece);
@@ -69,7 +70,7 @@ Task<OneShots::Spoken> OneShots::speakPiece(std::string piece, OneLanguage oneLa
     model.speakTranslated = *translated;
     model.log(AppModel::Direction::speak, piece, *translated, "", m_services.main.date());
     Speech speech{*translated, language};
-    co_return co_await speakOnce(std::move(speech), m_services.speak);
+    co_return co_await speakOnce(std::move(speech), m_services.speak, session);
 }
 
 void OneShots::replayLast()
@@ -90,7 +91,11 @@ void OneShots::replayLast()
     m_tasks.spawn(replay({line.translation, language}, player));
 }
 
-Task<void> OneShots::replay(Speech speech, Engine& engine) { co_await speakOnce(std::move(speech), engine); }
+Task<void> OneShots::replay(Speech speech, Engine& engine)
+{
+    HostedLease::Hold session;
+    co_await speakOnce(std::move(speech), engine, session);
+}
 
 void OneShots::summarizeRecent(Duration span)
 {
@@ -130,18 +135,20 @@ Task<void> OneShots::speakTest(std::function<void()> done)
         "Đây là câu kiểm tra của Lingrelay. Nếu bên kia nghe được câu này thì thiết lập đã đúng.");
     auto const language = UiLanguage::shared().modelEnglish() ? "en" : "vi";
     Speech speech{text, language, AppModel::StatusKind::error, T("Test voice failed: ", "Giọng thử lỗi: ")};
-    co_await speakOnce(std::move(speech), m_services.speak);
+    HostedLease::Hold session;
+    co_await speakOnce(std::move(speech), m_services.speak, session);
     done();
 }
 
 /// With the user's key, the running session's keys, or those of a session that is held for this alone.
-Task<OneShots::Spoken> OneShots::speakOnce(Speech speech, Engine& engine)
+Task<OneShots::Spoken> OneShots::speakOnce(Speech speech, Engine& engine, HostedLease::Hold& session)
 {
-    auto const taken = co_await m_services.lease.take();
+    auto taken = co_await m_services.lease.take();
     if (auto const* failure = std::get_if<HostedSession::Failure>(&taken)) {
         m_services.status.say(m_services.clean(failure->message), AppModel::StatusKind::warning);
         co_return Spoken::no;
     }
+    session = std::move(std::get<HostedLease::Hold>(taken));
     SonioxTTS::OnAudio const onAudio = [engine = engine.weak_from_this()](std::string const& pcm) {
         if (auto const alive = engine.lock())
             alive->player().enqueuePCM(pcm, synthesisRate, false);

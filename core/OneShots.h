@@ -60,11 +60,12 @@ private:
     enum class Spoken { yes, no };
 
     Task<void> speakTyped(std::string text, OneLanguage oneLanguage, std::function<void(std::string const&)> done);
-    Task<Spoken> speakPiece(std::string piece, OneLanguage oneLanguage);
+    Task<Spoken> speakPiece(std::string piece, OneLanguage oneLanguage, HostedLease::Hold& session);
     Task<void> replay(Speech speech, Engine& engine);
     Task<void> recap(std::string text);
     Task<void> speakTest(std::function<void()> done);
-    Task<Spoken> speakOnce(Speech speech, Engine& engine);
+    /// Puts its hold of the hosted session into `session`, so that what follows goes on with it.
+    Task<Spoken> speakOnce(Speech speech, Engine& engine, HostedLease::Hold& session);
     void showPanel();
 
     Services m_services;

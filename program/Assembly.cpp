@@ -98,6 +98,10 @@ Task<void> Assembly::end(Duration reportLimit)
             co_await settled(*scheduler);
         m_app.reset();
     }
+    m_driver.reset();
+    m_muter.reset();
+    m_mic.reset();
+    m_capture.reset();
 }
 
 /// Every line that a stream has finished is in the model afterwards.

@@ -72,7 +72,9 @@ void SignalWatch::run()
         if (info.ssi_signo == SIGWINCH) {
             m_onResize();
         } else if (stopping) {
-            ::_exit(endedBySignal);
+            // A terminal that closes, and a logout, hang up after the first signal: that is nobody's impatience.
+            if (info.ssi_signo != SIGHUP)
+                ::_exit(endedBySignal);
         } else {
             stopping = true;
             m_onStop();

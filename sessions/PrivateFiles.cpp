@@ -33,7 +33,8 @@ void PrivateFiles::makeFolder(std::filesystem::path const& path)
 
 std::optional<Error> PrivateFiles::write(std::filesystem::path const& path, std::string_view content)
 {
-    FileHandle const file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    auto const unfinished = path.string() + ".new";
+    FileHandle const file(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     if (!file)
         return failure(path, "written");
     bool good = true;
@@ -44,10 +45,10 @@ std::optional<Error> PrivateFiles::write(std::filesystem::path const& path, std:
         else
             good = count < 0 && errno == EINTR;
     }
-    if (good)
+    if (good && ::rename(unfinished.c_str(), path.c_str()) == 0)
         return {};
     auto error = failure(path, "written");
-    ::unlink(path.c_str());
+    ::unlink(unfinished.c_str());
     return error;
 }
 

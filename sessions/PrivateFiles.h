@@ -30,7 +30,7 @@ public:
     /// Creates the folder and those above it, mode 0700, where they are missing. A failure shows at the next access.
     static void makeFolder(std::filesystem::path const& path);
 
-    /// One plain write, mode 0600. Leaves no file behind when it fails.
+    /// Writes the file beside its place and then moves it there, mode 0600: a failure leaves what was there before.
     static std::optional<Error> write(std::filesystem::path const& path, std::string_view content);
     /// Waits until the disk has what was written, which then outlasts a power cut; false when it has not.
     static bool sync(std::filesystem::path const& path);

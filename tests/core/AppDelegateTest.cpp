@@ -257,6 +257,10 @@ TEST_F(AppDelegateTest, aLineThatAStreamHadFinishedBeforeTheStopIsKept)
         EXPECT_FALSE(journals());
     }
     EXPECT_EQ(files.at(1), files.at(2)) << "one session, written again";
+    std::filesystem::create_directory(files.back() + ".new"); // in the way of writing it once more
+    app->listenEngine().onLine("Late.", "Tarde.", "");
+    wait(0.1);
+    EXPECT_EQ(SessionStore::read(files.at(2))->lines.size(), 3U) << "what is archived outlives a write that fails";
 }
 
 TEST_F(AppDelegateTest, hearingNeedsPermissionAndSpeakingDoesNot)
