@@ -13,7 +13,8 @@ endif()
 
 # GCC 12 warns falsely about std::string inside inlined coroutines and variants.
 target_compile_options(lingrelay_options INTERFACE
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized -Wno-dangling-pointer -Wno-stringop-overflow>)
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized -Wno-dangling-pointer -Wno-stringop-overflow>
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-array-bounds>)
 
 set(LINGRELAY_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, such as address,undefined or thread")
 if(LINGRELAY_SANITIZE)

@@ -42,8 +42,11 @@ Task<void> OneShots::speakTyped(std::string text, OneLanguage oneLanguage, std::
         auto spoken = Spoken::no;
         if (unspoken.empty())
             spoken = co_await speakPiece(piece, oneLanguage, session);
-        if (spoken == Spoken::no)
-            unspoken += (unspoken.empty() ? "" : " ") + piece;
+        if (spoken == Spoken::yes)
+            continue;
+        if (!unspoken.empty())
+            unspoken += ' ';
+        unspoken += piece;
     }
     if (!pieces.empty())
         m_services.model.typing = --m_typed > 0;
@@ -107,7 +110,10 @@ void OneShots::summarizeRecent(Duration span)
             continue;
         // A language model reads these words, whatever the interface speaks.
         auto const* speaker = line.direction == AppModel::Direction::speak ? "YOU: " : "THEM: ";
-        text += (text.empty() ? "" : "\n") + (speaker + line.translation);
+        if (!text.empty())
+            text += '\n';
+        text += speaker;
+        text += line.translation;
     }
     if (text.empty()) {
         model.quickSummary = T("Nothing was said in the last two minutes.", "Hai phút vừa rồi chưa có gì được nói.");

@@ -224,7 +224,7 @@ bool FileDefaults::write(Json const& changes, Json const& known) const
     auto stored = read(m_path);
     if (stored.there && !stored.values)
         moveAside(m_path);
-    auto values = stored.values ? std::move(*stored.values) : known;
+    auto values = stored.values.value_or(known);
     for (auto const& [key, value] : changes.items()) {
         if (value.is_null())
             values.erase(key);
