@@ -153,40 +153,6 @@ TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
     EXPECT_FALSE(journals());
 }
 
-TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
-{
-    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
-    launch();
-    model->commands.start();
-    model->commands.start();
-    wait(0.1);
-    EXPECT_EQ(*model->statusKind, Kind::connecting);
-    model->commands.stop(); // too early to do anything
-    wait(2);
-    EXPECT_TRUE(*model->running);
-    EXPECT_EQ(calls, Texts{"start"});
-    EXPECT_EQ(recognisers.size(), 1U);
-    stop();
-    wait(1);
-    EXPECT_EQ(calls, (Texts{"start", "end"}));
-}
-
-TEST_F(AppDelegateTest, whoQuitsWhileASessionIsOpenedBeginsNoneAndGivesItBack)
-{
-    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
-    launch();
-    model->commands.start();
-    wait(0.1);
-    app->quitNow();
-    app->shutdown();
-    EXPECT_FALSE(app->idle());
-    wait(1.5);
-    EXPECT_FALSE(*model->running);
-    EXPECT_EQ(calls, (Texts{"start", "end"}));
-    wait(1);
-    EXPECT_TRUE(app->idle());
-}
-
 TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
 {
     struct Case {
@@ -381,17 +347,6 @@ TEST_F(AppDelegateTest, speechGoesWhereThePresetSays)
         EXPECT_EQ(app->speakEngine().player().device(), device) << preset;
         stop();
     }
-}
-
-TEST_F(AppDelegateTest, theListenVoiceStaysOutOfTheVirtualMicrophone)
-{
-    addVirtualDevice();
-    launch();
-    model->commands.pickListenOut(2);
-    model->commands.pickListenOut(3);
-    EXPECT_EQ(*model->listenOutDeviceID, 2U);
-    model->commands.pickListenOut(99);
-    EXPECT_FALSE(*model->listenOutDeviceID) << "a device that is gone gives the default";
 }
 
 TEST_F(AppDelegateTest, aPresetRestartsTheDirectionsAndNotTheSession)
@@ -708,6 +663,11 @@ TEST_F(AppDelegateTest, aPickThatHasVanishedIsNoPick)
     EXPECT_FALSE(*model->speakDeviceID);
     EXPECT_FALSE(app->speakEngine().player().device());
     EXPECT_EQ(shell.menus, menus + 4);
+    model->commands.pickListenOut(2);
+    model->commands.pickListenOut(3);
+    EXPECT_EQ(*model->listenOutDeviceID, 2U) << "the listen voice may not";
+    model->commands.pickListenOut(99);
+    EXPECT_FALSE(*model->listenOutDeviceID);
 }
 
 } // namespace
