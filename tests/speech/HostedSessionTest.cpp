@@ -67,20 +67,6 @@ TEST_F(HostedSessionTest, aStartStoresWhatWasHandedOut)
     EXPECT_EQ(calls.at(0).second, Json({{"client_token", "caller"}}));
 }
 
-TEST_F(HostedSessionTest, aRefusalPassesTheServicesTextThrough)
-{
-    answer({{"error", "Come back later"}, {"code", "at_capacity"}}, 403);
-    begin();
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->message, "Come back later");
-    EXPECT_EQ(failure->code, "at_capacity");
-    answers.push_back(HttpResponse{200, {}, "<html>"});
-    begin();
-    EXPECT_EQ(failure->message, "Could not start a session.");
-    EXPECT_EQ(failure->code, "unknown");
-    EXPECT_FALSE(m_hosted.active());
-}
-
 TEST_F(HostedSessionTest, aServerFaultIsTriedOnceMore)
 {
     answer({}, 503);
@@ -233,33 +219,6 @@ TEST_F(HostedSessionTest, startsAtOnceOpenOneSessionAndAnEndMeanwhileEndsIt)
     wait(2);
     EXPECT_EQ(paths(), "start enda ");
     EXPECT_TRUE(!m_hosted.active() && m_hosted.idle());
-}
-
-TEST_F(HostedSessionTest, aTickUnderWayIsReportedBeforeTheEndAndMovesNothingAfterIt)
-{
-    int exhausted = 0;
-    m_hosted.onExhausted = [&] { ++exhausted; };
-    start();
-    wait(59.8);
-    answers.push_back(Error{Error::Kind::timedOut, ""});
-    answers.push_back(Error{Error::Kind::timedOut, ""});
-    wait(0.15); // the first of its two attempts has failed
-    m_hosted.end();
-    wait(2);
-    ASSERT_EQ(calls.size(), 4U);
-    EXPECT_EQ(calls[2].first, "/v1/pro/session/tick");
-    EXPECT_EQ(calls[3].first, "/v1/pro/session/end");
-    EXPECT_EQ(calls[3].second["seconds"], 60) << "what the tick could not report";
-
-    start();
-    m_world.network.onExchange = [](SimExchange const& exchange) {
-        exchange.answer(HttpResponse{200, {}, R"({"stop":true,"stt_key":"late","tts_key":"late"})"}, seconds(5));
-    };
-    wait(60);
-    m_hosted.end();
-    wait(20);
-    EXPECT_EQ(exhausted, 0);
-    EXPECT_EQ(m_hosted.sttKey(), "stt-1");
 }
 
 TEST_F(HostedSessionTest, aSilentBackendIsAskedAnewAfterEightSecondsAndThenGivenUp)

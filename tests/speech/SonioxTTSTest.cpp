@@ -22,22 +22,11 @@ protected:
         test.outcome = co_await operation;
         test.ended = true;
     }
-    static Task<void> runOpen(SonioxTTSTest& test, double speed)
-    {
-        auto socket = co_await test.m_tts.open("es", "Maya", speed);
-        if (socket)
-            test.warm = *socket;
-    }
     void stream(std::string text)
     {
         ended = false;
         heard.clear();
         m_tasks.spawn(run(*this, m_tts.stream(std::move(text), "es", "Maya", 0.2, collect())));
-        m_world.time.advance(seconds(0.1));
-    }
-    void open(double speed)
-    {
-        m_tasks.spawn(runOpen(*this, speed));
         m_world.time.advance(seconds(0.1));
     }
     SonioxTTS::OnAudio collect()
@@ -61,7 +50,6 @@ protected:
     std::vector<std::string> heard;
     SonioxTTS::Outcome outcome;
     bool ended = false;
-    std::shared_ptr<SonioxTTS::WarmSocket> warm;
 };
 
 TEST_F(SonioxTTSTest, aClauseIsOneConfigurationOneTextAndOneSocket)
@@ -124,21 +112,6 @@ TEST_F(SonioxTTSTest, failuresKeepTheServicesWording)
     peer().drop();
     m_world.time.advance(seconds(0.1));
     EXPECT_TRUE(ended && outcome);
-}
-
-TEST_F(SonioxTTSTest, textOfBlanksOpensNothingAndClosesAWarmSocket)
-{
-    stream(" \n\t ");
-    EXPECT_TRUE(ended && !outcome);
-    EXPECT_TRUE(m_world.network.peers().empty());
-    open(1.0);
-    ASSERT_TRUE(warm);
-    ended = false;
-    m_tasks.spawn(run(*this, m_tts.speak(" \n", warm, collect())));
-    m_world.time.advance(seconds(0.1));
-    EXPECT_TRUE(ended && !outcome && warm->used);
-    EXPECT_EQ(peer().closeCode, 1001);
-    EXPECT_EQ(peer().count(SimPeer::Kind::text), 1U);
 }
 
 TEST_F(SonioxTTSTest, aServiceThatNeverAnswersFailsAfterFifteenSecondsAndOneThatFallsSilentAfterTwentyFive)
