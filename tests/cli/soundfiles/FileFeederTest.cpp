@@ -154,19 +154,6 @@ TEST_F(FileFeederTest, realTimeLosesTheSoundOfAnOutage)
     EXPECT_TRUE(endedAt);
 }
 
-TEST_F(FileFeederTest, fastTakesNoTimeAndSendsEachSampleOnce)
-{
-    target.connect();
-    feed(30.55, Pace::fast);
-    time.advance(seconds(0.01));
-    EXPECT_EQ(toSeconds(target.blocks.back().at - Instant()), 0);
-    time.advance(seconds(1.1));
-    EXPECT_TRUE(endedAt);
-    EXPECT_NEAR(target.given(1), 30.55, 1e-9);
-    for (std::size_t i = 0; i < target.blocks.size(); ++i)
-        EXPECT_NEAR(FakeTarget::place(target.blocks[i]), 0.1 * static_cast<double>(i), 0.02);
-}
-
 TEST_F(FileFeederTest, fastHoldsBackWhileTheSystemTakesNothing)
 {
     target.connect();

@@ -1,10 +1,7 @@
-#include "base/Json.h"
 #include "base/Registry.h"
-#include "cli/commands/ClauseLog.h"
 #include "cli/terminal/OutputQueue.h"
 #include "cli/terminal/Presenter.h"
 #include "platform/sim/SimDefaults.h"
-#include "platform/sim/VirtualTime.h"
 #include "program/Secrecy.h"
 
 #include <csignal>
@@ -51,31 +48,6 @@ private:
     int m_ends[2];
 };
 
-TEST(EventWriterTest, everyEventIsOneObjectALineWithItsTime)
-{
-    Pipe pipe;
-    VirtualTime time;
-    VirtualScheduler main(time);
-    {
-        OutputQueue output(pipe.writer());
-        EventWriter events(output, main, time.now());
-        events.status(AppModel::StatusKind::live, "● ready");
-        time.advance(seconds(1.5));
-        events.caption(CaptionKind::original, "line\nbreak \xC3");
-        events.line({"id", {}, AppModel::Direction::speak, "s", "t", "2"});
-        events.speech(3, 0.25);
-        events.end(EndReason::exhausted);
-        output.flush(seconds(5.0));
-    }
-    EXPECT_EQ(pipe.readAll(),
-        "{\"t\":0.0,\"event\":\"status\",\"kind\":\"live\",\"text\":\"● ready\"}\n"
-        "{\"t\":1.5,\"event\":\"caption\",\"kind\":\"original\",\"text\":\"line\\nbreak �\"}\n"
-        "{\"t\":1.5,\"event\":\"line\",\"direction\":\"speak\",\"source\":\"s\",\"translation\":\"t\",\"speaker\":"
-        "\"2\"}\n"
-        "{\"t\":1.5,\"event\":\"speech\",\"seq\":3,\"seconds\":0.25}\n"
-        "{\"t\":1.5,\"event\":\"end\",\"reason\":\"exhausted\"}\n");
-}
-
 TEST(OutputQueueTest, aReaderThatIsSlowOrGoneHoldsUpNobody)
 {
     Pipe slow;
@@ -110,22 +82,6 @@ TEST(PlainPresenterTest, showsFinishedClausesAndSendsWarningsElsewhere)
     }
     EXPECT_EQ(out.readAll(), "Speaker 1: Hello.\n  → Hola.\n");
     EXPECT_EQ(err.readAll(), "⚠ no [2J\n⚠ no sound\n");
-}
-
-TEST(ClauseLogTest, stampsBelongToTheClauseThatWasDelivered)
-{
-    Instant const start{seconds(10.0)};
-    ClauseLog log(AppModel::Direction::listen, start);
-    log.stamp(1, "final", start + seconds(1.0));
-    log.text("One.", "Uno.");
-    log.stamp(1, "delivered", start + seconds(1.5));
-    log.stamp(2, "final", start + seconds(2.0)); // stale: never delivered
-    log.stamp(1, "firstAudio", start + seconds(2.25));
-    log.stamp(1, "firstAudio", start + seconds(9.0));
-    EXPECT_EQ(log.jsonLines(),
-        "{\"direction\":\"listen\",\"seq\":1,\"source\":\"One.\",\"translation\":\"Uno.\","
-        "\"stamps\":{\"final\":1.0,\"delivered\":1.5,\"firstAudio\":2.25}}\n"
-        "{\"direction\":\"listen\",\"seq\":2,\"source\":\"\",\"translation\":\"\",\"stamps\":{\"final\":2.0}}\n");
 }
 
 TEST(SecrecyTest, keysNeverShowButShortOnesDoNotEatWords)

@@ -162,18 +162,6 @@ TEST(TerminalViewTest, finishedClausesStandAndOnlyTheUnfinishedIsRewritten)
     EXPECT_EQ(screen.text(), (std::vector<std::string>{"Speaker 1: Good morning.", "Buenos días."}));
 }
 
-TEST(TerminalViewTest, theTranslationIsBrightAndTheOriginalDimWhereThereAreColours)
-{
-    TerminalView coloured(TerminalView::Colours::ansi, {40, 12});
-    auto const styled = coloured.line(line("Hi", "Hola"));
-    EXPECT_NE(styled.find("\x1b[2mHi"), std::string::npos) << styled;
-    EXPECT_NE(styled.find("\x1b[1mHola"), std::string::npos) << styled;
-    TerminalView view(TerminalView::Colours::none, {40, 12});
-    auto const bytes
-        = view.caption(CaptionKind::original, "Hi") + view.line(line("Hi", "Hola")) + view.status(Kind::error, "⚠ no");
-    EXPECT_EQ(bytes.find("m"), std::string::npos);
-}
-
 TEST(TerminalViewTest, anErrorIsPrintedOnceHoweverOftenItComes)
 {
     Screen screen(60, 12);
