@@ -142,29 +142,6 @@ TEST(Summary, longTextCountsFromItsEnd)
     EXPECT_EQ(recap.size(), 22u) << "ten sentences each";
 }
 
-TEST(Summary, anyBytesGiveARecapOfThem)
-{
-    std::mt19937 random(5);
-    std::string const parts[] = {"A", ": ", " → ", "\n", "\r", ". ", "。", "x", "Ễ", "\xff", "\xe2\x86",
-        "👩‍👩‍👧", std::string(1, '\0'), "เด็ก", "…", "-"};
-    for (int round = 0; round < 300; ++round) {
-        std::string text;
-        for (auto size = random() % 60; size > 0; --size)
-            text += parts[random() % std::size(parts)];
-        checked(text, summarize(text, SummaryStyle::brief));
-        for (auto const& line : lines(summarize(text, SummaryStyle::full)))
-            EXPECT_NE(text.find(line.starts_with("- ") ? line.substr(2) : line), std::string::npos) << line;
-    }
-    for (auto const* empty : {"", " \n\t", "...", "THEM: ", "YOU: → \n", "?!"})
-        EXPECT_EQ(summarize(empty, SummaryStyle::full), "") << empty;
-    std::string endless;
-    while (endless.size() < 24000)
-        endless += "and then ";
-    auto const pieces = checked(endless, summarize(endless, SummaryStyle::brief));
-    EXPECT_LE(pieces.at(0).size(), 600u);
-    EXPECT_FALSE(summarize(std::string(30000, 'a'), SummaryStyle::brief).empty());
-}
-
 TEST(SentenceCutter, endsSentencesWhereReadersDo)
 {
     SentenceCutter const english("en");

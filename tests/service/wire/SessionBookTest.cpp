@@ -56,19 +56,6 @@ TEST_F(Book, strangersAreRefusedEverywhere)
     EXPECT_EQ(book().tick(request({{"session_id", "none"}}), now, date).at("code"), "unknown_session");
 }
 
-TEST_F(Book, ticksChargeTimeAndNeverGoBelowZero)
-{
-    auto const id = start().at("session_id");
-    auto const tick = [&](Json const& used) {
-        return book().tick(request({{"session_id", id}, {"seconds", used}}), now, date).at("remaining_seconds");
-    };
-    EXPECT_EQ(tick(60), 940);
-    EXPECT_EQ(tick(-60), 940);
-    EXPECT_EQ(tick("60"), 940);
-    EXPECT_EQ(tick(INT64_MAX), 0);
-    EXPECT_EQ(book().balance(request()).at("remaining_seconds"), 0);
-}
-
 TEST_F(Book, keysOutliveTheirRenewalAndTheirSessionByAMoment)
 {
     auto const first = start();

@@ -70,19 +70,5 @@ TEST(TokenWriter, guessesChangeNothingAndPiecesKeepTheSentenceOpen)
     EXPECT_EQ(joined(writer.translation("Tuvo", Finality::final)), "Tuvo");
 }
 
-TEST(TokenWriter, piecesShareTheTimeOfTheirWord)
-{
-    TokenWriter writer({.sourceLanguage = "en", .targetLanguage = ""});
-    auto const tokens = writer.originals(words({"respectable", "gentleman"}, 1000), Finality::final, Ending::sentence);
-    std::int64_t last = 1000;
-    for (auto const& token : tokens) {
-        EXPECT_GE(token.at("start_ms").get<std::int64_t>(), last);
-        EXPECT_GE(token.at("end_ms").get<std::int64_t>(), token.at("start_ms").get<std::int64_t>());
-        last = token.at("end_ms").get<std::int64_t>();
-    }
-    EXPECT_EQ(last, 1700);
-    EXPECT_EQ(tokens[0].at("translation_status"), "none"); // nothing is translated in this stream
-}
-
 } // namespace
 } // namespace lingrelay::service
