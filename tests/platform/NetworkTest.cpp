@@ -602,15 +602,6 @@ TEST(AsioNetwork, certificateMustBeTrustedAndBeForTheHost)
     EXPECT_TRUE(connectError(notEncrypted, fmt::format("wss://localhost:{}/", notEncrypted.loopback.port())));
 }
 
-TEST(AsioNetwork, nobodyListeningIsToldAtOnce)
-{
-    RealWorld world;
-    auto const port = LoopbackServer({}).port();
-    auto const error = connectError(world, fmt::format("ws://localhost:{}/", port));
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->kind, Error::Kind::cannotConnectToHost);
-}
-
 TEST(AsioNetwork, messageBeyondTheLimitIsAnError)
 {
     RealWorld world;

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <future>
 #include <numeric>
-#include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -65,36 +64,6 @@ INSTANTIATE_TEST_SUITE_P(All, SchedulerContract,
     testing::Values(std::pair{"virtual", &make<VirtualFixture>}, std::pair{"runtime", &make<RuntimeFixture>},
         std::pair{"mainLoop", &make<MainLoopFixture>}, std::pair{"mainRuntime", &make<MainRuntimeFixture>}),
     [](auto const& test) { return std::string(test.param.first); });
-
-/// What runs when several schedulers have work at the same instant.
-std::vector<int> shuffled(std::uint32_t seed)
-{
-    VirtualTime time(seed);
-    std::array<VirtualScheduler, 3> schedulers{VirtualScheduler(time), VirtualScheduler(time), VirtualScheduler(time)};
-    std::vector<int> order;
-    for (int job = 0; job < 8; ++job) {
-        for (int which = 0; which < 3; ++which)
-            schedulers[which].post([&order, which, job] { order.push_back(which * 10 + job); });
-    }
-    time.runReady();
-    return order;
-}
-
-TEST(VirtualTime, seedsShuffleSchedulersButNeverTheirOwnOrder)
-{
-    std::set<std::vector<int>> orders;
-    for (std::uint32_t seed = 0; seed < 50; ++seed) {
-        auto const order = shuffled(seed);
-        EXPECT_EQ(order, shuffled(seed)) << seed;
-        orders.insert(order);
-        for (int which = 0; which < 3; ++which) {
-            std::vector<int> own;
-            std::copy_if(order.begin(), order.end(), std::back_inserter(own), [&](int n) { return n / 10 == which; });
-            EXPECT_TRUE(own.size() == 8 && std::is_sorted(own.begin(), own.end())) << seed;
-        }
-    }
-    EXPECT_GT(orders.size(), 40u);
-}
 
 /// Tokens that hop at random between threads, by jobs and by timers: a thread that is not woken holds one up for ever.
 TEST(AsioScheduler, threadsThatPostToEachOtherAlwaysWakeAndASchedulersJobsRunOneAtATime)
