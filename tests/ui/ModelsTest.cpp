@@ -269,26 +269,6 @@ TEST_F(ModelsTest, theVirtualMicrophoneIsOfferedWhereItMayBe)
     EXPECT_EQ(app.microphone(), "1");
 }
 
-TEST_F(ModelsTest, theProfileShowsWhatItDeclares)
-{
-    AppBridge const app(model);
-    EXPECT_EQ(app.profileName(), "None");
-    ContextProfile profile;
-    profile.id = "P";
-    profile.autoTerms = std::vector<std::string>{"learned"};
-    model.profiles = std::vector{profile};
-    EXPECT_EQ(app.profileName(), "None") << "none is active";
-    model.activeProfileID = "P";
-    EXPECT_EQ(app.profileName(), "Untitled");
-    EXPECT_EQ(app.profileCounts(), "") << "what was learned does not count";
-    profile.name = "Standup";
-    profile.terms = {"sprint", "retro"};
-    profile.glossary = {{"1", "a", "b"}};
-    model.profiles = std::vector{profile};
-    EXPECT_EQ(app.profileName(), "Standup");
-    EXPECT_EQ(app.profileCounts(), "2 · 1");
-}
-
 TEST_F(ModelsTest, exportsTakeTheWholeTranscriptAndAKeyIsTrimmed)
 {
     AppBridge app(model);

@@ -68,10 +68,6 @@ public:
     Program()
     {
         auto& commands = model.commands;
-        commands.typeToSpeak = [this](std::string const& text, auto const& done) {
-            m_asked << toQt("say " + text);
-            done("");
-        };
         commands.applySettings = [this] { m_asked << toQt(fmt::format("apply {}", rawValue(model.settings->mode))); };
         for (auto const& [name, command] : {std::pair("mic", &AppModel::Commands::pickMic),
                  {"speak", &AppModel::Commands::pickSpeakOut}, {"listen", &AppModel::Commands::pickListenOut}})
@@ -106,7 +102,6 @@ public:
         world.time.runReady();
     }
     Q_INVOKABLE void setRunning(bool running) { model.running = running; }
-    Q_INVOKABLE void setTyping(bool typing) { model.typing = typing; }
     Q_INVOKABLE void setWindow(QQuickWindow* window) { shell.setWindow(window); }
     // While the question stands, `meanwhile` is called again and again.
     Q_INVOKABLE bool ask(QString const& title, QJSValue meanwhile)

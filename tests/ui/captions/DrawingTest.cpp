@@ -1,11 +1,6 @@
 #include "tests/ui/captions/CaptionsWorld.h"
 
-#include <QDir>
 #include <QQuickItem>
-
-#include <cstdlib>
-
-#include <fmt/format.h>
 
 namespace lingrelay {
 
@@ -60,14 +55,6 @@ struct DrawingTest : CaptionsWorld {
         }
         return found;
     }
-
-    void picture(std::string const& name) const
-    {
-        auto const* const folder = std::getenv("CAPTIONS_PICTURES");
-        if (folder)
-            window->grabWindow().save(
-                QDir(QString::fromLocal8Bit(folder)).filePath(toQt(name) + QStringLiteral(".png")));
-    }
 };
 
 TEST_F(DrawingTest, textNeverRunsOutOfTheGlass)
@@ -90,7 +77,6 @@ TEST_F(DrawingTest, textNeverRunsOutOfTheGlass)
             for (auto const& text : texts)
                 EXPECT_TRUE(glass.contains(text))
                     << text.x() << "," << text.y() << " " << text.width() << " x " << text.height();
-            picture(fmt::format("{}-{}x{}", script.name, size.first, size.second));
         }
     }
 }

@@ -133,17 +133,6 @@ ViewCase {
         verify(Reader.act(chosen, "Press"));
         compare(value, 2);
     }
-    function test_segmentedHoldsStillAndFits() {
-        const item = createTemporaryObject(segmented, test);
-        const natural = item.implicitWidth;
-        value = 3;
-        compare(item.implicitWidth, natural);
-        for (const width of [120, natural, 460]) {
-            item.width = width;
-            const segments = [1, 2, 3].map(part => findChild(item, "segment" + part));
-            tryVerify(() => Math.abs(segments[2].mapToItem(item, segments[2].width, 0).x - (width - 2)) < 0.5);
-        }
-    }
 
     function test_comboByKeys() {
         const item = createTemporaryObject(combo, test);

@@ -27,11 +27,6 @@ ViewCase {
         Button { onClicked: test.seen.push("clicked") }
     }
     Component {
-        id: chip
-
-        Chip { text: "Nguyễn"; removable: true; onRemoved: test.seen.push("removed") }
-    }
-    Component {
         id: sheetScene
 
         Item {
@@ -182,13 +177,6 @@ ViewCase {
         compare(seen.length, 5);
         item.text = "Xoá";
         compare(Reader.name(item), "Xoá");
-    }
-    function test_chipIsRemoved() {
-        const item = createTemporaryObject(chip, test);
-        mouseClick(named(item, "Remove Nguyễn"));
-        compare(seen, ["removed"]);
-        item.removable = false;
-        verify(!named(item, "Remove Nguyễn"));
     }
 
     function test_sheetKeepsTheKeyboard() {

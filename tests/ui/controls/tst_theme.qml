@@ -20,22 +20,6 @@ ViewCase {
 
         Button { x: 20; y: 20; text: "Delete" }
     }
-    Component {
-        id: trayIcon
-
-        Rectangle {
-            property string name
-
-            height: width
-
-            Image {
-                anchors.fill: parent
-                sourceSize: Qt.size(parent.width, parent.width)
-                source: "qrc:/qt/qml/Lingrelay/Controls/icons/" + parent.name + ".svg"
-            }
-        }
-    }
-
     function over(top, below) {
         const mix = part => top[part] * top.a + below[part] * (1 - top.a);
         return Qt.rgba(mix("r"), mix("g"), mix("b"), 1);
@@ -113,25 +97,5 @@ ViewCase {
             const item = createTemporaryObject(button, test, { kind });
             checkDrawn(item, 12, item.width - 12, "kind " + kind);
         }
-    }
-    // A tray may be light or dark.
-    function test_trayIconsShowOnEveryBar() {
-        for (const color of ["#ffffff", "#dedede", "#2d2d2d", "#000000"])
-            for (const width of [16, 22, 24, 32]) {
-                const seen = name => {
-                    const icon = createTemporaryObject(trayIcon, test, { name, width, color });
-                    waitForRendering(icon);
-                    const picture = grabImage(icon);
-                    const pixels = [];
-                    for (let i = 0; i < width * width; ++i)
-                        pixels.push(contrast(picture.pixel(i % width, Math.floor(i / width)), picture.pixel(0, 0)) >= 2.5);
-                    return pixels;
-                };
-                const share = pixels => pixels.filter(seen => seen).length / pixels.length;
-                const idle = seen("app-idle");
-                const running = seen("app-running");
-                verify(share(idle) > 0.15 && share(running) > 0.4, "too little is seen on " + color);
-                verify(share(idle.map((seen, i) => seen !== running[i])) > 1 / 6, "they look alike on " + color);
-            }
     }
 }

@@ -40,11 +40,6 @@ ViewCase {
         HistoryPage { anchors.fill: parent }
     }
     Component {
-        id: typeToSpeak
-
-        TypeToSpeak { width: 600 }
-    }
-    Component {
         id: languagesPage
 
         LanguagesPage { anchors.fill: parent }
@@ -198,25 +193,6 @@ ViewCase {
         compare(reached, search);
         keyClick(Qt.Key_Tab);
         compare(reached, head(2)); // where it was before
-    }
-
-    function test_linesCanBeWrittenWhileOneIsSpoken() {
-        const section = createTemporaryObject(typeToSpeak, test);
-        const field = find(section, item => item instanceof TextField);
-        const button = find(section, withText("Say it"));
-        field.forceActiveFocus();
-        type("  ");
-        keyClick(Qt.Key_Return);
-        compare(Program.asked(), []);
-        keyClick(Qt.Key_Backspace);
-        keyClick(Qt.Key_Backspace);
-        type("One");
-        verify(button.enabled);
-        Program.setTyping(true);
-        verify(!button.enabled);
-        keyClick(Qt.Key_Return);
-        compare([Program.asked(), field.text], [["say One"], ""]);
-        Program.setTyping(false);
     }
 
     // The choice that begins so, in the list that a combo opens.
