@@ -5,9 +5,8 @@ import os
 import pathlib
 import subprocess
 import sys
-import time
 
-from desktop import Desktop, Program, click, eventually, key, xdotool
+from desktop import Desktop, Program, eventually, key, xdotool
 from gi.repository import Gio, GLib
 
 CLIPS = pathlib.Path("/usr/share/pocketsphinx/test/data/librivox")
@@ -31,13 +30,11 @@ class Person:
 
     def first_hour(self):
         self.first_start()
-        panel = self.session()
+        self.session()
         self.transcript()
-        place = self.panel(panel)
         self.history()
         self.keyboard()
         self.vietnamese_and_dark()
-        return place
 
     def first_start(self):
         assert "Idle" in self.program.texts()
@@ -56,13 +53,12 @@ class Person:
         self.program.wait("push button", "Stop")
         self.sees("ready")
         clip = self.desktop.spawn("pw-play", str(CLIPS / "sense_and_sensibility_01_austen_64kb-0870.wav"))
-        panel = eventually(lambda: self.desktop.windows("Captions"), what="the captions panel")[0]
+        eventually(lambda: self.desktop.windows("Captions"), what="the captions panel")
         self.sees("dashwood", 30)
         self.look("live")
         for name in ("Audio Routing", "Languages"):
             self.section(name)
         clip.wait()
-        return panel
 
     def transcript(self):
         self.section("Transcript")
@@ -140,34 +136,6 @@ class Person:
         key("ctrl+comma")
         self.program.wait("heading", "General")
 
-    def panel(self, panel):
-        """It is moved and pulled larger, and never has the focus."""
-        focus = xdotool("getactivewindow").strip()
-        x, y, width, height = self.desktop.geometry(panel)
-        click(x + 300, y + 40)
-        time.sleep(0.8)  # or the next press makes it a double click
-        self.drag((x + 300, y + 40), (x + 180, y - 60))
-        eventually(lambda: self.desktop.geometry(panel)[:2] == (x - 120, y - 100), what="the moved panel")
-        x, y = x - 120, y - 100
-        self.drag((x + width - 12, y + height - 12), (x + width + 88, y + height + 38))
-        eventually(lambda: self.desktop.geometry(panel) == (x, y, width + 100, height + 50), what="the larger panel")
-        assert xdotool("getactivewindow").strip() == focus, "the panel took the focus"
-        assert self.desktop.stored("overlayFrame") == f"{{{{{x}, {y}}}, {{{width + 100}, {height + 50}}}}}"
-        self.look("panel")
-        return x, y, width + 100, height + 50
-
-    def own_key(self):
-        """Typed and taken back: nobody is asked meanwhile."""
-        self.section("General")
-        field = eventually(lambda: next((seen for seen in self.program.walk() if seen.getRoleName() == "password text"),
-                                        None), what="the field for a key")
-        field.queryComponent().grabFocus()
-        xdotool("type", "not-a-key")
-        key("Tab")
-        eventually(lambda: self.desktop.stored("k.soniox") == "not-a-key", what="the key in the store")
-        self.program.press("push button", "Clear")
-        eventually(lambda: self.desktop.stored("k.soniox") == "", what="the empty store")
-
     def service(self):
         return subprocess.run(("pgrep", "-P", str(self.program.process.pid), "-f", "lingrelay-service"),
                               capture_output=True, text=True).stdout.strip()
@@ -197,14 +165,6 @@ class Person:
         self.choose("Stop translating")
         self.program.wait("push button", "Start translating")
         self.choose("Quit")
-
-    def drag(self, start, end):
-        xdotool("mousemove", *start, "mousedown", 1)
-        for step in range(1, 9):
-            xdotool("mousemove", *(round(a + (b - a) * step / 8) for a, b in zip(start, end)))
-            time.sleep(0.02)
-        xdotool("mouseup", 1)
-        time.sleep(0.2)
 
 
 def second_launch(desktop, binary):
@@ -248,7 +208,7 @@ def main(binary, folder=None):
         with Program(desktop, binary) as program:
             person = Person(desktop, program, folder)
             try:
-                place = person.first_hour()
+                person.first_hour()
             except BaseException:
                 person.look("failed")
                 raise
@@ -256,17 +216,7 @@ def main(binary, folder=None):
             key("ctrl+q")
             assert program.process.wait(10) == 0
         with Program(desktop, binary) as program:
-            person = Person(desktop, program, folder)
-            try:
-                person.own_key()
-            except BaseException:
-                person.look("failed")
-                raise
-            key("ctrl+Return")
-            panel = eventually(lambda: desktop.windows("Captions"), what="the captions panel")[0]
-            eventually(lambda: desktop.geometry(panel) == place, what="the panel's own place")
-            key("ctrl+Return")
-            person.tray()
+            Person(desktop, program, folder).tray()
             assert program.process.wait(10) == 0
         desktop.defaults(overlayFrame="{{5000, 300}, {760, 150}}")  # a screen that has gone
         with Program(desktop, binary) as program:
