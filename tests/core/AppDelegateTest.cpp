@@ -153,6 +153,40 @@ TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
     EXPECT_FALSE(journals());
 }
 
+TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
+{
+    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
+    launch();
+    model->commands.start();
+    model->commands.start();
+    wait(0.1);
+    EXPECT_EQ(*model->statusKind, Kind::connecting);
+    model->commands.stop(); // too early to do anything
+    wait(2);
+    EXPECT_TRUE(*model->running);
+    EXPECT_EQ(calls, Texts{"start"});
+    EXPECT_EQ(recognisers.size(), 1U);
+    stop();
+    wait(1);
+    EXPECT_EQ(calls, (Texts{"start", "end"}));
+}
+
+TEST_F(AppDelegateTest, whoQuitsWhileASessionIsOpenedBeginsNoneAndGivesItBack)
+{
+    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
+    launch();
+    model->commands.start();
+    wait(0.1);
+    app->quitNow();
+    app->shutdown();
+    EXPECT_FALSE(app->idle());
+    wait(1.5);
+    EXPECT_FALSE(*model->running);
+    EXPECT_EQ(calls, (Texts{"start", "end"}));
+    wait(1);
+    EXPECT_TRUE(app->idle());
+}
+
 TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
 {
     struct Case {

@@ -230,6 +230,19 @@ protected:
     SpeakEngineTest() : Direction("speak") { }
 };
 
+TEST_F(SpeakEngineTest, aLeakOfTheFarEndLeavesNoTraceButItsNumber)
+{
+    start();
+    farEndEcho.note("we should meet on Thursday afternoon");
+    tell({original("Should meet on Thursday afternoon. "), translation("Filtrado.")}, 3);
+    EXPECT_TRUE(lines.empty() && voice.texts.empty());
+    EXPECT_EQ(std::count(said.begin(), said.end(), "translation: Filtrado."), 1) << "only the preview was seen";
+    EXPECT_TRUE(world.logged("[echo] dropped far-end leak: Should meet on Thursday afternoon."));
+    tell({translation("Mío.")}, 3);
+    EXPECT_EQ(lines, (std::vector<std::string>{" > Mío."})) << "the leak's source is gone with it";
+    EXPECT_EQ(speech.at(0).first, 2);
+}
+
 TEST_F(SpeakEngineTest, typedClausesAreNotSpoken)
 {
     start([](auto& settings) { settings.typeIntoChat = true; });
@@ -254,6 +267,38 @@ TEST(EngineStalenessTest, onlyTheListenDirectionSkipsSpeechForAge)
         direction.wait(60);
         EXPECT_EQ(direction.speech.size(), std::string(tag) == "speak" ? 4U : 3U) << tag;
         EXPECT_EQ(direction.lines.size(), 4U);
+    }
+}
+
+TEST(EngineSeedsTest, whateverHappensLinesComeInOrderAndStopLeavesNothingRunning)
+{
+    for (std::uint32_t seed = 0; seed < 30; ++seed) {
+        Direction direction(seed % 2 ? "speak" : "listen", seed);
+        std::mt19937 random(seed);
+        direction.start();
+        std::vector<std::string> expected;
+        for (int i = 0; i < 80; ++i) {
+            if (random() % 15 == 0)
+                direction.start();
+            if (random() % 15 == 0)
+                direction.recognisers.back().lock()->drop();
+            if (random() % 25 == 0)
+                direction.engine->stop();
+            direction.wait(0.1 * (random() % 20));
+            auto const stream = direction.engine->stream();
+            if (!stream || !stream->open())
+                continue;
+            auto const text = "L" + std::to_string(i) + ".";
+            expected.push_back(" > " + text);
+            direction.tell({Direction::translation(text)});
+        }
+        EXPECT_EQ(direction.lines, expected) << "seed " << seed;
+        direction.engine->stop();
+        direction.wait(310); // the longest life of a synthesis socket
+        EXPECT_TRUE(direction.engine->speechFinished()) << "seed " << seed;
+        for (auto const& peer : direction.world.network.peers())
+            EXPECT_TRUE(peer->gone) << "seed " << seed;
+        EXPECT_EQ(direction.world.time.timerCount(), 1U) << "only the output's clock is left, seed " << seed;
     }
 }
 

@@ -221,6 +221,33 @@ TEST_F(HostedSessionTest, startsAtOnceOpenOneSessionAndAnEndMeanwhileEndsIt)
     EXPECT_TRUE(!m_hosted.active() && m_hosted.idle());
 }
 
+TEST_F(HostedSessionTest, aTickUnderWayIsReportedBeforeTheEndAndMovesNothingAfterIt)
+{
+    int exhausted = 0;
+    m_hosted.onExhausted = [&] { ++exhausted; };
+    start();
+    wait(59.8);
+    answers.push_back(Error{Error::Kind::timedOut, ""});
+    answers.push_back(Error{Error::Kind::timedOut, ""});
+    wait(0.15); // the first of its two attempts has failed
+    m_hosted.end();
+    wait(2);
+    ASSERT_EQ(calls.size(), 4U);
+    EXPECT_EQ(calls[2].first, "/v1/pro/session/tick");
+    EXPECT_EQ(calls[3].first, "/v1/pro/session/end");
+    EXPECT_EQ(calls[3].second["seconds"], 60) << "what the tick could not report";
+
+    start();
+    m_world.network.onExchange = [](SimExchange const& exchange) {
+        exchange.answer(HttpResponse{200, {}, R"({"stop":true,"stt_key":"late","tts_key":"late"})"}, seconds(5));
+    };
+    wait(60);
+    m_hosted.end();
+    wait(20);
+    EXPECT_EQ(exhausted, 0);
+    EXPECT_EQ(m_hosted.sttKey(), "stt-1");
+}
+
 TEST_F(HostedSessionTest, aSilentBackendIsAskedAnewAfterEightSecondsAndThenGivenUp)
 {
     int asked = 0;

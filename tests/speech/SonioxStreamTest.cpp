@@ -154,6 +154,22 @@ TEST_F(FoldingTest, speakersAndLanguagesStayUntilReplaced)
     EXPECT_EQ(m_stream->lastTranslationLanguage(), "es");
 }
 
+TEST_F(FoldingTest, theRollingTranscriptKeepsItsLastTwelveThousandCharacters)
+{
+    std::string expected;
+    for (int i = 0; i < 400; ++i) {
+        auto const clause
+            = "Câu số " + std::to_string(i) + std::string(static_cast<std::size_t>(i % 80), 'x') + " 👍🏽.";
+        fold({token(clause)});
+        expected += clause + " ";
+    }
+    CharacterText all;
+    all.append(expected);
+    all.keepLast(12000);
+    EXPECT_EQ(m_stream->rollingTranscript(), all.text());
+    EXPECT_EQ(characterCount(m_stream->rollingTranscript()), 12000U);
+}
+
 /// A stream on scripted sockets.
 class ConnectedTest : public FoldingTest {
 protected:
@@ -330,6 +346,36 @@ TEST_F(ConnectedTest, audioWaitsForTheHandshakeTwoSecondsAtMostAndIsLostInAnOuta
     m_stream->send("lost");
     after(10);
     EXPECT_TRUE(peer(1).data(Kind::binary).empty());
+}
+
+TEST_F(ConnectedTest, aStopIsSilentAndFinal)
+{
+    for (std::uint32_t seed = 0; seed < 50; ++seed) {
+        World world(seed);
+        world.defaults.set("k.soniox", "key");
+        bool const outage = seed % 2 == 1;
+        auto const stream = SonioxStream::create(world.network, world.streamScheduler, "en", "es", 16000);
+        listenTo(*stream);
+        stream->connect();
+        world.time.advance(seconds(0.1));
+        auto const& peer = *world.network.peers().at(0);
+        world.network.peers()[0]->sendText(message({token("half"), translated("medio")}));
+        if (outage)
+            world.network.peers()[0]->drop();
+        world.time.advance(seconds(seed % 4 * 0.1));
+        said.clear();
+        stream->stop();
+        stream->send("nobody hears this");
+        world.time.advance(seconds(30));
+        EXPECT_EQ(said, Said()) << "seed " << seed;
+        EXPECT_TRUE(world.time.idle()) << "seed " << seed;
+        EXPECT_EQ(world.network.peers().size(), 1U);
+        if (!outage) {
+            EXPECT_EQ(peer.data(Kind::text).back(), "");
+            EXPECT_EQ(peer.closeCode, 1001);
+        }
+        EXPECT_TRUE(peer.gone);
+    }
 }
 
 TEST_F(ConnectedTest, aFinishedStreamGivesItsLastClauseAndDoesNotReconnect)
