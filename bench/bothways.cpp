@@ -3,7 +3,7 @@
 // translates two directions without a sound server.
 
 #include "cli/commands/TranslateCommand.h"
-#include "cli/terminal/Complaint.h"
+#include "cli/terminal/Replies.h"
 #include "program/MachineSound.h"
 
 #include <condition_variable>
