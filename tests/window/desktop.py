@@ -226,7 +226,8 @@ class Program:
     def find(self, role, name):
         """The element on show with this role and a name that begins so."""
         import pyatspi
-        names = (role, role.removeprefix("push "))  # releases differ in what they call a button
+        # Releases differ in what they call a button, and one that opens a menu.
+        names = {words + kind for words in (role, role.removeprefix("push ")) for kind in ("", " menu")}
         for node in self.walk():
             with contextlib.suppress(Exception):
                 if node.getRoleName() in names and node.name.startswith(name) \

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as Templates
 import Lingrelay.Controls
+import "Focus.js" as Focus
 
 /// The list that a Combo opens: as wide as its texts ask, within the window; a long one begins with a search field.
 Templates.Popup {
@@ -39,7 +40,7 @@ Templates.Popup {
         list.positionViewAtIndex(list.currentIndex, ListView.Center);
         (combo.searchable ? search : list).forceActiveFocus(Qt.PopupFocusReason);
     }
-    onClosed: combo.forceActiveFocus(back)
+    onClosed: Focus.giveBack(combo, back)
     onShownChanged: if (search.length > 0) list.currentIndex = 0
 
     background: PopupSurface {

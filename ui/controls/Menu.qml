@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as Templates
+import "Focus.js" as Focus
 
 /// A few actions in a list that opens below an item or at a point of it, within the window. `items` are {text, iconName,
 /// enabled, destructive}.
@@ -57,7 +58,7 @@ Templates.Popup {
         step(1);
     }
     onOpened: list.forceActiveFocus(Qt.PopupFocusReason)
-    onClosed: if (parent) parent.forceActiveFocus(back)
+    onClosed: if (parent) Focus.giveBack(parent, back)
 
     background: PopupSurface {
     }

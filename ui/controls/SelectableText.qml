@@ -8,6 +8,10 @@ Templates.TextArea {
     property int kind: Label.Body
     property bool visualFocus ///< the keyboard is here, and the keyboard has brought it
 
+    function noteFocus() {
+        visualFocus = activeFocus && (focusReason === Qt.TabFocusReason || focusReason === Qt.BacktabFocusReason);
+    }
+
     implicitWidth: contentWidth
     implicitHeight: contentHeight
     color: kind === Label.Secondary ? Theme.secondary : Theme.text
@@ -23,8 +27,9 @@ Templates.TextArea {
     selectionColor: Theme.brand
     selectedTextColor: Theme.brandInk
     persistentSelection: editMenu.opening || editMenu.open
+    onFocusReasonChanged: noteFocus()
     onActiveFocusChanged: {
-        visualFocus = activeFocus && (focusReason === Qt.TabFocusReason || focusReason === Qt.BacktabFocusReason);
+        noteFocus();
         if (!activeFocus && !persistentSelection)
             deselect();
     }

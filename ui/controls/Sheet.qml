@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as Templates
+import "Focus.js" as Focus
 
 /// A dialog inside the window, with the rest dimmed. Escape closes it; the keyboard stays within and then goes back to
 /// where it was. What is taller than the window scrolls.
@@ -26,7 +27,7 @@ Templates.Popup {
         before = parent.Window.activeFocusItem;
         ringed = before !== null && before.visualFocus === true;
     }
-    onClosed: if (before) before.forceActiveFocus(ringed ? Qt.TabFocusReason : Qt.PopupFocusReason)
+    onClosed: if (before) Focus.giveBack(before, ringed ? Qt.TabFocusReason : Qt.PopupFocusReason)
     onOpened: {
         const first = column.nextItemInFocusChain();
         if (column.Window.activeFocusItem === column && first)
