@@ -27,6 +27,29 @@ protected:
     UiLanguage& m_language = m_registry.put(std::make_shared<UiLanguage>());
 };
 
+TEST_F(ConfigTest, anEmptyStoreGivesTheDefaultRecord)
+{
+    auto const settings = AppSettings::load();
+    EXPECT_EQ(settings, AppSettings());
+    EXPECT_EQ(settings.sampleRate, 48000);
+    EXPECT_EQ(settings.voiceSpeed, 1.15);
+    EXPECT_TRUE(settings.tts && settings.polishTyped && !settings.echoGuard);
+}
+
+TEST_F(ConfigTest, storedFalseAndZeroSurviveTrueAndNonZeroDefaults)
+{
+    for (auto const* key : {"tts", "muteOriginal", "rollingContext", "showOverlay", "menuBarIcon", "endpointDetection",
+             "autoDetectContext", "polishTyped"})
+        m_store.set(key, false);
+    m_store.set("autoDetectMinutes", 0);
+    m_store.set("voiceSpeed", 0);
+    auto const settings = AppSettings::load();
+    EXPECT_FALSE(settings.tts || settings.muteOriginal || settings.rollingContext || settings.showOverlay
+        || settings.menuBarIcon || settings.endpointDetection || settings.autoDetectContext || settings.polishTyped);
+    EXPECT_EQ(settings.autoDetectMinutes, 0);
+    EXPECT_EQ(settings.voiceSpeed, 0);
+}
+
 TEST_F(ConfigTest, everyFieldButTwoSurvivesSaveAndLoad)
 {
     AppSettings changed;
@@ -69,6 +92,18 @@ TEST_F(ConfigTest, oddStoredValuesAreCopedWith)
     EXPECT_EQ(settings.voiceName, "Daniel");
     EXPECT_TRUE(settings.tts);
     EXPECT_EQ(settings.latencyAdjustment, 0);
+}
+
+TEST_F(ConfigTest, twoWayNeedsForceOrBothDirections)
+{
+    AppSettings settings;
+    settings.twoWayAuto = true;
+    EXPECT_FALSE(settings.twoWay());
+    settings.mode = AppSettings::Mode::both;
+    EXPECT_TRUE(settings.twoWay());
+    settings = {};
+    settings.forceTwoWay = true;
+    EXPECT_TRUE(settings.twoWay());
 }
 
 TEST_F(ConfigTest, aKeyOfBlanksIsNoKey)

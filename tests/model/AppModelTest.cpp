@@ -1,7 +1,6 @@
-#include "base/Observable.h"
-
-#include <string>
-#include <vector>
+#include "model/AppModel.h"
+#include "base/Uuid.h"
+#include "tests/support/World.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +8,38 @@ namespace lingrelay {
 
 namespace {
 
-TEST(ObservableTest, observersComeAndGoWhileTheyAreTold)
+class AppModelTest : public testing::Test {
+protected:
+    World world;
+    AppModel model;
+};
+
+TEST_F(AppModelTest, theTranscriptKeepsItsLast2000Lines)
+{
+    std::size_t publications = 0;
+    auto const watch = model.transcript.observe([&](auto const&) { ++publications; });
+    for (int i = 0; i <= 2000; ++i)
+        model.log(AppModel::Direction::listen, "", std::to_string(i), "", world.main.date());
+    ASSERT_EQ(model.transcript->size(), 2000U);
+    EXPECT_EQ(model.transcript->front().translation, "1");
+    EXPECT_EQ(publications, 2002U) << "the trim is told too";
+}
+
+TEST_F(AppModelTest, theActiveProfileIsOneThatExists)
+{
+    ContextProfile profile;
+    profile.id = newUuid();
+    model.profiles = std::vector{profile};
+    model.activeProfileID = "B";
+    EXPECT_FALSE(model.activeProfile());
+    model.activeProfileID = profile.id;
+    model.saveProfiles();
+    EXPECT_EQ(AppModel().activeProfile(), profile);
+    model.elapsed = 3725.9;
+    EXPECT_EQ(model.elapsedString(), "01:02:05");
+}
+
+TEST_F(AppModelTest, observersComeAndGoWhileTheyAreTold)
 {
     Observable<int> value{0};
     std::vector<std::string> told;

@@ -50,6 +50,18 @@ TEST(ProxySettings, exceptionsAreHostsDomainsAndPorts)
         EXPECT_FALSE(direct(list, "wss://a.example/")) << list;
 }
 
+TEST(ProxySettings, lowerCaseVariablesComeFirst)
+{
+    Environment const https("HTTPS_PROXY", "upper:1");
+    Environment const except("NO_PROXY", "upper");
+    auto const upper = ProxySettings::fromEnvironment();
+    Environment const lower("https_proxy", "lower:1");
+    auto const both = ProxySettings::fromEnvironment();
+    EXPECT_EQ(both.https, "lower:1");
+    EXPECT_EQ(upper.https, "upper:1");
+    EXPECT_EQ(upper.except, "upper");
+}
+
 /// An encrypted exchange with a server of the outside, by way of a proxy on this machine that leads back to it.
 struct ProxiedExchange {
     explicit ProxiedExchange(std::string const& proxyAnswer)

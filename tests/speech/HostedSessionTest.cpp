@@ -67,6 +67,20 @@ TEST_F(HostedSessionTest, aStartStoresWhatWasHandedOut)
     EXPECT_EQ(calls.at(0).second, Json({{"client_token", "caller"}}));
 }
 
+TEST_F(HostedSessionTest, aRefusalPassesTheServicesTextThrough)
+{
+    answer({{"error", "Come back later"}, {"code", "at_capacity"}}, 403);
+    begin();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->message, "Come back later");
+    EXPECT_EQ(failure->code, "at_capacity");
+    answers.push_back(HttpResponse{200, {}, "<html>"});
+    begin();
+    EXPECT_EQ(failure->message, "Could not start a session.");
+    EXPECT_EQ(failure->code, "unknown");
+    EXPECT_FALSE(m_hosted.active());
+}
+
 TEST_F(HostedSessionTest, aServerFaultIsTriedOnceMore)
 {
     answer({}, 503);

@@ -348,6 +348,21 @@ TEST_F(ConnectedTest, audioWaitsForTheHandshakeTwoSecondsAtMostAndIsLostInAnOuta
     EXPECT_TRUE(peer(1).data(Kind::binary).empty());
 }
 
+TEST_F(ConnectedTest, aConnectionThatDiesWithSoundUnderWayIsOneFailure)
+{
+    m_stream->connect();
+    after(0.1);
+    peer().stall();
+    for (int i = 0; i < 20; ++i)
+        m_stream->send(std::string(3200, 'x'));
+    after(0.1);
+    peer().sendText(R"({"error_code":408,"error_message":"Input too slow"})");
+    peer().drop();
+    EXPECT_EQ(after(0.39), (Said{"error Speech service: 408 Input too slow", "reconnecting"}));
+    after(30);
+    EXPECT_EQ(connections(), 2U);
+}
+
 TEST_F(ConnectedTest, aStopIsSilentAndFinal)
 {
     for (std::uint32_t seed = 0; seed < 50; ++seed) {

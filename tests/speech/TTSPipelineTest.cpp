@@ -241,6 +241,19 @@ TEST_F(TTSPipelineTest, aRefusalForConcurrencyIsRetriedWithGrowingWaits)
     EXPECT_TRUE(quiet());
 }
 
+TEST_F(TTSPipelineTest, otherFailuresPlayWhatCameAndTheNextClauseFollows)
+{
+    server.plan = [](auto const& text, int) { return Plan{.blocks = text == "1" ? 6 : 2, .drop = text == "1"}; };
+    enqueue("1");
+    enqueue("2");
+    wait(20);
+    ASSERT_EQ(events.size(), 6U) << testing::PrintToString(events);
+    EXPECT_EQ(events[1], "feed 24000");
+    EXPECT_TRUE(events[3].starts_with("error ")) << events[3];
+    EXPECT_EQ(events[4], "start 2");
+    EXPECT_EQ(server.attempts["1"], 1) << "the clause is not repeated";
+}
+
 TEST_F(TTSPipelineTest, silenceOfTwentyFiveSecondsAbandonsAClauseAndGivesItsPlaceBack)
 {
     server.plan
@@ -331,6 +344,18 @@ TEST_F(TTSPipelineTest, cancelAllSilencesEverythingAndInFlightReturnsToZero)
     wait(10);
     EXPECT_EQ(started.back(), 4);
     EXPECT_EQ(fedBytes, heard + 48000);
+}
+
+TEST_F(TTSPipelineTest, theLeadInGrowsWithEachUnderRunUpToItsLimit)
+{
+    EXPECT_EQ(pipeline->leadIn(), 24000);
+    for (int const expected : {36000, 48000, 57600, 57600}) {
+        pipeline->growLeadIn();
+        EXPECT_EQ(pipeline->leadIn(), expected);
+    }
+    enqueue("hola");
+    wait(10);
+    EXPECT_EQ(events[1], "feed 48000") << "a clip shorter than the lead-in is fed whole";
 }
 
 TEST(TTSPipelineSeedsTest, whateverTheServiceDoesClausesAreHeardInOrderOnceAndAllEnds)
