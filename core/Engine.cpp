@@ -41,7 +41,7 @@ void Engine::start(AppSettings settings)
     auto const stream = makeStream(*record);
     stream->connect();
     m_stt.store(stream);
-    onStatus(Status::ready, {});
+    sayOfStream(Status::ready);
     if (!record->tts)
         return;
     for (auto const& language : {record->targetLang, record->twoWay() ? record->sourceLang : std::string()}) {
@@ -87,15 +87,15 @@ void Engine::wireStream(SonioxStream& stream)
           });
     stream.onError = whileAlive(self, [](Engine& engine, std::string const& message) {
         Log::write("[stt] ERROR {}", message);
-        engine.onStatus(Status::error, message);
+        engine.sayOfStream(Status::error, message);
     });
     stream.onReconnecting = whileAlive(self, [](Engine& engine) {
         Log::write("[stt] RECONNECTING");
-        engine.onStatus(Status::reconnecting, {});
+        engine.sayOfStream(Status::reconnecting);
     });
     stream.onReconnected = whileAlive(self, [](Engine& engine) {
         Log::write("[stt] RECONNECTED");
-        engine.onStatus(Status::ready, {});
+        engine.sayOfStream(Status::ready);
     });
     stream.onProgress = whileAlive(self, [](Engine& engine, SonioxStream::Progress const& progress) {
         if (engine.onProgress)
@@ -109,6 +109,19 @@ void Engine::wireStream(SonioxStream& stream)
         if (engine.onFailed)
             engine.onFailed();
     });
+}
+
+void Engine::sayOfStream(Status status, std::optional<std::string> const& message)
+{
+    m_streamStatus = status;
+    onStatus(status, message);
+}
+
+/// The failure of an earlier clause must not stand for as long as the stream has nothing new to tell.
+void Engine::voiceSpoke()
+{
+    if (std::exchange(m_voiceFailed, false) && m_streamStatus == Status::ready)
+        onStatus(Status::ready, {});
 }
 
 void Engine::deliver(std::string const& text, int seq, int run)
@@ -179,10 +192,12 @@ TTSPipeline::Callbacks Engine::pipelineCallbacks()
     };
     callbacks.onStart = whileAlive(weak, [](Engine& engine, TTSPipeline::Job const& job) { engine.clauseStarts(job); });
     callbacks.onSpeech = whileAlive(weak, [](Engine& engine, TTSPipeline::Job const& job, Duration delay) {
+        engine.voiceSpoke();
         if (engine.onSpeech)
             engine.onSpeech(job, delay);
     });
     callbacks.onError = whileAlive(weak, [](Engine& engine, std::string const& message) {
+        engine.m_voiceFailed = true;
         engine.onStatus(Status::error, T("Voice: ", "Giọng nói: ") + message);
     });
     callbacks.trace = onTrace;

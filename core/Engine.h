@@ -105,6 +105,8 @@ private:
     void warm(std::string language);
     void clauseStarts(TTSPipeline::Job const& job);
     std::string clauseLanguage() const;
+    void sayOfStream(Status status, std::optional<std::string> const& message = {});
+    void voiceSpoke();
     bool speaks() const { return tag == "speak"; }
     void trace(int seq, std::string_view hop) const;
     int nextSeq();
@@ -124,6 +126,8 @@ private:
 
     std::atomic<int> m_run = 0; ///< counts the stops
     std::atomic<int> m_handedOver = 0; ///< clauses on their way to the pipeline
+    std::atomic<Status> m_streamStatus = Status::ready; ///< the last that the recogniser's stream had told
+    bool m_voiceFailed = false; ///< and nothing was spoken since; pipeline scheduler
     std::string m_lastSource; ///< stream scheduler
     std::string m_lastSourceForPolish; ///< stream scheduler
 };

@@ -181,6 +181,27 @@ TEST_F(EngineTest, aStopDropsQueuedSpeechAndUnfinishedText)
     EXPECT_EQ(speech.size(), 1U);
 }
 
+TEST_F(EngineTest, aVoiceThatSpeaksAgainTakesItsFailureOutOfTheStatus)
+{
+    voice.plan = [](auto const& text, int) {
+        return VoiceServer::Plan{.delay = text == "Tarde." ? 1 : 0.2, .error = text == "Mal." ? "lost" : ""};
+    };
+    start();
+    tell({translation("Mal.")}, 5);
+    EXPECT_EQ(statuses.back(), "error Voice: Voice service: lost");
+    tell({translation("Uno.")}, 5);
+    EXPECT_EQ(std::count(statuses.begin(), statuses.end(), "ready"), 2) << "once for the start";
+    EXPECT_EQ(statuses.back(), "ready");
+
+    tell({translation("Mal.")}, 5);
+    tell({translation("Tarde.")}, 0.5);
+    recognisers.back().lock()->close(1011);
+    world.network.onConnect = [this](SimPeer& peer) { voice.serves(peer) ? voice.take(peer) : void(); };
+    wait(4);
+    EXPECT_EQ(speech.size(), 2U);
+    EXPECT_EQ(statuses.back(), "reconnecting") << "the recogniser has not come back with the voice";
+}
+
 TEST_F(EngineTest, socketsAreWarmedForTheLanguagesThatMayCome)
 {
     start();

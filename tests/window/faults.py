@@ -103,6 +103,7 @@ class Faults(Person):
         print(f"service_dies: another one's line after {time.monotonic() - start:.1f} s")
         log = pathlib.Path(os.environ["LINGRELAY_LOG"])
         assert "[service] it has ended" in log.read_text() and log.stat().st_mode & 0o777 == 0o600
+        self.sees("ready")
         self.end()
         lines = self.kept(self.desktop.folder / "data/LingrelayPro/Sessions")
         assert len(lines) == 2, lines
