@@ -18,17 +18,7 @@ constexpr auto assumedKeyLife = std::chrono::hours(1);
 constexpr auto renewAhead = std::chrono::seconds(600);
 constexpr auto remainingKey = "pro.remainingSeconds";
 
-HostedSession::Failure endedFailure() { return {T("The session was ended.", "Phiên đã được kết thúc."), "ended"}; }
-
 } // namespace
-
-/// A call to the backend that opens a session, and what came of it.
-struct HostedSession::Opening {
-    Event answered;
-    std::optional<Failure> failure = endedFailure(); ///< also when it is cancelled
-    int waiting = 0; ///< starts that wait
-    bool told = false; ///< one of them at least
-};
 
 /// One session of the backend, and the seconds that were used of it.
 struct HostedSession::Session {
@@ -45,27 +35,6 @@ struct HostedSession::Session {
         used += whole.count();
         counted += whole;
     }
-};
-
-/// One start that waits for the opening of a session.
-struct HostedSession::Waiting {
-    Waiting(HostedSession& owner, std::shared_ptr<Opening> opening) : m_owner(owner), m_opening(std::move(opening))
-    {
-        ++m_opening->waiting;
-    }
-    ~Waiting()
-    {
-        if (--m_opening->waiting > 0 || m_opening->told)
-            return;
-        // All were cancelled: nobody knows of the session.
-        m_owner.m_wanted = false;
-        if (m_opening->answered.isSet() && !m_opening->failure)
-            m_owner.end();
-    }
-
-private:
-    HostedSession& m_owner;
-    std::shared_ptr<Opening> m_opening;
 };
 
 HostedSession::HostedSession(Scheduler& main, Net& net, std::string clientToken)
@@ -88,31 +57,8 @@ Task<Result<Json>> HostedSession::post(char const* path, Json body)
 
 Task<std::optional<HostedSession::Failure>> HostedSession::start()
 {
-    m_wanted = true;
-    if (!m_opening) {
-        m_opening = std::make_shared<Opening>();
-        m_tasks.spawn(open(shared_from_this(), m_opening));
-    }
-    auto const opening = m_opening;
-    Waiting const waiting(*this, opening);
-    co_await opening->answered.wait();
-    opening->told = true;
-    co_return opening->failure;
-}
-
-Task<void> HostedSession::open(std::shared_ptr<HostedSession> self, std::shared_ptr<Opening> opening)
-{
-    struct Answering {
-        HostedSession& owner;
-        Opening& opening;
-        ~Answering()
-        {
-            owner.m_opening.reset();
-            opening.answered.set();
-        }
-    } const answering{*self, *opening};
-    auto const response = co_await post("/v1/pro/session/start", Json::object());
-    opening->failure = opened(response);
+    auto const self = shared_from_this();
+    co_return opened(co_await post("/v1/pro/session/start", Json::object()));
 }
 
 std::optional<HostedSession::Failure> HostedSession::opened(Result<Json> const& response)
@@ -129,10 +75,6 @@ std::optional<HostedSession::Failure> HostedSession::opened(Result<Json> const& 
     auto const session = std::make_shared<Session>();
     session->id = *id;
     session->counted = m_main.now();
-    if (!m_wanted) {
-        endUse(session);
-        return endedFailure();
-    }
     m_session = session;
     setKeys(*session, *response);
     readBudget(*response);
@@ -199,7 +141,7 @@ void HostedSession::obey(Session& session, Json const& response)
         setKeys(session, response);
     if (!jsonBool(response, "stop").value_or(false))
         return;
-    m_active = m_wanted = false;
+    m_active = false;
     m_main.stopTimer(std::exchange(m_timer, 0));
     tellBalance();
     if (onExhausted)
@@ -208,18 +150,12 @@ void HostedSession::obey(Session& session, Json const& response)
 
 void HostedSession::end()
 {
-    m_wanted = false;
     if (!std::exchange(m_active, false))
         return;
     m_main.stopTimer(std::exchange(m_timer, 0));
     tellBalance();
-    endUse(m_session);
-}
-
-void HostedSession::endUse(SessionPtr const& session)
-{
-    session->count(m_main.now());
-    m_tasks.spawn(report(shared_from_this(), session, Ending::yes));
+    m_session->count(m_main.now());
+    m_tasks.spawn(report(shared_from_this(), m_session, Ending::yes));
 }
 
 Task<void> HostedSession::refreshBalance()
@@ -284,7 +220,7 @@ HostedSession::Budget HostedSession::budget() const
 
 void HostedSession::shutdown()
 {
-    m_active = m_wanted = false;
+    m_active = false;
     m_main.stopTimer(std::exchange(m_timer, 0));
     m_tasks.cancel();
 }

@@ -36,12 +36,10 @@ public:
     std::string const& clientToken() const { return m_clientToken; }
     void setClientToken(std::string token) { m_clientToken = std::move(token); }
 
-    /// Opens a session; nothing on success. While one is being opened, others wait for the same one. A session that is
+    /// Opens a session; nothing on success. One at a time: who shares a session asks a HostedLease. A session that is
     /// on already is replaced without a report: that is for a backend which no longer knows it.
     Task<std::optional<Failure>> start();
-    /// Reports the last use without waiting for an answer. A session that is still being opened, also one whose starts
-    /// were all cancelled, is ended as soon as the backend has opened it: those who wait get a failure whose code is
-    /// "ended", unless a later start wants it after all. Does nothing when there is none.
+    /// Reports the last use without waiting for an answer. Does nothing when no session is on.
     void end();
     Task<void> refreshBalance();
 
@@ -56,9 +54,9 @@ public:
     std::string ttsKey() const;
     Budget budget() const;
 
-    /// Cancels what runs, the report of an `end` included.
+    /// Cancels the reports under way, that of an `end` included. No start may be under way.
     void shutdown();
-    /// True when no call is under way.
+    /// True when no report is under way.
     bool idle() const { return m_tasks.running() == 0; }
 
     /// "0 min", "59 min", "1 h", "1 h 1 min" in the interface language.
@@ -66,15 +64,11 @@ public:
 
 private:
     enum class Ending { no, yes };
-    struct Opening;
     struct Session;
-    struct Waiting;
     using SessionPtr = std::shared_ptr<Session>;
 
     Task<Result<Json>> post(char const* path, Json body);
-    Task<void> open(std::shared_ptr<HostedSession> self, std::shared_ptr<Opening> opening);
     std::optional<Failure> opened(Result<Json> const& response);
-    void endUse(SessionPtr const& session);
     Task<void> report(std::shared_ptr<HostedSession> self, SessionPtr session, Ending ending);
     void obey(Session& session, Json const& response);
     void scheduleTick();
@@ -89,9 +83,7 @@ private:
     TaskGroup m_tasks;
     std::int64_t m_remainingSeconds = 0;
     bool m_active = false; ///< m_session is on, and has not been ended
-    bool m_wanted = false; ///< by the last of the starts and ends
     Observable<std::optional<std::int64_t>> m_balance;
-    std::shared_ptr<Opening> m_opening; ///< none while no session is being opened
     SessionPtr m_session; ///< the last that was opened
     Scheduler::TimerId m_timer = 0;
 
