@@ -1,8 +1,10 @@
-// lingrelay-bareclient STT-PORT TTS-PORT FILE [STREAMS]: sends a sound file to a recogniser at the speed of the sound,
-// has each sentence spoken, and throws all answers away. The least a program needs for that, to compare with. Sends the
-// file to as many recognisers at once as STREAMS. At SIGTERM it prints when each message was there.
+// lingrelay-bareclient STT-PORT TTS-PORT FILE [STREAMS | both]: sends a sound file to a recogniser at the speed of the
+// sound, has each sentence spoken, and throws all answers away. The least a program needs for that, to compare with.
+// Sends the file to as many recognisers at once as STREAMS; with "both" to one, and the sound of a microphone to
+// another, while a sound card asks for what the two would play. At SIGTERM it prints when each message was there.
 
 #include "bench/Loopback.h"
+#include "bench/SoundCard.h"
 
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -73,21 +75,18 @@ private:
 
 class Stream {
 public:
-    Stream(Address const& recogniser, Address const& voice, char const* file, std::vector<Stamp>& stamps)
+    Stream(Address const& recogniser, Address const& voice, std::vector<Stamp>& stamps)
         : m_voiceAddress(voice)
         , m_stamps(stamps)
-        , m_sound(file)
-        , m_block(static_cast<std::size_t>(m_sound.samplerate() / 10))
         , m_peer(recogniser.context)
-        , m_timer(recogniser.context)
         , m_voice(std::make_shared<Voice>(voice))
     {
         open(m_peer, recogniser);
         m_peer.binary(true);
         listen();
-        m_due = std::chrono::steady_clock::now();
-        send();
     }
+
+    void send(short const* samples, std::size_t count) { m_peer.write(asio::buffer(samples, count * sizeof(short))); }
 
 private:
     void listen()
@@ -119,12 +118,33 @@ private:
         }
     }
 
+    Address m_voiceAddress;
+    std::vector<Stamp>& m_stamps;
+    Peer m_peer;
+    beast::flat_buffer m_buffer;
+    std::shared_ptr<Voice> m_voice;
+};
+
+/// A tenth of a second of a file at a time.
+class FileFeed {
+public:
+    FileFeed(asio::io_context& context, char const* file, Stream& stream)
+        : m_stream(stream)
+        , m_sound(file)
+        , m_block(static_cast<std::size_t>(m_sound.samplerate() / 10))
+        , m_timer(context)
+        , m_due(std::chrono::steady_clock::now())
+    {
+        send();
+    }
+
+private:
     void send()
     {
         auto const count = m_sound.readf(m_block.data(), static_cast<sf_count_t>(m_block.size()));
         if (count == 0)
             return;
-        m_peer.write(asio::buffer(m_block.data(), static_cast<std::size_t>(count) * sizeof(short)));
+        m_stream.send(m_block.data(), static_cast<std::size_t>(count));
         m_timer.expires_at(m_due += std::chrono::milliseconds(100));
         m_timer.async_wait([this](beast::error_code error) {
             if (!error)
@@ -132,15 +152,37 @@ private:
         });
     }
 
-    Address m_voiceAddress;
-    std::vector<Stamp>& m_stamps;
+    Stream& m_stream;
     SndfileHandle m_sound;
     std::vector<short> m_block;
-    Peer m_peer;
-    beast::flat_buffer m_buffer;
     asio::steady_timer m_timer;
     std::chrono::steady_clock::time_point m_due;
-    std::shared_ptr<Voice> m_voice;
+};
+
+/// A card with a microphone, sent at a third of the card's rate, and an output for each direction. What the outputs
+/// hear is silence.
+class Card {
+public:
+    Card(asio::io_context& context, Stream& stream)
+        : m_microphone(microphoneFrames, [&context, &stream, heard = noise(microphoneFrames)] {
+            std::vector<short> block(heard.size() / 3);
+            for (std::size_t i = 0; i < block.size(); ++i)
+                block[i] = static_cast<short>(heard[3 * i] * 32767);
+            asio::post(context, [&stream, block = std::move(block)] { stream.send(block.data(), block.size()); });
+        })
+    {
+    }
+
+private:
+    static constexpr std::size_t microphoneFrames = 2048; ///< as many as the program takes at a time
+
+    /// Written by its clock's thread only.
+    struct Output {
+        std::vector<float> block = std::vector<float>(cardOutputFrames);
+        Beat beat{cardOutputFrames, [this] { std::fill(block.begin(), block.end(), 0.0F); }};
+    };
+    Output m_outputs[2];
+    Beat m_microphone;
 };
 
 } // namespace
@@ -149,7 +191,7 @@ int main(int argc, char** argv)
 {
     SndfileHandle const sound(argc >= 4 ? argv[3] : "");
     if (sound.error() != SF_ERR_NO_ERROR || sound.channels() != 1) {
-        std::fputs("usage: lingrelay-bareclient STT-PORT TTS-PORT MONO-FILE [STREAMS]\n", stderr);
+        std::fputs("usage: lingrelay-bareclient STT-PORT TTS-PORT MONO-FILE [STREAMS | both]\n", stderr);
         return 2;
     }
     asio::io_context context(1);
@@ -158,8 +200,17 @@ int main(int argc, char** argv)
     auto const at = [&context](char const* port) {
         return Address{context, static_cast<unsigned short>(std::atoi(port))};
     };
-    for (int i = 0; i < (argc > 4 ? std::atoi(argv[4]) : 1); ++i)
-        streams.push_back(std::make_unique<Stream>(at(argv[1]), at(argv[2]), argv[3], stamps));
+    bool const both = argc > 4 && std::string_view(argv[4]) == "both";
+    int const count = both ? 2 : argc > 4 ? std::atoi(argv[4]) : 1;
+    std::vector<std::unique_ptr<FileFeed>> files;
+    std::optional<Card> card;
+    for (int i = 0; i < count; ++i) {
+        streams.push_back(std::make_unique<Stream>(at(argv[1]), at(argv[2]), stamps));
+        if (both && i == 1)
+            card.emplace(context, *streams.back());
+        else
+            files.push_back(std::make_unique<FileFeed>(context, argv[3], *streams.back()));
+    }
     asio::signal_set ending(context, SIGTERM);
     ending.async_wait([&context](beast::error_code, int) { context.stop(); });
     context.run();

@@ -2,43 +2,21 @@
 // microphone hears noise all the time and whose output asks for sound as a sound card does. In mode both, one process
 // translates two directions without a sound server.
 
+#include "bench/SoundCard.h"
 #include "cli/commands/TranslateCommand.h"
 #include "cli/terminal/Replies.h"
 #include "program/MachineSound.h"
 
-#include <condition_variable>
 #include <csignal>
-#include <random>
-#include <thread>
-#include <vector>
 
 using namespace lingrelay;
+using namespace lingrelay::bench;
 
 namespace {
 
-constexpr double rate = 48000;
-
-/// Calls a job at the pace of so many frames, on a thread of its own, until it is destroyed.
-class Beat {
-public:
-    template <class F>
-    Beat(std::size_t frames, F job)
-        : m_thread([frames, job](std::stop_token const& stop) {
-            auto const period = std::chrono::duration_cast<Duration>(
-                std::chrono::duration<double>(static_cast<double>(frames) / rate));
-            for (auto next = Clock::now(); !stop.stop_requested(); std::this_thread::sleep_until(next += period))
-                job();
-        })
-    {
-    }
-
-private:
-    std::jthread m_thread;
-};
-
 class NoisyInputs final : public AudioInputs {
 public:
-    std::optional<AudioFormat> format(std::optional<std::uint32_t>) override { return AudioFormat{rate, 1}; }
+    std::optional<AudioFormat> format(std::optional<std::uint32_t>) override { return AudioFormat{cardRate, 1}; }
     Result<std::unique_ptr<AudioInput>> open(
         std::optional<std::uint32_t>, AudioFormat, std::size_t blockFrames, AudioReceiver& receiver) override
     {
@@ -56,15 +34,6 @@ private:
         }
 
     private:
-        static std::vector<float> noise(std::size_t frames)
-        {
-            std::mt19937 random(1);
-            std::uniform_real_distribution<float> level(-0.5F, 0.5F);
-            std::vector<float> block(frames);
-            std::generate(block.begin(), block.end(), [&] { return level(random); });
-            return block;
-        }
-
         std::vector<float> m_block;
         Beat m_beat;
     };
@@ -82,14 +51,13 @@ private:
     class Output final : public AudioOutput {
     public:
         explicit Output(AudioRenderer& renderer)
-            : m_beat(frames, [this, &renderer] { renderer.render(m_block.data(), frames); })
+            : m_beat(cardOutputFrames, [this, &renderer] { renderer.render(m_block.data(), m_block.size()); })
         {
         }
-        double sampleRate() const override { return rate; }
+        double sampleRate() const override { return cardRate; }
 
     private:
-        static constexpr std::size_t frames = 1024; ///< what a sound server asks for at a time
-        std::vector<float> m_block = std::vector<float>(frames);
+        std::vector<float> m_block = std::vector<float>(cardOutputFrames);
         Beat m_beat;
     };
 };
