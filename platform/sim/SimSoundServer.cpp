@@ -189,6 +189,11 @@ public:
     }
     /// The world has changed: whoever must know is told in a turn of its own.
     void settle();
+    template <class Part, class Value> void change(Part& part, Value value)
+    {
+        part = std::move(value);
+        settle();
+    }
 
     bool up = true;
     std::map<Id, Slot> slots;
@@ -520,29 +525,10 @@ SimSoundServer::Id SimSoundServer::add(Device device)
     return id;
 }
 
-void SimSoundServer::unplug(Id device)
-{
-    m_machine->slots.at(device).plugged = false;
-    m_machine->settle();
-}
-
-void SimSoundServer::plug(Id device)
-{
-    m_machine->slots.at(device).plugged = true;
-    m_machine->settle();
-}
-
-void SimSoundServer::setDefaultInput(Id device)
-{
-    m_machine->chosenInput = device;
-    m_machine->settle();
-}
-
-void SimSoundServer::setDefaultOutput(Id device)
-{
-    m_machine->chosenOutput = device;
-    m_machine->settle();
-}
+void SimSoundServer::unplug(Id device) { m_machine->change(m_machine->slots.at(device).plugged, false); }
+void SimSoundServer::plug(Id device) { m_machine->change(m_machine->slots.at(device).plugged, true); }
+void SimSoundServer::setDefaultInput(Id device) { m_machine->change(m_machine->chosenInput, device); }
+void SimSoundServer::setDefaultOutput(Id device) { m_machine->change(m_machine->chosenOutput, device); }
 
 SimSoundServer::Signal SimSoundServer::tone(double frequency, float level)
 {
@@ -590,42 +576,12 @@ std::vector<float> SimSoundServer::take(Id device)
 std::size_t SimSoundServer::inputsRunning() const { return m_machine->streams.size(); }
 bool SimSoundServer::silenced() const { return m_machine->silences > 0; }
 
-void SimSoundServer::stopServer()
-{
-    m_machine->up = false;
-    m_machine->settle();
-}
-
-void SimSoundServer::startServer()
-{
-    m_machine->up = true;
-    m_machine->settle();
-}
-
-void SimSoundServer::refuse(Id device, Error error)
-{
-    m_machine->slots.at(device).refusal = std::move(error);
-    m_machine->settle();
-}
-
-void SimSoundServer::accept(Id device)
-{
-    m_machine->slots.at(device).refusal.reset();
-    m_machine->settle();
-}
-
-void SimSoundServer::refuseCapture(Error error)
-{
-    m_machine->captureRefusal = std::move(error);
-    m_machine->settle();
-}
-
-void SimSoundServer::acceptCapture()
-{
-    m_machine->captureRefusal.reset();
-    m_machine->settle();
-}
-
+void SimSoundServer::stopServer() { m_machine->change(m_machine->up, false); }
+void SimSoundServer::startServer() { m_machine->change(m_machine->up, true); }
+void SimSoundServer::refuse(Id device, Error error) { m_machine->change(m_machine->slots.at(device).refusal, error); }
+void SimSoundServer::accept(Id device) { m_machine->change(m_machine->slots.at(device).refusal, std::nullopt); }
+void SimSoundServer::refuseCapture(Error error) { m_machine->change(m_machine->captureRefusal, error); }
+void SimSoundServer::acceptCapture() { m_machine->change(m_machine->captureRefusal, std::nullopt); }
 void SimSoundServer::freezeCapture(bool frozen) { m_machine->captureFrozen = frozen; }
 
 } // namespace lingrelay

@@ -72,8 +72,6 @@ private:
     std::vector<std::string> m_known;
 };
 
-enum class Protocol { stt, tts };
-
 /// A message with `ms` of a quiet tone.
 std::string toneMessage(double ms)
 {
@@ -88,22 +86,6 @@ std::string toneMessage(double ms)
     return jsonText({{"stream_id", "$stream_id"}, {"audio", encodeBase64(bytes)}});
 }
 
-std::string errorMessage(Json const& error, Protocol protocol, std::string const& place)
-{
-    Fields fields(error, place + ", \"error\"");
-    auto const* code = fields.any("code");
-    auto const message = fields.string("message");
-    fields.noMore();
-    Json frame = {{"error_code", code ? *code : Json(500)}};
-    if (message)
-        frame["error_message"] = *message;
-    if (protocol == Protocol::stt)
-        frame["tokens"] = Json::array();
-    else
-        frame["stream_id"] = "$stream_id";
-    return jsonText(frame);
-}
-
 void setAction(ScriptStep& step, Action action, std::string data, std::string const& place)
 {
     if (step.action != Action::nothing)
@@ -112,7 +94,7 @@ void setAction(ScriptStep& step, Action action, std::string data, std::string co
     step.data = std::move(data);
 }
 
-ScriptStep readStep(Json const& object, Protocol protocol, std::string const& place)
+ScriptStep readStep(Json const& object, std::string const& place)
 {
     Fields fields(object, place);
     ScriptStep step;
@@ -125,10 +107,6 @@ ScriptStep readStep(Json const& object, Protocol protocol, std::string const& pl
 
     if (auto const* message = fields.any("send"))
         setAction(step, Action::message, jsonText(*message), place);
-    if (auto const text = fields.string("text"))
-        setAction(step, Action::message, *text, place);
-    if (auto const* error = fields.any("error"))
-        setAction(step, Action::message, errorMessage(*error, protocol, place), place);
     if (auto const ms = fields.number("tone_ms"))
         setAction(step, Action::message, toneMessage(std::min(*ms, 10000.0)), place);
     if (auto const ms = fields.number("stall_ms")) {
@@ -137,16 +115,11 @@ ScriptStep readStep(Json const& object, Protocol protocol, std::string const& pl
     }
     if (fields.flag("drop"))
         setAction(step, Action::drop, "", place);
-    auto const reason = fields.string("reason").value_or("");
-    if (auto const code = fields.number("close")) {
-        setAction(step, Action::close, reason, place);
-        step.closeCode = static_cast<int>(*code);
-    }
     fields.noMore();
     return step;
 }
 
-ScriptConnection readConnection(Json const& object, Protocol protocol, std::string const& place)
+ScriptConnection readConnection(Json const& object, std::string const& place)
 {
     Fields fields(object, place);
     ScriptConnection connection;
@@ -162,7 +135,7 @@ ScriptConnection readConnection(Json const& object, Protocol protocol, std::stri
         if (!steps->is_array())
             throw Wrong{place + ": \"steps\" must be a list"};
         for (std::size_t i = 0; i < steps->size(); ++i)
-            connection.steps.push_back(readStep((*steps)[i], protocol, fmt::format("{}, step {}", place, i)));
+            connection.steps.push_back(readStep((*steps)[i], fmt::format("{}, step {}", place, i)));
     }
     fields.noMore();
     return connection;
@@ -200,11 +173,6 @@ template <class Read> auto readList(Json const* list, std::string const& place, 
     return entries;
 }
 
-auto connectionReader(Protocol protocol)
-{
-    return [protocol](Json const& object, std::string const& place) { return readConnection(object, protocol, place); };
-}
-
 } // namespace
 
 Result<Script> Script::parse(std::string_view text)
@@ -222,8 +190,8 @@ Result<Script> Script::parse(std::string_view text)
             script.limits = *parsed;
         }
         script.record = fields.string("record").value_or("");
-        script.m_stt = readList(fields.any("stt"), "stt", connectionReader(Protocol::stt));
-        script.m_tts = readList(fields.any("tts"), "tts", connectionReader(Protocol::tts));
+        script.m_stt = readList(fields.any("stt"), "stt", readConnection);
+        script.m_tts = readList(fields.any("tts"), "tts", readConnection);
         if (auto const* answers = fields.any("http")) {
             Fields operations(*answers, "\"http\"");
             for (auto const* name : {"start", "tick", "end", "balance", "summary", "translate"})

@@ -13,7 +13,7 @@ namespace lingrelay::service {
 
 /// One thing that a scripted connection does, once its trigger has come. Steps run in order.
 struct ScriptStep {
-    enum class Action { message, stall, drop, close, nothing };
+    enum class Action { message, stall, drop, nothing };
 
     std::optional<double> atMs; ///< after the first message
     std::optional<double> afterAudioMs; ///< of sound received on this connection
@@ -21,9 +21,8 @@ struct ScriptStep {
     bool afterEnd = false; ///< an empty frame has come
     double delayMs = 0; ///< after the trigger
     Action action = Action::nothing;
-    std::string data; ///< the frame that is sent; a close reason
+    std::string data; ///< the frame that is sent
     double stallMs = 0; ///< for which nothing is read and nothing is sent
-    int closeCode = 1000;
 };
 
 /// One connection, from the handshake on.

@@ -141,9 +141,6 @@ asio::awaitable<void> Player::perform(ScriptStep const& step)
         record("dropped");
         m_peer->drop();
         break;
-    case Action::close:
-        m_peer->close(static_cast<std::uint16_t>(step.closeCode), step.data);
-        break;
     case Action::nothing:
         break;
     }

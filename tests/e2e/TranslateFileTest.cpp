@@ -314,7 +314,7 @@ TEST_F(TranslateFileTest, whatTheInputLacksIsTold)
 TEST_F(TranslateFileTest, aKeyIsShownNowhereEvenWhenTheServiceRepeatsIt)
 {
     std::string const key = "sk-very-secret-0815";
-    auto repeats = steps({{{"error", {{"code", 401}, {"message", "No such key: " + key}}}}, {{"close", 1000}}});
+    auto repeats = steps({{{"send", {{"error_code", 401}, {"error_message", "No such key: " + key}}}}});
     repeats["check_key"] = false;
     script({{"stt", {repeats}}});
     auto const service = startElsewhere();

@@ -98,7 +98,7 @@ class Desktop:
         bus = os.environ["XDG_RUNTIME_DIR"] + "/bus"
         self.spawn("dbus-daemon", "--session", "--nofork", "--address=unix:path=" + bus)
         eventually(lambda: os.path.exists(bus), what="the session bus")
-        self.portal = self.spawn(sys.executable, str(pathlib.Path(__file__).with_name("portal.py")), self.scheme)
+        self.start_portal()
         # Left to itself it centres a first window, and hides whether the program does.
         rules = pathlib.Path("/etc/xdg/openbox/rc.xml").read_text()
         (self.folder / "openbox.xml").write_text(rules.replace("<policy>Smart<", "<policy>UnderMouse<"))
@@ -109,6 +109,13 @@ class Desktop:
         eventually(lambda: self.managed(manager), what="the window manager")
         if self.with_sound:
             self.start_sound()
+
+    def start_portal(self):
+        self.portal = self.spawn(sys.executable, str(pathlib.Path(__file__).with_name("portal.py")), self.scheme)
+
+    def stop_portal(self):
+        self.portal.kill()
+        self.portal.wait()
 
     def managed(self, manager):
         assert manager.poll() is None, "the window manager ended"

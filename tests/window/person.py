@@ -1,6 +1,7 @@
 """person.py PROGRAM [FOLDER]: a person's first hour with the window, by pointer, keyboard and accessibility tree, on a
 desktop with sound. What was seen goes to FOLDER as pictures."""
 
+import contextlib
 import os
 import pathlib
 import subprocess
@@ -9,7 +10,17 @@ import sys
 from desktop import Desktop, Program, eventually, key, xdotool
 from gi.repository import Gio, GLib
 
+BUS = "org.freedesktop.DBus"
+GET = BUS + ".Properties.Get"
+ITEM = "org.kde.StatusNotifierItem"
+WATCHER = "org.kde.StatusNotifierWatcher"
 CLIPS = pathlib.Path("/usr/share/pocketsphinx/test/data/librivox")
+
+
+def call(name, path, method, kind, *arguments, part=0):
+    answer = Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+        name, path, *method.rsplit(".", 1), GLib.Variant(kind, arguments), None, Gio.DBusCallFlags.NONE, 2000, None)
+    return answer.unpack()[part] if answer.n_children() else None
 
 
 class Person:
@@ -140,30 +151,64 @@ class Person:
         return subprocess.run(("pgrep", "-P", str(self.program.process.pid), "-f", "lingrelay-service"),
                               capture_output=True, text=True).stdout.strip()
 
+    def icons(self):
+        """Those that the tray shows."""
+        with contextlib.suppress(GLib.Error):
+            known = call(WATCHER, "/StatusNotifierWatcher", GET, "(ss)", WATCHER, "RegisteredStatusNotifierItems")
+            return [icon for icon in known if call(BUS, "/", BUS + ".NameHasOwner", "(s)", icon)]
+        return []
+
+    def icon(self):
+        return eventually(self.icons, what="the icon")[-1]
+
+    def picture(self):
+        return call(self.icon(), "/StatusNotifierItem", GET, "(ss)", ITEM, "IconPixmap")
+
     def choose(self, entry):
-        """In the menu of the tray's icon. What its entries say."""
-        def call(name, path, method, arguments):
-            return Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
-                name, path, *method.rsplit(".", 1), arguments, None, Gio.DBusCallFlags.NONE, 2000, None).unpack()
-        watcher = "org.kde.StatusNotifierWatcher"
-        items = GLib.Variant("(ss)", (watcher, "RegisteredStatusNotifierItems"))
-        item = call(watcher, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties.Get", items)[0][-1]
-        menu = (item, "/MenuBar")
-        layout = call(*menu, "com.canonical.dbusmenu.GetLayout", GLib.Variant("(iias)", (0, -1, [])))[1]
-        entries = {properties.get("label", "").replace("_", ""): number for number, properties, _ in layout[2]}
-        call(*menu, "com.canonical.dbusmenu.Event", GLib.Variant("(isvu)", (entries[entry], "clicked", GLib.Variant("i", 0), 0)))
-        return list(entries)
+        """In the menu of the tray's icon. What its entries are."""
+        menu = (self.icon(), "/MenuBar")
+        entries = {properties.get("label", "").replace("_", ""): (number, properties) for number, properties, _ in
+                   call(*menu, "com.canonical.dbusmenu.GetLayout", "(iias)", 0, -1, [], part=1)[2]}
+        call(*menu, "com.canonical.dbusmenu.Event", "(isvu)", entries[entry][0], "clicked", GLib.Variant("i", 0), 0)
+        return {label: properties for label, (_, properties) in entries.items()}
+
+    def tray_is_seen(self, there=True):
+        for name in ("General", "Shortcuts"):
+            self.section(name)
+        self.sees("keeps running in the tray" if there else "There is no tray icon")
+
+    def close_and_find(self, find):
+        key("ctrl+w")
+        eventually(lambda: not self.desktop.windows("Shortcuts"), what="the closed window")
+        found = find()
+        eventually(lambda: self.desktop.windows("Shortcuts"), what="the window again")
+        return found
 
     def tray(self):
-        """It starts and stops, finds the closed window again, and quits."""
+        """It comes late, and another one takes its place. It starts and stops, finds the closed window again, and quits."""
+        self.tray_is_seen(False)
+        self.desktop.start_portal()
+        idle = self.picture()
         self.choose("Start translating")
         self.program.wait("push button", "Stop")
-        key("ctrl+w")
-        eventually(lambda: not self.desktop.windows("General"), what="the closed window")
-        assert "Lingrelay Pro — Translating · Watch a video" in self.choose("Open Lingrelay Pro")
-        eventually(lambda: self.desktop.windows("General"), what="the window again")
+        eventually(lambda: self.picture() != idle, what="the picture of a session")
+        self.tray_is_seen()
+        self.desktop.stop_portal()
+        self.tray_is_seen(False)
+        self.desktop.start_portal()
+        self.icon()
+        self.tray_is_seen()
+        menu = self.close_and_find(lambda: self.choose("Open Lingrelay Pro"))
+        assert menu["Lingrelay Pro — Translating · Watch a video"]["enabled"] is False, menu
+        assert menu[""]["type"] == "separator" and "shortcut" in menu["Quit"], menu
         self.choose("Stop translating")
         self.program.wait("push button", "Start translating")
+        eventually(lambda: self.picture() == idle, what="the first picture")
+        self.close_and_find(lambda: call(self.icon(), "/StatusNotifierItem", ITEM + ".Activate", "(ii)", 1, 1))
+        self.section("General")
+        self.program.press("check box", "Show tray icon")
+        eventually(lambda: not self.icons(), what="no icon")
+        self.program.press("check box", "Show tray icon")
         self.choose("Quit")
 
 
@@ -215,6 +260,7 @@ def main(binary, folder=None):
             second_launch(desktop, binary)
             key("ctrl+q")
             assert program.process.wait(10) == 0
+        desktop.stop_portal()
         with Program(desktop, binary) as program:
             Person(desktop, program, folder).tray()
             assert program.process.wait(10) == 0
