@@ -10,6 +10,17 @@ using Action = ScriptStep::Action;
 
 Duration milliseconds(double ms) { return seconds(ms / 1000); }
 
+/// "$stream_id" becomes the id of the last message.
+std::string filledIn(std::string text, std::string const& streamId)
+{
+    constexpr std::string_view name = "$stream_id";
+    auto const quoted = jsonText(streamId);
+    auto const inside = std::string_view(quoted).substr(1, quoted.size() - 2);
+    for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at + inside.size()))
+        text.replace(at, name.size(), inside);
+    return text;
+}
+
 class Player {
 public:
     Player(std::shared_ptr<Peer> peer, ScriptConnection const& connection, std::string name, Provider& provider,
@@ -29,8 +40,10 @@ private:
     void receiveFirst(Json const& message);
     asio::awaitable<void> playDueSteps();
     asio::awaitable<void> perform(ScriptStep const& step);
+    bool triggered(ScriptStep const& step) const;
     std::optional<Instant> dueTime(ScriptStep const& step);
     Instant nextTime() const;
+    double audioMs() const { return static_cast<double>(m_bytes) / m_bytesAMs; }
     void record(char const* event, Json line = Json::object());
 
     std::shared_ptr<Peer> m_peer;
@@ -38,7 +51,9 @@ private:
     std::string m_name;
     Provider& m_provider;
     Recorder& m_recorder;
-    ScriptState m_state;
+    std::int64_t m_bytes = 0; ///< of binary frames
+    int m_texts = 0;
+    bool m_ended = false;
     std::optional<Instant> m_first; ///< when the first message came
     std::string m_streamId;
     double m_bytesAMs = 32;
@@ -58,20 +73,19 @@ asio::awaitable<void> Player::run()
     }
     while (auto const frame = m_peer->take()) // what came with the close
         receive(*frame);
-    record("closed", {{"bytes", m_state.bytes}, {"audio_ms", m_state.audioMs}, {"texts", m_state.texts}});
+    record("closed", {{"bytes", m_bytes}, {"audio_ms", audioMs()}, {"texts", m_texts}});
 }
 
 void Player::receive(Peer::Frame const& frame)
 {
     if (frame.data.empty()) {
-        m_state.ended = true;
+        m_ended = true;
         record("end");
     } else if (frame.binary) {
-        m_state.bytes += static_cast<std::int64_t>(frame.data.size());
-        m_state.audioMs = static_cast<double>(m_state.bytes) / m_bytesAMs;
+        m_bytes += static_cast<std::int64_t>(frame.data.size());
         record("binary", {{"bytes", frame.data.size()}});
     } else {
-        ++m_state.texts;
+        ++m_texts;
         auto const message = parseJson(frame.data).value_or(Json());
         m_streamId = jsonString(message, "stream_id").value_or(m_streamId);
         record("text", message.is_null() ? Json{{"text", frame.data}} : Json{{"message", message}});
@@ -104,11 +118,17 @@ asio::awaitable<void> Player::playDueSteps()
     }
 }
 
+/// A step without a trigger follows at once, but not before the first message.
+bool Player::triggered(ScriptStep const& step) const
+{
+    return (!step.atMs || Clock::now() - *m_first >= milliseconds(*step.atMs))
+        && (!step.afterAudioMs || audioMs() >= *step.afterAudioMs) && (!step.afterTexts || m_texts >= *step.afterTexts)
+        && (!step.afterEnd || m_ended);
+}
+
 std::optional<Instant> Player::dueTime(ScriptStep const& step)
 {
-    if (m_first)
-        m_state.sinceFirstMs = toSeconds(Clock::now() - *m_first) * 1000;
-    if (!m_due && m_first && triggered(step, m_state))
+    if (!m_due && m_first && triggered(step))
         m_due = Clock::now() + milliseconds(step.delayMs);
     return m_due;
 }
@@ -154,23 +174,6 @@ void Player::record(char const* event, Json line)
 }
 
 } // namespace
-
-bool triggered(ScriptStep const& step, ScriptState const& state)
-{
-    return (!step.atMs || state.sinceFirstMs >= *step.atMs)
-        && (!step.afterAudioMs || state.audioMs >= *step.afterAudioMs)
-        && (!step.afterTexts || state.texts >= *step.afterTexts) && (!step.afterEnd || state.ended);
-}
-
-std::string filledIn(std::string text, std::string const& streamId)
-{
-    constexpr std::string_view name = "$stream_id";
-    auto const quoted = jsonText(streamId);
-    auto const inside = std::string_view(quoted).substr(1, quoted.size() - 2);
-    for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at + inside.size()))
-        text.replace(at, name.size(), inside);
-    return text;
-}
 
 asio::awaitable<void> playScript(std::shared_ptr<Peer> peer, ScriptConnection const& connection, std::string name,
     Provider& provider, Recorder& recorder)

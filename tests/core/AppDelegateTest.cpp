@@ -168,7 +168,12 @@ TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
     EXPECT_EQ(recognisers.size(), 1U);
     stop();
     wait(1);
-    EXPECT_EQ(calls, (Texts{"start", "end"}));
+    model->commands.start();
+    wait(0.1);
+    app->quitNow();
+    wait(2);
+    EXPECT_FALSE(*model->running) << "who quits meanwhile begins none";
+    EXPECT_EQ(calls, (Texts{"start", "end", "start", "end"}));
 }
 
 TEST_F(AppDelegateTest, whoQuitsWhileASessionIsOpenedBeginsNoneAndGivesItBack)
@@ -196,21 +201,26 @@ TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
     std::string answer;
     hostedBy([&](auto const&, auto const&) { return HttpResponse{200, {}, answer}; });
     std::vector<std::string> refusals;
-    launch();
+    launch([](auto& settings) { settings.mode = Mode::speak; });
+    driver.present = shell.answer = false;
     app->onRefused = [&](auto const& failure) { refusals.push_back(failure.message); };
     for (auto const& [body, message] :
         {Case{R"({"error":"No.","code":"banned"})", "No."},
             Case{R"({"error":"Full.","code":"at_capacity"})", "All translation slots are busy. Try again in a moment."},
             Case{"<html>busy</html>", "Could not start a session."}}) {
         answer = body;
+        shell.whileAsked = [this] { // for the virtual microphone: once more, by another way
+            shell.whileAsked = {};
+            model->commands.start();
+        };
         start();
         EXPECT_EQ(*model->status, message);
         EXPECT_EQ(*model->statusKind, Kind::warning);
         EXPECT_EQ(overlay.statuses.back(), "⚠ " + message);
-        EXPECT_EQ(refusals.back(), message);
+        EXPECT_EQ(std::exchange(refusals, {}), Texts{message}) << "told once";
     }
     EXPECT_FALSE(*model->running);
-    EXPECT_TRUE(trace.empty());
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), "ask"), std::ssize(trace));
     EXPECT_TRUE(world.network.peers().empty());
 }
 
