@@ -347,6 +347,7 @@ void Program::Parts::begin()
         .ptt = key,
         .workspace = workspace,
     });
+    app->unable = [this](AppSettings const& settings) { return plan.localProblem(local, settings); };
     auto& model = AppModel::shared();
     model.commands.adoptKey = [this] { adoptKey(); };
     complain(complaint);

@@ -12,6 +12,8 @@ void AppDelegate::startFromUI()
 {
     if (m_running || m_starting)
         return;
+    if (auto const problem = unable(m_settings); !problem.empty())
+        return refuse({problem, {}});
     if (m_settings.mode != Mode::speak && !m_services.workspace.mayHearSystemAudio()) {
         m_status.say(T("Screen recording permission needed", "Cần quyền thu âm màn hình"), Kind::warning);
         m_model.needsPermissions = true;
@@ -38,7 +40,11 @@ Task<void> AppDelegate::startHosted()
         beginRun();
         co_return;
     }
-    auto failure = std::get<HostedSession::Failure>(taken);
+    refuse(std::get<HostedSession::Failure>(taken));
+}
+
+void AppDelegate::refuse(HostedSession::Failure failure)
+{
     if (failure.code == "at_capacity")
         failure.message = T("All translation slots are busy. Try again in a moment.",
             "Hệ thống đang bận hết chỗ. Vui lòng thử lại sau ít phút.");

@@ -80,6 +80,9 @@ public:
     OneShots& oneShots() { return m_oneShots; }
     Keeping& keeping() { return m_keeping; }
 
+    /// Why a session could not do what the settings ask for, in words for the user; empty: it can. Asked at each start,
+    /// which begins nothing then.
+    std::function<std::string(AppSettings const& settings)> unable = [](auto const&) { return std::string(); };
     /// For a program without a window, which must tell how a session went; main, and set before the first start.
     std::function<void(HostedSession::Failure const& failure)> onRefused;
     std::function<void(std::string const& message)> onExhausted; ///< the session has been stopped
@@ -115,6 +118,7 @@ private:
 
     Task<void> startHosted();
     Task<void> joinAgain();
+    void refuse(HostedSession::Failure failure);
     void beginRun();
     void startListen();
     void stopListen();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "config/Hosts.h"
+#include "program/LocalService.h"
 
 #include <string>
 
@@ -18,6 +19,12 @@ struct HostPlan {
 
     /// One line for the user about an address that cannot be used; empty when all can.
     std::string problem() const;
+
+    /// What the local service, where the plan uses it, cannot do of what the settings ask for; empty: nothing.
+    std::string localProblem(LocalService::Address const& local, AppSettings const& settings) const
+    {
+        return localService && hosts.stt.empty() ? local.problem(settings) : std::string();
+    }
 
     /// The hosts, those that are not known filled from `local`.
     Hosts hostsWith(Hosts const& local) const;

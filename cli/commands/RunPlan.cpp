@@ -114,8 +114,8 @@ void OverlaidDefaults::hold(AppSettings const& settings)
 
 std::string RunPlan::localProblem(LocalService::Address const& service) const
 {
-    auto const problem = action == Arguments::Action::testVoice ? "" : service.problem(settings);
-    if (problem.empty() || !hosts.stt.empty())
+    auto const problem = action == Arguments::Action::testVoice ? "" : HostPlan::localProblem(service, settings);
+    if (problem.empty())
         return {};
     return fmt::format("{}. Try --from {} --to {}, or use a key of your own (--set k.soniox=KEY)", problem,
         service.source, service.targets.empty() ? service.source : service.targets.front());

@@ -239,8 +239,9 @@ def odd_stores(desktop, binary, folder):
         person.section("Languages")
         person.look("odd-store")
         program.press("push button", "Start translating")
+        person.sees("the local service cannot translate from", 3)
         eventually(lambda: desktop.windows("Captions"), what="the captions panel")
-        program.wait("push button", "Stop")
+        assert not program.find("push button", "Stop")
 
 
 def main(binary, folder=None):
