@@ -14,6 +14,8 @@ namespace {
 
 constexpr off_t largestFile = off_t(64) << 20;
 
+std::string unfinishedBeside(std::filesystem::path const& path) { return path.string() + ".new"; }
+
 } // namespace
 
 FileHandle::~FileHandle()
@@ -33,7 +35,7 @@ void PrivateFiles::makeFolder(std::filesystem::path const& path)
 
 std::optional<Error> PrivateFiles::write(std::filesystem::path const& path, std::string_view content)
 {
-    auto const unfinished = path.string() + ".new";
+    auto const unfinished = unfinishedBeside(path);
     FileHandle const file(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     if (!file)
         return failure(path, "written");
@@ -50,6 +52,12 @@ std::optional<Error> PrivateFiles::write(std::filesystem::path const& path, std:
     auto error = failure(path, "written");
     ::unlink(unfinished.c_str());
     return error;
+}
+
+bool PrivateFiles::remove(std::filesystem::path const& path)
+{
+    ::unlink(unfinishedBeside(path).c_str());
+    return ::unlink(path.c_str()) == 0;
 }
 
 bool PrivateFiles::sync(std::filesystem::path const& path)

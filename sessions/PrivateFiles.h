@@ -32,6 +32,8 @@ public:
 
     /// Writes the file beside its place and then moves it there, mode 0600: a failure leaves what was there before.
     static std::optional<Error> write(std::filesystem::path const& path, std::string_view content);
+    /// Removes the file, and what is left of a write that a crash cut short; false when the file stays.
+    static bool remove(std::filesystem::path const& path);
     /// Waits until the disk has what was written, which then outlasts a power cut; false when it has not.
     static bool sync(std::filesystem::path const& path);
 

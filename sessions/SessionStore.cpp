@@ -27,9 +27,9 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view ending = ".json";
 
-/// No byte of UTF-8, so that nothing is found across the end of a text.
 /// About four milliseconds.
 constexpr std::size_t bytesATurn = 4 << 20;
+/// No byte of UTF-8, so that nothing is found across the end of a text.
 constexpr char endOfText = '\xFF';
 
 /// File systems count time in steps as long as this: what changed within one may change again unseen.
@@ -252,7 +252,7 @@ void SessionStore::remove(Session const& session)
     bool removed = false;
     do { // each time the next copy of its file comes to light
         auto const found = std::find_if(m_entries.begin(), m_entries.end(), sameId);
-        removed = found != m_entries.end() && ::unlink((m_folder / (*found)->file.name).c_str()) == 0;
+        removed = found != m_entries.end() && PrivateFiles::remove(m_folder / (*found)->file.name);
         load();
     } while (removed && std::any_of(m_entries.begin(), m_entries.end(), sameId));
 }

@@ -145,6 +145,7 @@ TEST_F(SessionStoreTest, loadingAgainSeesEveryChange)
     fs::remove(path);
     store.remove(sampleSession(1, {})); // its file has gone
     EXPECT_EQ(found(""), std::vector{sampleId(2)});
+    writeText(folder / (sampleId(2) + ".json.new"), "a crash left this");
     store.remove(store.sessions()->front());
     EXPECT_TRUE(store.sessions()->empty());
     EXPECT_TRUE(fs::is_empty(folder));
