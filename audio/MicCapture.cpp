@@ -63,12 +63,8 @@ private:
 
 MicCapture::MicCapture(AudioInputs& inputs, Scheduler& main)
     : m_inputs(inputs)
-    , m_watch(inputs.watchDefault([this, &main, life = std::weak_ptr(m_life)] {
-        main.post([this, life] {
-            if (life.lock())
-                defaultChanged();
-        });
-    }))
+    , m_watch(inputs.watchDefault(
+          [&main, changed = m_lifetime.whileAlive([this] { defaultChanged(); })] { main.post(changed); }))
 {
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "audio/AudioSource.h"
+#include "base/async/Lifetime.h"
 #include "base/async/Scheduler.h"
 #include "platform/AudioInput.h"
 
@@ -42,7 +43,7 @@ private:
     bool m_waiting = false; ///< the last start has failed
     std::unique_ptr<Tap> m_tap;
     std::unique_ptr<AudioInput> m_input;
-    std::shared_ptr<void> m_life = std::make_shared<int>(0); ///< of the jobs that are posted
+    Lifetime m_lifetime; // what watches is made with it
     std::shared_ptr<void> m_watch;
 };
 

@@ -187,12 +187,6 @@ void FloatingCaptions::retrim()
     };
 }
 
-void FloatingCaptions::onMain(std::function<void()> job)
-{
-    m_main.post([alive = m_alive, job = std::move(job)] {
-        if (alive.lock())
-            job();
-    });
-}
+void FloatingCaptions::onMain(std::function<void()> job) { m_main.post(m_lifetime.whileAlive(std::move(job))); }
 
 } // namespace lingrelay

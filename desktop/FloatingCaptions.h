@@ -1,13 +1,13 @@
 #pragma once
 
 #include "base/Observable.h"
+#include "base/async/Lifetime.h"
 #include "base/async/Scheduler.h"
 #include "desktop/CaptionLayout.h"
 #include "desktop/OverlayWindow.h"
 #include "model/AppModel.h"
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -77,8 +77,7 @@ private:
     Observable<Content> m_content;
     Scheduler::TimerId m_clearTimer = 0;
     std::vector<Subscription> m_watches;
-    std::shared_ptr<bool> m_live = std::make_shared<bool>(true);
-    std::weak_ptr<bool> const m_alive{m_live}; ///< posted jobs do nothing once this is gone
+    Lifetime m_lifetime;
 };
 
 } // namespace lingrelay

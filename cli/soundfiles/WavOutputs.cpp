@@ -28,7 +28,6 @@ private:
 WavOutputs::WavOutputs(Scheduler& scheduler, std::optional<WavFile> file, Pace pace)
     : m_scheduler(scheduler)
     , m_pace(pace)
-    , m_alive(std::make_shared<bool>(true))
     , m_file(std::move(file))
 {
 }
@@ -68,10 +67,7 @@ void WavOutputs::wake()
     if (m_finished)
         return;
     m_scheduler.stopTimer(m_timer);
-    m_timer = m_scheduler.startTimer(nextBeat(m_scheduler.now(), tickTime), [this, alive = std::weak_ptr(m_alive)] {
-        if (alive.lock())
-            tick();
-    });
+    m_timer = m_scheduler.startTimer(nextBeat(m_scheduler.now(), tickTime), m_lifetime.whileAlive([this] { tick(); }));
 }
 
 void WavOutputs::tick()
@@ -119,7 +115,7 @@ std::optional<Error> WavOutputs::finish()
     if (m_finished)
         return {};
     m_finished = true;
-    m_alive.reset();
+    m_lifetime.end();
     m_scheduler.stopTimer(std::exchange(m_timer, 0));
     if (m_pace == Pace::realtime)
         pullTo(heard());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/async/Lifetime.h"
 #include "base/async/Scheduler.h"
 #include "cli/soundfiles/Pace.h"
 #include "cli/soundfiles/WavFile.h"
@@ -47,7 +48,6 @@ private:
 
     Scheduler& m_scheduler;
     Pace const m_pace;
-    std::shared_ptr<bool> m_alive; ///< for ticks that come too late
     mutable std::mutex m_mutex; ///< guards all below; held while the renderer is asked
     std::optional<WavFile> m_file;
     AudioRenderer* m_renderer = nullptr;
@@ -56,6 +56,7 @@ private:
     std::int64_t m_pulled = 0; ///< samples since the beginning
     bool m_finished = false;
     std::vector<float> m_buffer;
+    Lifetime m_lifetime; ///< until the file is finished
 };
 
 } // namespace lingrelay
