@@ -33,7 +33,6 @@ QtObject {
     readonly property color pressed: dark ? "#1AFFFFFF" : "#14000000"
     readonly property color pressedError: dark ? "#33000000" : "#12000000" ///< under words in the colour of errors
     readonly property color highlight: faint(brand, dark ? 0.30 : 0.14) ///< of a chosen or reached row
-    readonly property color chip: faint(brand, dark ? 0.24 : 0.12)
     readonly property color field: dark ? "#1F2024" : "#FFFFFF"
     readonly property color track: dark ? "#85878F" : "#7F838C" ///< edges of controls: 3 to 1 on cards and windows
     readonly property color shadow: dark ? "#12000000" : "#07000000" ///< one of several layers

@@ -49,7 +49,7 @@ ViewCase {
                 checkContrast(Theme[ink], Theme[surface], 4.5, ink + " on " + surface);
         for (const ink of ["text", "secondary", "error"])
             checkContrast(Theme[ink], over(Theme.hover, Theme.card), 4.5, ink + " on a hovered button");
-        for (const [wash, surface] of [["highlight", "popup"], ["highlight", "sidebar"], ["chip", "card"]])
+        for (const [wash, surface] of [["highlight", "popup"], ["highlight", "sidebar"]])
             checkContrast(Theme.text, over(Theme[wash], Theme[surface]), 4.5, "text on " + wash + " on " + surface);
         for (const wash of [Theme.brand, Theme.listen, Theme.error])
             checkContrast(Theme.text, Theme.washed(wash), 4.5, "text on a banner");
