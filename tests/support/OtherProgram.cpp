@@ -19,25 +19,22 @@ template <class T> auto held(T* reply) { return std::unique_ptr<T, void (*)(void
 
 } // namespace
 
-OtherProgram::OtherProgram(std::string const& name, Look look, Rect frame)
+OtherProgram::OtherProgram(std::string const& name, Look look)
     : m_connection(xcb_connect(nullptr, nullptr), xcb_disconnect)
 {
     auto* const connection = m_connection.get();
     m_root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     m_window = xcb_generate_id(connection);
     std::uint32_t const values[] = {white, XCB_EVENT_MASK_FOCUS_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
-    xcb_create_window(connection, XCB_COPY_FROM_PARENT, m_window, m_root, static_cast<std::int16_t>(frame.x),
-        static_cast<std::int16_t>(frame.y), static_cast<std::uint16_t>(frame.width),
-        static_cast<std::uint16_t>(frame.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-        XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, m_window, m_root, 0, 0, 1200, 900, 0,
+        XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
     auto const words = name + '\0' + name + '\0';
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, m_window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
         static_cast<std::uint32_t>(words.size()), words.data());
-    if (look == Look::fullScreen) {
-        auto const state = atom("_NET_WM_STATE_FULLSCREEN");
-        xcb_change_property(
-            connection, XCB_PROP_MODE_REPLACE, m_window, atom("_NET_WM_STATE"), XCB_ATOM_ATOM, 32, 1, &state);
-    }
+    xcb_flush(connection);
+    if (look == Look::fullScreen)
+        outputOf(
+            {"xprop", "-id", id(), "-f", "_NET_WM_STATE", "32a", "-set", "_NET_WM_STATE", "_NET_WM_STATE_FULLSCREEN"});
     xcb_map_window(connection, m_window);
     xcb_flush(connection);
     auto const up = [&] { return viewable() && hasFocus() && isActive(); };
@@ -49,14 +46,6 @@ OtherProgram::OtherProgram(std::string const& name, Look look, Rect frame)
 }
 
 OtherProgram::~OtherProgram() = default;
-
-std::uint32_t OtherProgram::atom(char const* name)
-{
-    auto const length = static_cast<std::uint16_t>(std::strlen(name));
-    auto const reply = held(
-        xcb_intern_atom_reply(m_connection.get(), xcb_intern_atom(m_connection.get(), 0, length, name), nullptr));
-    return reply ? reply->atom : 0;
-}
 
 void OtherProgram::listen()
 {
@@ -77,13 +66,9 @@ bool OtherProgram::hasFocus()
     return reply && reply->focus == m_window;
 }
 
-bool OtherProgram::isActive()
-{
-    auto const reply = held(xcb_get_property_reply(m_connection.get(),
-        xcb_get_property(m_connection.get(), 0, m_root, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0, 1), nullptr));
-    return reply && xcb_get_property_value_length(reply.get()) == sizeof m_window
-        && std::memcmp(xcb_get_property_value(reply.get()), &m_window, sizeof m_window) == 0;
-}
+std::string OtherProgram::id() const { return std::to_string(m_window); }
+
+bool OtherProgram::isActive() const { return outputOf({"xdotool", "getactivewindow"}) == id() + '\n'; }
 
 int OtherProgram::focusLosses()
 {
@@ -92,31 +77,14 @@ int OtherProgram::focusLosses()
     return m_focusLosses;
 }
 
-bool OtherProgram::viewable()
+bool OtherProgram::viewable() const
 {
-    auto const reply = held(xcb_get_window_attributes_reply(
-        m_connection.get(), xcb_get_window_attributes(m_connection.get(), m_window), nullptr));
-    return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
+    return outputOf({"xwininfo", "-id", id()}).find("IsViewable") != std::string::npos;
 }
 
-void OtherProgram::raise() { ask("_NET_ACTIVE_WINDOW", 2, XCB_CURRENT_TIME, m_window); }
+void OtherProgram::raise() { outputOf({"xdotool", "windowactivate", id()}); }
 
-void OtherProgram::setDesktop(std::uint32_t number) { ask("_NET_CURRENT_DESKTOP", number, XCB_CURRENT_TIME, m_root); }
-
-void OtherProgram::ask(char const* type, std::uint32_t first, std::uint32_t second, std::uint32_t window)
-{
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = window;
-    message.type = atom(type);
-    message.data.data32[0] = first;
-    message.data.data32[1] = second;
-    xcb_send_event(m_connection.get(), 0, m_root,
-        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-        reinterpret_cast<char const*>(&message));
-    xcb_flush(m_connection.get());
-}
+void OtherProgram::setDesktop(int number) { outputOf({"xdotool", "set_desktop", std::to_string(number)}); }
 
 std::uint32_t OtherProgram::colourAt(double x, double y)
 {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "platform/PanelWindow.h"
-
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,12 +15,12 @@ public:
     enum class Look { plain, fullScreen };
 
     /// Waits until the window is on the screen. `name` is its WM_CLASS, as "Name".
-    explicit OtherProgram(std::string const& name, Look look = Look::plain, Rect frame = {0, 0, 1200, 900});
+    explicit OtherProgram(std::string const& name, Look look = Look::plain);
     ~OtherProgram();
 
     bool hasFocus();
     /// Does the window manager say that it is in front?
-    bool isActive();
+    bool isActive() const;
     /// How often the focus has gone somewhere else.
     int focusLosses();
     void raise();
@@ -30,13 +28,12 @@ public:
     /// What the user sees there, as 0xRRGGBB.
     std::uint32_t colourAt(double x, double y);
     /// Switches to another of the window manager's desktops.
-    void setDesktop(std::uint32_t number);
+    void setDesktop(int number);
     /// Is it to be seen at all?
-    bool viewable();
+    bool viewable() const;
 
 private:
-    std::uint32_t atom(char const* name);
-    void ask(char const* type, std::uint32_t first, std::uint32_t second, std::uint32_t window);
+    std::string id() const;
     void listen();
 
     std::unique_ptr<xcb_connection_t, void (*)(xcb_connection_t*)> m_connection;
