@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/LocalService.h"
+#include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <filesystem>
@@ -9,7 +10,6 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <sndfile.h>
 
 namespace lingrelay {
 
@@ -103,13 +103,6 @@ public:
         return bytes / 32000;
     }
 
-    static void writeSound(std::string const& path, std::vector<float> const& frames, int rate = 16000)
-    {
-        SF_INFO info{0, rate, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
-        auto* file = sf_open(path.c_str(), SFM_WRITE, &info);
-        sf_writef_float(file, frames.data(), static_cast<sf_count_t>(frames.size()));
-        sf_close(file);
-    }
     static std::vector<Json> only(std::vector<Json> const& events, std::string const& name)
     {
         std::vector<Json> chosen;

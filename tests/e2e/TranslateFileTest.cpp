@@ -48,12 +48,7 @@ protected:
 /// Seconds of a voice file that are louder than silence.
 double voiceIn(std::string const& path)
 {
-    SF_INFO info{};
-    auto* file = sf_open(path.c_str(), SFM_READ, &info);
-    EXPECT_TRUE(file && info.samplerate == 24000 && info.channels == 1) << path;
-    std::vector<float> samples(static_cast<std::size_t>(info.frames));
-    sf_readf_float(file, samples.data(), info.frames);
-    sf_close(file);
+    auto const samples = readVoice(path);
     auto const loud
         = std::count_if(samples.begin(), samples.end(), [](float sample) { return std::abs(sample) > 0.01F; });
     return static_cast<double>(loud) / 24000;

@@ -1,6 +1,7 @@
 #include "tests/support/SoundServer.h"
 
 #include "base/Json.h"
+#include "tests/support/SoundFiles.h"
 #include "tests/support/Tones.h"
 
 #include <fstream>
@@ -16,79 +17,6 @@ namespace fs = std::filesystem;
 constexpr double rate = 48000;
 constexpr double window = 0.2; ///< seconds in which a level is measured
 
-constexpr char const* nullSink
-    = R"(factory.name = support.null-audio-sink object.linger = true monitor.channel-volumes = true)";
-std::map<std::string, std::string> const deviceProperties{
-    {SoundServer::speakers,
-        R"(node.name = lab.speakers node.description = "Lab Speakers" media.class = Audio/Sink
-           audio.position = [ FL FR ] priority.session = 1009 device.form-factor = internal device.bus = pci)"},
-    {SoundServer::headset,
-        R"(node.name = lab.headset node.description = "Lab Headset" media.class = Audio/Sink
-           audio.position = [ FL FR ] audio.rate = 44100 priority.session = 900)"},
-    {SoundServer::duplex,
-        R"(node.name = lab.duplex node.description = "Lab Interface" media.class = Audio/Duplex
-           audio.position = [ FL FR ] priority.session = 30)"},
-};
-
-std::string configuration()
-{
-    std::string text = "context.objects = [\n";
-    auto const object = [&](std::string const& properties) {
-        text += fmt::format("{{ factory = adapter args = {{ {} {} }} }}\n", nullSink, properties);
-    };
-    for (auto const* device : {SoundServer::speakers, SoundServer::headset, SoundServer::duplex})
-        object(deviceProperties.at(device));
-    for (std::string const feed : {"lab.micfeed", "lab.mic2feed"})
-        object(fmt::format(R"(node.name = {} node.description = "Feed" media.class = Audio/Sink
-            audio.position = [ MONO ] priority.session = 10)",
-            feed));
-    text += "]\ncontext.modules = [\n";
-    auto const microphone = [&](std::string const& name, std::string const& properties) {
-        text += fmt::format(R"({{ name = libpipewire-module-loopback args = {{
-            capture.props = {{ node.name = {0}.in stream.capture.sink = true target.object = {0}feed node.passive = true
-                audio.position = [ MONO ] stream.dont-remix = true node.dont-reconnect = true }}
-            playback.props = {{ node.name = {0} media.class = Audio/Source audio.position = [ MONO ] {1} }} }} }}
-)",
-            name, properties);
-    };
-    microphone("lab.mic2", "node.description = \"Lab Second Microphone\" priority.session = 1000");
-    microphone("lab.mic",
-        "node.description = \"Lab Microphone\" priority.session = 2000 device.form-factor = internal device.bus = pci");
-    return text + "]\n";
-}
-
-/// Nothing of the machine itself: no sound cards, cameras or headsets. Session managers before 0.5 read programs, later
-/// ones profiles.
-constexpr char const* noHardware = R"(alsa_monitor.enabled = false
-v4l2_monitor.enabled = false
-libcamera_monitor.enabled = false
-)";
-constexpr char const* noHardwareProfile = R"(wireplumber.profiles = {
-    main = { hardware.audio = disabled hardware.bluetooth = disabled hardware.video-capture = disabled }
-}
-)";
-
-/// One minute of a tone, 16 bits.
-std::string waveFile(double frequency, int channels)
-{
-    auto const samples = tone(frequency, rate, 60);
-    std::string data;
-    data.reserve(samples.size() * 2 * static_cast<std::size_t>(channels));
-    for (auto const sample : samples) {
-        auto const value = static_cast<std::int16_t>(std::lround(sample * 32767));
-        for (int i = 0; i < channels; ++i)
-            data.append(reinterpret_cast<char const*>(&value), 2);
-    }
-    auto const number = [](std::uint32_t value, std::size_t bytes) {
-        return std::string(reinterpret_cast<char const*>(&value), bytes);
-    };
-    auto const width = static_cast<std::uint32_t>(2 * channels);
-    auto const size = static_cast<std::uint32_t>(data.size());
-    return "RIFF" + number(36 + size, 4) + "WAVEfmt " + number(16, 4) + number(1, 2)
-        + number(static_cast<std::uint32_t>(channels), 2) + number(48000, 4) + number(48000 * width, 4)
-        + number(width, 2) + number(16, 2) + "data" + number(size, 4) + data;
-}
-
 } // namespace
 
 SoundServer::SoundServer()
@@ -98,10 +26,7 @@ SoundServer::SoundServer()
     ::setenv("PIPEWIRE_RUNTIME_DIR", runtime.c_str(), 1);
     ::setenv("PULSE_RUNTIME_PATH", (runtime + "/pulse").c_str(), 1);
     ::setenv("PULSE_SERVER", ("unix:" + runtime + "/pulse/native").c_str(), 1);
-    writeFile(additions() + "/10-lab.conf", configuration());
-    writeFile(m_folder / "config/wireplumber/main.lua.d/80-lab.lua", noHardware);
-    writeFile(m_folder / "config/wireplumber/bluetooth.lua.d/80-lab.lua", "bluez_monitor.enabled = false\n");
-    writeFile(m_folder / "config/wireplumber/wireplumber.conf.d/80-lab.conf", noHardwareProfile);
+    fs::copy(LINGRELAY_LAB, m_folder / "config", fs::copy_options::recursive);
 }
 
 SoundServer::~SoundServer() { stop(); }
@@ -153,8 +78,11 @@ bool SoundServer::ready() const
 std::unique_ptr<TestProcess> SoundServer::play(Tone const& tone)
 {
     auto const file = fmt::format("{}/tone-{}-{}.wav", folder(), tone.frequency, tone.channels);
-    if (!fs::exists(file))
-        writeFile(file, waveFile(tone.frequency, tone.channels));
+    std::vector<float> frames;
+    for (auto const sample : lingrelay::tone(tone.frequency, rate, fs::exists(file) ? 0 : 60))
+        frames.insert(frames.end(), static_cast<std::size_t>(tone.channels), sample);
+    if (!frames.empty())
+        writeSound(file, frames, 48000, tone.channels);
     Words words{"pw-play", file};
     if (!tone.device.empty())
         words.insert(words.begin() + 1, "--target=" + tone.device);
@@ -258,7 +186,12 @@ void SoundServer::unplug(std::string const& node) const
 
 void SoundServer::plug(std::string const& node) const
 {
-    run({"pw-cli", "create-node", "adapter", fmt::format("{{ {} {} }}", nullSink, deviceProperties.at(node))});
+    std::ifstream plan(additions() + "/10-lab.conf");
+    for (std::string line; std::getline(plan, line);) {
+        auto const begin = line.find("args = ") + 7;
+        if (line.find("node.name = " + node + ' ') != std::string::npos)
+            run({"pw-cli", "create-node", "adapter", line.substr(begin, line.rfind('}') - begin)});
+    }
     EXPECT_TRUE(eventually([&] { return run({"pw-link", "-io"}).find(node + ":playback_FR") != std::string::npos; }));
 }
 

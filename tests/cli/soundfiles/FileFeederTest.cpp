@@ -1,11 +1,10 @@
 #include "cli/soundfiles/FileFeeder.h"
 
 #include "platform/sim/VirtualTime.h"
+#include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <deque>
-
-#include <sndfile.h>
 
 using namespace lingrelay;
 
@@ -91,14 +90,11 @@ protected:
     /// A file whose samples count up by one every 10 milliseconds.
     void feed(double length, Pace pace)
     {
-        SF_INFO info{0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
-        auto* file = sf_open(path.c_str(), SFM_WRITE, &info);
-        std::vector<short> samples(static_cast<std::size_t>(length * 16000));
+        std::vector<float> samples(static_cast<std::size_t>(length * 16000));
         // One more than meant: floats between 0 and 1 are scaled by 32767, which cuts the value down.
         for (std::size_t i = 0; i < samples.size(); ++i)
-            samples[i] = static_cast<short>(i / 160 + 1);
-        sf_write_short(file, samples.data(), static_cast<sf_count_t>(samples.size()));
-        sf_close(file);
+            samples[i] = static_cast<float>(i / 160 + 1) / 32767;
+        writeSound(path, samples);
         feeder = std::make_shared<FileFeeder>(scheduler, target, std::move(*SoundFile::open(path)), pace);
         feeder->onEnd = [this](std::optional<Error> const&) { endedAt = time.now(); };
         feeder->start();

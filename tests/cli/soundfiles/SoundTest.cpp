@@ -1,6 +1,7 @@
 #include "cli/soundfiles/SoundFile.h"
 #include "cli/soundfiles/WavOutputs.h"
 #include "platform/sim/VirtualTime.h"
+#include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Tones.h"
 
@@ -9,22 +10,12 @@
 #include <fstream>
 #include <thread>
 
-#include <sndfile.h>
 #include <sys/stat.h>
 
 using namespace lingrelay;
 namespace fs = std::filesystem;
 
 namespace {
-
-void writeSound(std::string const& path, int format, int rate, int channels, std::vector<float> const& interleaved)
-{
-    SF_INFO info{0, rate, channels, format, 0, 0};
-    auto* file = sf_open(path.c_str(), SFM_WRITE, &info);
-    ASSERT_TRUE(file) << sf_strerror(nullptr);
-    sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(interleaved.size()) / channels);
-    sf_close(file);
-}
 
 TEST(SoundFileTest, anyFormatRateAndChannelCountBecomesMonoAt16kHz)
 {
@@ -41,7 +32,7 @@ TEST(SoundFileTest, anyFormatRateAndChannelCountBecomesMonoAt16kHz)
             for (int channel = 0; channel < channels; ++channel)
                 frames.push_back(channel == 0 ? sample * static_cast<float>(channels) / 6 : 0); // one of them speaks
         }
-        writeSound(folder / "sound", format, rate, channels, frames);
+        writeSound(folder / "sound", frames, rate, channels, format);
         auto file = SoundFile::open(folder / "sound");
         ASSERT_TRUE(file) << file.error().message;
         EXPECT_NEAR(file->seconds(), 1.0, 0.02);
@@ -71,10 +62,10 @@ TEST(SoundFileTest, whatIsNoSoundIsRefusedWithAReason)
     EXPECT_NE(refusal("text.wav").find("cannot be read as sound"), std::string::npos);
     std::ofstream(folder / "empty.wav").flush();
     EXPECT_NE(refusal("empty.wav"), "");
-    writeSound(folder / "silent.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44100, 2, {});
+    writeSound(folder / "silent.wav", {}, 44100, 2);
     EXPECT_NE(refusal("silent.wav").find("no sound"), std::string::npos);
-    writeSound(folder / "cut.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, tone(100, 16000, 0.1));
-    writeSound(folder / "slow.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 10, 1, tone(1, 10, 10)); // hours of sound
+    writeSound(folder / "cut.wav", tone(100, 16000, 0.1));
+    writeSound(folder / "slow.wav", tone(1, 10, 10), 10); // hours of sound
     EXPECT_NE(refusal("slow.wav").find("not a usable"), std::string::npos);
     fs::resize_file(folder / "cut.wav", 44); // the header alone
     EXPECT_NE(refusal("cut.wav").find("no sound"), std::string::npos);
@@ -86,7 +77,7 @@ TEST(SoundFileTest, aFileThatIsIncompleteOrChangesIsTold)
     auto const path = folder / "sound";
     enum class Fate { none, cutBefore, cutAfter, growsAfter };
     auto const damage = [&](int format, Fate fate) {
-        writeSound(path, format, 16000, 1, tone(100, 16000, 2.0));
+        writeSound(path, tone(100, 16000, 2.0), 16000, 1, format);
         auto const half = fs::file_size(path) / 2;
         if (fate == Fate::cutBefore)
             fs::resize_file(path, half);
@@ -111,7 +102,7 @@ TEST(SoundFileTest, aFileThatIsIncompleteOrChangesIsTold)
 TEST(SoundFileTest, aPipeIsReadToItsEnd)
 {
     TemporaryFolder const folder;
-    writeSound(folder / "sound", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, tone(100, 16000, 5.0));
+    writeSound(folder / "sound", tone(100, 16000, 5.0));
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     std::thread writer([&] { std::ofstream(folder / "pipe") << std::ifstream(folder / "sound").rdbuf(); });
     auto file = SoundFile::open(folder / "pipe");
@@ -145,17 +136,6 @@ struct WavOutputsTest : testing::Test {
         outputs->begin();
         return outputs;
     }
-    std::vector<float> written() const
-    {
-        SF_INFO info{};
-        auto* const file = sf_open(path.c_str(), SFM_READ, &info);
-        EXPECT_TRUE(file && info.samplerate == 24000 && info.channels == 1);
-        std::vector<float> samples(static_cast<std::size_t>(info.frames));
-        sf_readf_float(file, samples.data(), info.frames);
-        sf_close(file);
-        return samples;
-    }
-
     TemporaryFolder folder;
     std::string path = folder / "voice.wav";
     VirtualTime time;
@@ -171,12 +151,12 @@ TEST_F(WavOutputsTest, realTimeKeepsPausesAndFollowsTheClockExactly)
     EXPECT_EQ(output->sampleRate(), 24000);
     ramp.left = 12000;
     time.advance(seconds(4.0));
-    EXPECT_NEAR(static_cast<double>(written().size()), 6.5 * 24000, 24000); // readable all the time
+    EXPECT_NEAR(static_cast<double>(readVoice(path).size()), 6.5 * 24000, 24000); // readable all the time
     ramp.left = 12000;
     time.advance(seconds(1.00001));
     EXPECT_FALSE(outputs->finish());
     output.reset();
-    auto const sound = written();
+    auto const sound = readVoice(path);
     EXPECT_EQ(sound.size(), 180000U); // 7.50001 seconds, cut down
     EXPECT_EQ(std::count_if(sound.begin(), sound.end(), [](float sample) { return sample > 0.4F; }), 24000);
     EXPECT_EQ(sound[59999], 0.0F);
@@ -195,7 +175,7 @@ TEST_F(WavOutputsTest, fastPutsClauseBehindClause)
     }
     outputs->finish();
     output.reset();
-    auto const sound = written();
+    auto const sound = readVoice(path);
     EXPECT_EQ(sound.size(), 300000U);
     EXPECT_EQ(std::count(sound.begin(), sound.end(), 0.0F), 0);
 }
