@@ -60,17 +60,15 @@ protected:
         };
     }
     void TearDown() override { end(); }
-    void launch(std::function<void(AppSettings&)> change = [](AppSettings&) {})
+    void launch(Change const& change = [](auto&) {})
     {
-        AppSettings settings;
-        settings.sourceLang = "en";
-        settings.targetLang = "es";
-        settings.myLang = "es";
-        settings.theirLang = "de";
-        settings.mode = Mode::both;
-        settings.autoRouteMic = true;
-        change(settings);
-        set(settings);
+        set([&](AppSettings& settings) {
+            settings.myLang = "es";
+            settings.theirLang = "de";
+            settings.mode = Mode::both;
+            settings.autoRouteMic = true;
+            change(settings);
+        });
         begin({
             .sound = machineSound(sound),
             .listenOutputs = sound.outputs(),
@@ -80,16 +78,6 @@ protected:
             .ptt = key,
             .workspace = workspace,
         });
-    }
-    void start()
-    {
-        model->commands.start();
-        wait(1);
-    }
-    void stop()
-    {
-        model->commands.stop();
-        wait(0.5);
     }
     /// Of the listen (0) or the speak recogniser (1).
     std::shared_ptr<SimPeer> peer(std::size_t index)
@@ -113,10 +101,7 @@ protected:
     }
     void say(std::size_t index, std::string const& source, std::string const& translation)
     {
-        peer(index)->sendText(jsonText({{"tokens",
-            {{{"text", source}, {"is_final", true}},
-                {{"text", translation}, {"is_final", true}, {"translation_status", "translation"},
-                    {"language", "es"}}}}}));
+        peer(index)->sendText(clause(source, translation));
     }
 
     SimSoundServer sound{world.background};
@@ -136,7 +121,7 @@ TEST_P(LiveSessionTest, eachDirectionHearsAndSpeaksWhereItShould)
     wait(0.5);
     EXPECT_NEAR(fitTone(sound.take(speakers), callTone, 48000).level, 0.5, 0.01);
     CallProgram callProgram(sound, pair);
-    start();
+    start(1);
     EXPECT_EQ(sound.devices().defaultInput(), pair);
     EXPECT_FALSE(sound.heardOn(call));
     sent(0);
@@ -160,7 +145,7 @@ TEST_P(LiveSessionTest, eachDirectionHearsAndSpeaksWhereItShould)
     EXPECT_NEAR(mostOf(sound.take(speakers)), 0.251, 0.01) << "the listen voice, and the call no more";
     EXPECT_NEAR(mostOf(callProgram.heard()), 0.1255, 0.005) << "the speak voice alone";
 
-    stop();
+    stop(0.5);
     EXPECT_EQ(sound.devices().defaultInput(), microphone);
     EXPECT_EQ(sound.heardOn(call), speakers);
     EXPECT_EQ(sound.inputsRunning(), 1U) << "the call program's";
@@ -171,7 +156,7 @@ TEST_P(LiveSessionTest, theMicrophoneIsShutWhileOurVoiceIsInTheRoom)
     launch([](auto& settings) { settings.echoGuard = true; });
     sound.hear(microphone, {});
     sound.hearPlayed(microphone, speakers, 0.5F);
-    start();
+    start(1);
     sent(1);
     say(0, "What they say.", "For me.");
     double echo = 0;
@@ -201,7 +186,7 @@ TEST_P(LiveSessionTest, aSessionOutlivesTheLossOfItsSound)
 {
     sound.play(SimSoundServer::tone(callTone));
     launch();
-    start();
+    start(1);
     sound.stopServer();
     wait(3);
     auto const& shown = overlay.statuses;
@@ -222,7 +207,7 @@ TEST_P(LiveSessionTest, aSessionOutlivesTheLossOfItsSound)
     EXPECT_NEAR(static_cast<double>(sent(1).size()), 48000, 800);
     EXPECT_NEAR(mostOf(sound.take(speakers)), 0.251, 0.01);
     EXPECT_NEAR(mostOf(callProgram.heard()), 0.1255, 0.005);
-    stop();
+    stop(0.5);
     EXPECT_EQ(sound.devices().defaultInput(), microphone);
 }
 
@@ -233,7 +218,7 @@ TEST_P(LiveSessionTest, withoutAMicrophoneTheOtherDirectionRuns)
     sound.play(SimSoundServer::tone(callTone));
     launch();
     shell.answer = false; // to the offer of the virtual microphone
-    start();
+    start(1);
     EXPECT_GT(sent(0).size(), 8000U);
     EXPECT_TRUE(sent(1).empty());
     auto const& shown = overlay.statuses;
@@ -241,7 +226,7 @@ TEST_P(LiveSessionTest, withoutAMicrophoneTheOtherDirectionRuns)
     sound.plug(microphone);
     wait(1);
     EXPECT_GT(sent(1).size(), 14000U);
-    stop();
+    stop(0.5);
     EXPECT_EQ(sound.inputsRunning(), 0U);
 }
 

@@ -17,41 +17,17 @@ using Texts = std::vector<std::string>;
 
 class AppDelegateTest : public testing::Test, protected Desk {
 protected:
-    /// Launched with these settings.
-    void launch(std::function<void(AppSettings&)> change = [](AppSettings&) {})
+    void launch(Change const& change = [](auto&) {})
     {
-        AppSettings settings;
-        settings.sourceLang = "en";
-        settings.targetLang = "es";
-        change(settings);
-        set(settings);
+        set(change);
         Desk::launch();
     }
     void TearDown() override { end(); }
-    void start()
-    {
-        model->commands.start();
-        wait(0.2);
-    }
-    void stop()
-    {
-        model->commands.stop();
-        wait(0.1);
-    }
-    /// Without a key of the user's own: starts are answered by `backend`.
-    void hostedBy(std::function<HttpResponse(std::string const& path, Json const& body)> backend, double delay = 0.05)
+    /// Without a key of the user's own.
+    template <class... Answer> void hosted(Answer... answer)
     {
         world.defaults.set("k.soniox", "");
-        world.network.onExchange = [this, backend, delay](SimExchange const& exchange) {
-            auto const& url = exchange.request().url;
-            auto const path = url.substr(url.rfind('/') + 1);
-            calls.push_back(path);
-            exchange.answer(backend(path, *parseJson(exchange.request().body)), seconds(delay));
-        };
-    }
-    static HttpResponse session()
-    {
-        return {200, {}, R"({"session_id":"s-1","stt_key":"a","tts_key":"b","remaining_seconds":600})"};
+        answerBackend(answer...);
     }
     void addVirtualDevice()
     {
@@ -68,8 +44,6 @@ protected:
     }
     /// Journals that are left.
     bool journals() const { return !std::filesystem::is_empty(Journal::folder(store)); }
-
-    Texts calls; ///< to the backend
 };
 
 TEST_F(AppDelegateTest, aListenSessionRunsFromStartToArchive)
@@ -155,7 +129,7 @@ TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
 
 TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
 {
-    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
+    hosted([](auto const&) { return session(); }, 1.0);
     launch();
     model->commands.start();
     model->commands.start();
@@ -178,7 +152,7 @@ TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
 
 TEST_F(AppDelegateTest, whoQuitsWhileASessionIsOpenedBeginsNoneAndGivesItBack)
 {
-    hostedBy([](auto const&, auto const&) { return session(); }, 1.0);
+    hosted([](auto const&) { return session(); }, 1.0);
     launch();
     model->commands.start();
     wait(0.1);
@@ -199,7 +173,7 @@ TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
         std::string message;
     };
     std::string answer;
-    hostedBy([&](auto const&, auto const&) { return HttpResponse{200, {}, answer}; });
+    hosted([&](auto const&) { return HttpResponse{200, {}, answer}; });
     std::vector<std::string> refusals;
     launch([](auto& settings) { settings.mode = Mode::speak; });
     driver.present = shell.answer = false;
@@ -226,7 +200,7 @@ TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
 
 TEST_F(AppDelegateTest, serviceTimeThatRunsOutEndsTheSessionLikeAStop)
 {
-    hostedBy([](std::string const& path, auto const&) {
+    hosted([](std::string const& path) {
         return path == "tick" ? HttpResponse{200, {}, R"({"remaining_seconds":0,"stop":true})"} : session();
     });
     bool exhausted = false;
@@ -283,8 +257,7 @@ TEST_F(AppDelegateTest, hearingNeedsPermissionAndSpeakingDoesNot)
     EXPECT_FALSE(*model->running);
     EXPECT_TRUE(*model->needsPermissions);
     EXPECT_EQ(*model->statusKind, Kind::warning);
-    model->settings.update([](AppSettings& settings) { settings.mode = Mode::speak; });
-    model->commands.applySettings();
+    change([](auto& settings) { settings.mode = Mode::speak; });
     start();
     EXPECT_TRUE(*model->running);
 }
@@ -381,12 +354,11 @@ TEST_F(AppDelegateTest, speechGoesWhereThePresetSays)
     launch();
     for (auto const& [preset, twoWay, device] : {Case{"", false, 3}, Case{"nonsense", false, 3},
              Case{"videoCall", false, 3}, Case{"watchVideo", false, {}}, Case{"videoCall", true, {}}}) {
-        model->settings.update([&, preset = preset, twoWay = twoWay](AppSettings& settings) {
+        change([&, preset = preset, twoWay = twoWay](auto& settings) {
             settings.mode = Mode::speak;
             settings.preset = preset;
             settings.forceTwoWay = twoWay;
         });
-        model->commands.applySettings();
         start();
         EXPECT_EQ(app->speakEngine().player().device(), device) << preset;
         stop();
@@ -434,9 +406,7 @@ TEST_F(AppDelegateTest, whatTheOtherSideSaidIsNotTheUsersWhenTheMicrophoneHearsI
     launch([](auto& settings) { settings.mode = Mode::both; });
     start();
     auto const hear = [this](std::size_t direction, char const* source, char const* translation) {
-        recognisers.at(direction).lock()->sendText(jsonText({{"tokens",
-            {{{"text", source}, {"is_final", true}},
-                {{"text", translation}, {"is_final", true}, {"translation_status", "translation"}}}}}));
+        recognisers.at(direction).lock()->sendText(clause(source, translation));
         wait(0.5);
     };
     hear(0, "We should meet on Thursday afternoon.", "Veámonos.");
@@ -450,13 +420,12 @@ TEST_F(AppDelegateTest, settingsOfARunningSessionApplyWithoutAReconnect)
 {
     launch();
     start();
-    model->settings.update([](AppSettings& settings) {
+    change([](auto& settings) {
         settings.voiceName = "Emma";
         settings.showOverlay = false;
         settings.menuBarIcon = false;
         settings.uiLang = "vi";
     });
-    model->commands.applySettings();
     EXPECT_EQ(app->listenEngine().settings()->voiceName, "Emma");
     EXPECT_EQ(app->listenEngine().settings()->sampleRate, 16000);
     EXPECT_EQ(recognisers.size(), 1U);
@@ -552,7 +521,7 @@ TEST_F(AppDelegateTest, whatCannotBeKeptIsToldAndKeptOnceItCanBe)
 
 TEST_F(AppDelegateTest, aHostedSessionGoesOnAtAnotherProvider)
 {
-    hostedBy([](auto const&, auto const&) { return session(); });
+    hosted();
     launch();
     start();
     say("Hello.", "Hola.");
@@ -640,11 +609,10 @@ TEST_F(AppDelegateTest, theVirtualMicrophoneIsOfferedWhereItIsMissed)
     launch();
     EXPECT_EQ(asked(), 0) << "nobody speaks";
     for (bool const together : {true, false}) {
-        model->settings.update([=](AppSettings& settings) {
+        change([=](auto& settings) {
             settings.mode = Mode::speak;
             settings.forceTwoWay = together;
         });
-        model->commands.applySettings();
         EXPECT_EQ(asked(), together ? 0 : 1) << "two people at one machine speak into no call";
     }
     driver.offered = false;

@@ -13,22 +13,18 @@ class FeaturesTest : public testing::Test, protected Desk {
 protected:
     /// `ownKey`: else keys come from a backend, which notes its calls.
     void launch(
-        bool ownKey, std::function<void(AppSettings&)> change = [](AppSettings&) {})
+        bool ownKey, Change const& change = [](auto&) {})
     {
-        AppSettings settings;
-        settings.mode = AppSettings::Mode::speak;
-        settings.myLang = "en";
-        settings.theirLang = "es";
-        change(settings);
-        set(settings);
+        set([&](AppSettings& settings) {
+            settings.mode = AppSettings::Mode::speak;
+            settings.myLang = "en";
+            settings.theirLang = "es";
+            change(settings);
+        });
         world.defaults.set("k.soniox", ownKey ? "key" : "");
-        world.network.onExchange = [this](SimExchange const& exchange) {
-            auto const& url = exchange.request().url;
-            calls.push_back(url.substr(url.rfind('/') + 1));
-            exchange.answer(
-                HttpResponse{200, {}, calls.back() == "translate" ? R"({"texts":["Hola."]})" : backendAnswer},
-                seconds(0.05));
-        };
+        answerBackend([this](auto const& path) {
+            return HttpResponse{200, {}, path == "translate" ? R"({"texts":["Hola."]})" : backendAnswer};
+        });
         Desk::launch();
     }
     void TearDown() override { end(); }
@@ -38,10 +34,9 @@ protected:
         wait(length);
     }
 
-    Texts calls;
     Texts failed; ///< what each text could not speak of itself
     std::function<void(std::string const&)> const unspoken = [this](auto const& text) { failed.push_back(text); };
-    std::string backendAnswer = R"({"session_id":"s","stt_key":"a","tts_key":"b","remaining_seconds":600})";
+    std::string backendAnswer = session().body;
 };
 
 TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
@@ -67,7 +62,7 @@ TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
     type(" \n ");
     EXPECT_EQ(calls.size(), 1U);
     EXPECT_EQ(failed, (Texts{"", ""}));
-    world.network.onExchange = [](SimExchange const& exchange) { exchange.answer(HttpResponse{500, {}, ""}); };
+    answerBackend([](auto const&) { return HttpResponse{500, {}, ""}; });
     type("Hello.");
     EXPECT_FALSE(*model->typing);
     EXPECT_EQ(*model->statusKind, Kind::warning);
@@ -132,19 +127,16 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "start"), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 1);
     calls.clear();
-    model->commands.start();
-    wait(0.3);
+    start(0.3);
     type("Hello.");
     EXPECT_EQ(calls, (Texts{"start", "translate"}));
-    model->commands.stop();
-    wait(0.3);
+    stop(0.3);
     calls.clear();
 
     // A line that is typed while a session is being opened waits for that one.
     model->commands.start();
     type("Hello.");
-    model->commands.stop();
-    wait(0.3);
+    stop(0.3);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "start"), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 1);
     calls.clear();
@@ -152,12 +144,10 @@ TEST_F(FeaturesTest, aHostedSessionIsOpenedForOneLineAndLeftToTheSessionThatNeed
     // The session that begins while the line is spoken goes on with its keys.
     model->commands.typeToSpeak("Hello.", unspoken);
     wait(0.3);
-    model->commands.start();
-    wait(3);
+    start(3);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "end"), 0);
     EXPECT_TRUE(assembly.hosted().active());
-    model->commands.stop();
-    wait(0.3);
+    stop(0.3);
 
     backendAnswer = R"({"error":"No more."})";
     auto const spoken = voice.texts.size();
@@ -188,8 +178,7 @@ TEST_F(FeaturesTest, theLastLineIsHeardAgainByTheUserAlone)
     EXPECT_EQ(replay(), std::pair(true, false)) << "not into the call a second time";
     EXPECT_EQ(voice.texts, (Texts{"Adiós."}));
     EXPECT_EQ(model->transcript->size(), 2U);
-    model->settings.update([](AppSettings& settings) { settings.forceTwoWay = true; });
-    model->commands.applySettings();
+    change([](AppSettings& settings) { settings.forceTwoWay = true; });
     EXPECT_EQ(replay(), std::pair(false, true)) << "two people hear one machine";
 }
 
@@ -217,7 +206,7 @@ TEST_F(FeaturesTest, aRecapCoversTheLastTwoMinutes)
     EXPECT_EQ(jsonString(asked, "style"), "brief");
     EXPECT_EQ(*model->quickSummary, "All is well.");
 
-    world.network.onExchange = [](SimExchange const& exchange) { exchange.answer(HttpResponse{402, {}, ""}); };
+    answerBackend([](auto const&) { return HttpResponse{402, {}, ""}; });
     model->commands.summarizeRecent();
     wait(1);
     EXPECT_EQ(*model->quickSummary, "Server error 402");

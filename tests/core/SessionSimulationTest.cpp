@@ -36,14 +36,12 @@ public:
         voice.plan = [this](std::string const&, int) { return voicePlan(); };
         world.network.onConnect = [this](SimPeer& peer) { connected(peer); };
         world.network.onExchange = [this](SimExchange const& exchange) { backend(exchange); };
-        AppSettings settings;
-        settings.sourceLang = "en";
-        settings.targetLang = "es";
-        settings.theirLang = "fr";
-        settings.mode = pick({Mode::listen, Mode::speak, Mode::both});
-        settings.autoRouteMic = chance(0.5);
-        settings.pushToTalk = chance(0.2);
-        set(settings);
+        set([this](auto& settings) {
+            settings.theirLang = "fr";
+            settings.mode = pick({Mode::listen, Mode::speak, Mode::both});
+            settings.autoRouteMic = chance(0.5);
+            settings.pushToTalk = chance(0.2);
+        });
         launch();
         watch(app->listenEngine());
         watch(app->speakEngine());
@@ -232,12 +230,11 @@ private:
                 pick({Preset::videoCall, Preset::watchVideo, Preset::inPerson, Preset::textChat}));
             break;
         case 3:
-            model->settings.update([this](AppSettings& settings) {
+            change([this](auto& settings) {
                 settings.mode = pick({Mode::listen, Mode::speak, Mode::both});
                 settings.tts = chance(0.8);
                 settings.autoRouteMic = chance(0.5);
             });
-            model->commands.applySettings();
             break;
         case 4:
             app->restartStreamsForContext();

@@ -230,16 +230,61 @@ public:
         app = nullptr;
     }
     void set(AppSettings const& settings) { settings.save(); }
+    using Change = std::function<void(AppSettings&)>;
+    /// Settings by which it hears English and says it in Spanish, changed.
+    void set(Change const& change)
+    {
+        AppSettings settings;
+        settings.sourceLang = "en";
+        settings.targetLang = "es";
+        change(settings);
+        set(settings);
+    }
+    /// As the user changes them in the window.
+    void change(Change const& change)
+    {
+        model->settings.update(change);
+        model->commands.applySettings();
+    }
+    void start(double length = 0.2)
+    {
+        model->commands.start();
+        wait(length);
+    }
+    void stop(double length = 0.1)
+    {
+        model->commands.stop();
+        wait(length);
+    }
+    /// What the backend answers to its last word of a path, a good session without an answer of its own.
+    void answerBackend(
+        std::function<HttpResponse(std::string const& path)> const& answer = [](auto const&) { return session(); },
+        double delay = 0.05)
+    {
+        world.network.onExchange = [this, answer, delay](SimExchange const& exchange) {
+            auto const& url = exchange.request().url;
+            calls.push_back(url.substr(url.rfind('/') + 1));
+            exchange.answer(answer(calls.back()), seconds(delay));
+        };
+    }
+    static HttpResponse session()
+    {
+        return {200, {}, R"({"session_id":"s-1","stt_key":"a","tts_key":"b","remaining_seconds":600})"};
+    }
     void wait(double length) { world.time.advance(seconds(length)); }
     std::shared_ptr<SimPeer> recogniser() const { return recognisers.empty() ? nullptr : recognisers.back().lock(); }
     /// A clause of the recogniser that connected last.
     void say(std::string const& source, std::string const& translation, double length = 0.1)
     {
-        recogniser()->sendText(jsonText({{"tokens",
-            {{{"text", source}, {"is_final", true}},
-                {{"text", translation}, {"is_final", true}, {"translation_status", "translation"},
-                    {"language", "es"}}}}}));
+        recogniser()->sendText(clause(source, translation));
         wait(length);
+    }
+    static std::string clause(std::string const& source, std::string const& translation)
+    {
+        Json const heard{{"text", source}, {"is_final", true}};
+        Json const told{
+            {"text", translation}, {"is_final", true}, {"translation_status", "translation"}, {"language", "es"}};
+        return jsonText({{"tokens", {heard, told}}});
     }
 
     World world;
@@ -247,6 +292,7 @@ public:
     SimAudioOutputs speakOutputs;
     VoiceServer voice{world};
     std::vector<std::weak_ptr<SimPeer>> recognisers;
+    std::vector<std::string> calls; ///< to the backend
     std::vector<std::string> trace; ///< of sources, muter and shell, in order
     SimSource<AudioSource> capture{trace, "capture"};
     SimMic mic{trace, "mic"};
