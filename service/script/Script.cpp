@@ -32,31 +32,25 @@ public:
         m_known.push_back(key);
         return jsonMember(m_object, key);
     }
+    template <class T> std::optional<T> get(char const* key)
+    {
+        auto const* value = any(key);
+        if (!value)
+            return {};
+        try {
+            return value->get<T>();
+        } catch (Json::exception const&) {
+            throw Wrong{fmt::format("{}: \"{}\" is of a wrong type", m_place, key)};
+        }
+    }
     std::optional<double> number(char const* key)
     {
-        auto const* value = any(key);
-        if (!value)
-            return {};
-        if (!value->is_number() || value->get<double>() < 0 || value->get<double>() > 1e9)
+        auto const value = get<double>(key);
+        if (value && !(*value >= 0 && *value <= 1e9))
             throw Wrong{fmt::format("{}: \"{}\" must be a number from 0", m_place, key)};
-        return value->get<double>();
+        return value;
     }
-    std::optional<std::string> string(char const* key)
-    {
-        auto const* value = any(key);
-        if (!value)
-            return {};
-        if (!value->is_string())
-            throw Wrong{fmt::format("{}: \"{}\" must be a string", m_place, key)};
-        return value->get<std::string>();
-    }
-    bool flag(char const* key, bool standard = false)
-    {
-        auto const* value = any(key);
-        if (value && !value->is_boolean())
-            throw Wrong{fmt::format("{}: \"{}\" must be true or false", m_place, key)};
-        return value ? value->get<bool>() : standard;
-    }
+    bool flag(char const* key, bool standard = false) { return get<bool>(key).value_or(standard); }
     /// Call last.
     void noMore() const
     {
@@ -189,7 +183,7 @@ Result<Script> Script::parse(std::string_view text)
                 return parsed.error();
             script.limits = *parsed;
         }
-        script.record = fields.string("record").value_or("");
+        script.record = fields.get<std::string>("record").value_or("");
         script.m_stt = readList(fields.any("stt"), "stt", readConnection);
         script.m_tts = readList(fields.any("tts"), "tts", readConnection);
         if (auto const* answers = fields.any("http")) {
