@@ -98,20 +98,29 @@ protected:
         }
         return texts;
     }
+    /// With the line of the second connection.
+    static void goesOnToItsEnd(Program const& program)
+    {
+        EXPECT_TRUE(eventually([&] { return lines(program).size() == 2; }, patience)) << program.output();
+        program.signal(SIGINT);
+        EXPECT_EQ(program.wait(), 0) << program.errors();
+        EXPECT_EQ(keptLines(program), (Words{"Uno.", "Dos."}));
+    }
 };
 
-TEST_F(FaultTest, aNetworkThatIsCutForAMomentCostsItsMomentOnly)
+TEST_F(FaultTest, aNetworkThatIsCutOrDarkIsLeftAndTakenUpAgain)
 {
-    Far far(twoConnections());
-    Program program(command(9), far.environment());
-    ASSERT_TRUE(program.waitForEvent("line"));
-    far.network->set(Weather::cut);
-    EXPECT_TRUE(eventually([&] { return told(program, "reconnecting"); }));
-    std::this_thread::sleep_for(std::chrono::seconds(2));
-    far.network->set(Weather::fair);
-    EXPECT_EQ(program.wait(), 0) << program.errors();
-    EXPECT_EQ(lines(program), (Words{"Uno.", "Dos."}));
-    EXPECT_EQ(keptLines(program), (Words{"Uno.", "Dos."}));
+    for (auto const& [weather, length] : {std::pair(Weather::cut, 2), {Weather::dark, 20}}) {
+        Far far(twoConnections());
+        Program program(command(60), far.environment());
+        ASSERT_TRUE(program.waitForEvent("line"));
+        far.network->set(weather);
+        auto const end = Clock::now() + std::chrono::seconds(length);
+        EXPECT_TRUE(eventually([&] { return told(program, "reconnecting"); }, 20));
+        std::this_thread::sleep_until(end);
+        far.network->set(Weather::fair);
+        goesOnToItsEnd(program);
+    }
 }
 
 TEST_F(FaultTest, aNetworkThatIsRoughOrSlowChangesNeitherWordsNorTheirOrder)
@@ -131,22 +140,6 @@ TEST_F(FaultTest, aNetworkThatIsRoughOrSlowChangesNeitherWordsNorTheirOrder)
     }
     EXPECT_GT(rough.heard(), 6.4) << "seconds of sound arrived";
     EXPECT_LT(slow.heard(), 5.5) << "what waits for more than two seconds is left out";
-}
-
-TEST_F(FaultTest, aNetworkThatIsDarkForTwentySecondsIsLeftAndTakenUpAgain)
-{
-    Far far(twoConnections());
-    Program program(command(60), far.environment());
-    ASSERT_TRUE(program.waitForEvent("line"));
-    far.network->set(Weather::dark);
-    auto const cut = Clock::now();
-    EXPECT_TRUE(eventually([&] { return told(program, "reconnecting"); }, 20));
-    std::this_thread::sleep_until(cut + std::chrono::seconds(20));
-    far.network->set(Weather::fair);
-    EXPECT_TRUE(eventually([&] { return lines(program).size() == 2; }, patience)) << program.output();
-    program.signal(SIGINT);
-    EXPECT_EQ(program.wait(), 0) << program.errors();
-    EXPECT_EQ(keptLines(program), (Words{"Uno.", "Dos."}));
 }
 
 TEST_F(FaultTest, whatStallsAtAnyStepIsGivenUp)
@@ -288,10 +281,7 @@ TEST_F(FaultTest, aMachineThatSleptForAnHourGoesOn)
     std::this_thread::sleep_for(std::chrono::seconds(5));
     far.network->set(Weather::fair);
     program.signal(SIGCONT);
-    EXPECT_TRUE(eventually([&] { return lines(program).size() == 2; }, patience)) << program.output();
-    program.signal(SIGINT);
-    EXPECT_EQ(program.wait(), 0) << program.errors();
-    EXPECT_EQ(keptLines(program), (Words{"Uno.", "Dos."}));
+    goesOnToItsEnd(program);
 }
 
 TEST_F(FaultTest, aMachineWithoutTimeToSpareLosesNothing)

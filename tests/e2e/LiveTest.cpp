@@ -9,7 +9,6 @@ using namespace lingrelay;
 
 namespace {
 
-constexpr char const* samples = "/usr/share/pocketsphinx/test/data/librivox/";
 constexpr double voiceTone = 440; ///< the scripted voice
 constexpr double otherTone = 1000; ///< another program
 constexpr char const* virtualSource = "Lingrelay.source";
@@ -126,37 +125,6 @@ TEST_F(LiveTest, devicesAreListedWithWhatSoundsThere)
     EXPECT_EQ(defaults, 1);
     server.stop();
     EXPECT_EQ(command({"devices"}), 1) << "no server is told, not an empty list";
-}
-
-TEST_F(LiveTest, realSpeechOfACallIsTranslatedBothWays)
-{
-    ASSERT_EQ(command({"devices", "install-virtual"}), 0);
-    service(fmt::format("exec '{}' \"$@\"", LINGRELAY_SERVICE));
-    auto const program = start({"translate", "--mode", "both", "--set", "echoGuard=true"});
-    ASSERT_TRUE(eventually([&] { return only(program->events(), "status").size() >= 2; })) << program->errors();
-    auto const play = [&](char const* clip, Words words) {
-        words.insert(words.begin(), "pw-play");
-        words.push_back(std::string(samples) + clip);
-        return std::make_unique<Program>(words);
-    };
-    auto const lineOf = [&](char const* direction) -> std::string {
-        for (auto const& line : only(program->events(), "line")) {
-            if (line.at("direction") == direction)
-                return line.at("source");
-        }
-        return {};
-    };
-    auto const theirs = play("sense_and_sensibility_01_austen_64kb-0890.wav", {});
-    EXPECT_TRUE(eventually([&] { return !lineOf("listen").empty(); }, 100)) << program->errors();
-    EXPECT_NE(lineOf("listen").find("selfish"), std::string::npos) << lineOf("listen");
-    EXPECT_EQ(lineOf("speak"), "") << "nobody has spoken into the microphone";
-    // What feeds the microphone is no program of the desktop: it has the mark of a filter.
-    auto const users = play("sense_and_sensibility_01_austen_64kb-0870.wav",
-        {"-P", "{ node.link-group = microphone }", "--target", "lab.micfeed"});
-    EXPECT_TRUE(eventually([&] { return !lineOf("speak").empty(); }, 100)) << program->errors();
-    program->signal(SIGINT);
-    EXPECT_EQ(program->wait(), 0);
-    EXPECT_EQ(only(program->events(), "session").size(), 1U);
 }
 
 } // namespace

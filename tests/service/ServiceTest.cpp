@@ -165,9 +165,15 @@ TEST_F(Service, recognisesAndTranslatesSpeech)
 {
     auto client = stt(shared->token);
     client.send(sttConfig(shared->token));
+    auto other = stt(shared->token); // the other direction of a call
+    other.send(sttConfig(shared->token));
+    sendSound(other, clip("0930") + silence(0.5));
+    other.text("");
     sendSound(client, clip("0880") + silence(0.8) + clip("0930") + silence(0.5));
     client.text("");
     auto const heard = transcribe(client);
+    auto const heardOfTheOther = transcribe(other).original;
+    EXPECT_LE(wordErrors(heardOfTheOther, "he might even have been made amiable himself"), 3U) << heardOfTheOther;
     EXPECT_EQ(client.closeCode(), 1000);
     EXPECT_TRUE(heard.finished);
     EXPECT_EQ(heard.ends, 2);
