@@ -75,13 +75,13 @@ public:
         m_defaults->hold(plan->settings);
         m_assembly.makeModel();
         translate(std::move(*plan), std::move(file));
-        for (auto const& message : m_run->complaints())
+        for (auto const& message : m_run->report().complaints())
             complain(message);
         flushOutput();
         m_notices.flush(stopFlush);
         if (auto const problem = m_output.problem())
             return failed(*problem);
-        bool const good = m_reason != EndReason::failed && m_reason != EndReason::refused && !m_run->lostFiles();
+        bool const good = m_reason != EndReason::failed && m_reason != EndReason::refused && !m_run->report().lostFiles();
         return good ? exitDone : exitFailed;
     }
 

@@ -2,8 +2,6 @@
 
 #include "base/Uuid.h"
 #include "base/async/OneShot.h"
-#include "cli/commands/OutputFile.h"
-#include "cli/commands/TranscriptFile.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
 
@@ -22,40 +20,7 @@ constexpr Duration openPoll = seconds(0.02);
 constexpr Duration endLimit = seconds(5.0);
 constexpr Duration stopLimit = seconds(1.0);
 
-/// A sentence without its full stop, to go on after it.
-std::string sentence(std::string text)
-{
-    while (!text.empty() && text.back() == '.')
-        text.pop_back();
-    return text;
-}
-
 } // namespace
-
-void TranslateRun::Overlay::update(CaptionKind kind, std::string const& text)
-{
-    m_run.onMain([this, kind, text] { m_run.m_services.presenter.caption(kind, text); });
-}
-
-void TranslateRun::Overlay::showStatus(std::string const& text)
-{
-    // Warnings that are no status of the session come this way alone.
-    m_run.onMain([this, text] {
-        auto const& shown = *AppModel::shared().status;
-        if (!text.starts_with("⚠ ") || (!shown.empty() && text.ends_with(shown)))
-            return;
-        m_run.notice(text);
-    });
-}
-
-bool TranslateRun::Shell::ask(std::string const&, std::string const&, std::string const&, std::string const&)
-{
-    m_run.notice(T("without the virtual microphone the other side does not hear the translation; "
-                   "\"lingrelay-cli devices install-virtual\" installs it",
-        "không có micro ảo thì bên kia không nghe được bản dịch; "
-        "\"lingrelay-cli devices install-virtual\" sẽ cài nó"));
-    return false;
-}
 
 TranslateRun::TranslateRun(
     Services services, Arguments const& arguments, RunPlan plan, std::optional<SoundFile> file, Instant start)
@@ -63,8 +28,7 @@ TranslateRun::TranslateRun(
     , m_arguments(arguments)
     , m_plan(std::move(plan))
     , m_file(std::move(file))
-    , m_listenClauses(AppModel::Direction::listen, start)
-    , m_speakClauses(AppModel::Direction::speak, start)
+    , m_report(services.main, services.presenter, services.secrecy, arguments, start)
     , m_fileCapture(services.sound)
     , m_fileMic(services.sound)
 {
@@ -84,14 +48,13 @@ Task<EndReason> TranslateRun::run()
 
 Task<EndReason> TranslateRun::session()
 {
-    m_announced = m_plan.localService; // the start of the service takes a moment
-    if (m_announced)
-        status(Kind::connecting, T("Connecting…", "Đang kết nối…"));
+    if (m_plan.localService) // its start takes a moment
+        m_report.announceConnecting();
     bool const translates = m_arguments.action == Arguments::Action::translate;
     if (translates)
         recover();
     if (auto const problem = co_await connect()) {
-        status(Kind::warning, clean(*problem));
+        m_services.presenter.status(Kind::warning, m_report.clean(*problem));
         co_return EndReason::refused;
     }
     makeController();
@@ -109,7 +72,7 @@ void TranslateRun::recover()
 {
     for (auto const& file : Journal::recover(SessionStore::shared(), &m_services.assembly.background())) {
         m_services.presenter.recovered(file.string());
-        m_complaints.push_back("a session that was cut short has been kept: " + file.string());
+        m_report.complain("a session that was cut short has been kept: " + file.string());
     }
 }
 
@@ -123,26 +86,17 @@ Task<std::optional<std::string>> TranslateRun::connect()
             [started](Result<LocalService::Address> result) { started.set(std::move(result)); });
         auto const result = co_await started.take();
         if (!result) {
-            m_complaints.push_back(clean(result.error().message));
+            m_report.complain(result.error().message);
             co_return result.error().message;
         }
         local = *result;
         if (auto const problem = m_plan.localProblem(local); !problem.empty()) {
-            m_complaints.push_back(problem);
+            m_report.complain(problem);
             co_return problem;
         }
     }
     m_services.assembly.connect(m_plan.hostsWith(local.hosts), local.token);
     co_return std::nullopt;
-}
-
-void TranslateRun::refused(HostedSession::Failure const& failure)
-{
-    auto const message = clean(failure.message);
-    m_complaints.push_back(failure.code.empty()
-            ? "the session backend cannot be reached: " + sentence(message) + "; check the network and the address"
-            : "the session was refused: " + message);
-    m_refused.set();
 }
 
 /// Where the main direction's voice goes.
@@ -157,7 +111,7 @@ AudioOutputs& TranslateRun::makeOutputs()
     if (created)
         wav.emplace(std::move(*created));
     else
-        complain(created.error());
+        m_report.lose(created.error());
     m_outputs = std::make_unique<WavOutputs>(m_services.sound, std::move(wav), m_arguments.pace);
     return *m_outputs;
 }
@@ -171,8 +125,8 @@ void TranslateRun::makeController()
         .sound = machine,
         .listenOutputs = speaks() ? machine.outputs : outputs,
         .speakOutputs = speaks() ? outputs : machine.outputs,
-        .overlay = m_overlay,
-        .shell = m_shell,
+        .overlay = m_report.overlay(),
+        .shell = m_report.shell(),
         .ptt = m_key,
         .workspace = m_workspace,
         .capture = fromFile && !speaks() ? &m_fileCapture : nullptr,
@@ -181,8 +135,10 @@ void TranslateRun::makeController()
     auto& assembly = m_services.assembly;
     assembly.begin(surroundings, [this](AppDelegate& app) { prepare(app); });
     pickDevices();
-    wireEngine(m_app->listenEngine(), m_listenClauses, assembly.listenPipeline());
-    wireEngine(m_app->speakEngine(), m_speakClauses, assembly.speakPipeline());
+    m_report.observe(m_app->listenEngine(), AppModel::Direction::listen, assembly.listenPipeline());
+    m_report.observe(m_app->speakEngine(), AppModel::Direction::speak, assembly.speakPipeline());
+    for (auto* engine : {&m_app->listenEngine(), &m_app->speakEngine()})
+        engine->onFailed = [this] { onMain([this] { m_failed.set(); }); };
     if (fromFile)
         openFile();
 }
@@ -198,14 +154,18 @@ void TranslateRun::prepare(AppDelegate& app)
             auto const alive = weak.lock();
             return alive ? alive->player().queuedSeconds() : 0;
         };
-    observeModel();
-    app.onRefused = [this](HostedSession::Failure const& failure) { refused(failure); };
+    m_report.observeModel();
+    awaitStart();
+    app.onRefused = [this](HostedSession::Failure const& failure) {
+        m_report.refused(failure);
+        m_refused.set();
+    };
     app.onExhausted = [this](std::string const& message) {
         m_exhaustedMessage = message;
         m_exhausted.set();
     };
     app.keeping().onArchived = [this](SessionStore::Session const& session, Result<std::filesystem::path> const& file) {
-        archived(session, file);
+        m_report.archived(session, file);
     };
 }
 
@@ -217,41 +177,32 @@ void TranslateRun::pickDevices()
         auto const found = std::find_if(
             devices.begin(), devices.end(), [&](AudioDevice const& device) { return device.name == name; });
         if (found == devices.end())
-            return notice(fmt::format("there is no device \"{}\"; see lingrelay-cli devices", name));
+            return m_report.notice(fmt::format("there is no device \"{}\"; see lingrelay-cli devices", name));
         command(found->id);
     };
     auto& model = AppModel::shared();
     pick(m_arguments.mic, *model.inputDevices, model.commands.pickMic);
     if (AudioDevices::isVirtual({0, m_arguments.speakers}))
-        return notice(fmt::format("\"{}\" is the microphone for calls, not for what you listen to: the translation is "
-                                  "played by the default output",
-            m_arguments.speakers));
+        return m_report.notice(
+            fmt::format("\"{}\" is the microphone for calls, not for what you listen to: the translation is "
+                        "played by the default output",
+                m_arguments.speakers));
     pick(m_arguments.speakers, *model.outputDevices, model.commands.pickListenOut);
 }
 
-void TranslateRun::observeModel()
+void TranslateRun::awaitStart()
 {
     auto& model = AppModel::shared();
-    m_subscriptions.push_back(model.statusKind.observe([this, &model](Kind kind) {
-        if (!std::exchange(m_announced, false) || kind != Kind::connecting)
-            status(kind, *model.status);
-    }));
-    m_subscriptions.push_back(model.transcript.observe([this](std::vector<AppModel::Line> const& lines) {
-        if (lines.empty() || lines.back().id == m_lastLine)
-            return;
-        m_lastLine = lines.back().id;
-        m_services.presenter.line(lines.back());
-    }));
-    m_subscriptions.push_back(model.startedAt.observe([this](std::optional<Date> const& startedAt) {
+    m_starting = model.startedAt.observe([this, &model](std::optional<Date> const& startedAt) {
         if (!startedAt)
             return;
         auto const& settings = m_plan.settings;
-        auto const profile = AppModel::shared().activeProfile();
-        m_session = {newUuid(), *startedAt, *startedAt, rawValue(settings.mode), settings.sourceLang,
-            settings.targetLang, profile ? profile->name : "", {}};
-        clean({}); // learns the keys before anybody can repeat them
+        auto const profile = model.activeProfile();
+        m_report.began({newUuid(), *startedAt, *startedAt, rawValue(settings.mode), settings.sourceLang,
+            settings.targetLang, profile ? profile->name : "", {}});
+        m_report.clean({}); // learns the keys before anybody can repeat them
         m_started.set();
-    }));
+    });
 }
 
 void TranslateRun::openFile()
@@ -266,7 +217,7 @@ void TranslateRun::openFile()
     feeder.onEnd = [this](std::optional<Error> const& damage) {
         onMain([this, damage] {
             m_damagedFile = damage.has_value();
-            complain(damage);
+            m_report.lose(damage);
             m_fed.set();
         });
     };
@@ -304,27 +255,6 @@ void TranslateRun::wireFeeder(FileFeeder& feeder)
     engine.onFinished = [this] { onMain([this] { m_answered.set(); }); };
 }
 
-void TranslateRun::wireEngine(Engine& engine, ClauseLog& clauses, Scheduler& pipeline)
-{
-    engine.onLine.connect([&clauses](std::string const& source, std::string const& translation, std::string const&) {
-        clauses.text(source, translation);
-    });
-    engine.onStatus.connect([this](Engine::Status status, std::optional<std::string> const& message) {
-        onMain([this, status, message] { noteStatus(status, message.value_or("")); });
-    });
-    engine.onFailed = [this] { onMain([this] { m_failed.set(); }); };
-    engine.onTrace
-        = [this, &clauses](int seq, std::string_view hop) { clauses.stamp(seq, hop, m_services.main.now()); };
-    engine.onSpeech = [this, &clauses, &pipeline](TTSPipeline::Job const& job, Duration delay) {
-        // A file that is written clause after clause has no listener whom anything could delay.
-        auto const wait = m_arguments.pace == Pace::fast ? Duration::zero() : delay;
-        onMain([this, &clauses, job, heardAt = pipeline.now() + wait] {
-            m_services.main.startTimer(
-                heardAt, m_lifetime.whileAlive([this, &clauses, job, heardAt] { speech(job, heardAt, clauses); }));
-        });
-    };
-}
-
 /// Until the sound ends, the service fails for good or its time is over.
 Task<EndReason> TranslateRun::translate()
 {
@@ -357,7 +287,7 @@ Task<EndReason> TranslateRun::translateFile()
     if (playing.index() != 0)
         co_return EndReason::exhausted;
     if (!std::get<0>(playing))
-        complain(Error{Error::Kind::other,
+        m_report.lose(Error{Error::Kind::other,
             fmt::format("the voice was not complete {:.0f} s after the last words; the rest of it is missing",
                 toSeconds(playOutLimit))});
     co_return m_damagedFile ? EndReason::failed : EndReason::finished;
@@ -391,7 +321,8 @@ Task<EndReason> TranslateRun::speakText()
 {
     auto& player = mainEngine().player();
     if (m_plan.output == Arguments::Output::device && !player.hasOutput())
-        notice(T("there is no sound output: nobody will hear it", "không có thiết bị phát: sẽ không ai nghe thấy"));
+        m_report.notice(
+            T("there is no sound output: nobody will hear it", "không có thiết bị phát: sẽ không ai nghe thấy"));
     if (m_outputs)
         m_outputs->begin();
     if (m_arguments.action == Arguments::Action::say)
@@ -408,29 +339,8 @@ Task<EndReason> TranslateRun::speakText()
     auto& model = AppModel::shared();
     bool const failed = *model.statusKind == Kind::warning || *model.statusKind == Kind::error;
     if (failed)
-        m_complaints.push_back(clean(*model.status));
+        m_report.complain(*model.status);
     co_return failed ? EndReason::failed : EndReason::finished;
-}
-
-/// What a failed run tells its user at the end.
-void TranslateRun::noteStatus(Engine::Status status, std::string const& message)
-{
-    if (status == Engine::Status::ready)
-        m_serviceError.clear();
-    if (status != Engine::Status::error)
-        return;
-    m_lastError = clean(message);
-    if (m_lastError.starts_with(T("Speech service: ", "Dịch vụ giọng nói: ")))
-        m_serviceError = m_lastError;
-}
-
-void TranslateRun::archived(SessionStore::Session const& session, Result<std::filesystem::path> const& file)
-{
-    m_session = session;
-    if (!file)
-        return complain(file.error());
-    if (std::exchange(m_archivedFile, file->string()) != file->string())
-        m_services.presenter.archived(file->string());
 }
 
 void TranslateRun::showProgress()
@@ -446,64 +356,33 @@ void TranslateRun::showProgress()
         m_services.main.now() + seconds(interval), m_lifetime.whileAlive([this] { showProgress(); }));
 }
 
-void TranslateRun::notice(std::string const& text)
-{
-    m_services.presenter.notice(text);
-    if (m_arguments.events == Arguments::Events::json)
-        m_complaints.push_back(text);
-}
-
-void TranslateRun::speech(TTSPipeline::Job const& job, Instant heardAt, ClauseLog& clauses)
-{
-    clauses.stamp(job.seq, "heard", heardAt);
-    m_services.presenter.speech(job.seq, toSeconds(heardAt - job.createdAt));
-}
-
 Task<void> TranslateRun::close(EndReason reason)
 {
     auto& assembly = m_services.assembly;
     m_services.main.stopTimer(m_progressTimer);
     co_await assembly.endSession();
     m_lifetime.end();
-    m_subscriptions.clear();
+    m_starting = {};
+    m_report.end();
     if (m_outputs)
-        complain(m_outputs->finish());
+        m_report.lose(m_outputs->finish());
     if (m_app && m_started.isSet())
-        writeFiles();
-    if (reason == EndReason::exhausted) {
-        m_complaints.push_back(m_exhaustedMessage);
-    } else if (reason == EndReason::finished && m_arguments.input && m_session.lines.empty()) {
-        m_complaints.push_back(fmt::format("{}: no speech was recognised in it", m_arguments.input->string()));
-    } else if (reason == EndReason::failed && m_started.isSet() && !m_damagedFile) {
-        // What the service said tells more than how its connection ended.
-        m_complaints.push_back("the speech service failed and did not come back: "
-            + sentence(m_serviceError.empty() ? m_lastError : m_serviceError)
-            + "; check the key and the network, then run again");
-    }
+        m_report.writeFiles();
+    explain(reason);
     co_await assembly.end(reason == EndReason::stopped ? stopLimit : endLimit);
     co_await assembly.settled(m_services.sound);
 }
 
-void TranslateRun::status(Kind kind, std::string const& text) { m_services.presenter.status(kind, text); }
+void TranslateRun::explain(EndReason reason)
+{
+    if (reason == EndReason::exhausted)
+        m_report.complain(m_exhaustedMessage);
+    else if (reason == EndReason::finished && m_arguments.input && !m_report.hasLines())
+        m_report.complain(fmt::format("{}: no speech was recognised in it", m_arguments.input->string()));
+    else if (reason == EndReason::failed && m_started.isSet() && !m_damagedFile)
+        m_report.serviceFailed();
+}
 
 void TranslateRun::onMain(std::function<void()> job) { m_services.main.post(m_lifetime.whileAlive(std::move(job))); }
-
-void TranslateRun::writeFiles()
-{
-    if (m_session.lines.empty())
-        m_session.endedAt = m_services.main.date();
-    for (auto const& transcript : m_arguments.transcripts)
-        complain(writeFile(transcript.path, clean(transcriptIn(transcript.form, m_session))));
-    if (m_arguments.trace)
-        complain(writeFile(*m_arguments.trace, clean(m_listenClauses.jsonLines() + m_speakClauses.jsonLines())));
-}
-
-void TranslateRun::complain(std::optional<Error> const& error)
-{
-    if (!error)
-        return;
-    m_lostFiles = true;
-    m_complaints.push_back(error->message);
-}
 
 } // namespace lingrelay
