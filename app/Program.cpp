@@ -1,11 +1,11 @@
 #include "app/Program.h"
 
+#include "app/Provider.h"
+#include "app/Tray.h"
 #include "app/WindowShell.h"
-#include "base/Log.h"
 #include "config/KeyStore.h"
 #include "config/L10n.h"
 #include "desktop/FloatingCaptions.h"
-#include "desktop/StatusMenu.h"
 #include "platform/linux/AsioNetwork.h"
 #include "platform/linux/AsioScheduler.h"
 #include "platform/linux/FileDefaults.h"
@@ -14,12 +14,9 @@
 #include "platform/linux/qt/QtAppearance.h"
 #include "platform/linux/qt/QtPanelWindow.h"
 #include "platform/linux/qt/QtScheduler.h"
-#include "platform/linux/qt/QtStatusItem.h"
 #include "platform/linux/qt/QtWorkspace.h"
 #include "program/Assembly.h"
 #include "program/Headless.h"
-#include "program/HostPlan.h"
-#include "program/LocalService.h"
 #include "program/Paths.h"
 #include "program/SignalWatch.h"
 #include "sessions/Journal.h"
@@ -27,7 +24,6 @@
 #include "ui/captions/CaptionsView.h"
 
 #include <QCoreApplication>
-#include <QIcon>
 #include <QQuickWindow>
 #include <QTimer>
 
@@ -49,21 +45,6 @@ constexpr auto waitPulse = std::chrono::milliseconds(5); ///< between two looks 
 constexpr Duration firstFrameLimit = seconds(0.5);
 
 constexpr int captionsRadius = 16;
-
-QIcon icon(char const* name)
-{
-    return QIcon(QStringLiteral(":/qt/qml/Lingrelay/Controls/icons/%1.svg").arg(QString::fromLatin1(name)));
-}
-
-/// In the sizes of trays: one that is sent an icon of another size makes it blurred.
-QIcon trayIcon(char const* name)
-{
-    auto const drawing = icon(name);
-    QIcon drawn;
-    for (int const size : {16, 22, 24, 32, 48})
-        drawn.addPixmap(drawing.pixmap(QSize(size, size), 1.0));
-    return drawn;
-}
 
 /// Who has chosen nothing yet gets languages that the local service knows.
 void greetNewcomer()
@@ -87,14 +68,11 @@ struct Program::Parts {
     void takeCommands();
     void makeReady();
     template <class... Arguments> void keepFor(std::function<void(Arguments...)> AppModel::Commands::*command);
-    void startService();
-    void connected(Result<LocalService::Address> const& local);
-    void adoptKey();
-    void complain(std::string const& problem);
+    void connected();
     void heard(std::unique_ptr<PipeWireSound> sound);
     void begin();
     void wireShell();
-    void buildMenu();
+    void wireTray();
     void adoptAppearance();
     void end();
 
@@ -116,10 +94,7 @@ struct Program::Parts {
         .secrecy = secrecy,
     }};
     AppDelegate* app = nullptr; ///< the assembly's
-    HostPlan plan;
-    LocalService localService{main};
-    LocalService::Address local; ///< once it is there
-    bool serviceStarted = false;
+    Provider provider{main, assembly, secrecy};
     bool ending = false; ///< what is still made ready comes too late
     bool readying = false; ///< the service and the sound
     std::vector<std::function<void(AppModel::Commands const&)>> waiting; ///< what the user asked for meanwhile
@@ -131,20 +106,15 @@ struct Program::Parts {
     QtWorkspace workspace{main, assembly.background()};
     XdgLoginItem loginItem;
     QtAppearance appearance;
-    std::unique_ptr<QtStatusItem> statusItem;
+    Tray tray;
     std::unique_ptr<MainView> view;
     std::unique_ptr<QtPanelWindow> panel;
     std::unique_ptr<FloatingCaptions> captions;
-
-    std::string complaint; ///< why there is no service
-    std::string shown; ///< the complaint that stands in the status
 };
 
 Program::Parts::Parts()
 {
-    plan = HostPlan::make({});
-    secrecy->add(Secrets::key());
-    if (plan.localService)
+    if (provider.usesLocalService())
         greetNewcomer();
     assembly.makeModel();
 }
@@ -160,6 +130,7 @@ void Program::Parts::launch()
 {
     takeCommands();
     wireShell();
+    wireTray();
     view = std::make_unique<MainView>(AppModel::shared(), main, assembly.background(), shell);
     appearance.onChanged = [this] { adoptAppearance(); };
     adoptAppearance();
@@ -207,30 +178,15 @@ void Program::Parts::makeReady()
 {
     if (std::exchange(readying, true))
         return;
-    localService.onEnded = [this] {
-        if (ending)
-            return;
-        Log::write("[service] it has ended; another one is started");
-        startService();
+    provider.onConnected = [this] { connected(); };
+    provider.onReplaced = [this] {
+        if (app)
+            app->providerReplaced();
     };
-    if (plan.localService)
-        startService();
-    else
-        main.post([this] { connected(LocalService::Address{}); });
+    provider.start();
     soundOpener = std::thread([this] {
         auto opened = std::make_shared<std::unique_ptr<PipeWireSound>>(std::make_unique<PipeWireSound>());
         main.post([this, opened] { heard(std::move(*opened)); });
-    });
-}
-
-void Program::Parts::startService()
-{
-    serviceStarted = true;
-    localService.start([this](Result<LocalService::Address> const& address) {
-        serviceStarted = bool(address);
-        connected(address);
-        if (address && app && !ending) // it takes the place of one that has ended
-            app->providerReplaced();
     });
 }
 
@@ -242,78 +198,29 @@ void Program::Parts::wireShell()
     };
     shell.onQuit = [this] { app ? app->quitNow() : QCoreApplication::quit(); };
     shell.running = [this] { return app && app->running(); };
-    shell.hasStatusItem = [this] { return statusItem && statusItem->visible() && statusItem->available(); };
-    shell.onBuildMenu = [this] { buildMenu(); };
-    shell.onStatusItemVisible = [this](bool visible) {
-        if (statusItem)
-            statusItem->setVisible(visible);
+    shell.hasStatusItem = [this] { return tray.available(); };
+    shell.onBuildMenu = [this] {
+        if (!ending)
+            tray.build(shell.running());
     };
+    shell.onStatusItemVisible = [this](bool visible) { tray.setVisible(visible); };
     shell.readLaunchAtLogin = [this] { return loginItem.enabled(); };
     shell.writeLaunchAtLogin = [this](bool on) { return loginItem.setEnabled(on); };
 }
 
-void Program::Parts::buildMenu()
+void Program::Parts::wireTray()
 {
-    if (ending)
-        return;
-    if (!statusItem) {
-        statusItem = std::make_unique<QtStatusItem>(
-            trayIcon("app-idle"), trayIcon("app-running"), QStringLiteral("Lingrelay Pro"));
-        statusItem->onActivated = [this] { shell.showMainWindow(); };
-    }
-    auto const& model = AppModel::shared();
-    statusItem->setActive(shell.running());
-    std::vector<StatusItem::Item> items;
-    for (auto const& item : StatusMenu::items(shell.running(), model.settings->preset)) {
-        using Action = StatusMenu::Action;
-        std::function<void()> action;
-        if (item.action == Action::openWindow)
-            action = [this] { shell.showMainWindow(); };
-        else if (item.action == Action::toggleRun)
-            action = [this] { app->running() ? app->stopFromUI() : app->startFromUI(); };
-        else if (item.action == Action::quit)
-            action = [this] { app->quitNow(); };
-        items.push_back({item.title, std::move(action), item.key});
-    }
-    statusItem->setMenu(std::move(items));
+    tray.onOpenWindow = [this] { shell.showMainWindow(); };
+    tray.onToggleRun = [this] { app->running() ? app->stopFromUI() : app->startFromUI(); };
+    tray.onQuit = [this] { app->quitNow(); };
 }
 
 void Program::Parts::adoptAppearance() { view->setAppearance(appearance.dark(), appearance.reducedMotion()); }
 
-void Program::Parts::connected(Result<LocalService::Address> const& address)
+void Program::Parts::connected()
 {
-    if (ending)
-        return;
-    if (address)
-        local = *address;
-    view->setLocalService(plan.localService);
-    complaint = address ? plan.problem() : address.error().message;
-    assembly.connect(plan.hostsWith(local.hosts), local.token);
-    app ? complain(complaint) : begin();
-}
-
-/// A key of the user's own counts at once, and takes other hosts with it.
-void Program::Parts::adoptKey()
-{
-    plan = HostPlan::make({});
-    secrecy->add(Secrets::key());
-    if (plan.localService && !serviceStarted)
-        return startService();
-    connected(local);
-}
-
-/// An empty one takes the last one back.
-void Program::Parts::complain(std::string const& problem)
-{
-    auto& model = AppModel::shared();
-    if (!problem.empty()) {
-        model.status = problem;
-        model.statusKind = AppModel::StatusKind::error;
-    } else if (!shown.empty() && *model.status == shown) {
-        model.status = "";
-        model.statusKind = AppModel::StatusKind::idle;
-    }
-    shown = problem;
+    view->setLocalService(provider.usesLocalService());
+    app ? provider.tell() : begin();
 }
 
 void Program::Parts::heard(std::unique_ptr<PipeWireSound> opened)
@@ -347,10 +254,10 @@ void Program::Parts::begin()
         .ptt = key,
         .workspace = workspace,
     });
-    app->unable = [this](AppSettings const& settings) { return plan.localProblem(local, settings); };
+    app->unable = [this](AppSettings const& settings) { return provider.unable(settings); };
     auto& model = AppModel::shared();
-    model.commands.adoptKey = [this] { adoptKey(); };
-    complain(complaint);
+    model.commands.adoptKey = [this] { provider.adoptKey(); };
+    provider.tell();
     for (auto const& command : std::exchange(waiting, {}))
         command(model.commands);
     if (auto const& damaged = store->setAside())
@@ -370,10 +277,11 @@ void Program::Parts::end()
         ::_exit(endedByForce);
     }).detach();
     readying = ending = true;
+    provider.leave();
     app = nullptr; // the assembly ends it below
     // What can be clicked does nothing any more.
     AppModel::shared().commands = {};
-    statusItem.reset();
+    tray.remove();
     view->window()->hide();
     if (soundOpener.joinable())
         soundOpener.join();
