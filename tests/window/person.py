@@ -74,6 +74,8 @@ class Person:
     def transcript(self):
         self.section("Transcript")
         self.sees("john dashwood", 30)
+        # The panel shows a clause before it is finished and recorded.
+        eventually(lambda: "Nothing recorded yet" not in self.program.texts(), 30, "a line")
         self.look("transcript")
         self.program.press("push button", "Stop")
         self.program.wait("push button", "Start translating")
