@@ -50,7 +50,7 @@ Card {
         }
     }
     component Arrow: FlowArrow {
-        Layout.preferredWidth: 48
+        Layout.preferredWidth: picture.width < 560 ? 28 : 48 // no word of the nodes is broken
         Layout.alignment: Qt.AlignTop
         Layout.topMargin: 14
         tint: Theme.speakText

@@ -240,7 +240,7 @@ ViewCase {
         const window = openWindow({ width: 800, height: 560 });
         const misfit = item => {
             const at = place(item, window.contentItem);
-            return item.text && item.width > 0 && (item.truncated || item.paintedWidth > item.width + 1) || at.left < 0 || at.right > window.width || item.activeFocusOnTab && !Reader.name(item) && !Reader.description(item);
+            return item.text && item.width > 0 && (item.truncated || item.paintedWidth > item.width + 1 || item.lineCount > 1 && !/\s/.test(item.text)) || at.left < 0 || at.right > window.width || item.activeFocusOnTab && !Reader.name(item) && !Reader.description(item);
         };
         for (const section of Sections.session.concat(Sections.settings)) {
             Sections.current = section.value;
