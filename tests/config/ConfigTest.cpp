@@ -9,7 +9,6 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <filesystem>
-#include <fstream>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -144,12 +143,6 @@ TEST_F(ConfigTest, hostsTakeTheStoredOverrideAndTheProtocolsPath)
 class FileDefaultsTest : public testing::Test {
 protected:
     std::string aside(std::string const& ending) const { return path.string() + ".damaged" + ending; }
-    static std::string read(fs::path const& file)
-    {
-        std::ifstream stream(file);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-
     TemporaryFolder folder;
     fs::path path = folder / "store/defaults.json";
 };
@@ -185,12 +178,11 @@ TEST_F(FileDefaultsTest, isPrivateAndTwoProgramsKeepEachOthersChanges)
 
 TEST_F(FileDefaultsTest, everyDamagedFileIsKeptAndWhatItLostIsRemembered)
 {
-    fs::create_directories(path.parent_path());
     std::string const deep = "{\"a\": " + std::string(100'000, '[') + std::string(100'000, ']') + '}';
     for (auto const& [text, ending] : {std::pair(deep, ""), {"{\"k.soniox\": \"sec\", \"tts\" :}", ".2"}}) {
-        std::ofstream(path) << text;
+        writeFile(path, text);
         EXPECT_EQ(FileDefaults(path).setAside(), aside(ending));
-        EXPECT_EQ(read(aside(ending)), text);
+        EXPECT_EQ(readFile(aside(ending)), text);
     }
     FileDefaults mended(path);
     EXPECT_FALSE(mended.setAside() || mended.value("k.soniox"));

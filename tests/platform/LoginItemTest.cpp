@@ -2,8 +2,6 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -20,11 +18,10 @@ TEST(LoginItemTest, isAFileThatTheDesktopMaySwitchOff)
     EXPECT_TRUE(item.setEnabled(false)) << "it is off already";
     ASSERT_TRUE(item.setEnabled(true));
     EXPECT_TRUE(item.enabled());
-    std::stringstream text;
-    text << std::ifstream(autostart + "/lingrelay.desktop").rdbuf();
-    EXPECT_NE(text.str().find(R"(Exec="/opt/My \\"Apps\\"/100%%/lingrelay")"), std::string::npos) << text.str();
+    auto const text = readFile(autostart + "/lingrelay.desktop");
+    EXPECT_NE(text.find(R"(Exec="/opt/My \\"Apps\\"/100%%/lingrelay")"), std::string::npos) << text;
     for (auto const* off : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
-        std::ofstream(autostart + "/lingrelay.desktop") << "[Desktop Entry]\nType=Application\n" << off << "\n";
+        writeFile(autostart + "/lingrelay.desktop", "[Desktop Entry]\nType=Application\n" + std::string(off) + "\n");
         EXPECT_FALSE(item.enabled()) << off;
         ASSERT_TRUE(item.setEnabled(true));
         EXPECT_TRUE(item.enabled()) << off;
@@ -32,7 +29,7 @@ TEST(LoginItemTest, isAFileThatTheDesktopMaySwitchOff)
     ASSERT_TRUE(item.setEnabled(false));
     EXPECT_TRUE(std::filesystem::is_empty(autostart));
 
-    std::ofstream(folder / "file") << "no folder";
+    writeFile(folder / "file", "no folder");
     EXPECT_FALSE(XdgLoginItem(folder / "file/autostart", "/bin/true").setEnabled(true));
 }
 

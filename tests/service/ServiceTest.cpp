@@ -16,11 +16,9 @@ namespace {
 constexpr auto sttPath = "/transcribe-websocket";
 constexpr auto ttsPath = "/tts-websocket";
 
-std::string clip(char const* number)
+std::string clip(std::string const& number)
 {
-    std::ifstream file(fmt::format("{}/sense_and_sensibility_01_austen_64kb-{}.wav", LINGRELAY_SPEECH_CLIPS, number),
-        std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {}).substr(44);
+    return readFile(LINGRELAY_SPEECH_CLIPS "/sense_and_sensibility_01_austen_64kb-" + number + ".wav").substr(44);
 }
 
 std::string silence(double duration) { return std::string(static_cast<std::size_t>(duration * 16000) * 2, '\0'); }

@@ -138,10 +138,10 @@ TEST_F(JournalTest, damagedRecordsArePassedOver)
     for (int i = 1; i <= 3; ++i)
         journal->append(sampleLine(i, std::to_string(i), ""));
     journal.reset();
-    auto const whole = readText(file());
+    auto const whole = readFile(file());
     auto const second = whole.find("\"2\"");
     for (std::size_t cut = whole.rfind('\n', whole.size() - 2) + 1; cut < whole.size() - 1; cut += 7) {
-        writeText(file(), whole.substr(0, cut)); // a torn end
+        writeFile(file(), whole.substr(0, cut)); // a torn end
         auto const session = recovered();
         ASSERT_TRUE(session);
         EXPECT_EQ(sources(*session), (Texts{"1", "2"})) << cut;
@@ -149,10 +149,10 @@ TEST_F(JournalTest, damagedRecordsArePassedOver)
     }
     auto damaged = whole;
     std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(second), 20, '\0');
-    writeText(file(), "\n[]\n" + damaged + "rubbish");
+    writeFile(file(), "\n[]\n" + damaged + "rubbish");
     EXPECT_EQ(sources(recovered().value()), (Texts{"1", "3"}));
     store.remove(store.sessions()->front());
-    writeText(file(), whole.substr(30)); // the head is torn: what was said still counts
+    writeFile(file(), whole.substr(30)); // the head is torn: what was said still counts
     auto const headless = recovered();
     ASSERT_TRUE(headless);
     EXPECT_EQ(headless->id, sampleId(1));
@@ -210,7 +210,7 @@ TEST_F(JournalTest, whatDidNotFitIsWrittenWhenThereIsSpaceAgain)
 
 TEST_F(JournalTest, withoutAPlaceItSaysSoAndKeepsWhatCannotBeArchived)
 {
-    writeText(scratch / "file", "");
+    writeFile(scratch / "file", "");
     SessionStore const blocked(scratch / "file/Sessions");
     auto const journal = Journal::begin(blocked, sampleSession(1, {}), main, background);
     ASSERT_FALSE(journal);

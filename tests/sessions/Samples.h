@@ -1,9 +1,7 @@
 #pragma once
 
 #include "sessions/SessionStore.h"
-
-#include <fstream>
-#include <sstream>
+#include "tests/support/TemporaryFolder.h"
 
 #include <fmt/format.h>
 
@@ -23,18 +21,6 @@ inline SessionStore::Session sampleSession(int number, SessionStore::Lines lines
 {
     return {sampleId(number), noon, noon + std::chrono::hours(1), "both", "auto", "vi", std::move(profile),
         std::move(lines)};
-}
-
-inline void writeText(std::filesystem::path const& path, std::string const& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-inline std::string readText(std::filesystem::path const& path)
-{
-    std::stringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
 }
 
 } // namespace lingrelay

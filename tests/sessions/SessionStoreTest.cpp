@@ -38,9 +38,9 @@ protected:
     std::optional<Session> reread(std::function<void(Json&)> const& change)
     {
         auto const path = *store.archive(sampleSession(1, {sampleLine(1, "a", "b")}));
-        auto json = *parseJson(readText(path));
+        auto json = *parseJson(readFile(path));
         change(json);
-        writeText(path, jsonText(json));
+        writeFile(path, jsonText(json));
         return SessionStore::read(path);
     }
     static unsigned modeOf(fs::path const& path) { return static_cast<unsigned>(fs::status(path).permissions()); }
@@ -92,14 +92,14 @@ TEST_F(SessionStoreTest, everyKeyIsNeededWithItsType)
 TEST_F(SessionStoreTest, whatIsNoSessionIsPassedOverAndLeftAlone)
 {
     auto const good = *store.archive(sampleSession(1, {sampleLine(1, "a", "b")}));
-    auto const text = readText(good);
-    writeText(folder / "copy.JSON", text);
-    writeText(folder / "copy.json.bak", text);
-    writeText(folder / ".json", text);
-    writeText(folder / "torn.json", text.substr(0, text.size() / 2));
-    writeText(folder / "deep.json", std::string(200'000, '['));
-    writeText(folder / "list.json", "[]");
-    writeText(folder / "empty.json", "");
+    auto const text = readFile(good);
+    writeFile(folder / "copy.JSON", text);
+    writeFile(folder / "copy.json.bak", text);
+    writeFile(folder / ".json", text);
+    writeFile(folder / "torn.json", text.substr(0, text.size() / 2));
+    writeFile(folder / "deep.json", std::string(200'000, '['));
+    writeFile(folder / "list.json", "[]");
+    writeFile(folder / "empty.json", "");
     fs::create_directory(folder / "folder.json");
     fs::create_symlink("nowhere", folder / "link.json");
     ASSERT_EQ(::mkfifo((folder / "pipe.json").c_str(), 0600), 0);
@@ -132,20 +132,20 @@ TEST_F(SessionStoreTest, loadingAgainSeesEveryChange)
     ASSERT_TRUE(store.archive(sampleSession(2, {sampleLine(1, "other", "")})));
     int published = 0;
     auto const watch = store.sessions().observe([&](auto const&) { ++published; });
-    auto const text = readText(path);
-    writeText(path, std::string(text).replace(text.find("before"), 6, "change")); // the size is the same
+    auto const text = readFile(path);
+    writeFile(path, std::string(text).replace(text.find("before"), 6, "change")); // the size is the same
     store.load();
     EXPECT_EQ(found("before").size(), 0U);
     EXPECT_EQ(found("change").size(), 1U);
     std::this_thread::sleep_for(std::chrono::milliseconds(2100)); // now files count as settled
     store.load();
-    writeText(path, text);
+    writeFile(path, text);
     store.load();
     EXPECT_EQ(found("before").size(), 1U);
     fs::remove(path);
     store.remove(sampleSession(1, {})); // its file has gone
     EXPECT_EQ(found(""), std::vector{sampleId(2)});
-    writeText(folder / (sampleId(2) + ".json.new"), "a crash left this");
+    writeFile(folder / (sampleId(2) + ".json.new"), "a crash left this");
     store.remove(store.sessions()->front());
     EXPECT_TRUE(store.sessions()->empty());
     EXPECT_TRUE(fs::is_empty(folder));
@@ -225,7 +225,7 @@ TEST_F(SessionStoreTest, titlesFollowTheUsersLocale)
 
 TEST_F(SessionStoreTest, aFolderThatCannotBeUsedIsAnErrorOfTheWriteAlone)
 {
-    writeText(scratch / "file", "");
+    writeFile(scratch / "file", "");
     SessionStore blocked(scratch / "file/Sessions");
     EXPECT_TRUE(blocked.sessions()->empty());
     auto const failed = blocked.archive(sampleSession(1, {}));

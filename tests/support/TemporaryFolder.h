@@ -1,6 +1,8 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 #include <stdlib.h>
@@ -29,5 +31,18 @@ public:
 private:
     std::string m_path;
 };
+
+inline std::string readFile(std::filesystem::path const& path)
+{
+    std::stringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+/// Makes its folder, too.
+inline void writeFile(std::filesystem::path const& path, std::string const& text)
+{
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
 
 } // namespace lingrelay

@@ -7,8 +7,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -30,7 +28,7 @@ std::string contentOf(int file)
 
 } // namespace
 
-TestProcess::TestProcess(Words words, Words const& settings, Reads reads)
+TestProcess::TestProcess(Words words, Words const& settings)
     : m_output(::memfd_create("output", MFD_CLOEXEC))
     , m_errors(::memfd_create("errors", MFD_CLOEXEC))
 {
@@ -38,8 +36,7 @@ TestProcess::TestProcess(Words words, Words const& settings, Reads reads)
     for (auto& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    winsize const size{24, 60, 0, 0};
-    m_process = reads == Reads::terminal ? ::forkpty(&m_terminal, nullptr, nullptr, &size) : ::fork();
+    m_process = ::fork();
     if (m_process != 0)
         return;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -50,13 +47,8 @@ TestProcess::TestProcess(Words words, Words const& settings, Reads reads)
         else
             ::setenv(setting.substr(0, mark).c_str(), setting.substr(mark + 1).c_str(), 1);
     }
-    int ends[2]{m_output, m_output};
-    if (reads == Reads::nothing && ::pipe(ends) == 0)
-        ::close(ends[0]);
-    if (reads != Reads::terminal) {
-        ::dup2(::open("/dev/null", O_RDONLY), 0);
-        ::dup2(ends[1], 1);
-    }
+    ::dup2(::open("/dev/null", O_RDONLY), 0);
+    ::dup2(m_output, 1);
     ::dup2(m_errors, 2);
     ::execvp(arguments[0], arguments.data());
     ::_exit(127);
@@ -65,13 +57,12 @@ TestProcess::TestProcess(Words words, Words const& settings, Reads reads)
 TestProcess::~TestProcess()
 {
     end(SIGKILL);
-    for (int const file : {m_output, m_errors, m_terminal})
+    for (int const file : {m_output, m_errors})
         ::close(file);
 }
 
 bool TestProcess::runs() const
 {
-    readTerminal();
     m_ended = m_ended || ::waitpid(m_process, &m_status, WNOHANG) == m_process;
     return !m_ended;
 }
@@ -98,22 +89,7 @@ void TestProcess::end(int number) const
     }
 }
 
-void TestProcess::readTerminal() const
-{
-    pollfd waits{m_terminal, POLLIN, 0};
-    for (char buffer[4096]; m_terminal >= 0 && ::poll(&waits, 1, 0) > 0;) {
-        auto const count = ::read(m_terminal, buffer, sizeof buffer);
-        if (count <= 0)
-            break;
-        m_shown.append(buffer, static_cast<std::size_t>(count));
-    }
-}
-
-std::string TestProcess::output() const
-{
-    readTerminal();
-    return m_terminal >= 0 ? m_shown : contentOf(m_output);
-}
+std::string TestProcess::output() const { return contentOf(m_output); }
 
 std::string TestProcess::errors() const { return contentOf(m_errors); }
 
@@ -158,19 +134,6 @@ bool eventually(std::function<bool()> const& condition, double limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return condition();
-}
-
-std::string readFile(std::string const& path)
-{
-    std::stringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-void writeFile(std::string const& path, std::string const& text)
-{
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << text;
 }
 
 } // namespace lingrelay

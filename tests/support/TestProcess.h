@@ -2,6 +2,7 @@
 
 #include "base/Json.h"
 #include "base/Time.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <csignal>
 #include <functional>
@@ -17,10 +18,8 @@ using Words = std::vector<std::string>;
 /// A process that a test starts. Ended with the object, or with the test.
 class TestProcess {
 public:
-    enum class Reads { all, nothing, terminal }; ///< what reads its standard output
-
     /// `words[0]` is looked for in PATH. `settings` change its environment: "NAME=VALUE", or "NAME" to take one away.
-    explicit TestProcess(Words words, Words const& settings = {}, Reads reads = Reads::all);
+    explicit TestProcess(Words words, Words const& settings = {});
     ~TestProcess();
     TestProcess(TestProcess const&) = delete;
     TestProcess& operator=(TestProcess const&) = delete;
@@ -43,13 +42,9 @@ public:
     std::vector<pid_t> children() const;
 
 private:
-    void readTerminal() const;
-
     pid_t m_process = -1;
     int m_output = -1;
     int m_errors = -1;
-    int m_terminal = -1;
-    mutable std::string m_shown; ///< of the terminal
     mutable bool m_ended = false;
     mutable int m_status = 0;
 };
@@ -58,9 +53,5 @@ private:
 std::string outputOf(Words words);
 /// Waits in real time until it is so.
 bool eventually(std::function<bool()> const& condition, double limit = 15);
-
-std::string readFile(std::string const& path);
-/// Makes its folder, too.
-void writeFile(std::string const& path, std::string const& text);
 
 } // namespace lingrelay

@@ -8,9 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <mutex>
-#include <sstream>
 
 #include <sys/stat.h>
 
@@ -68,13 +66,6 @@ protected:
         EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
         EXPECT_NE(errors.find(part), std::string::npos) << errors;
     }
-    static std::string read(fs::path const& path)
-    {
-        std::stringstream text;
-        text << std::ifstream(path).rdbuf();
-        return text.str();
-    }
-
     TemporaryFolder folder;
     std::string output;
     std::string errors;
@@ -119,9 +110,9 @@ TEST_F(CommandsTest, aSessionLeavesInTheFormThatIsAskedFor)
     EXPECT_EQ(output, "[12:00:00] THEM\n  Good morning.\n  → Buenos días.\n");
     EXPECT_EQ(run({"sessions", "export", "last", "--output", folder / "a.SRT"}), 0);
     EXPECT_EQ(output, "");
-    EXPECT_EQ(read(folder / "a.SRT"), "1\n00:00:00,000 --> 00:00:03,000\nBuenos días.\n");
+    EXPECT_EQ(readFile(folder / "a.SRT"), "1\n00:00:00,000 --> 00:00:03,000\nBuenos días.\n");
     EXPECT_EQ(run({"sessions", "export", "last", "--output", folder / "b.srt", "--format", "json"}), 0);
-    EXPECT_EQ(read(folder / "b.srt"), read(folder / ("sessions/" + first + ".json")));
+    EXPECT_EQ(readFile(folder / "b.srt"), readFile(folder / ("sessions/" + first + ".json")));
     expectComplaint({"sessions", "export", "last", "--output", folder / "none/a.srt"}, 2, "cannot be written");
     expectComplaint({"sessions", "export", "last", "--output", "/dev/full"}, 1, "cannot be written");
     expectComplaint({"sessions", "export", "last", "--format", "doc"}, 2, "txt, srt, vtt or json");
@@ -189,7 +180,7 @@ TEST_F(CommandsTest, settingsAreListedShownAndStored)
     EXPECT_EQ(run({"settings"}), 0);
     EXPECT_NE(output.find("\nendpointSensitivity=-0.5\n"), std::string::npos);
     EXPECT_NE(output.find("\nmode=both\n"), std::string::npos);
-    EXPECT_EQ(*parseJson(read(folder / "defaults.json")), Json({{"endpointSensitivity", -0.5}, {"mode", "both"}}));
+    EXPECT_EQ(*parseJson(readFile(folder / "defaults.json")), Json({{"endpointSensitivity", -0.5}, {"mode", "both"}}));
     expectComplaint({"settings", "mode", "sideways"}, 2, "mode: the value must be listen, speak or both");
     expectComplaint({"settings", "unknown"}, 2, "no setting \"unknown\"");
     expectComplaint({"settings", "unknown", "1"}, 2, "no setting \"unknown\"");

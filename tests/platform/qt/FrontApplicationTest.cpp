@@ -9,7 +9,6 @@
 #include <QCoreApplication>
 
 #include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,11 +21,8 @@ namespace fs = std::filesystem;
 
 void install(fs::path const& folder, std::string const& file, std::string const& windowClass = {})
 {
-    fs::create_directories((folder / file).parent_path());
-    std::ofstream out(folder / file);
-    out << "[Desktop Entry]\nType=Application\nName=It\nExec=it\n";
-    if (!windowClass.empty())
-        out << "StartupWMClass=" << windowClass << "\n";
+    auto const more = windowClass.empty() ? "" : "StartupWMClass=" + windowClass + "\n";
+    writeFile(folder / file, "[Desktop Entry]\nType=Application\nName=It\nExec=it\n" + more);
 }
 
 TEST(DesktopFilesTest, whatAFileSaysCountsMoreThanItsName)
