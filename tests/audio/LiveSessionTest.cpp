@@ -1,8 +1,8 @@
 #include "audio/AudioCapture.h"
 #include "audio/MicCapture.h"
 #include "platform/sim/SimSoundServer.h"
+#include "tests/platform/pipewire/AudioListeners.h"
 #include "tests/support/Desk.h"
-#include "tests/support/Tones.h"
 
 #include <gtest/gtest.h>
 
@@ -17,28 +17,6 @@ constexpr double callTone = 440; ///< what the other side says
 constexpr double userTone = 1000;
 constexpr char listenVoice = '\x20'; ///< a constant of 0.25
 constexpr char speakVoice = '\x10'; ///< of 0.125
-
-/// A call program that takes an input for its microphone.
-class CallProgram final : public AudioReceiver {
-public:
-    CallProgram(SimSoundServer& sound, Id device)
-        : m_input(std::move(*sound.inputs().open(device, {48000, 1}, 480, *this)))
-    {
-    }
-
-    std::vector<float> heard() { return std::exchange(m_heard, {}); }
-
-    void receive(std::span<float const> samples) override
-    {
-        m_heard.insert(m_heard.end(), samples.begin(), samples.end());
-    }
-    void started() override { }
-    void failed(Error const&) override { }
-
-private:
-    std::vector<float> m_heard;
-    std::unique_ptr<AudioInput> m_input;
-};
 
 double mostOf(std::vector<float> const& samples)
 {
@@ -120,14 +98,15 @@ TEST_P(LiveSessionTest, eachDirectionHearsAndSpeaksWhereItShould)
     sound.take(speakers);
     wait(0.5);
     EXPECT_NEAR(fitTone(sound.take(speakers), callTone, 48000).level, 0.5, 0.01);
-    CallProgram callProgram(sound, pair);
+    HeardSound callProgram(48000); // takes it for its microphone
+    auto const callInput = sound.inputs().open(pair, {48000, 1}, 480, callProgram);
     start(1);
     EXPECT_EQ(sound.devices().defaultInput(), pair);
     EXPECT_FALSE(sound.heardOn(call));
     sent(0);
     sent(1);
     sound.take(speakers);
-    callProgram.heard();
+    callProgram.take();
 
     say(0, "What they say.", "For me.");
     say(1, "What I say.", "For them.");
@@ -143,7 +122,7 @@ TEST_P(LiveSessionTest, eachDirectionHearsAndSpeaksWhereItShould)
     EXPECT_NEAR(user16.level, 0.5, 0.005);
     EXPECT_LT(user16.rest, 0.001);
     EXPECT_NEAR(mostOf(sound.take(speakers)), 0.251, 0.01) << "the listen voice, and the call no more";
-    EXPECT_NEAR(mostOf(callProgram.heard()), 0.1255, 0.005) << "the speak voice alone";
+    EXPECT_NEAR(mostOf(callProgram.take()), 0.1255, 0.005) << "the speak voice alone";
 
     stop(0.5);
     EXPECT_EQ(sound.devices().defaultInput(), microphone);
@@ -200,13 +179,14 @@ TEST_P(LiveSessionTest, aSessionOutlivesTheLossOfItsSound)
     sent(1);
     say(0, "What they say.", "For me.");
     say(1, "What I say.", "For them.");
-    CallProgram callProgram(sound, pair);
+    HeardSound callProgram(48000); // takes it for its microphone
+    auto const callInput = sound.inputs().open(pair, {48000, 1}, 480, callProgram);
     sound.take(speakers);
     wait(3);
     EXPECT_NEAR(static_cast<double>(sent(0).size()), 48000, 200);
     EXPECT_NEAR(static_cast<double>(sent(1).size()), 48000, 800);
     EXPECT_NEAR(mostOf(sound.take(speakers)), 0.251, 0.01);
-    EXPECT_NEAR(mostOf(callProgram.heard()), 0.1255, 0.005);
+    EXPECT_NEAR(mostOf(callProgram.take()), 0.1255, 0.005);
     stop(0.5);
     EXPECT_EQ(sound.devices().defaultInput(), microphone);
 }

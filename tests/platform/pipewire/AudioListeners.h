@@ -11,6 +11,7 @@
 #include <numbers>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lingrelay {
@@ -47,14 +48,15 @@ public:
         std::lock_guard const lock(m_mutex);
         return {m_shortest, m_longest};
     }
-    void forget()
+    /// What has come since the last call.
+    std::vector<float> take()
     {
         std::lock_guard const lock(m_mutex);
-        m_samples.clear();
+        return std::exchange(m_samples, {});
     }
-    /// Of a tone, in the last fifth of a second; 0 before so much has come since `forget`.
+    /// Of a tone, in the last fifth of a second; 0 before so much has come since `take`.
     double level(double frequency) const { return fitTone(last(0.2), frequency, m_rate).level; }
-    /// The loudest that the tone has been since `forget`.
+    /// The loudest that the tone has been since `take`.
     double loudest(double frequency) const
     {
         std::lock_guard const lock(m_mutex);

@@ -1,11 +1,6 @@
 #pragma once
 
-#include "platform/AudioDevices.h"
-#include "platform/AudioInput.h"
-#include "platform/AudioOutput.h"
-#include "platform/SoundMuter.h"
-#include "platform/SystemAudio.h"
-#include "platform/VirtualMicrophone.h"
+#include "program/MachineSound.h"
 
 #include <functional>
 #include <memory>
@@ -26,13 +21,13 @@ public:
 
     virtual ~AudioMachine() = default;
 
-    // What is tested.
-    virtual AudioDevices& devices() = 0;
-    virtual AudioInputs& inputs() = 0;
-    virtual AudioOutputs& outputs() = 0;
-    virtual SystemAudio& systemAudio() = 0;
-    virtual SoundMuter& muter() = 0;
-    virtual VirtualMicrophone& virtualMicrophone() = 0;
+    virtual MachineSound sound() = 0; ///< what is tested
+    AudioDevices& devices() { return sound().devices; }
+    AudioInputs& inputs() { return sound().inputs; }
+    AudioOutputs& outputs() { return sound().outputs; }
+    SystemAudio& systemAudio() { return sound().systemAudio; }
+    SoundMuter& muter() { return sound().muter; }
+    VirtualMicrophone& virtualMicrophone() { return sound().virtualMicrophone; }
 
     /// Lets time pass until it is so.
     virtual bool until(std::function<bool()> const& condition, double limit = 8) = 0;

@@ -622,7 +622,7 @@ TEST_F(PipeWireFaultTest, aProgramOnAMonoDeviceSurvivesThatItIsMovedWhileItIsHea
         }
         silence = SoundMuter::Failure{};
         m.wait(0.1);
-        heard.forget();
+        heard.take();
         EXPECT_TRUE(until([&] { return heard.level(700) > 0.4; })) << round;
         EXPECT_EQ(m.server.run({"pw-dump"}).find(R"("state": "error")"), std::string::npos) << round;
     }

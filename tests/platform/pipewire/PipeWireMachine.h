@@ -21,13 +21,7 @@ public:
     void startProgram() { m_sound = std::make_unique<PipeWireSound>(places()); }
     static std::string nodeOf(std::string const& device);
 
-    AudioDevices& devices() override { return m_sound->devices(); }
-    AudioInputs& inputs() override { return m_sound->inputs(); }
-    AudioOutputs& outputs() override { return m_sound->outputs(); }
-    SystemAudio& systemAudio() override { return m_sound->systemAudio(); }
-    SoundMuter& muter() override { return m_sound->muter(); }
-    VirtualMicrophone& virtualMicrophone() override { return m_sound->virtualMicrophone(); }
-
+    MachineSound sound() override { return machineSound(*m_sound); }
     bool until(std::function<bool()> const& condition, double limit) override { return eventually(condition, limit); }
     std::shared_ptr<void> play(double frequency, std::string const& device) override;
     std::shared_ptr<void> sing(double frequency, std::string const& microphone) override;

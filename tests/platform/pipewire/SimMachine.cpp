@@ -11,13 +11,7 @@ namespace {
 
 class SimMachine final : public AudioMachine {
 public:
-    AudioDevices& devices() override { return m_sound.devices(); }
-    AudioInputs& inputs() override { return m_sound.inputs(); }
-    AudioOutputs& outputs() override { return m_sound.outputs(); }
-    SystemAudio& systemAudio() override { return m_sound.systemAudio(); }
-    SoundMuter& muter() override { return m_sound.muter(); }
-    VirtualMicrophone& virtualMicrophone() override { return m_sound.virtualMicrophone(); }
-
+    MachineSound sound() override { return machineSound(m_sound); }
     bool until(std::function<bool()> const& condition, double limit) override
     {
         for (double passed = 0; passed < limit; passed += 0.05) {
