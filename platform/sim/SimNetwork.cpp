@@ -170,8 +170,6 @@ void SimPeer::write()
         return;
     WebSocketLedger::Outgoing message;
     while (!m_stalled && !gone && m_ledger.next(message)) {
-        if (m_failWrite)
-            return fail(lostError());
         m_ledger.written();
         frames.push_back({message.kind, std::move(message.data), m_wire.now()});
         if (message.kind == Kind::ping && answersPings)

@@ -40,8 +40,6 @@ public:
     void close(int code, Duration delay = {});
     /// The connection breaks without a word.
     void drop(Duration delay = {});
-    /// The next frame the client writes breaks the connection.
-    void failNextWrite() { m_failWrite = true; }
     /// While stalled the peer reads nothing, and the system takes nothing.
     void stall() { m_stalled = true; }
     void resume();
@@ -70,7 +68,6 @@ private:
     Scheduler::TimerId m_watchTimer = 0;
     bool m_open = false;
     bool m_stalled = false;
-    bool m_failWrite = false;
     bool m_readerPaused = false;
     std::deque<WebSocket::Message> m_unread;
     std::optional<int> m_goodbyeCode;

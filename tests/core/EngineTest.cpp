@@ -291,38 +291,6 @@ TEST(EngineStalenessTest, onlyTheListenDirectionSkipsSpeechForAge)
     }
 }
 
-TEST(EngineSeedsTest, whateverHappensLinesComeInOrderAndStopLeavesNothingRunning)
-{
-    for (std::uint32_t seed = 0; seed < 30; ++seed) {
-        Direction direction(seed % 2 ? "speak" : "listen", seed);
-        std::mt19937 random(seed);
-        direction.start();
-        std::vector<std::string> expected;
-        for (int i = 0; i < 80; ++i) {
-            if (random() % 15 == 0)
-                direction.start();
-            if (random() % 15 == 0)
-                direction.recognisers.back().lock()->drop();
-            if (random() % 25 == 0)
-                direction.engine->stop();
-            direction.wait(0.1 * (random() % 20));
-            auto const stream = direction.engine->stream();
-            if (!stream || !stream->open())
-                continue;
-            auto const text = "L" + std::to_string(i) + ".";
-            expected.push_back(" > " + text);
-            direction.tell({Direction::translation(text)});
-        }
-        EXPECT_EQ(direction.lines, expected) << "seed " << seed;
-        direction.engine->stop();
-        direction.wait(310); // the longest life of a synthesis socket
-        EXPECT_TRUE(direction.engine->speechFinished()) << "seed " << seed;
-        for (auto const& peer : direction.world.network.peers())
-            EXPECT_TRUE(peer->gone) << "seed " << seed;
-        EXPECT_EQ(direction.world.time.timerCount(), 1U) << "only the output's clock is left, seed " << seed;
-    }
-}
-
 } // namespace
 
 } // namespace lingrelay

@@ -63,18 +63,6 @@ void DesktopServer::splitScreen() const
 
 void DesktopServer::unplugRightHalf() const { run({"xrandr", "--delmonitor", "right"}); }
 
-void DesktopServer::setScreen(int width, int height) const
-{
-    for (auto const* half : {"left", "right"})
-        run({"xrandr", "--delmonitor", half});
-    auto const mode = fmt::format("{}x{}", width, height);
-    if (width != DesktopServer::width || height != DesktopServer::height) {
-        auto const w = std::to_string(width);
-        auto const h = std::to_string(height);
-        run({"xrandr", "--newmode", mode, "0", w, w, w, w, h, h, h, h});
-        run({"xrandr", "--addmode", "screen", mode});
-    }
-    run({"xrandr", "--output", "screen", "--mode", mode});
-}
+void DesktopServer::joinScreen() const { run({"xrandr", "--delmonitor", "left"}); }
 
 } // namespace lingrelay

@@ -22,8 +22,7 @@ public:
     /// Two monitors side by side, of which the left one is the main one.
     void splitScreen() const;
     void unplugRightHalf() const;
-    /// One whole screen of that size, no larger than at the start.
-    void setScreen(int width, int height) const;
+    void joinScreen() const; ///< whole again
 
 private:
     bool usable(Part part) const;

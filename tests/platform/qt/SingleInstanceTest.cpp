@@ -62,9 +62,6 @@ TEST_F(SingleInstanceTest, aKilledOneIsNotInTheWay)
     EXPECT_FALSE(fs::is_empty(folder / "run")) << "it has left something";
     auto const next = launch();
     EXPECT_TRUE(says(*next, "first\n")) << next->output();
-    auto const last = launch();
-    EXPECT_TRUE(says(*last, "second\n"));
-    EXPECT_TRUE(says(*next, "first\nraised\n"));
 }
 
 TEST_F(SingleInstanceTest, ofManyAtTheSameMomentOneStays)
