@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 namespace lingrelay {
 
@@ -27,14 +26,13 @@ protected:
     template <class... Answer> void hosted(Answer... answer)
     {
         world.defaults.set("k.soniox", "");
-        answerBackend(answer...);
+        world.answerBackend(answer...);
     }
     void addVirtualDevice()
     {
         devices.inputList.push_back({3, "Lingrelay Microphone"});
         devices.outputList.push_back({3, "Lingrelay"});
     }
-    static void writeFile(std::filesystem::path const& path, char const* text) { std::ofstream(path) << text; }
     std::ptrdiff_t files() const
     {
         std::error_code none;
@@ -89,16 +87,6 @@ TEST_F(AppDelegateTest, aListenSessionRunsFromStartToArchive)
     EXPECT_EQ(SessionStore::read(archived.back())->lines.size(), 2U) << "the next session holds the earlier lines too";
 }
 
-TEST_F(AppDelegateTest, aSessionWithoutALineLeavesNoFile)
-{
-    launch();
-    start();
-    wait(5);
-    stop();
-    EXPECT_EQ(files(), 0);
-    EXPECT_FALSE(journals());
-}
-
 TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
 {
     std::vector<bool> kept;
@@ -129,7 +117,8 @@ TEST_F(AppDelegateTest, aSessionThatCannotBeWrittenStaysInItsJournal)
 
 TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
 {
-    hosted([](auto const&) { return session(); }, 1.0);
+    hosted();
+    world.backendDelay = 1;
     launch();
     model->commands.start();
     model->commands.start();
@@ -152,7 +141,8 @@ TEST_F(AppDelegateTest, twoQuickStartsMakeOneHostedSession)
 
 TEST_F(AppDelegateTest, whoQuitsWhileASessionIsOpenedBeginsNoneAndGivesItBack)
 {
-    hosted([](auto const&) { return session(); }, 1.0);
+    hosted();
+    world.backendDelay = 1;
     launch();
     model->commands.start();
     wait(0.1);
@@ -201,7 +191,7 @@ TEST_F(AppDelegateTest, aRefusedStartLeavesEverythingStopped)
 TEST_F(AppDelegateTest, serviceTimeThatRunsOutEndsTheSessionLikeAStop)
 {
     hosted([](std::string const& path) {
-        return path == "tick" ? HttpResponse{200, {}, R"({"remaining_seconds":0,"stop":true})"} : session();
+        return path == "tick" ? HttpResponse{200, {}, R"({"remaining_seconds":0,"stop":true})"} : World::session(600);
     });
     bool exhausted = false;
     launch();
@@ -307,6 +297,8 @@ TEST_F(AppDelegateTest, quittingGivesTheInputBackBeforeAnythingCanHang)
     EXPECT_FALSE(shell.exited);
     wait(0.6);
     EXPECT_TRUE(shell.exited);
+    EXPECT_EQ(files(), 0) << "nothing was said";
+    EXPECT_FALSE(journals());
 }
 
 TEST_F(AppDelegateTest, whoQuitsWhileAQuestionIsOpenStartsNothing)
@@ -388,17 +380,6 @@ TEST_F(AppDelegateTest, aPresetRestartsTheDirectionsAndNotTheSession)
     model->commands.applyPreset(Preset::videoCall);
     EXPECT_TRUE(trace.empty()) << "idle: nothing starts";
     EXPECT_NE(overlay.statuses.back().find("pick “Lingrelay”"), std::string::npos);
-}
-
-TEST_F(AppDelegateTest, theUsersOwnWordsAreNotCaptioned)
-{
-    launch([](auto& settings) { settings.mode = Mode::speak; });
-    start();
-    say("Xin chào.", "Hello.");
-    EXPECT_EQ(overlay.captions, (Texts{"speak: Hello.", "speak: Hello."})) << "the preview and the clause";
-    EXPECT_EQ(*model->listenOriginal, "");
-    EXPECT_EQ(*model->speakTranslated, "Hello.");
-    EXPECT_EQ(model->transcript->back().source, "Xin chào.");
 }
 
 TEST_F(AppDelegateTest, whatTheOtherSideSaidIsNotTheUsersWhenTheMicrophoneHearsIt)

@@ -22,7 +22,7 @@ protected:
             change(settings);
         });
         world.defaults.set("k.soniox", ownKey ? "key" : "");
-        answerBackend([this](auto const& path) {
+        world.answerBackend([this](auto const& path) {
             return HttpResponse{200, {}, path == "translate" ? R"({"texts":["Hola."]})" : backendAnswer};
         });
         Desk::launch();
@@ -36,7 +36,7 @@ protected:
 
     Texts failed; ///< what each text could not speak of itself
     std::function<void(std::string const&)> const unspoken = [this](auto const& text) { failed.push_back(text); };
-    std::string backendAnswer = session().body;
+    std::string backendAnswer = World::session(600).body;
 };
 
 TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
@@ -62,7 +62,7 @@ TEST_F(FeaturesTest, aTypedLineIsTranslatedShownKeptAndSpokenToTheOtherSide)
     type(" \n ");
     EXPECT_EQ(calls.size(), 1U);
     EXPECT_EQ(failed, (Texts{"", ""}));
-    answerBackend([](auto const&) { return HttpResponse{500, {}, ""}; });
+    world.answerBackend([](auto const&) { return HttpResponse{500, {}, ""}; });
     type("Hello.");
     EXPECT_FALSE(*model->typing);
     EXPECT_EQ(*model->statusKind, Kind::warning);
@@ -206,7 +206,7 @@ TEST_F(FeaturesTest, aRecapCoversTheLastTwoMinutes)
     EXPECT_EQ(jsonString(asked, "style"), "brief");
     EXPECT_EQ(*model->quickSummary, "All is well.");
 
-    answerBackend([](auto const&) { return HttpResponse{402, {}, ""}; });
+    world.answerBackend([](auto const&) { return HttpResponse{402, {}, ""}; });
     model->commands.summarizeRecent();
     wait(1);
     EXPECT_EQ(*model->quickSummary, "Server error 402");

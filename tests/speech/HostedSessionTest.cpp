@@ -171,9 +171,10 @@ TEST_F(HostedSessionTest, aLateAnswerOfAnEarlierSessionChangesNothing)
     m_hosted.onExhausted = [&] { ++exhausted; };
     start();
     auto const slow = m_world.network.onExchange;
-    m_world.network.onExchange = [](SimExchange const& exchange) {
-        exchange.answer(HttpResponse{200, {}, R"({"stop":true,"stt_key":"old","tts_key":"old"})"}, seconds(5));
-    };
+    m_world.backendDelay = 5;
+    m_world.answerBackend([](auto const&) {
+        return HttpResponse{200, {}, R"({"stop":true,"stt_key":"old","tts_key":"old"})"};
+    });
     wait(60.1); // its tick is under way
     m_hosted.end();
     wait(0.1);
@@ -205,9 +206,10 @@ TEST_F(HostedSessionTest, aTickUnderWayIsReportedBeforeTheEndAndMovesNothingAfte
     EXPECT_EQ(calls[3].second["seconds"], 60) << "what the tick could not report";
 
     start();
-    m_world.network.onExchange = [](SimExchange const& exchange) {
-        exchange.answer(HttpResponse{200, {}, R"({"stop":true,"stt_key":"late","tts_key":"late"})"}, seconds(5));
-    };
+    m_world.backendDelay = 5;
+    m_world.answerBackend([](auto const&) {
+        return HttpResponse{200, {}, R"({"stop":true,"stt_key":"late","tts_key":"late"})"};
+    });
     wait(60);
     m_hosted.end();
     wait(20);

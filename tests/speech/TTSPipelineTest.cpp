@@ -74,24 +74,19 @@ struct Bench {
     Json config(std::size_t index) const { return *parseJson(world.network.peers().at(index)->frames.at(0).data); }
     void budget(int rpm, int concurrent)
     {
-        auto& hosted = world.hosted;
-        world.network.onExchange = [=](SimExchange const& exchange) {
-            exchange.answer(HttpResponse{200, {},
+        world.backendDelay = 0;
+        world.answerBackend([=](auto const&) {
+            return HttpResponse{200, {},
                 jsonText({{"session_id", "s"}, {"stt_key", "a"}, {"tts_key", "b"}, {"tts_rpm_budget", rpm},
-                    {"tts_concurrent_budget", concurrent}})});
-        };
-        world.main.post([this, &hosted] { tasks.spawn(startHosted(hosted)); });
+                    {"tts_concurrent_budget", concurrent}})};
+        });
+        world.startHosted();
         wait(0.001);
-    }
-    static Task<void> startHosted(HostedSession& hosted)
-    {
-        [[maybe_unused]] auto const failure = co_await hosted.start();
     }
     bool quiet() const { return pipeline->queued() == 0 && pipeline->inFlight() == 0; }
 
     World world;
     VoiceServer server{world};
-    TaskGroup tasks{world.main};
     std::string voice = "Daniel";
     double speed = 1.0;
     std::vector<std::string> events;

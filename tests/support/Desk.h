@@ -256,21 +256,6 @@ public:
         model->commands.stop();
         wait(length);
     }
-    /// What the backend answers to its last word of a path, a good session without an answer of its own.
-    void answerBackend(
-        std::function<HttpResponse(std::string const& path)> const& answer = [](auto const&) { return session(); },
-        double delay = 0.05)
-    {
-        world.network.onExchange = [this, answer, delay](SimExchange const& exchange) {
-            auto const& url = exchange.request().url;
-            calls.push_back(url.substr(url.rfind('/') + 1));
-            exchange.answer(answer(calls.back()), seconds(delay));
-        };
-    }
-    static HttpResponse session()
-    {
-        return {200, {}, R"({"session_id":"s-1","stt_key":"a","tts_key":"b","remaining_seconds":600})"};
-    }
     void wait(double length) { world.time.advance(seconds(length)); }
     std::shared_ptr<SimPeer> recogniser() const { return recognisers.empty() ? nullptr : recognisers.back().lock(); }
     /// A clause of the recogniser that connected last.
@@ -292,7 +277,7 @@ public:
     SimAudioOutputs speakOutputs;
     VoiceServer voice{world};
     std::vector<std::weak_ptr<SimPeer>> recognisers;
-    std::vector<std::string> calls; ///< to the backend
+    std::vector<std::string>& calls = world.calls;
     std::vector<std::string> trace; ///< of sources, muter and shell, in order
     SimSource<AudioSource> capture{trace, "capture"};
     SimMic mic{trace, "mic"};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "audio/EchoGuard.h"
+#include "base/Json.h"
 #include "base/Log.h"
 #include "base/Registry.h"
 #include "config/Hosts.h"
@@ -29,6 +30,7 @@ public:
     ~World()
     {
         hosted.shutdown();
+        tasks.cancel();
         time.runReady();
         Log::setSink({});
     }
@@ -38,6 +40,26 @@ public:
         return std::any_of(log.begin(), log.end(), [&](auto const& line) { return line.find(part) != line.npos; });
     }
 
+    /// What the backend answers, by the last word of the path.
+    void answerBackend(
+        std::function<HttpResponse(std::string const& path)> const& answer = [](auto const&) { return session(600); })
+    {
+        network.onExchange = [this, answer](SimExchange const& exchange) {
+            auto const& url = exchange.request().url;
+            calls.push_back(url.substr(url.rfind('/') + 1));
+            exchange.answer(answer(calls.back()), seconds(backendDelay));
+        };
+    }
+    static HttpResponse session(std::int64_t left)
+    {
+        return {200, {},
+            jsonText({{"session_id", "s-1"}, {"stt_key", "a"}, {"tts_key", "b"}, {"remaining_seconds", left}})};
+    }
+    void startHosted()
+    {
+        tasks.spawn([](HostedSession& hosted) -> Task<void> { co_await hosted.start(); }(hosted));
+    }
+
     Hosts const hosts{"ws://127.0.0.1:1", "ws://127.0.0.1:2", "", "http://127.0.0.1:3"};
     VirtualTime time;
     VirtualScheduler main{time};
@@ -45,6 +67,8 @@ public:
     VirtualScheduler pipelineScheduler{time};
     VirtualScheduler background{time};
     std::vector<std::string> log;
+    std::vector<std::string> calls; ///< to the backend
+    double backendDelay = 0.05; ///< of its answers
     SimNetwork network{time};
     SimAudioOutputs outputs;
     Registry registry;
@@ -53,6 +77,7 @@ public:
     Net& net = registry.put(std::make_shared<Net>(network));
     HostedSession& hosted = registry.put(std::make_shared<HostedSession>(main, net, "caller"));
     EchoGuard& echoGuard = registry.put(std::make_shared<EchoGuard>(main));
+    TaskGroup tasks{main};
 };
 
 } // namespace lingrelay

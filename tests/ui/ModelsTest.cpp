@@ -105,9 +105,7 @@ protected:
     QStringList titles() { return column(history, HistoryModel::TitleRole); }
     void answer(int status, std::string const& body)
     {
-        world.network.onExchange = [=](SimExchange const& exchange) {
-            exchange.answer(HttpResponse{status, {}, body}, seconds(0.05));
-        };
+        world.answerBackend([=](auto const&) { return HttpResponse{status, {}, body}; });
     }
 
     HistoryModel history{model, world.main, world.background};
@@ -375,21 +373,15 @@ TEST_F(ModelsTest, serviceTimeShowsWhileAHostedSessionIsOn)
     QStringList shown;
     QObject::connect(&app, &AppBridge::balanceChanged, &app, [&] { shown << app.balance(); });
     std::int64_t left = 3600;
-    world.network.onExchange = [&](SimExchange const& exchange) {
-        auto const body
-            = fmt::format(R"({{"session_id":"s","stt_key":"a","tts_key":"b","remaining_seconds":{}}})", left);
-        left -= 60;
-        exchange.answer(HttpResponse{200, {}, body}, seconds(0.05));
-    };
-    TaskGroup tasks(world.main);
-    tasks.spawn([](HostedSession& hosted) -> Task<void> { co_await hosted.start(); }(world.hosted));
+    world.answerBackend([&](auto const&) { return World::session(std::exchange(left, left - 60)); });
+    world.startHosted();
     world.time.advance(seconds(61.0));
     world.hosted.end();
     world.time.advance(seconds(1.0));
     EXPECT_EQ(shown, (QStringList{"1 h left", "59 min left", ""}));
     EXPECT_EQ(app.languageCount(), "61");
     app.setLocalService(true);
-    tasks.spawn([](HostedSession& hosted) -> Task<void> { co_await hosted.start(); }(world.hosted));
+    world.startHosted();
     world.time.advance(seconds(1.0));
     EXPECT_EQ(app.balance() + app.languageCount(), "") << "neither is the local service's";
     world.hosted.end();
