@@ -1,41 +1,29 @@
 #pragma once
 
 #include "base/Time.h"
+#include "platform/linux/pipewire/DefaultsCheck.h"
+#include "platform/linux/pipewire/PipeWireMetadata.h"
+#include "platform/linux/pipewire/PipeWireObjects.h"
+#include "platform/linux/pipewire/StreamHolds.h"
 
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
 
 namespace lingrelay {
 
-/// The program's one connection to the sound server: a mirror of its objects, its metadata, and the way back after it
-/// was away. All that is called "on the loop" runs on the connection's thread with its lock held.
+/// The program's one connection to the sound server, its thread, and the way back after the server was away. All that
+/// is called "on the loop" runs on that thread with its lock held.
 class PipeWireConnection {
 public:
-    using Properties = std::map<std::string, std::string, std::less<>>;
-    struct Object {
-        std::uint32_t id = 0;
-        std::string type;
-        Properties properties;
-        bool complete = true; ///< of an audio node: the properties are all there, not only the registry's
-
-        std::string const& get(std::string_view key) const;
-        std::uint32_t number(std::string_view key) const; ///< PW_ID_ANY when there is none
-    };
-    struct MetadataValue {
-        std::string type;
-        std::string value;
-        bool operator==(MetadataValue const&) const = default;
-    };
+    using Object = PipeWireObjects::Object;
+    using MetadataValue = PipeWireMetadata::Value;
 
     /// Whoever has objects of the server. Every call on the loop.
     class Member {
@@ -81,34 +69,30 @@ public:
 
     bool connected() const { return m_ready; }
     /// A session manager is there: without it nobody gets devices.
-    bool managed() const { return m_defaults.proxy != nullptr; }
+    bool managed() const { return m_defaults.bound(); }
     pw_core* core() const { return m_core; }
     /// Counts the connections: with each, all objects of the one before are gone.
     int generation() const { return m_generation; }
     pw_registry* registry() const { return m_registry; }
 
-    std::map<std::uint32_t, Object> const& objects() const { return m_objects; }
-    Object const* find(std::uint32_t id) const;
-    Object const* node(std::string_view name) const;
-    /// Of a node, in the order of its channels. What gives sound is "out": a microphone's ports, an output's monitors.
-    std::vector<Object const*> ports(std::uint32_t node, std::string_view direction) const;
+    PipeWireObjects::Objects const& objects() const { return m_objects.all(); }
+    Object const* find(std::uint32_t id) const { return m_objects.find(id); }
+    Object const* node(std::string_view name) const { return m_objects.node(name); }
+    std::vector<Object const*> ports(std::uint32_t node, std::string_view direction) const
+    {
+        return m_objects.ports(node, direction);
+    }
     /// A playing stream of another program, and no filter.
     bool foreignStream(Object const& object) const;
-    /// The session manager is about to give the stream other ports, for a device with other channels. A stream that is
-    /// kept running by a link of ours meanwhile can fail for good, so for a moment nobody links it.
+    /// Nobody links the stream for now.
     void hold(std::uint32_t stream);
-    bool held(std::uint32_t stream) const;
+    bool held(std::uint32_t stream) const { return m_holds.held(stream); }
     double graphRate() const;
 
-    std::optional<MetadataValue> metadata(std::uint32_t subject, std::string const& key) const;
-    std::map<std::pair<std::uint32_t, std::string>, MetadataValue> const& metadata() const { return m_defaults.values; }
-    /// Nothing removes the key.
-    void setMetadata(std::uint32_t subject, char const* key, std::optional<MetadataValue> const& value);
-    /// Reads all anew. A server of this version loses what changes at a moment at which another program begins to
-    /// watch, which many do when they begin to play.
-    void readMetadata();
-    /// The "name" of a metadata value such as the default sink's; empty when there is none.
-    std::string nameIn(char const* key) const;
+    /// The session manager's "default": which devices are the defaults, and where streams go.
+    PipeWireMetadata& metadata() { return m_defaults; }
+    PipeWireMetadata const& metadata() const { return m_defaults; }
+    std::string nameIn(char const* key) const { return m_defaults.name(key); }
 
     /// Not on the loop: waits until all that was asked for has happened, a second at most.
     bool sync();
@@ -116,40 +100,19 @@ public:
     bool waitUntil(double limit, std::function<bool()> const& done);
 
 private:
-    struct Metadata {
-        PipeWireConnection* connection = nullptr;
-        pw_proxy* proxy = nullptr;
-        std::uint32_t id = 0;
-        spa_hook listener{};
-        std::map<std::pair<std::uint32_t, std::string>, MetadataValue> values;
-    };
-    struct NodeWatch {
-        PipeWireConnection* connection = nullptr;
-        std::uint32_t id = 0;
-        pw_proxy* proxy = nullptr;
-        spa_hook listener{};
-    };
-
     static void onDone(void* self, std::uint32_t id, int sequence);
     static void onError(void* self, std::uint32_t id, int sequence, int result, char const* message);
     static void onGlobal(void* self, std::uint32_t id, std::uint32_t permissions, char const* type,
         std::uint32_t version, spa_dict const* properties);
     static void onGlobalRemove(void* self, std::uint32_t id);
-    static int onProperty(void* metadata, std::uint32_t subject, char const* key, char const* type, char const* value);
-    static void onNodeInfo(void* watch, pw_node_info const* info);
 
     bool connect();
     void disconnect();
     void turn();
     void lose();
     void noteChange();
+    void doubt();
     void bindMetadata(Object const& object);
-    void bind(Metadata& metadata);
-    void unbind(Metadata& metadata);
-    void checkMetadata();
-    bool doubtsDefaults() const;
-    bool hasDevice(std::string_view side) const;
-    void watchNode(Object const& object);
     template <class Call> void each(Call call);
 
     pw_thread_loop* m_loop = nullptr;
@@ -160,24 +123,20 @@ private:
     spa_hook m_registryListener{};
     spa_source* m_changeEvent = nullptr;
     spa_source* m_timer = nullptr;
-    std::map<std::uint32_t, Object> m_objects;
-    std::map<std::uint32_t, std::unique_ptr<NodeWatch>> m_nodes;
-    Metadata m_defaults; ///< the session manager's "default"
-    Metadata m_settings;
-    /// What was written and is to come back from the server: by when.
-    std::map<std::pair<std::uint32_t, std::string>, std::pair<std::optional<MetadataValue>, Instant>> m_written;
-    Instant m_nextCheck{};
-    Duration m_checkTime{};
+    PipeWireObjects m_objects{[this] { noteChange(); }};
+    PipeWireMetadata m_defaults;
+    PipeWireMetadata m_settings{[this](auto&&...) { noteChange(); }};
+    DefaultsCheck m_check{m_objects, m_defaults};
+    StreamHolds m_holds;
     std::set<Member*> m_members;
-    std::map<std::uint32_t, Instant> m_held; ///< until when
     bool m_ready = false; ///< connected, and the mirror is complete
     bool m_lost = false; ///< the server went away; not yet taken down
     bool m_changed = false;
     int m_generation = 0;
     Instant m_since{}; ///< of the connection
-    int m_rounds = 0; ///< of syncs until the mirror is complete
-    int m_pending = 0; ///< the sequence of such a round
-    int m_done = 0; ///< the last sequence that was answered
+    int m_rounds = 0; ///< round trips to the server since the connection; after some the mirror is complete
+    int m_pending = 0; ///< the sequence number of the round trip that is under way
+    int m_done = 0; ///< the last sequence number that was answered
 };
 
 } // namespace lingrelay

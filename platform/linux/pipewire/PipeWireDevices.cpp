@@ -1,6 +1,6 @@
 #include "platform/linux/pipewire/PipeWireDevices.h"
 
-#include "platform/linux/pipewire/PipeWireMuter.h"
+#include "platform/linux/pipewire/MuteSink.h"
 
 #include <algorithm>
 
@@ -73,7 +73,7 @@ std::vector<AudioDevice> PipeWireDevices::list(Side side)
             = kind == "Audio/Duplex" || kind.starts_with(side == Side::input ? "Audio/Source" : "Audio/Sink");
         auto const& name = node.get(PW_KEY_NODE_NAME);
         auto const& description = node.get(PW_KEY_NODE_DESCRIPTION);
-        if (node.type != PW_TYPE_INTERFACE_Node || !fits || description.empty() || PipeWireMuter::isMuteSink(name))
+        if (node.type != PW_TYPE_INTERFACE_Node || !fits || description.empty() || MuteSink::is(name))
             continue;
         if (channels(node, side) > 0)
             found.emplace_back(node.number(PW_KEY_OBJECT_SERIAL), AudioDevice{idOf(name), description});

@@ -66,13 +66,13 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
     if (!isVirtual && lockedByAnother())
         return;
     if (isVirtual && !m_record && !currentIsVirtual) {
-        auto const configured = m_connection.metadata(0, configuredKey);
+        auto const configured = m_connection.metadata().get(0, configuredKey);
         if (!keep({nodeName, m_connection.nameIn(effectiveKey),
                 configured ? std::optional(configured->value) : std::nullopt}))
             return;
     }
     m_choice = Choice::ofBefore;
-    m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(nodeName)));
+    m_connection.metadata().set(0, configuredKey, jsonValue(nameValue(nodeName)));
 }
 
 /// Its name may belong to another file by the time of the lock: whoever held that has removed it.
@@ -190,7 +190,7 @@ void SwitchedInput::changed()
             return;
         m_restarted = false;
         if (m_choice != Choice::users && now != m_record->target)
-            m_connection.setMetadata(0, configuredKey, jsonValue(nameValue(m_record->target)));
+            m_connection.metadata().set(0, configuredKey, jsonValue(nameValue(m_record->target)));
     }
     // What comes before the switch has been heard of is not an answer to it.
     if (now == m_record->target)
@@ -214,10 +214,10 @@ void SwitchedInput::giveBack()
         m_step = Step::none;
     // Without a choice the session manager takes what was chosen last, and must not find the virtual microphone there.
     if (m_step == Step::none) {
-        m_connection.setMetadata(0, configuredKey, jsonValue(value));
+        m_connection.metadata().set(0, configuredKey, jsonValue(value));
         m_step = Step::named;
     } else if (m_step == Step::named && now == name) {
-        m_connection.setMetadata(0, configuredKey, {});
+        m_connection.metadata().set(0, configuredKey, {});
         m_step = Step::cleared;
     } else {
         return;

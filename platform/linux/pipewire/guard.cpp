@@ -3,7 +3,7 @@
 
 #include "base/Json.h"
 #include "platform/linux/pipewire/PipeWireDevices.h"
-#include "platform/linux/pipewire/PipeWireMuter.h"
+#include "platform/linux/pipewire/StreamTargets.h"
 
 #include <algorithm>
 #include <iostream>
@@ -16,7 +16,7 @@ using namespace lingrelay;
 
 namespace {
 
-using Value = PipeWireConnection::MetadataValue;
+using Value = StreamTargets::Value;
 
 /// For a server that hangs, or comes back. Later the next launch sees to the default input.
 constexpr Duration patience = seconds(60);
@@ -24,12 +24,12 @@ constexpr double pinTime = 0.5; ///< seconds for the session manager to have fol
 
 struct Changes {
     std::string sink;
-    PipeWireMuter::Targets streams; ///< and where they were before
+    StreamTargets::Befores streams; ///< and where they were before
     std::string input; ///< the file about the default input; empty: that is not switched
 
     void take(Json const& change);
     bool any() const { return !sink.empty() || !input.empty(); }
-    PipeWireMuter::Targets putBack(PipeWireConnection& connection) const; ///< what has been in the sink
+    StreamTargets::Befores putBack(PipeWireConnection& connection) const; ///< what has been in the sink
 };
 
 void Changes::take(Json const& change)
@@ -48,31 +48,32 @@ void Changes::take(Json const& change)
         input = jsonString(change, "input").value_or("");
 }
 
-PipeWireMuter::Targets Changes::putBack(PipeWireConnection& connection) const
+StreamTargets::Befores Changes::putBack(PipeWireConnection& connection) const
 {
     // A number may belong to another stream by now; the sink's name tells.
-    PipeWireMuter::Targets left;
-    for (auto const& [key, value] : connection.metadata()) {
-        if (key.second != "target.object" || sink.empty() || value.value != sink)
+    StreamTargets targets(connection);
+    StreamTargets::Befores left;
+    for (auto const& [stream, target] : targets.all()) {
+        if (sink.empty() || target.value != sink)
             continue;
-        auto const before = streams.find(key.first);
-        left[key.first] = before == streams.end() ? PipeWireMuter::Before{} : before->second;
+        auto const before = streams.find(stream);
+        left[stream] = before == streams.end() ? StreamTargets::Before{} : before->second;
     }
-    PipeWireMuter::giveBack(connection, left);
+    targets.giveBack(left);
     connection.sync();
     return left;
 }
 
 /// A session manager that missed the sink before the streams were given back can still pin them on the default, which
 /// ends what they ask for themselves.
-void endPins(PipeWireConnection& connection, PipeWireMuter::Targets const& streams)
+void endPins(PipeWireConnection& connection, StreamTargets::Befores const& streams)
 {
-    auto const pinned
-        = [&](auto const& entry) { return !entry.second.follows && PipeWireMuter::follows(connection, entry.first); };
+    StreamTargets targets(connection);
+    auto const pinned = [&](auto const& entry) { return !entry.second.follows && targets.follows(entry.first); };
     connection.waitUntil(pinTime, [&] { return std::any_of(streams.begin(), streams.end(), pinned); });
     for (auto const& entry : streams) {
         if (pinned(entry))
-            connection.setMetadata(entry.first, "target.node", {});
+            targets.forget(entry.first);
     }
     connection.sync();
 }

@@ -205,7 +205,7 @@ TEST_F(PipeWireFaultTest, aStreamThatIsCalledBackWhileItIsMutedIsMutedAllTheSame
     m.wait(0.1);
     {
         PipeWireConnection::Lock const lock(other);
-        other.setMetadata(*stream, "target.object", {{"Spa:String", SoundServer::headset}});
+        other.metadata().set(*stream, "target.object", {{"Spa:String", SoundServer::headset}});
         other.sync();
     }
     m.server.signal(Part::sessionManager, SIGCONT);
