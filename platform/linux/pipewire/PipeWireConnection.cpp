@@ -186,6 +186,7 @@ void PipeWireConnection::turn()
         m_changed = true;
         each([](Member& member) { member.connected(); });
     }
+    m_holds.update();
     if (m_ready && std::exchange(m_changed, false))
         each([](Member& member) { member.changed(); });
     pw_thread_loop_signal(m_loop, false);
@@ -266,9 +267,9 @@ bool PipeWireConnection::foreignStream(Object const& object) const
     return !owner || owner->number(PW_KEY_SEC_PID) != static_cast<std::uint32_t>(::getpid());
 }
 
-void PipeWireConnection::hold(std::uint32_t stream)
+void PipeWireConnection::hold(std::uint32_t stream, std::uint32_t device)
 {
-    m_holds.hold(stream);
+    m_holds.hold(stream, device);
     each([](Member& member) { member.changed(); });
 }
 

@@ -84,8 +84,8 @@ public:
     }
     /// A playing stream of another program, and no filter.
     bool foreignStream(Object const& object) const;
-    /// Nobody links the stream for now.
-    void hold(std::uint32_t stream);
+    /// Nobody links the stream until it has been moved to that device.
+    void hold(std::uint32_t stream, std::uint32_t device);
     bool held(std::uint32_t stream) const { return m_holds.held(stream); }
     double graphRate() const;
 
@@ -127,7 +127,7 @@ private:
     PipeWireMetadata m_defaults;
     PipeWireMetadata m_settings{[this](auto&&...) { noteChange(); }};
     DefaultsCheck m_check{m_objects, m_defaults};
-    StreamHolds m_holds;
+    StreamHolds m_holds{m_objects};
     std::set<Member*> m_members;
     bool m_ready = false; ///< connected, and the mirror is complete
     bool m_lost = false; ///< the server went away; not yet taken down

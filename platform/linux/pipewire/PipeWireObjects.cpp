@@ -53,9 +53,9 @@ PipeWireObjects::Object const& PipeWireObjects::add(
 {
     Object object{id, type, {}};
     addAll(properties, object.properties);
-    if (isAudioNode(object)) {
+    if (isAudioNode(object) || object.type == PW_TYPE_INTERFACE_Link) {
         object.complete = false;
-        watch(registry, id);
+        watch(registry, object);
     }
     return m_objects[id] = std::move(object);
 }
@@ -72,21 +72,32 @@ void PipeWireObjects::clear()
     m_watches.clear();
 }
 
-/// The registry tells only a part of a node's properties.
-void PipeWireObjects::watch(pw_registry* registry, std::uint32_t node)
+/// The registry tells only a part of a node's properties, and nothing of a link's state.
+void PipeWireObjects::watch(pw_registry* registry, Object const& object)
 {
-    static pw_node_events const events = [] {
+    static pw_node_events const nodeEvents = [] {
         pw_node_events result{};
         result.version = PW_VERSION_NODE_EVENTS;
         result.info = onNodeInfo;
         return result;
     }();
+    static pw_link_events const linkEvents = [] {
+        pw_link_events result{};
+        result.version = PW_VERSION_LINK_EVENTS;
+        result.info = onLinkInfo;
+        return result;
+    }();
+    bool const isNode = object.type == PW_TYPE_INTERFACE_Node;
     auto watch = std::make_unique<Watch>();
     watch->objects = this;
-    watch->id = node;
-    watch->proxy = static_cast<pw_proxy*>(pw_registry_bind(registry, node, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
-    pw_node_add_listener(reinterpret_cast<pw_node*>(watch->proxy), &watch->listener, &events, watch.get());
-    m_watches[node] = std::move(watch);
+    watch->id = object.id;
+    watch->proxy = static_cast<pw_proxy*>(
+        pw_registry_bind(registry, object.id, object.type.c_str(), isNode ? PW_VERSION_NODE : PW_VERSION_LINK, 0));
+    if (isNode)
+        pw_node_add_listener(reinterpret_cast<pw_node*>(watch->proxy), &watch->listener, &nodeEvents, watch.get());
+    else
+        pw_link_add_listener(reinterpret_cast<pw_link*>(watch->proxy), &watch->listener, &linkEvents, watch.get());
+    m_watches[object.id] = std::move(watch);
 }
 
 void PipeWireObjects::onNodeInfo(void* data, pw_node_info const* info)
@@ -101,6 +112,17 @@ void PipeWireObjects::onNodeInfo(void* data, pw_node_info const* info)
     addAll(info->props, found->second.properties);
     found->second.complete = true;
     objects.m_changed();
+}
+
+void PipeWireObjects::onLinkInfo(void* data, pw_link_info const* info)
+{
+    auto const& watch = *static_cast<Watch*>(data);
+    auto const found = watch.objects->m_objects.find(watch.id);
+    bool const complete = info->state == PW_LINK_STATE_PAUSED || info->state == PW_LINK_STATE_ACTIVE;
+    if (found == watch.objects->m_objects.end() || found->second.complete == complete)
+        return;
+    found->second.complete = complete;
+    watch.objects->m_changed();
 }
 
 PipeWireObjects::Object const* PipeWireObjects::find(std::uint32_t id) const

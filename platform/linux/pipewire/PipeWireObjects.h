@@ -20,14 +20,15 @@ public:
         std::uint32_t id = 0;
         std::string type;
         Properties properties;
-        bool complete = true; ///< of an audio node: the properties are all there, not only the registry's
+        /// Of an audio node: the properties are all there, not only the registry's. Of a link: sound can flow.
+        bool complete = true;
 
         std::string const& get(std::string_view key) const;
         std::uint32_t number(std::string_view key) const; ///< PW_ID_ANY when there is none
     };
     using Objects = std::map<std::uint32_t, Object>;
 
-    /// `changed` is called when properties have come late, in the library's callbacks.
+    /// `changed` is called when an object has become complete or other, in the library's callbacks.
     explicit PipeWireObjects(std::function<void()> changed) : m_changed(std::move(changed)) { }
     PipeWireObjects(PipeWireObjects const&) = delete;
     PipeWireObjects& operator=(PipeWireObjects const&) = delete;
@@ -54,11 +55,12 @@ private:
     };
 
     static void onNodeInfo(void* watch, pw_node_info const* info);
-    void watch(pw_registry* registry, std::uint32_t node);
+    static void onLinkInfo(void* watch, pw_link_info const* info);
+    void watch(pw_registry* registry, Object const& object);
 
     std::function<void()> m_changed;
     Objects m_objects;
-    std::map<std::uint32_t, std::unique_ptr<Watch>> m_watches; ///< by audio node
+    std::map<std::uint32_t, std::unique_ptr<Watch>> m_watches; ///< of audio nodes and links
 };
 
 } // namespace lingrelay

@@ -114,8 +114,10 @@ void StreamTargets::holdFor(std::uint32_t stream, std::optional<Value> const& ta
 {
     auto const* const device = deviceOf(stream, target);
     auto const channels = m_connection.ports(stream, "out").size();
-    if (channels > 0 && device && m_connection.ports(device->id, "in").size() != channels)
-        m_connection.hold(stream);
+    // One that is held is on its way to a device from which it is moved once more.
+    bool const moves = device && (m_connection.ports(device->id, "in").size() != channels || m_connection.held(stream));
+    if (channels > 0 && moves)
+        m_connection.hold(stream, device->id);
 }
 
 /// The output that a target chooses by its serial, which is what session managers remember of a program.
