@@ -61,7 +61,7 @@ void SwitchedInput::set(std::string const& nodeName, bool isVirtual, bool curren
             m_record = record; // even if a crash would not find it
         }
         m_owed = true;
-        return giveBack();
+        return changed();
     }
     if (!isVirtual && lockedByAnother())
         return;
@@ -207,10 +207,15 @@ void SwitchedInput::giveBack()
     auto const now = m_connection.nameIn(configuredKey);
     auto const value = configured.value_or(nameValue(effective));
     auto const name = jsonString(parseJson(value).value_or(Json()), "name").value_or("");
-    bool const chosen = !now.empty() && now != target && now != effective && now != name;
-    if (chosen || (m_step == Step::named && now == name && configured) || (m_step == Step::cleared && now.empty()))
+    bool const late = m_step != Step::none && Clock::now() - m_stepped >= stepLimit;
+    if (!now.empty() && now != target && now != effective && now != name)
         return forget();
-    if (m_step != Step::none && Clock::now() - m_stepped >= stepLimit)
+    if ((m_step == Step::named && now == name && configured) || (m_step == Step::cleared && now.empty())) {
+        // Not before the default has followed, where it can: the next session would take it for a user's.
+        bool const followed = m_connection.nameIn(effectiveKey) != target || !m_connection.node(effective);
+        return followed || late ? forget() : void();
+    }
+    if (late)
         m_step = Step::none;
     // Without a choice the session manager takes what was chosen last, and must not find the virtual microphone there.
     if (m_step == Step::none) {
@@ -223,6 +228,7 @@ void SwitchedInput::giveBack()
         return;
     }
     m_stepped = Clock::now();
+    m_connection.metadata().readAt(m_stepped + stepLimit / 2); // what the session manager makes of it can be lost news
 }
 
 } // namespace lingrelay
