@@ -175,6 +175,7 @@ TEST_F(EngineTest, aStopDropsQueuedSpeechAndUnfinishedText)
     EXPECT_EQ(lines, (Texts{" > media."}));
     for (auto const& peer : world.network.peers())
         EXPECT_TRUE(peer->gone);
+    EXPECT_EQ(world.network.peers().at(0)->closeCode, 1001) << "the recogniser is told";
     start();
     voice.plan = [](auto const&, int) { return VoiceServer::Plan{}; };
     tell({translation("Sigue.")}, 5);
