@@ -44,7 +44,7 @@ bool DesktopServer::usable(Part part) const
     case Part::display: // it has written its number
         return m_parts.at(part)->output().find('\n') != std::string::npos;
     case Part::bus:
-        return std::filesystem::exists(bus());
+        return !m_parts.at(part)->output().empty();
     case Part::windowManager:
         return run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}).find("window id") != std::string::npos;
     case Part::compositor:

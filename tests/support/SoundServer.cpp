@@ -42,7 +42,8 @@ void SoundServer::start(Part part)
     auto const path = m_folder / "run/" + socket;
     if (!socket.empty())
         fs::remove(path); // of one that was killed
-    TestHome::start(part, part == Part::bus ? busWords() : Words{program}, [&] { return fs::exists(path); });
+    TestHome::start(part, part == Part::bus ? busWords() : Words{program},
+        [&] { return part == Part::bus ? !m_parts[part]->output().empty() : fs::exists(path); });
 }
 
 bool SoundServer::start()

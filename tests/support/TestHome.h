@@ -45,9 +45,11 @@ protected:
     }
 
     std::string bus() const { return m_folder / "run/bus"; }
+    /// It prints its address once it listens, which is later than its socket is there.
     Words busWords() const
     {
-        return {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=unix:path=" + bus()};
+        return {
+            "dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address", "--address=unix:path=" + bus()};
     }
     /// Starts one of the servers and waits until it can be used; false, with a failure of the test, when it cannot.
     bool start(Part part, Words const& words, std::function<bool()> const& usable)
