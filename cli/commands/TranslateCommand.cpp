@@ -81,7 +81,8 @@ public:
         m_notices.flush(stopFlush);
         if (auto const problem = m_output.problem())
             return failed(*problem);
-        bool const good = m_reason != EndReason::failed && m_reason != EndReason::refused && !m_run->report().lostFiles();
+        bool const good
+            = m_reason != EndReason::failed && m_reason != EndReason::refused && !m_run->report().lostFiles();
         return good ? exitDone : exitFailed;
     }
 

@@ -268,8 +268,8 @@ TEST_P(SocketContract, refusedUpgradeNamesTheStatus)
     server.answerWith(Answer::refuse, {});
     Client client(*world, request());
     client.socket->sendText("config", client.sent(1));
-    EXPECT_EQ(ended(client),
-        (Error{Error::Kind::badServerResponse, "The server refused the connection (HTTP 401).", 401}));
+    EXPECT_EQ(
+        ended(client), (Error{Error::Kind::badServerResponse, "The server refused the connection (HTTP 401).", 401}));
     EXPECT_EQ(client.told, Strings{"failed 1"});
 }
 
