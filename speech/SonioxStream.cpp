@@ -22,7 +22,8 @@ constexpr std::size_t longestClause = 89;
 constexpr int closeGoingAway = 1001;
 /// Two unanswered pings: the connection is dead although nobody closed it. All that is said meanwhile is lost.
 constexpr Duration deadAfter = seconds(12.0);
-constexpr Duration finishQuiet = seconds(5.0);
+/// A busy service may take its time over the last words; one that is dead is known by then.
+constexpr Duration finishQuiet = deadAfter;
 constexpr std::int64_t waitingSeconds = 2;
 
 bool isOneOf(std::string_view character, std::initializer_list<std::string_view> marks)

@@ -421,7 +421,7 @@ TEST_F(ConnectedTest, aFinishedStreamGivesItsLastClauseAndDoesNotReconnect)
         if (ending == finished || ending == quiet) {
             EXPECT_EQ(socket.data(Kind::text).back(), "");
         }
-        auto const rest = after(ending == quiet ? 4.6 : 0.5);
+        auto const rest = after(ending == quiet ? 11.6 : 0.5);
         heard.insert(heard.end(), rest.begin(), rest.end());
         EXPECT_EQ(done, 1);
         EXPECT_EQ(std::count(heard.begin(), heard.end(), "t! sin punto"), 1) << ending;
