@@ -179,7 +179,7 @@ void Program::Parts::makeReady()
     if (std::exchange(readying, true))
         return;
     provider.onConnected = [this] { connected(); };
-    provider.onReplaced = [this] {
+    provider.onServiceStarted = [this] {
         if (app)
             app->providerReplaced();
     };

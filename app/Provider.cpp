@@ -36,7 +36,7 @@ void Provider::startService()
         m_serviceStarted = bool(address);
         connect(address);
         if (address && !m_left)
-            onReplaced();
+            onServiceStarted();
     });
 }
 

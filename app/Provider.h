@@ -33,8 +33,8 @@ public:
 
     /// The assembly knows the hosts; called each time.
     std::function<void()> onConnected;
-    /// Another local service has taken the place of one that has ended.
-    std::function<void()> onReplaced;
+    /// A local service is there, the first or one in the place of one that has ended; after `onConnected`.
+    std::function<void()> onServiceStarted;
 
 private:
     void startService();

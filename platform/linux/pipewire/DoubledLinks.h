@@ -8,9 +8,9 @@
 
 namespace lingrelay {
 
-/// A session manager of this version forgets a link when the device of the one before goes away while it is being made,
-/// and then links the stream once more: a stream that is in the mute sink would be heard all the same. This ends such
-/// links; those that others have made are theirs. On the connection's loop.
+/// The session manager of Debian 12 (WirePlumber 0.4) forgets a link when the device of the one before goes away while
+/// it is being made, and then links the stream once more: a stream that is in the mute sink would be heard all the
+/// same. This ends such links; those that others have made are theirs. On the connection's loop.
 class DoubledLinks {
 public:
     explicit DoubledLinks(PipeWireConnection& connection) : m_connection(connection) { }

@@ -17,9 +17,9 @@ namespace lingrelay {
 /// A mirror of one of the server's metadata objects: values by subject (an object's id, or 0) and key. "default" says
 /// which devices are the defaults and where streams go. All on the connection's loop.
 ///
-/// A server of this version loses what changes at a moment at which another program begins to watch, which many do when
-/// they begin to play. What may be lost is read anew: all of it at once, at the time that `readAt` was told. Every
-/// reading makes this program one that begins to watch, so it is not done without a doubt.
+/// The server of Debian 12 (0.3.65) loses what changes at a moment at which another program begins to watch, which many
+/// do when they begin to play. What may be lost is read anew: all of it at once, at the time that `readAt` was told.
+/// Every reading makes this program one that begins to watch, so it is not done without a doubt.
 class PipeWireMetadata {
 public:
     struct Value {

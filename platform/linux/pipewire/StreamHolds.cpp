@@ -9,7 +9,8 @@ namespace {
 
 /// Usually 20 ms. A session manager that does not link the stream to that device must not keep it unheard.
 constexpr Duration longestMove = seconds(3);
-/// A server of this version can crash when a stream gets links at the very moment at which others have moved it.
+/// The server of Debian 12 (0.3.65) can crash when a stream gets links at the very moment at which others have moved
+/// it.
 constexpr Duration settleTime = seconds(0.3);
 
 std::uint64_t serial(PipeWireObjects::Object const& object)
